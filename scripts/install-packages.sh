@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Installs those of the named Debian packages that are missing. Prints nothing when none is.
+set -euo pipefail
+
+missing=()
+for package in "$@"; do
+  dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed ||
+    missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+sudo=()
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || {
+    echo "error: these packages are missing, and only root can install them: ${missing[*]}" >&2
+    exit 1
+  }
+  sudo=(sudo)
+fi
+echo "== installing ${missing[*]}" >&2
+export DEBIAN_FRONTEND=noninteractive
+"${sudo[@]}" apt-get update -qq >&2
+"${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2

@@ -1,0 +1,192 @@
+#include "tavrin/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "hostcommon/Version.h"
+#include "tavrin/CommandError.h"
+#include "tavrin/Commands.h"
+#include "tavrin/Options.h"
+
+namespace tavrin {
+
+namespace {
+
+constexpr const char* kDescription =
+    "Tavrin records power and performance telemetry and writes it in several formats.\n"
+    "\n"
+    "Examples:\n"
+    "  tavrin record -- make -j8            measure a command; report in tavrin.csv\n"
+    "  tavrin record -d 10 -o out/idle      measure 10 s; report in out/idle.csv\n"
+    "  tavrin record -f core-cstate,energy -i 20 -d 5 --capture run.jsonl\n"
+    "  tavrin report -w all -o again run.jsonl\n"
+    "  mytool | tavrin report -o mytool -   report what another tool measured\n"
+    "  tavrin list features                 what this machine offers";
+
+constexpr const char* kRecordFooter =
+    "To measure a command: tavrin record [OPTIONS] -- COMMAND ARGS...\n"
+    "\n"
+    "Collects until the command ends, the duration has passed, or Ctrl-C. The first Ctrl-C (also\n"
+    "SIGTERM, SIGHUP) ends the collection and completes every output, the second gives up at "
+    "once.\n"
+    "\n"
+    "Exit status: that of the command, 128 + N if signal N ended it, 127 if it cannot be started;\n"
+    "1 if an output is incomplete, 2 for a usage error, 130 after a second Ctrl-C, else 0.\n"
+    "\n"
+    "Environment: PW_DO_TIMELINE_TSC=1 writes times as ticks of the timestamp clock; NO_COLOR "
+    "keeps\n"
+    "colours off the terminal.";
+
+constexpr const char* kReportFooter =
+    "FILE is a stream recorded with 'tavrin record --capture', or printed by any other tool\n"
+    "(docs/formats/recorded-stream.md); - reads standard input. A faulty line ends the replay "
+    "with\n"
+    "its place and cause; everything before it is written completely, and the exit status is 1.";
+
+void addCommonOptions(CLI::App& app, Options& options) {
+  app.add_option("--plugin", options.plugin, "Plugin library to load instead of the tool's own")
+      ->type_name("PATH");
+  app.add_option("--verbosity", options.verbosity,
+                 "Log lines to show: 0 notes only, 1 errors, 2 warnings, 3 debug, 4 info")
+      ->type_name("N")
+      ->check(CLI::Range(0, 4))
+      ->capture_default_str();
+  app.add_flag_callback(
+      "-v", [&options] { options.verbosity = std::min(options.verbosity + 1, 4); },
+      "Raise the verbosity by one; may be repeated");
+  app.add_flag_callback(
+      "-q,--quiet", [&options] { options.verbosity = 0; }, "Show notes only (verbosity 0)");
+  app.add_option("--debug", options.debugChannels,
+                 "Show all log lines of a channel: text-writer-plugin, continuous_writer, "
+                 "binarywriter, iter; may be repeated")
+      ->type_name("CHANNEL")
+      ->allow_extra_args(false);
+}
+
+void addOutputOptions(CLI::App& app, Options& options) {
+  app.add_option("-o,--output", options.output,
+                 "Base name of the outputs; each writer adds its own ending. 'console' also prints "
+                 "the summary report")
+      ->type_name("BASE")
+      ->capture_default_str();
+  app.add_option("-w,--writer", options.writers,
+                 "Writers to use, separated by commas, or 'all'; see 'tavrin list writers'")
+      ->type_name("NAME,...")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->capture_default_str();
+  app.add_option("--output-config", options.outputConfig,
+                 "Order of features and metrics in the report (TOML); default: the installed one")
+      ->type_name("FILE");
+}
+
+void addMachineOptions(CLI::App& app, Options& options) {
+  app.add_option("--sysroot", options.sysroot,
+                 "Read /sys, /proc and /etc below this folder instead of the machine's own")
+      ->type_name("DIR")
+      ->check(CLI::ExistingDirectory);
+}
+
+CLI::App* addRecord(CLI::App& app, Options& options) {
+  CLI::App* const record =
+      app.add_subcommand("record", "Collect live telemetry while a command runs, or until Ctrl-C");
+  addOutputOptions(*record, options);
+  record
+      ->add_option("-f,--feature", options.features,
+                   "Features to collect, separated by commas, or 'all' for those that this "
+                   "machine has; see 'tavrin list features'")
+      ->type_name("NAME,...")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->capture_default_str();
+  record->add_option("-i,--interval", options.intervalMs, "Sampling interval in milliseconds")
+      ->type_name("MS")
+      ->check(CLI::Range(1U, 3'600'000U))
+      ->capture_default_str();
+  record->add_option("-d,--duration", options.durationSec, "Collect for this many seconds")
+      ->type_name("S")
+      ->check(CLI::Range(0.001, 1e9));
+  record
+      ->add_option("--continuous", options.continuousSec,
+                   "Flush continuous results every S seconds (writers that support it)")
+      ->type_name("S")
+      ->check(CLI::Range(0.01, 1e9));
+  record
+      ->add_option("--capture", options.capture,
+                   "Also keep the recorded stream in this file, - for standard output")
+      ->type_name("FILE");
+  addMachineOptions(*record, options);
+  addCommonOptions(*record, options);
+  record->footer(kRecordFooter);
+  return record;
+}
+
+CLI::App* addReport(CLI::App& app, Options& options) {
+  CLI::App* const report = app.add_subcommand("report", "Replay a recorded stream into writers");
+  addOutputOptions(*report, options);
+  report->add_flag("--continuous", options.continuous,
+                   "Open the outputs for continuous results and flush them where the stream says");
+  addCommonOptions(*report, options);
+  report->add_option("file", options.stream, "Recorded stream (JSON Lines), - for standard input")
+      ->type_name("")
+      ->option_text("FILE|-")
+      ->required();
+  report->footer(kReportFooter);
+  return report;
+}
+
+CLI::App* addList(CLI::App& app, Options& options) {
+  CLI::App* const list = app.add_subcommand("list", "Tell what this build and this machine offer");
+  list->add_option("topic", options.topic, "writers, features, metrics; all by default")
+      ->type_name("")
+      ->check(CLI::IsMember({"all", "writers", "features", "metrics"}));
+  addMachineOptions(*list, options);
+  addCommonOptions(*list, options);
+  return list;
+}
+
+/// Takes the command to measure, which follows "--", from the arguments, and leaves the rest.
+std::vector<std::string> takeCommand(std::vector<std::string>& arguments) {
+  const auto marker = std::ranges::find(arguments, "--");
+  if (marker == arguments.end()) return {};
+  std::vector<std::string> command(marker + 1, arguments.end());
+  arguments.erase(marker, arguments.end());
+  return command;
+}
+
+}  // namespace
+
+int runCommandLine(int argc, char** argv) {
+  Options options;
+  std::vector<std::string> arguments(argv + 1, argv + argc);
+  options.commandLine = "tavrin";
+  for (const std::string& argument : arguments) options.commandLine += " " + argument;
+  options.command = takeCommand(arguments);
+  CLI::App app(kDescription, "tavrin");
+  app.set_version_flag("--version", std::string("tavrin ") + pwr::kVersion);
+  app.require_subcommand(1);
+  app.get_formatter()->column_width(34);
+  const std::pair<CLI::App*, std::function<int(const Options&)>> commands[] = {
+      {addRecord(app, options), runRecord},
+      {addReport(app, options), runReport},
+      {addList(app, options), runList},
+  };
+  try {
+    std::ranges::reverse(arguments);  // the parser takes them from the end
+    app.parse(arguments);
+    if (!options.command.empty() && !commands[0].first->parsed()) {
+      throw CLI::ExtrasError("tavrin", options.command);
+    }
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kExitDone : kExitUsage;
+  }
+  for (const auto& [command, run] : commands) {
+    if (command->parsed()) return run(options);
+  }
+  return kExitUsage;
+}
+
+}  // namespace tavrin

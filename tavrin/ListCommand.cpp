@@ -1,0 +1,95 @@
+#include <cstdio>
+
+#include "tavrin/Commands.h"
+#include "tavrin/HostSetup.h"
+#include "tavrin/PluginLibrary.h"
+
+#if defined(__linux__)
+#include "tavrin/collect/CpuEntities.h"
+#include "tavrin/collect/FeatureRegistry.h"
+#include "tavrin/collect/SysRoot.h"
+#include "writers/host/Quantity.h"
+#endif
+
+namespace tavrin {
+
+namespace {
+
+void listWriters(const Options& options) {
+  std::puts("Writers (-w):");
+  const PluginLibrary plugin(options.plugin);
+  for (const WriterPlugin* writer : plugin.writers()) {
+    const pwr::WriterPluginCapability& capability = PluginLibrary::capability(*writer);
+    std::printf("  %-12s %-11s %s\n", capability.getName().c_str(),
+                capability.getExtension().c_str(), capability.getDescription().c_str());
+  }
+}
+
+#if defined(__linux__)
+
+const char* kindOf(const pwr::MetricDescription& metric) {
+  switch (metric.type) {
+    case pwr::Metric::MetricType::SampledDelta:
+      return "counter";
+    case pwr::Metric::MetricType::SampledResidency:
+      return "residency";
+    case pwr::Metric::MetricType::SampledValue:
+      return "value";
+    case pwr::Metric::MetricType::TracedValueTransition:
+      return "transition";
+    case pwr::Metric::MetricType::TracedEvent:
+      break;
+  }
+  return "event";
+}
+
+void listMetrics(const Feature& feature) {
+  for (const pwr::MetricDescription* metric : feature.metrics()) {
+    const std::string units = metric->quantity == nullptr ? "" : metric->quantity->toUnitsString();
+    std::printf("  %-22s %-13s %-10s %-6s %zu series\n", metric->name.c_str(),
+                metric->featureTag.c_str(), kindOf(*metric), units.empty() ? "-" : units.c_str(),
+                metric->combinations.size());
+  }
+}
+
+void listMachine(const Options& options, bool features, bool metrics) {
+  const SysRoot root(options.sysroot);
+  CpuEntities cpus(root);
+  const auto all = createFeatures();
+  if (features) std::puts("Features of this machine (-f):");
+  std::vector<const Feature*> present;
+  unsigned int containerId = 0;
+  for (const auto& feature : all) {
+    const std::string whyAbsent = feature->probe(root, cpus, ++containerId);
+    if (whyAbsent.empty()) present.push_back(feature.get());
+    if (!features) continue;
+    std::printf("  %-12s %-11s %s\n", feature->tag().c_str(),
+                whyAbsent.empty() ? "present" : "absent",
+                whyAbsent.empty() ? feature->help().c_str() : whyAbsent.c_str());
+  }
+  if (!metrics) return;
+  std::puts("Metrics of this machine (name, feature, kind, unit):");
+  for (const Feature* feature : present) listMetrics(*feature);
+}
+
+#else
+
+void listMachine(const Options& /*options*/, bool /*features*/, bool /*metrics*/) {
+  std::puts("Features: live collection is available on Linux only; 'tavrin report' works here.");
+}
+
+#endif
+
+}  // namespace
+
+int runList(const Options& options) {
+  setUpHost(options);
+  const bool all = options.topic == "all";
+  if (all || options.topic == "writers") listWriters(options);
+  if (all || options.topic != "writers") {
+    listMachine(options, all || options.topic == "features", all || options.topic == "metrics");
+  }
+  return 0;
+}
+
+}  // namespace tavrin

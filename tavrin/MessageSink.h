@@ -1,0 +1,31 @@
+#pragma once
+
+#include "writers/host/IdMessage.h"
+#include "writers/host/Metric.h"
+#include "writers/host/MetricContainerInfoMessage.h"
+#include "writers/host/SystemMetadata.h"
+#include "writers/host/TableMessage.h"
+#include "writers/host/TextMessage.h"
+
+namespace tavrin {
+
+/// Takes the messages of one run, from live collection or from a recorded stream, in their order:
+/// `system` first and once, then any of the others. All calls come from one thread.
+class MessageSink {
+ public:
+  virtual ~MessageSink() = default;
+
+  /// `metadata` outlives the run; whoever delivers it completes it (stop timestamp, duration,
+  /// processes) before the run is finished.
+  virtual void system(const pwr::SystemMetadata& metadata) = 0;
+  virtual void container(const pwr::MetricContainerInfoMessage& message) = 0;
+  /// The sink may take elements out of the metric's data point.
+  virtual void metric(pwr::Metric& metric) = 0;
+  virtual void table(const pwr::TableMessage& message) = 0;
+  virtual void text(const pwr::TextMessage& message) = 0;
+  virtual void id(const pwr::IdMessage& message) = 0;
+  /// Continuous results are to be flushed now.
+  virtual void flush() = 0;
+};
+
+}  // namespace tavrin

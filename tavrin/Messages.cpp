@@ -1,0 +1,28 @@
+#include "tavrin/Messages.h"
+
+#include "tavrin/run/Progress.h"
+#include "writers/host/PluginEnvironment.h"
+
+namespace tavrin {
+
+namespace {
+
+void say(PWLogLevel threshold, const std::string& line) {
+  if (g_pluginEnvironment->getVerbosity() < threshold) return;
+  Progress::clearLine();
+  g_pluginEnvironment->getLogger(threshold)->log(threshold, (line + "\n").c_str());
+}
+
+}  // namespace
+
+void fail(const std::string& text) {
+  say(PW_LOG_NOTE, "tavrin: error: " + text);
+}
+void warn(const std::string& text) {
+  say(PW_LOG_WARNING, "tavrin: warning: " + text);
+}
+void inform(const std::string& text) {
+  say(PW_LOG_ERROR, "tavrin: " + text);
+}
+
+}  // namespace tavrin

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tavrin {
+
+/// What the command line asks for. The defaults are those of the tool.
+struct Options {
+  // Of every command:
+  int verbosity = 2;
+  std::vector<std::string> debugChannels;
+  std::string plugin;
+
+  // Of record and report:
+  std::string output = "tavrin";
+  std::vector<std::string> writers{"sum"};
+  std::string outputConfig;
+
+  // Of record and list:
+  std::string sysroot;
+  std::vector<std::string> features{"all"};
+
+  // Of record:
+  unsigned int intervalMs = 100;
+  double durationSec = 0.0;    ///< 0: no limit
+  double continuousSec = 0.0;  ///< 0: no continuous output
+  std::string capture;
+  std::vector<std::string> command;
+
+  // Of report:
+  std::string stream;
+  bool continuous = false;
+
+  // Of list:
+  std::string topic = "all";
+
+  std::string commandLine;  ///< all arguments as given, for the reports
+};
+
+}  // namespace tavrin

@@ -1,0 +1,281 @@
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <optional>
+
+#include "hostcommon/NumberText.h"
+#include "hostcommon/Version.h"
+#include "tavrin/CommandError.h"
+#include "tavrin/Commands.h"
+#include "tavrin/HostSetup.h"
+#include "tavrin/Messages.h"
+#include "tavrin/PluginLibrary.h"
+#include "tavrin/Session.h"
+#include "tavrin/collect/CpuEntities.h"
+#include "tavrin/collect/FeatureRegistry.h"
+#include "tavrin/collect/SysRoot.h"
+#include "tavrin/collect/SystemProbe.h"
+#include "tavrin/run/ChildProcess.h"
+#include "tavrin/run/Interrupt.h"
+#include "tavrin/run/Progress.h"
+#include "tavrin/run/Sampler.h"
+#include "tavrin/stream/StreamWriter.h"
+#include "writers/host/HostFunctions.h"
+
+namespace tavrin {
+
+namespace {
+
+using Clock = StopRequest::Clock;
+using Seconds = std::chrono::duration<double>;
+
+/// Passes that may wait for the writers before sampling has to leave some out.
+constexpr std::size_t kQueueCapacity = 256;
+constexpr std::chrono::milliseconds kProgressPeriod{250};
+
+std::string withDecimals(double value, int decimals) {
+  std::string text;
+  pwr::appendFixed(text, value, decimals);
+  return text;
+}
+
+Clock::duration toDuration(double seconds) {
+  return std::chrono::duration_cast<Clock::duration>(Seconds(seconds));
+}
+
+std::string localTime(std::time_t time) {
+  std::tm parts{};
+  localtime_r(&time, &parts);
+  char text[64];
+  const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %z", &parts);
+  return std::string(text, length);
+}
+
+/// One live collection, from probing to the closed outputs.
+class Recording {
+ public:
+  explicit Recording(const Options& options);
+  int run();
+
+ private:
+  void probeFeatures();
+  void openCapture();
+  void describe(const Sampler& sampler);
+  void drain(SampleQueue& queue);
+  void consume(SampleBatch& batch);
+  void showProgress(Clock::time_point now);
+  void complete(const Sampler& sampler);
+  void report(const SamplingReport& sampling) const;
+
+  const Options& options_;
+  const std::chrono::system_clock::time_point begun_ = std::chrono::system_clock::now();
+  std::optional<ChildProcess> command_;
+  PluginLibrary plugin_;
+  std::vector<WriterPlugin*> writers_;
+  StopRequest stop_;
+  Interrupt interrupt_;
+  SysRoot root_;
+  CpuEntities cpus_;
+  std::vector<std::unique_ptr<Feature>> features_;
+  std::vector<Feature*> present_;
+  pwr::SystemMetadata metadata_;
+  std::unique_ptr<FILE, int (*)(FILE*)> captureFile_{nullptr, std::fclose};
+  std::unique_ptr<StreamWriter> capture_;
+  std::unique_ptr<Session> session_;
+  Progress progress_;
+  Clock::time_point start_;
+  Clock::time_point nextFlush_;
+  Clock::time_point nextProgress_;
+  bool unflushed_ = false;
+};
+
+Recording::Recording(const Options& options)
+    : options_(options),
+      plugin_(options.plugin),
+      writers_(plugin_.select(options.writers)),
+      interrupt_(stop_,
+                 [this] {
+                   if (command_ && command_->hasEnded()) stop_.request();
+                 }),
+      root_(options.sysroot),
+      cpus_(root_),
+      metadata_(probeSystem(root_, cpus_)),
+      progress_(options.verbosity > 0) {
+  if (!options.command.empty()) command_.emplace(options.command);
+  probeFeatures();
+}
+
+void Recording::probeFeatures() {
+  features_ = createFeatures();
+  std::vector<std::string> known;
+  for (const auto& feature : features_) known.push_back(feature->tag());
+  requireKnown(options_.features, known, "feature");
+  const bool all = std::ranges::count(options_.features, "all") > 0;
+  unsigned int containerId = 0;
+  for (const auto& feature : features_) {
+    ++containerId;
+    const bool named = std::ranges::count(options_.features, feature->tag()) > 0;
+    if (!all && !named) continue;
+    const std::string whyAbsent = feature->probe(root_, cpus_, containerId);
+    if (whyAbsent.empty()) {
+      present_.push_back(feature.get());
+    } else if (named) {
+      throw CommandError(kExitIncomplete,
+                         "this machine has no feature '" + feature->tag() + "': " + whyAbsent);
+    }
+  }
+  if (present_.empty()) {
+    throw CommandError(kExitIncomplete,
+                       "this machine has none of the features; see 'tavrin list features'");
+  }
+}
+
+void Recording::openCapture() {
+  if (options_.capture.empty()) return;
+  FILE* file = stdout;
+  if (options_.capture != "-") {
+    if (!pwr::openFileHandle(&file, options_.capture.c_str(), "wb")) {
+      throw CommandError(kExitIncomplete,
+                         "cannot write " + options_.capture + ": " + std::strerror(errno));
+    }
+    captureFile_.reset(file);
+  }
+  capture_ = std::make_unique<StreamWriter>(file);
+}
+
+/// Tells the writers what is measured, before the first sample.
+void Recording::describe(const Sampler& sampler) {
+  pwr::SystemDescription& system = metadata_.edit();
+  system.collectionStartTimestamp = sampler.startTicks();
+  const auto now = std::chrono::system_clock::now();
+  system.collectionStartTime = localTime(std::chrono::system_clock::to_time_t(now));
+  system.collectionStartTimeNs = static_cast<unsigned long long>(
+      std::chrono::duration_cast<std::chrono::nanoseconds>(now.time_since_epoch()).count());
+  system.productVersion = pwr::kVersion;
+  system.collectorVersionMajor = pwr::kVersionMajor;
+  system.collectorVersionMinor = pwr::kVersionMinor;
+  system.collectorVersionRevision = pwr::kVersionRevision;
+  system.commandLine = options_.commandLine;
+  session_->system(metadata_);
+
+  std::vector<const pwr::MetricDescription*> metrics;
+  for (const Feature* feature : present_) {
+    metrics.insert(metrics.end(), feature->metrics().begin(), feature->metrics().end());
+  }
+  if (capture_) capture_->define(metrics);
+  for (const Feature* feature : present_) {
+    session_->container(
+        pwr::MetricContainerInfoMessage({.containerId = feature->metrics().front()->containerId,
+                                         .featureName = feature->tag(),
+                                         .metricName = feature->containerName(),
+                                         .heading = feature->containerName()}));
+  }
+}
+
+void Recording::showProgress(Clock::time_point now) {
+  if (now < nextProgress_) return;
+  nextProgress_ = now + kProgressPeriod;
+  std::string text = "recording " + withDecimals(Seconds(now - start_).count(), 1) + " s";
+  if (options_.durationSec > 0.0) text += " of " + withDecimals(options_.durationSec, 1) + " s";
+  progress_.show(text + ", " + std::to_string(session_->samples()) + " samples; Ctrl-C ends it");
+}
+
+void Recording::consume(SampleBatch& batch) {
+  for (pwr::Metric& metric : batch) session_->metric(metric);
+  unflushed_ = true;
+}
+
+/// The writer thread's work: takes what the sampling thread delivers until the collection is over.
+void Recording::drain(SampleQueue& queue) {
+  const auto end = options_.durationSec > 0.0 ? start_ + toDuration(options_.durationSec)
+                                              : Clock::time_point::max();
+  while (!queue.isDone()) {
+    const auto now = Clock::now();
+    if (now >= end || (command_ && command_->hasEnded())) stop_.request();
+    auto wake =
+        std::min(now + kProgressPeriod, stop_.isRequested() ? Clock::time_point::max() : end);
+    if (options_.continuousSec > 0.0) wake = std::min(wake, nextFlush_);
+    // Rounded up, so that the wait does not end just before the time that it waits for.
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(wake - now);
+    if (SampleBatch* batch = queue.beginRead(std::max(wait, std::chrono::milliseconds(0)))) {
+      consume(*batch);
+      queue.endRead();
+    }
+    if (options_.continuousSec > 0.0 && Clock::now() >= nextFlush_) {
+      session_->flush();
+      unflushed_ = false;
+      nextFlush_ += toDuration(options_.continuousSec);
+    }
+    showProgress(Clock::now());
+  }
+}
+
+/// Completes the system description with what is known only at the end.
+void Recording::complete(const Sampler& sampler) {
+  pwr::SystemDescription& system = metadata_.edit();
+  system.collectionStopTimestamp = sampler.stopTicks();
+  system.collectionDurationSec =
+      static_cast<double>(sampler.stopTicks() - sampler.startTicks()) / 1e9;
+}
+
+void Recording::report(const SamplingReport& sampling) const {
+  const auto microseconds = [](std::uint64_t ns) {
+    return withDecimals(static_cast<double>(ns) / 1e3, 0) + " us";
+  };
+  inform(std::to_string(session_->samples()) + " samples in " +
+         withDecimals(metadata_.getCollectionDurationSec(), 2) + " s; lateness p50 " +
+         microseconds(sampling.lateness.quantile(0.5)) + ", p99 " +
+         microseconds(sampling.lateness.quantile(0.99)) + ", max " +
+         microseconds(sampling.lateness.maximum()) + "; " + std::to_string(sampling.late) +
+         " late, " + std::to_string(sampling.missed) + " missed, " +
+         std::to_string(sampling.dropped) + " dropped");
+  if (sampling.missed + sampling.dropped > 0) {
+    warn("sampling passes were left out: the interval of " + std::to_string(options_.intervalMs) +
+         " ms is too short for this machine and these outputs (their counts are in the next pass)");
+  }
+}
+
+int Recording::run() {
+  openCapture();
+  session_ = std::make_unique<Session>(writers_, capture_.get());
+  session_->open(options_.output, options_.continuousSec > 0.0);
+  SampleQueue queue(kQueueCapacity);
+  start_ = Clock::now();
+  nextFlush_ = start_ + toDuration(options_.continuousSec);
+  SamplingReport sampling;
+  {
+    Sampler sampler(present_, std::chrono::milliseconds(options_.intervalMs), queue, stop_);
+    describe(sampler);
+    if (command_) command_->start();
+    drain(queue);
+    sampling = sampler.join();
+    complete(sampler);
+  }
+  if (command_) command_->terminate();
+  if (options_.continuousSec > 0.0 && unflushed_) session_->flush();
+  progress_.show("writing the outputs");
+  std::vector<std::string> incomplete = session_->finish();
+  if (capture_) {
+    capture_->stop(metadata_);
+    const bool written = capture_->close() == 0;
+    const bool closed = !captureFile_ || std::fclose(captureFile_.release()) == 0;
+    if (!written || !closed) incomplete.push_back("capture (" + options_.capture + ")");
+  }
+  const int status = reportIncomplete(incomplete);
+  report(sampling);
+  listOutputs(options_.output, begun_);
+  return command_ && command_->exitStatus() != 0 ? command_->exitStatus() : status;
+}
+
+}  // namespace
+
+int runRecord(const Options& options) {
+  setUpHost(options);
+  return Recording(options).run();
+}
+
+}  // namespace tavrin

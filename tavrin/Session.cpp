@@ -1,0 +1,161 @@
+#include "tavrin/Session.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "hostcommon/NumberText.h"
+#include "hostcommon/WriterDispatch.h"
+#include "tavrin/CommandError.h"
+#include "tavrin/Messages.h"
+#include "tavrin/PluginLibrary.h"
+
+namespace tavrin {
+
+namespace {
+
+bool isFinite(const pwr::Data& value) {
+  double real = 0.0;
+  pwr::Data::RealPair range;
+  if (value.toReal(real) == 0) return std::isfinite(real);
+  if (value.toRealRange(range) == 0)
+    return std::isfinite(range.first) && std::isfinite(range.second);
+  return true;
+}
+
+std::string nameOf(const WriterPlugin& writer) {
+  return PluginLibrary::capability(writer).getName();
+}
+
+std::string joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+  return text;
+}
+
+}  // namespace
+
+Session::Session(std::vector<WriterPlugin*> writers, MessageSink* recorder)
+    : writers_(std::move(writers)), recorder_(recorder) {}
+
+Session::~Session() {
+  close();
+}
+
+void Session::open(const std::string& baseName, bool continuous) {
+  std::vector<std::string> failed;
+  for (WriterPlugin* writer : writers_) {
+    WriterDispatch::notifyOptionsSet(*writer);
+    if (writer->openOutput(baseName, continuous) == 0) {
+      open_.push_back(writer);
+    } else {
+      failed.push_back(nameOf(*writer));
+    }
+  }
+  if (failed.empty()) return;
+  close();
+  throw CommandError(kExitIncomplete, "cannot open the output of writer " + joined(failed) +
+                                          " under '" + baseName + "'");
+}
+
+template <typename Message>
+void Session::deliver(const Message& message) {
+  for (WriterPlugin* writer : open_) WriterDispatch::write(*writer, message);
+}
+
+void Session::system(const pwr::SystemMetadata& metadata) {
+  metadata_ = &metadata;
+  if (recorder_ != nullptr) recorder_->system(metadata);
+  deliver(pwr::SystemMessage(&metadata));
+}
+
+void Session::container(const pwr::MetricContainerInfoMessage& message) {
+  summary_.noteContainer(message.getContainerId());
+  if (recorder_ != nullptr) recorder_->container(message);
+  deliver(message);
+}
+
+void Session::metric(pwr::Metric& metric) {
+  const auto removed =
+      std::erase_if(metric.editData().elements,
+                    [](const pwr::DataElement& element) { return !isFinite(*element.getValue()); });
+  if (removed > 0 && warnedMetrics_.insert(metric.getId()).second) {
+    warn("a value of metric '" + metric.getName() +
+         "' is not finite and is left out; further ones are left out silently");
+  }
+  ++samples_;
+  summary_.add(metric);
+  if (recorder_ != nullptr) recorder_->metric(metric);
+  deliver(metric);
+}
+
+void Session::table(const pwr::TableMessage& message) {
+  summary_.noteContainer(message.getContainerId());
+  if (recorder_ != nullptr) recorder_->table(message);
+  deliver(message);
+}
+
+void Session::text(const pwr::TextMessage& message) {
+  hasHeader_ = hasHeader_ || message.getKind() == pwr::TextMessageKind::Header;
+  if (recorder_ != nullptr) recorder_->text(message);
+  deliver(message);
+}
+
+void Session::id(const pwr::IdMessage& message) {
+  if (recorder_ != nullptr) recorder_->id(message);
+  deliver(message);
+}
+
+void Session::flush() {
+  if (recorder_ != nullptr) recorder_->flush();
+  for (WriterPlugin* writer : open_) {
+    if (!PluginLibrary::capability(*writer).getFlag() || metadata_ == nullptr) continue;
+    if (!writer->flushContinuousResults(*metadata_)) {
+      warn("writer " + nameOf(*writer) + " could not write its continuous results");
+    }
+  }
+}
+
+void Session::deliverHeader() {
+  std::string duration;
+  pwr::appendFixed(duration, metadata_->getCollectionDurationSec(), 2);
+  const std::pair<const char*, std::string> lines[] = {
+      {"Tavrin version: ", metadata_->getProductVersion()},
+      {"Collection start: ", metadata_->getCollectionStartTime()},
+      {"Collection duration: ", duration + " s"},
+      {"Command line: ", metadata_->getCommandLine()},
+      {"Host: ", metadata_->getHostName()},
+      {"Platform: ", metadata_->getPlatformName()},
+      {"Processor: ", metadata_->getCPUNativeModelName(0)},
+      {"Operating system: ", metadata_->getOSName() + " " + metadata_->getOSVersion()},
+  };
+  std::string text;
+  for (const auto& [label, value] : lines) {
+    if (!value.empty()) text += label + value + "\n";
+  }
+  pwr::HeaderTextMessage header;
+  header.setMessage(text);
+  deliver(header);
+}
+
+std::vector<std::string> Session::finish() {
+  if (metadata_ != nullptr) {
+    if (!hasHeader_) deliverHeader();
+    summary_.deliver(
+        metadata_->getTimestampClockFrequencyMHz(),
+        [this](const pwr::MetricContainerInfoMessage& message) { deliver(message); },
+        [this](const pwr::TableMessage& message) { deliver(message); });
+  }
+  return close();
+}
+
+std::vector<std::string> Session::close() {
+  std::vector<std::string> incomplete;
+  for (WriterPlugin* writer : open_) {
+    if (writer->closeOutput() != 0) incomplete.push_back(nameOf(*writer));
+  }
+  open_.clear();
+  return incomplete;
+}
+
+}  // namespace tavrin

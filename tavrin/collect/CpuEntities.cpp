@@ -1,0 +1,107 @@
+#include "tavrin/collect/CpuEntities.h"
+
+#include <set>
+#include <tuple>
+
+#include "hostcommon/Descriptions.h"
+#include "tavrin/collect/TextScan.h"
+
+namespace tavrin {
+
+namespace {
+
+constexpr std::string_view kCpuFolder = "/sys/devices/system/cpu";
+
+/// Reads a list such as "0-3,8".
+std::vector<unsigned int> parseCpuList(std::string_view text) {
+  constexpr unsigned int kMostCpus = 65536;  // keeps a damaged range from filling the memory
+  std::vector<unsigned int> cpus;
+  unsigned int first = 0;
+  while (takeNumber(text, first)) {
+    unsigned int last = first;
+    if (text.starts_with('-')) {
+      text.remove_prefix(1);
+      if (!takeNumber(text, last)) break;
+    }
+    if (last >= kMostCpus) break;
+    for (unsigned int cpu = first; cpu <= last; ++cpu) cpus.push_back(cpu);
+    if (!text.starts_with(',')) break;
+    text.remove_prefix(1);
+  }
+  return cpus;
+}
+
+std::vector<unsigned int> onlineCpus(const SysRoot& root) {
+  std::vector<unsigned int> cpus = parseCpuList(root.readLine(std::string(kCpuFolder) + "/online"));
+  return cpus.empty() ? root.listNumbered(kCpuFolder, "cpu") : cpus;
+}
+
+/// A number of the CPU's topology, or `fallback` where the file is missing or tells -1.
+template <typename Number>
+Number readId(const SysRoot& root, unsigned int cpu, const char* file, Number fallback) {
+  long long id = -1;
+  const std::string path =
+      std::string(kCpuFolder) + "/cpu" + std::to_string(cpu) + "/topology/" + file;
+  return root.readNumber(path, id) == 0 && id >= 0 ? static_cast<Number>(id) : fallback;
+}
+
+}  // namespace
+
+CpuEntities::CpuEntities(const SysRoot& root) {
+  readTopology(root);
+  dropMeaninglessModules();
+  createEntities();
+}
+
+void CpuEntities::readTopology(const SysRoot& root) {
+  for (const unsigned int number : onlineCpus(root)) {
+    cpus_.push_back({.number = number,
+                     .package = readId(root, number, "physical_package_id", 0U),
+                     .module = readId(root, number, "cluster_id", -1),
+                     .core = readId(root, number, "core_id", number)});
+  }
+}
+
+void CpuEntities::dropMeaninglessModules() {
+  std::set<unsigned int> packages;
+  std::set<std::pair<unsigned int, int>> modules;
+  std::set<std::tuple<unsigned int, int, unsigned int>> cores;
+  bool known = true;
+  for (const Cpu& cpu : cpus_) {
+    packages.insert(cpu.package);
+    modules.emplace(cpu.package, cpu.module);
+    cores.emplace(cpu.package, cpu.module, cpu.core);
+    known = known && cpu.module >= 0;
+  }
+  if (known && modules.size() > packages.size() && modules.size() < cores.size()) return;
+  for (Cpu& cpu : cpus_) cpu.module = -1;
+}
+
+void CpuEntities::createEntities() {
+  for (Cpu& cpu : cpus_) {
+    const pwr::EntityHandle* parent =
+        findOrCreate("Package" + std::to_string(cpu.package), "Package", nullptr);
+    if (cpu.module >= 0) {
+      parent = findOrCreate("Module" + std::to_string(cpu.module), "Module", parent);
+    }
+    parent = findOrCreate("Core" + std::to_string(cpu.core), "Core", parent);
+    cpu.entity = findOrCreate("CPU" + std::to_string(cpu.number), "Thread", parent);
+  }
+}
+
+const pwr::EntityHandle* CpuEntities::findOrCreate(const std::string& name, const char* level,
+                                                   const pwr::EntityHandle* parent) {
+  const pwr::EntityHandle*& entity = parents_[{parent, name}];
+  if (entity == nullptr) {
+    entity = pwr::createEntity({.name = name, .level = level, .parent = parent});
+  }
+  return entity;
+}
+
+void CpuEntities::describe(pwr::TopTree& topology) const {
+  for (const Cpu& cpu : cpus_) {
+    topology.addThread(cpu.package, cpu.module, cpu.core, cpu.number);
+  }
+}
+
+}  // namespace tavrin

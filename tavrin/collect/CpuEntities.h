@@ -1,0 +1,49 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tavrin/collect/SysRoot.h"
+#include "writers/host/EntityHandle.h"
+#include "writers/host/TopTree.h"
+
+namespace tavrin {
+
+/// The CPUs that were online at the start, with their entities: "Package0" (level "Package"),
+/// "Core0" ("Core") below it, "CPU0" ("Thread") below that. CPUs that come later are not collected.
+///
+/// The kernel numbers clusters everywhere, but only where some of them join several cores of a
+/// package that has more than one cluster do they tell something: there they become modules
+/// ("Module0", level "Module") between the package and its cores, elsewhere they are left out.
+/// Without topology files all CPUs are cores of one package.
+class CpuEntities {
+ public:
+  struct Cpu {
+    unsigned int number = 0;
+    unsigned int package = 0;
+    int module = -1;  ///< negative when there are no modules
+    unsigned int core = 0;
+    const pwr::EntityHandle* entity = nullptr;
+  };
+
+  /// Creates the entities; a process does so once for a machine.
+  explicit CpuEntities(const SysRoot& root);
+
+  /// Ascending by number.
+  const std::vector<Cpu>& cpus() const { return cpus_; }
+  void describe(pwr::TopTree& topology) const;
+
+ private:
+  void readTopology(const SysRoot& root);
+  void dropMeaninglessModules();
+  void createEntities();
+  const pwr::EntityHandle* findOrCreate(const std::string& name, const char* level,
+                                        const pwr::EntityHandle* parent);
+
+  std::vector<Cpu> cpus_;
+  std::map<std::pair<const pwr::EntityHandle*, std::string>, const pwr::EntityHandle*> parents_;
+};
+
+}  // namespace tavrin

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tavrin/collect/Feature.h"
+#include "tavrin/collect/Interval.h"
+#include "tavrin/collect/OpenFile.h"
+#include "tavrin/collect/PowerZones.h"
+
+namespace tavrin {
+
+/// Energy in mJ of each power zone; its rate is power in W. A counter that has run backwards is
+/// taken to have wrapped once at its range; without a readable range the interval is a gap. Zones
+/// are entities of their own, without parents: a package's energy includes that of its parts.
+class EnergyFeature : public Feature {
+ public:
+  EnergyFeature();
+
+  std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
+  void sample(unsigned long long now, SampleBatch& batch) override;
+
+ private:
+  struct Zone {
+    std::string key;
+    const pwr::EntityHandle* entity = nullptr;
+    OpenFile energy;
+    OpenFile range;
+    unsigned long long microjoules = 0;  // as of the last pass
+    bool valid = false;                  // whether that pass could read them
+    bool lost = false;                   // not in its folder any more
+  };
+
+  static bool growth(Zone& zone, unsigned long long now, unsigned long long& microjoules);
+  void findLostZones();
+
+  const SysRoot* root_ = nullptr;
+  Interval interval_;
+  std::vector<Zone> zones_;
+};
+
+}  // namespace tavrin

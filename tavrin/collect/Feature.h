@@ -1,0 +1,58 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tavrin/collect/SampleBatch.h"
+#include "writers/host/Metric.h"
+
+namespace tavrin {
+
+class CpuEntities;
+class SysRoot;
+
+/// One kind of live telemetry: a metric container with its metrics and the code that samples them.
+///
+/// Calls: `probe` once; if it found the feature, `sample` at the start of the collection, which
+/// only takes the first readings, and then at the end of every interval.
+class Feature {
+ public:
+  /// `tag`: the name by which users and the output configuration know the feature.
+  /// `containerName`: name of its metric container. `help`: one line for `tavrin list`.
+  Feature(std::string tag, std::string containerName, std::string help)
+      : tag_(std::move(tag)), containerName_(std::move(containerName)), help_(std::move(help)) {}
+  virtual ~Feature() = default;
+  Feature(const Feature&) = delete;
+  Feature& operator=(const Feature&) = delete;
+
+  const std::string& tag() const { return tag_; }
+  const std::string& containerName() const { return containerName_; }
+  const std::string& help() const { return help_; }
+
+  /// Looks for the feature below `root` and creates the descriptions of its metrics, in the
+  /// container `containerId`. Returns "" when the machine has it, else the reason why not (it then
+  /// has created nothing). `root` and `cpus` must outlive the feature.
+  virtual std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) = 0;
+
+  /// What `probe` created.
+  const std::vector<const pwr::MetricDescription*>& metrics() const { return metrics_; }
+
+  /// Takes readings at `now` (ticks) and appends to `batch` the samples of the interval that ends
+  /// now; a sample's timestamp is the interval's start. A reading that fails is a gap, not an
+  /// error.
+  virtual void sample(unsigned long long now, SampleBatch& batch) = 0;
+
+ protected:
+  const pwr::MetricDescription* addMetric(const pwr::MetricDescription* metric) {
+    metrics_.push_back(metric);
+    return metric;
+  }
+
+ private:
+  const std::string tag_;
+  const std::string containerName_;
+  const std::string help_;
+  std::vector<const pwr::MetricDescription*> metrics_;
+};
+
+}  // namespace tavrin

@@ -1,0 +1,24 @@
+#include "tavrin/collect/FeatureRegistry.h"
+
+#include "tavrin/collect/CoreCStateFeature.h"
+#include "tavrin/collect/CpuFreqFeature.h"
+#include "tavrin/collect/CpuTimeFeature.h"
+#include "tavrin/collect/EnergyFeature.h"
+#include "tavrin/collect/InterruptsFeature.h"
+#include "tavrin/collect/ThermalFeature.h"
+
+namespace tavrin {
+
+std::vector<std::unique_ptr<Feature>> createFeatures() {
+  const auto stat = std::make_shared<StatFile>();
+  std::vector<std::unique_ptr<Feature>> features;
+  features.push_back(std::make_unique<CoreCStateFeature>());
+  features.push_back(std::make_unique<CpuTimeFeature>(stat));
+  features.push_back(std::make_unique<CpuFreqFeature>());
+  features.push_back(std::make_unique<ThermalFeature>());
+  features.push_back(std::make_unique<EnergyFeature>());
+  features.push_back(std::make_unique<InterruptsFeature>(stat));
+  return features;
+}
+
+}  // namespace tavrin

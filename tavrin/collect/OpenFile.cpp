@@ -1,0 +1,104 @@
+#include "tavrin/collect/OpenFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "tavrin/collect/TextScan.h"
+
+namespace tavrin {
+
+namespace {
+
+constexpr std::size_t kFirstBuffer = 4096;
+constexpr std::size_t kLargestText = 64U << 20U;
+
+}  // namespace
+
+OpenFile::~OpenFile() {
+  close();
+}
+
+OpenFile::OpenFile(OpenFile&& other) noexcept
+    : path_(std::move(other.path_)),
+      descriptor_(std::exchange(other.descriptor_, -1)),
+      buffer_(std::move(other.buffer_)) {}
+
+OpenFile& OpenFile::operator=(OpenFile&& other) noexcept {
+  std::swap(path_, other.path_);
+  std::swap(descriptor_, other.descriptor_);
+  std::swap(buffer_, other.buffer_);
+  return *this;
+}
+
+int OpenFile::open() {
+  // Close-on-exec keeps the files away from a recorded command.
+  while (descriptor_ < 0) {
+    descriptor_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor_ < 0 && errno != EINTR) return errno;
+  }
+  return 0;
+}
+
+void OpenFile::close() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+  descriptor_ = -1;
+}
+
+int OpenFile::readAt(char* buffer, std::size_t size, std::size_t offset, std::size_t& length) {
+  for (;;) {
+    const ssize_t got = ::pread(descriptor_, buffer, size, static_cast<off_t>(offset));
+    if (got >= 0) {
+      length = static_cast<std::size_t>(got);
+      return 0;
+    }
+    if (errno != EINTR) return errno;
+  }
+}
+
+int OpenFile::readText(std::string_view& text) {
+  int error = open();
+  if (buffer_.empty()) buffer_.resize(kFirstBuffer);
+  std::size_t length = 0;
+  for (std::size_t got = 1; error == 0 && got != 0;) {
+    error = readAt(buffer_.data() + length, buffer_.size() - length, length, got);
+    if (error != 0) break;
+    length += got;
+    if (length < buffer_.size()) continue;
+    if (buffer_.size() >= kLargestText) {
+      error = EFBIG;
+    } else {
+      // From the front again, so that the text is not spliced from two moments.
+      buffer_.resize(buffer_.size() * 2);
+      length = 0;
+    }
+  }
+  if (error == 0 && length == 0) error = ENODATA;
+  if (error != 0) {
+    close();
+    return error;
+  }
+  text = std::string_view(buffer_.data(), length);
+  return 0;
+}
+
+template <typename Number>
+int OpenFile::readAnyNumber(Number& value) {
+  std::array<char, 64> buffer;
+  std::size_t length = 0;
+  int error = open();
+  if (error == 0) error = readAt(buffer.data(), buffer.size(), 0, length);
+  if (error == 0 && length == 0) error = ENODATA;
+  std::string_view text(buffer.data(), length);
+  if (error == 0 && !takeNumber(text, value)) error = EINVAL;
+  if (error != 0) close();
+  return error;
+}
+
+template int OpenFile::readAnyNumber(unsigned long long& value);
+template int OpenFile::readAnyNumber(long long& value);
+
+}  // namespace tavrin

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tavrin/collect/OpenFile.h"
+#include "tavrin/collect/SysRoot.h"
+
+namespace tavrin {
+
+/// The kernel's /proc/stat, read once per sampling pass however many features need it: on a large
+/// machine the kernel takes milliseconds to write it.
+class StatFile {
+ public:
+  void open(const SysRoot& root) {
+    if (!file_) file_.emplace(root.path(kPath));
+  }
+
+  /// The text at `now` (ticks), valid until a later time is asked for; "" when the read fails.
+  std::string_view textAt(unsigned long long now) {
+    if (!readTime_ || *readTime_ != now) {
+      readTime_ = now;
+      if (file_->readText(text_) != 0) text_ = {};
+    }
+    return text_;
+  }
+
+  static constexpr const char* kPath = "/proc/stat";
+
+ private:
+  std::optional<OpenFile> file_;
+  std::optional<unsigned long long> readTime_;
+  std::string_view text_;
+};
+
+}  // namespace tavrin

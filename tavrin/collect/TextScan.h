@@ -1,0 +1,38 @@
+#pragma once
+
+#include <algorithm>
+#include <charconv>
+#include <concepts>
+#include <string_view>
+
+namespace tavrin {
+
+/// Splits the next line off `text` and returns it without its line break.
+inline std::string_view takeLine(std::string_view& text) {
+  const std::size_t end = text.find('\n');
+  const std::string_view line = text.substr(0, end);
+  text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  return line;
+}
+
+inline std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks{" \t\r\n\0", 5};  // device-tree texts end with a NUL
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+/// Takes a decimal number, and the blanks before it, off the front of `text`. Returns false,
+/// leaving `text` and `value` alone, when there is none or it does not fit.
+template <std::integral Number>
+bool takeNumber(std::string_view& text, Number& value) {
+  const std::size_t blanks = std::min(text.find_first_not_of(" \t"), text.size());
+  const char* const first = text.data() + blanks;
+  const char* const last = text.data() + text.size();
+  const auto [end, error] = std::from_chars(first, last, value);
+  if (error != std::errc()) return false;
+  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+  return true;
+}
+
+}  // namespace tavrin

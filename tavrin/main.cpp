@@ -1,0 +1,17 @@
+#include <exception>
+
+#include "tavrin/CommandError.h"
+#include "tavrin/CommandLine.h"
+#include "tavrin/Messages.h"
+
+int main(int argc, char** argv) {
+  try {
+    return tavrin::runCommandLine(argc, argv);
+  } catch (const tavrin::CommandError& error) {
+    tavrin::fail(error.what());
+    return error.status();
+  } catch (const std::exception& error) {
+    tavrin::fail(error.what());
+    return tavrin::kExitIncomplete;
+  }
+}

@@ -1,0 +1,59 @@
+#include "tavrin/run/DynamicLibrary.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+
+#include <array>
+#else
+#include <dlfcn.h>
+#endif
+
+namespace tavrin {
+
+#if defined(_WIN32)
+
+std::filesystem::path executableFolder() {
+  std::array<wchar_t, 32768> path{};
+  GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+  return std::filesystem::path(path.data()).parent_path();
+}
+
+void* openLibrary(const std::string& path, std::string& error) {
+  void* const library = LoadLibraryW(std::filesystem::u8path(path).c_str());
+  if (library == nullptr) error = "system error " + std::to_string(GetLastError());
+  return library;
+}
+
+void* findSymbol(void* library, const char* name) {
+  return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+}
+
+void closeLibrary(void* library) {
+  FreeLibrary(static_cast<HMODULE>(library));
+}
+
+#else
+
+std::filesystem::path executableFolder() {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
+void* openLibrary(const std::string& path, std::string& error) {
+  // A bare file name would be searched for in the system's library folders.
+  const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
+  void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) error = dlerror();
+  return library;
+}
+
+void* findSymbol(void* library, const char* name) {
+  return dlsym(library, name);
+}
+
+void closeLibrary(void* library) {
+  dlclose(library);
+}
+
+#endif
+
+}  // namespace tavrin

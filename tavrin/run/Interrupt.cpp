@@ -1,0 +1,69 @@
+#include "tavrin/run/Interrupt.h"
+
+#include <cstdlib>
+
+#include "hostcommon/Platform.h"
+#include "tavrin/CommandError.h"
+#include "tavrin/Messages.h"
+#include "tavrin/run/Progress.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include "tavrin/run/SignalWatcher.h"
+#endif
+
+namespace tavrin {
+
+namespace {
+
+[[noreturn]] void abortRun() {
+  fail("aborted: the outputs are not complete");
+  Progress::clearLine();
+  pwr::platform::removeAllPrivateDirectories();
+  std::_Exit(kExitAborted);
+}
+
+}  // namespace
+
+#if defined(_WIN32)
+
+struct Interrupt::Watch {};
+
+namespace {
+
+StopRequest* g_stop = nullptr;
+
+BOOL WINAPI onControl(DWORD /*event*/) {
+  if (g_stop->isRequested()) abortRun();
+  g_stop->request();
+  return TRUE;
+}
+
+}  // namespace
+
+Interrupt::Interrupt(StopRequest& stop, std::function<void()> /*onChild*/) {
+  g_stop = &stop;
+  SetConsoleCtrlHandler(onControl, TRUE);
+}
+
+Interrupt::~Interrupt() {
+  SetConsoleCtrlHandler(onControl, FALSE);
+}
+
+#else
+
+struct Interrupt::Watch {
+  SignalWatcher watcher;
+};
+
+Interrupt::Interrupt(StopRequest& stop, std::function<void()> onChild)
+    : watch_(new Watch{SignalWatcher({.onStop = [&stop] { stop.request(); },
+                                      .onAbort = abortRun,
+                                      .onChild = onChild ? std::move(onChild) : [] {}})}) {}
+
+Interrupt::~Interrupt() = default;
+
+#endif
+
+}  // namespace tavrin

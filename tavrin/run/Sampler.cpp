@@ -1,0 +1,66 @@
+#include "tavrin/run/Sampler.h"
+
+#include <sys/prctl.h>
+
+#include <ctime>
+
+namespace tavrin {
+
+unsigned long long nowTicks() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_RAW, &now);
+  return static_cast<unsigned long long>(now.tv_sec) * 1'000'000'000ULL +
+         static_cast<unsigned long long>(now.tv_nsec);
+}
+
+Sampler::Sampler(std::vector<Feature*> features, std::chrono::nanoseconds interval,
+                 SampleQueue& queue, StopRequest& stop)
+    : features_(std::move(features)), interval_(interval), queue_(queue), stop_(stop) {
+  SampleBatch baseline;
+  startTicks_ = stopTicks_ = nowTicks();
+  start_ = StopRequest::Clock::now();
+  for (Feature* feature : features_) feature->sample(startTicks_, baseline);
+  thread_ = std::thread([this] { run(); });
+}
+
+Sampler::~Sampler() {
+  join();
+}
+
+const SamplingReport& Sampler::join() {
+  if (thread_.joinable()) thread_.join();
+  return report_;
+}
+
+void Sampler::pass() {
+  SampleBatch* const batch = queue_.beginFill();
+  if (batch == nullptr) {
+    ++report_.dropped;
+    return;
+  }
+  stopTicks_ = nowTicks();
+  for (Feature* feature : features_) feature->sample(stopTicks_, *batch);
+  queue_.endFill();
+}
+
+void Sampler::run() {
+  prctl(PR_SET_TIMERSLACK, 1UL);  // wake at the deadline, not up to 50 µs behind it
+  for (auto deadline = start_ + interval_; !stop_.waitUntil(deadline);) {
+    const auto lateness = StopRequest::Clock::now() - deadline;
+    report_.lateness.add(static_cast<std::uint64_t>(lateness.count()));
+    if (lateness > interval_ / 10) ++report_.late;
+    pass();
+    deadline += interval_;
+    if (const auto behind = StopRequest::Clock::now() - deadline; behind.count() > 0) {
+      const auto missed = behind / interval_ + 1;
+      report_.missed += static_cast<unsigned long long>(missed);
+      deadline += missed * interval_;
+    }
+  }
+  // The last pass must not be left out: wait for the writer thread to make room.
+  while (queue_.beginFill() == nullptr) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  pass();
+  queue_.close();
+}
+
+}  // namespace tavrin

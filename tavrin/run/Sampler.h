@@ -1,0 +1,63 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "tavrin/collect/Feature.h"
+#include "tavrin/run/LatenessHistogram.h"
+#include "tavrin/run/SampleQueue.h"
+#include "tavrin/run/StopRequest.h"
+
+namespace tavrin {
+
+/// Now, in ticks of the time base: nanoseconds of CLOCK_MONOTONIC_RAW.
+unsigned long long nowTicks();
+
+/// How well the sampling kept its times.
+struct SamplingReport {
+  LatenessHistogram lateness;      ///< of all passes, in nanoseconds
+  unsigned long long late = 0;     ///< passes that started later than a tenth of the interval
+  unsigned long long missed = 0;   ///< deadlines that passed while an earlier pass still ran
+  unsigned long long dropped = 0;  ///< passes left out because the queue was full
+};
+
+/// Samples the features in a thread of its own, on absolute deadlines: a pass that starts late does
+/// not move the later ones. A pass that finds no room in the queue, or whose deadline has gone by,
+/// is left out; counters go on counting, so the next pass covers the longer interval and no count
+/// is lost. A last pass at the stop covers the rest.
+class Sampler {
+ public:
+  /// Takes the first readings and starts the thread. Everything passed must outlive the sampler.
+  Sampler(std::vector<Feature*> features, std::chrono::nanoseconds interval, SampleQueue& queue,
+          StopRequest& stop);
+  /// Waits for the thread; request the stop first.
+  ~Sampler();
+  Sampler(const Sampler&) = delete;
+  Sampler& operator=(const Sampler&) = delete;
+
+  /// Time of the first readings, in ticks.
+  unsigned long long startTicks() const { return startTicks_; }
+
+  /// Waits for the thread to end (request the stop first) and tells how it went.
+  const SamplingReport& join();
+  /// Time of the last readings, in ticks. Valid after `join`.
+  unsigned long long stopTicks() const { return stopTicks_; }
+
+ private:
+  void run();
+  void pass();
+
+  std::vector<Feature*> features_;
+  std::chrono::nanoseconds interval_;
+  SampleQueue& queue_;
+  StopRequest& stop_;
+  StopRequest::Clock::time_point start_;
+  unsigned long long startTicks_ = 0;
+  unsigned long long stopTicks_ = 0;
+  SamplingReport report_;
+  std::thread thread_;
+};
+
+}  // namespace tavrin

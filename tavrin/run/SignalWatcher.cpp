@@ -1,0 +1,59 @@
+#include "tavrin/run/SignalWatcher.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdint>
+
+namespace tavrin {
+
+namespace {
+
+sigset_t watchedSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaddset(&signals, signal);
+  return signals;
+}
+
+}  // namespace
+
+SignalWatcher::SignalWatcher(Handlers handlers) : handlers_(std::move(handlers)) {
+  const sigset_t signals = watchedSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);
+  signals_ = signalfd(-1, &signals, SFD_CLOEXEC);
+  quit_ = eventfd(0, EFD_CLOEXEC);
+  thread_ = std::thread([this] { watch(); });
+}
+
+SignalWatcher::~SignalWatcher() {
+  eventfd_write(quit_, 1);
+  thread_.join();
+  close(signals_);
+  close(quit_);
+}
+
+void SignalWatcher::watch() {
+  bool stopping = false;
+  for (;;) {
+    pollfd sources[] = {{signals_, POLLIN, 0}, {quit_, POLLIN, 0}};
+    if (poll(sources, 2, -1) < 0) continue;
+    if (sources[1].revents != 0) return;
+    signalfd_siginfo info{};
+    if (read(signals_, &info, sizeof info) != static_cast<ssize_t>(sizeof info)) continue;
+    if (info.ssi_signo == SIGCHLD) {
+      handlers_.onChild();
+    } else if (!stopping) {
+      stopping = true;
+      handlers_.onStop();
+    } else if (info.ssi_signo != SIGHUP) {
+      handlers_.onAbort();
+    }
+  }
+}
+
+}  // namespace tavrin

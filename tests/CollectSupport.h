@@ -1,0 +1,98 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "TestSupport.h"
+#include "tavrin/collect/CpuEntities.h"
+#include "tavrin/collect/FeatureRegistry.h"
+#include "tavrin/collect/SysRoot.h"
+
+namespace tavrin {
+
+/// Path below the root and text of each file.
+using FileTable = std::map<std::string, std::string>;
+
+/// A small copy of the kernel's files in a temporary folder.
+class SysTree {
+ public:
+  explicit SysTree(const FileTable& files = {}) {
+    for (const auto& [path, text] : files) write(path, text);
+  }
+
+  std::string folder() const { return folder_.path(); }
+  void write(const std::string& path, const std::string& text) const { folder_.write(path, text); }
+
+  /// Emptied first, so that who has the file open cannot read it either: as with the kernel's.
+  void remove(const std::string& path) const {
+    write(path, "");
+    std::filesystem::remove(folder_.path(path));
+  }
+
+ private:
+  TempFolder folder_;
+};
+
+/// Probes and drives one feature over a tree, and tells its samples as text.
+class FeatureDriver {
+ public:
+  FeatureDriver(const std::string& tag, const SysTree& tree)
+      : root_(tree.folder()), cpus_(root_), features_(createFeatures()) {
+    for (auto& each : features_) {
+      if (each->tag() == tag) feature_ = each.get();
+    }
+    if (feature_ == nullptr) std::abort();
+    reason_ = feature_->probe(root_, cpus_, 7);
+  }
+
+  const std::string& reason() const { return reason_; }
+  const Feature& feature() const { return *feature_; }
+
+  /// The samples of the interval that ends at `seconds`, a line for each message:
+  /// "Metric @start+length: entity/descriptor=value …", times in seconds, residencies in ms.
+  std::string sample(double seconds) {
+    batch_.clear();
+    feature_->sample(static_cast<unsigned long long>(seconds * 1e9), batch_);
+    std::string text;
+    for (const pwr::Metric& metric : batch_) text += describe(metric);
+    return text;
+  }
+
+ private:
+  static std::string number(double value) {
+    std::string text;
+    pwr::Data(value).toString(text);
+    return text;
+  }
+
+  static std::string describe(const pwr::Metric& metric) {
+    const bool residency = metric.getMetricType() == pwr::Metric::MetricType::SampledResidency;
+    const pwr::Metric::DataPoint& point = metric.getData();
+    std::string text = metric.getName() + " @" + number(static_cast<double>(point.timestamp) / 1e9);
+    text += "+" + number(static_cast<double>(point.elements.at(0).getDuration()) / 1e9) + ":";
+    for (const pwr::DataElement& element : point.elements) {
+      EXPECT_EQ(element.getDuration(), point.elements[0].getDuration());
+      double value = 0;
+      EXPECT_EQ(element.getValue()->toReal(value), 0);
+      text += " ";
+      if (element.getEntity() != nullptr) text += element.getEntity()->getName();
+      if (element.getDescriptor() != nullptr) text += "/" + element.getDescriptor()->getName();
+      text += "=" + number(residency ? value / 1e6 : value);
+    }
+    return text + "\n";
+  }
+
+  const SysRoot root_;
+  CpuEntities cpus_;
+  std::vector<std::unique_ptr<Feature>> features_;
+  Feature* feature_ = nullptr;
+  std::string reason_;
+  SampleBatch batch_;
+};
+
+}  // namespace tavrin

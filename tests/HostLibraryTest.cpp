@@ -1,0 +1,408 @@
+// The host library: values and their texts, descriptions, logging, file outputs, the output
+// configuration, and what every plugin is promised.
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <clocale>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <locale>
+
+#include "TestSupport.h"
+#include "hostcommon/Descriptions.h"
+#include "hostcommon/OutputConfigFile.h"
+#include "hostcommon/WriterDispatch.h"
+#include "writers/WriterLog.h"
+#include "writers/host/HostFunctions.h"
+#include "writers/host/Quantity.h"
+#include "writers/host/RealFormatter.h"
+#include "writers/host/Tokenizer.h"
+#include "writers/host/WriterInterfaceConfigFileParser.h"
+#include "writers/host/WriterPlugin.h"
+#include "writers/host/WriterPluginList.h"
+
+using pwr::Data;
+using pwr::DataType;
+
+extern "C" {
+WriterPluginList* createPlugins(void);
+void destroyPlugins(WriterPluginList* list);
+// The leak checker's switches, where it is linked in.
+__attribute__((weak)) void __lsan_disable();  // NOLINT
+__attribute__((weak)) void __lsan_enable();   // NOLINT
+}
+
+namespace {
+
+constexpr auto kMaxInt = std::numeric_limits<long long>::max();
+constexpr auto kMinInt = std::numeric_limits<long long>::min();
+constexpr auto kMaxUInt = std::numeric_limits<unsigned long long>::max();
+
+const pwr::DataHandle* const g_state =
+    pwr::createHandle({.type = pwr::DataHandleType::State, .name = "C6"});
+
+TEST(Data, TypesAndTexts) {
+  const struct {
+    Data value;
+    int type;
+    bool numeric;
+    const char* whole;
+    const char* formatted;
+  } cases[] = {
+      {Data(kMinInt), 1, true, "-9223372036854775808", "-9223372036854775808"},
+      {Data(-5), 1, true, "-5", "-5"},
+      {Data(kMaxUInt), 2, true, "18446744073709551615", "18446744073709551615"},
+      {Data(7U), 2, true, "7", "7"},
+      {Data(0.1), 3, true, "0.1", "0.10"},
+      {Data(2.675), 3, true, "2.675", "2.67"},  // the nearest double lies below
+      {Data(0.125), 3, true, "0.125", "0.12"},  // a tie goes to the even digit
+      {Data(1e300), 3, true, "1e+300", nullptr},
+      {Data(-0.0), 3, true, "-0", "-0.00"},
+      {Data(HUGE_VAL), 3, true, "inf", "inf"},
+      {Data(Data::IntPair(-1, 2)), 4, false, "-1 - 2", "-1 - 2"},
+      {Data(Data::UIntPair(1, 2)), 5, false, "1 - 2", "1 - 2"},
+      {Data(Data::RealPair(0.5, 2)), 6, false, "0.5 - 2", "0.50 - 2.00"},
+      {Data(g_state), 7, false, "C6", "C6"},
+      {Data("text"), 8, false, "text", "text"},
+  };
+  for (const auto& [value, type, numeric, whole, formatted] : cases) {
+    SCOPED_TRACE(whole);
+    std::string text;
+    EXPECT_EQ(static_cast<int>(value.getType()), type);
+    EXPECT_EQ(value.isNumeric(), numeric);
+    EXPECT_EQ(value.toString(text), 0);
+    EXPECT_EQ(text, whole);
+    EXPECT_EQ(value.toFormattedString(text), 0);
+    if (formatted != nullptr) {
+      EXPECT_EQ(text, formatted);
+    }
+  }
+  std::string untouched = "before";
+  EXPECT_EQ(Data().toString(untouched), 1);
+  EXPECT_EQ(Data().toFormattedString(untouched), 1);
+  EXPECT_EQ(untouched, "before");
+}
+
+TEST(Data, ConversionsRefuseWhatDoesNotFit) {
+  const struct {
+    Data value;
+    bool asInt, asUInt, asReal;
+  } cases[] = {
+      {Data(kMaxInt), true, true, true},
+      {Data(-1), true, false, true},
+      {Data(kMaxUInt), false, true, true},
+      {Data(-9223372036854775808.0), true, false, true},
+      {Data(9223372036854775808.0), false, true, true},
+      {Data(18446744073709551616.0), false, false, true},
+      {Data(-0.5), true, true, true},
+      {Data(std::nan("")), false, false, true},
+      {Data("5"), false, false, false},
+      {Data(g_state), false, false, false},
+      {Data(Data::UIntPair(1, 2)), false, false, false},
+      {Data(), false, false, false},
+  };
+  int index = 0;
+  for (const auto& [value, asInt, asUInt, asReal] : cases) {
+    SCOPED_TRACE(index++);
+    long long signedValue = 77;
+    unsigned long long unsignedValue = 77;
+    double real = 77;
+    EXPECT_EQ(value.toInt(signedValue) == 0, asInt);
+    EXPECT_EQ(value.toUInt(unsignedValue) == 0, asUInt);
+    EXPECT_EQ(value.toReal(real) == 0, asReal);
+    if (!asInt) {
+      EXPECT_EQ(signedValue, 77);
+    }
+    if (!asUInt) {
+      EXPECT_EQ(unsignedValue, 77U);
+    }
+    EXPECT_EQ(Data::convertToReal(&value).getType(), asReal ? DataType::Real : DataType::None);
+  }
+  EXPECT_EQ(Data::convertToReal(nullptr).getType(), DataType::None);
+}
+
+TEST(Data, MultiplyValueMakesReals) {
+  Data number(3U);
+  EXPECT_EQ(number.multiplyValue(0.5), 0);
+  EXPECT_EQ(number, Data(1.5));
+  Data range(Data::IntPair(-2, 4));
+  EXPECT_EQ(range.multiplyValue(0.5), 0);
+  EXPECT_EQ(range, Data(Data::RealPair(-1.0, 2.0)));
+  Data text("x");
+  EXPECT_EQ(text.multiplyValue(2), 1);
+  EXPECT_EQ(text, Data("x"));
+}
+
+TEST(Locale, NumbersKeepTheirPoint) {
+  // The C library keeps what it allocates for a locale that it finds through LOCPATH.
+  if (__lsan_disable != nullptr) __lsan_disable();
+  ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr) << "LOCPATH must lead to this locale";
+  std::locale::global(std::locale("de_DE.UTF-8"));
+  if (__lsan_enable != nullptr) __lsan_enable();
+  char proof[16];
+  pw_snprintf(proof, sizeof proof, "%.1f", 1.5);
+  ASSERT_STREQ(proof, "1,5") << "the locale is not in force";
+
+  std::string text;
+  pwr::RealFormatter(10, 3).format(text, Data(-1234.5678));
+  EXPECT_EQ(text, " -1234.568");
+  Data(1234567.891).toFormattedString(text);
+  EXPECT_EQ(text, "1234567.89");
+  Data(0.1).toString(text);
+  EXPECT_EQ(text, "0.1");
+  Data(1234567).toString(text);
+  EXPECT_EQ(text, "1234567");
+  std::setlocale(LC_ALL, "C");
+  std::locale::global(std::locale::classic());
+}
+
+TEST(RealFormatter, RefusesWhatIsNoNumber) {
+  std::string text = "before";
+  EXPECT_EQ(pwr::RealFormatter(0, 2).format(text, Data("1")), 1);
+  EXPECT_EQ(text, "before");
+  EXPECT_EQ(pwr::RealFormatter(0, 0).format(text, Data(2.5)), 0);
+  EXPECT_EQ(text, "2");
+}
+
+TEST(Descriptions, HaveIdsAndAreFound) {
+  const pwr::Attribute* const first =
+      pwr::Attribute::create("latency", nullptr, pwr::AttributeType::Info);
+  const pwr::Attribute* const second =
+      pwr::Attribute::create("latency", nullptr, pwr::AttributeType::Info);
+  EXPECT_LT(0U, first->getId());
+  EXPECT_LT(first->getId(), second->getId()) << "every creation has an id of its own";
+  EXPECT_EQ(static_cast<int>(first->getAttributeType()), 5);
+
+  pwr::DataDescriptorBuilder builder("C1", "first sleep state");
+  builder.addAttributeValue(first, Data(2U));
+  const pwr::DataDescriptor* const descriptor = pwr::DataDescriptor::create(builder);
+  const pwr::DataHandle* found = nullptr;
+  ASSERT_EQ(pwr::DataHandle::get(descriptor->getId(), found), 0);
+  EXPECT_EQ(found, descriptor);
+  EXPECT_EQ(found->getAttributes().begin()->second, Data(2U));
+  EXPECT_EQ(pwr::DataHandle::get(kMaxUInt, found), 1);
+  EXPECT_EQ(pwr::AttributeValueManager().addAttributeValue(nullptr, Data(1)), 1);
+
+  const auto* const package = pwr::createEntity({.name = "Package0", .level = "Package"});
+  const auto* const cpu = pwr::createEntity({.name = "CPU3", .level = "Thread", .parent = package});
+  EXPECT_EQ(cpu->getQualifiedName(), "Package0/CPU3");
+
+  const auto* const one = pwr::createMetric({.combinations = {{cpu, nullptr}, {cpu, descriptor}}});
+  const auto* const two = pwr::createMetric({});
+  EXPECT_LT(0U, one->id);
+  EXPECT_EQ(one->id + 1, two->id);
+  EXPECT_EQ(pwr::Metric(one).getEntityList(), std::vector<const pwr::EntityHandle*>{cpu});
+
+  const auto* const watts = pwr::createQuantity({.units = "W"});
+  const auto* const energy =
+      pwr::createQuantity({.name = "Energy", .rate = watts, .rateFactor = 0.001});
+  const pwr::Quantity* rate = nullptr;
+  double factor = 0;
+  EXPECT_EQ(energy->getRateConversion(rate, factor), 0);
+  EXPECT_EQ(rate, watts);
+  EXPECT_EQ(factor, 0.001);
+  EXPECT_EQ(watts->getRateConversion(rate, factor), 1);
+}
+
+TEST(Tokenizer, RunsOfDelimitersAreOne) {
+  EXPECT_EQ(pwr::Tokenizer("..10.0..3.", ".").get_all_tokens(),
+            (std::vector<std::string>{"10", "0", "3"}));
+  EXPECT_TRUE(pwr::Tokenizer("", ".").get_all_tokens().empty());
+}
+
+TEST(Logging, AThresholdOrItsDebugSwitchShowsALine) {
+  const LogCapture log;
+  const WriterLog channel("text-writer-plugin");
+  int evaluated = 0;
+  const auto argument = [&evaluated] { return ++evaluated; };
+  g_pluginEnvironment->setVerbosity(PW_LOG_WARNING);
+  PW_LOG(channel, PW_LOG_INFO, "INFO: %d\n", argument());
+  g_pluginEnvironment->enableDebugLoggingFor("iter");
+  PW_LOG(channel, PW_LOG_INFO, "INFO: %d\n", argument());
+  EXPECT_EQ(evaluated, 0) << "a line that is off costs no formatting";
+  EXPECT_EQ(log.all(), "");
+  PW_LOG(channel, PW_LOG_ERROR, "ERROR: %s\n", std::string(1000, 'x').c_str());
+  EXPECT_EQ(log.errors(), "ERROR: " + std::string(1000, 'x') + "\n");
+  PW_LOG(channel, PW_LOG_WARNING, "WARNING: %d\n", argument());
+  g_pluginEnvironment->enableDebugLoggingFor("text-writer-plugin");
+  PW_LOG(channel, PW_LOG_INFO, "INFO: %d\n", argument());
+  EXPECT_EQ(log.general(), "WARNING: 1\nINFO: 2\n");
+}
+
+TEST(FileOutput, CarriesAnyByteAndReportsFailures) {
+  const TempFolder folder;
+  const std::string path = folder.path("out.bin");
+  pwr::Logger* const handle = g_pluginEnvironment->getFileOutputHandle(path.c_str());
+  ASSERT_NE(handle, nullptr);
+  EXPECT_EQ(handle, g_pluginEnvironment->getFileOutputHandle(path.c_str()));
+  EXPECT_EQ(handle->write("a\0b\n\xff", 5), 0);
+  EXPECT_EQ(handle->flush() + handle->close(), 0);
+  EXPECT_EQ(readFile(path), std::string("a\0b\n\xff", 5));
+  EXPECT_EQ(g_pluginEnvironment->getFileOutputHandle(path.c_str())->close(), 0);
+  EXPECT_EQ(readFile(path), "") << "a closed name starts a new file";
+
+  EXPECT_EQ(g_pluginEnvironment->getFileOutputHandle("/no/such/folder/x"), nullptr);
+  EXPECT_EQ(errno, ENOENT);
+  pwr::Logger* const full = g_pluginEnvironment->getFileOutputHandle("/dev/full");
+  ASSERT_NE(full, nullptr);
+  full->write("x", 1);
+  EXPECT_EQ(full->flush(), 1);
+  EXPECT_EQ(full->close(), 1) << "an earlier failure is not forgotten";
+}
+
+TEST(OutputConfig, KeepsTheOrderOfTheFile) {
+  const TempFolder folder;
+  std::string error;
+  std::deque<std::string> names;
+  auto* const parser = WriterInterfaceConfigFileParser::instance();
+  EXPECT_TRUE(parser->getFeatureOrder(names)) << "no file is normal";
+  EXPECT_TRUE(names.empty());
+
+  folder.write("a.toml",
+               "feature-order = ['z', 'a']\n[[feature]]\nname = 'b'\nmetrics = ['2', '1']\n"
+               "[[feature]]\nname = 'a'\n");
+  ASSERT_EQ(pwr::loadOutputConfigFile(folder.path("a.toml"), error), 0) << error;
+  EXPECT_TRUE(parser->getFeatureOrder(names));
+  EXPECT_EQ(names, (std::deque<std::string>{"z", "a"}));
+  EXPECT_TRUE(parser->getAllFeaturePrefixes(names));
+  EXPECT_EQ(names, (std::deque<std::string>{"b", "a"}));
+  EXPECT_TRUE(parser->getMetricOrderForFeature(names, "b"));
+  EXPECT_EQ(names, (std::deque<std::string>{"2", "1"}));
+  EXPECT_FALSE(parser->getMetricOrderForFeature(names, "z"));
+
+  folder.write("empty.toml", "# nothing\n");
+  ASSERT_EQ(pwr::loadOutputConfigFile(folder.path("empty.toml"), error), 0) << error;
+  EXPECT_FALSE(parser->getFeatureOrder(names));
+  EXPECT_FALSE(parser->getAllFeaturePrefixes(names));
+}
+
+TEST(OutputConfig, FaultsNameTheLine) {
+  const TempFolder folder;
+  const struct {
+    const char* text;
+    const char* place;
+    const char* cause;
+  } cases[] = {
+      {"\nfeature-order = [\n'a'\n'b']\n", ":4: ", ""},
+      {"feature-order = 'a'\n", ":1: ", "feature-order must be an array of strings"},
+      {"\n\nfeature-order = [1]\n", ":3: ", "each of feature-order must be a string"},
+      {"[[feature]]\nmetrics = []\n", ":1: ", "a [[feature]] needs a name"},
+      {"[[feature]]\nname = 'x'\nmetric = []\n", ":3: ", "unknown entry 'metric'"},
+      {"features = 1\n", ":1: ", "unknown entry 'features'"},
+  };
+  for (const auto& [text, place, cause] : cases) {
+    SCOPED_TRACE(text);
+    folder.write("bad.toml", text);
+    std::string error;
+    EXPECT_EQ(pwr::loadOutputConfigFile(folder.path("bad.toml"), error), 1);
+    EXPECT_EQ(error.find(folder.path("bad.toml") + place), 0U) << error;
+    EXPECT_NE(error.find(cause), std::string::npos) << error;
+  }
+  std::string error;
+  EXPECT_EQ(pwr::loadOutputConfigFile("/no/such.toml", error), 1);
+  EXPECT_EQ(error, "/no/such.toml: No such file or directory");
+}
+
+TEST(CheckEnv, UnsetEmptyAndZeroAreOff) {
+  const std::pair<const char*, bool> cases[] = {
+      {"1", true}, {"yes", true}, {"", false}, {"0", false}};
+  for (const auto& [value, on] : cases) {
+    setenv("PW_TEST_SWITCH", value, 1);
+    EXPECT_EQ(pwr::check_env("PW_TEST_SWITCH"), on) << value;
+  }
+  unsetenv("PW_TEST_SWITCH");
+  EXPECT_FALSE(pwr::check_env("PW_TEST_SWITCH"));
+}
+
+class RecordingWriter : public WriterPlugin {
+ public:
+  explicit RecordingWriter(bool* destroyed = nullptr)
+      : WriterPlugin("00000000-0000-0000-0000-000000000000"), destroyed_(destroyed) {}
+  ~RecordingWriter() override {
+    if (destroyed_ != nullptr) *destroyed_ = true;
+  }
+  int openOutput(const std::string& /*baseName*/, bool /*continuous*/) override { return 0; }
+  int closeOutput() override { return 0; }
+  using WriterPlugin::getColumnTitles;
+  using WriterPlugin::getRowValues;
+
+ private:
+  bool* destroyed_;
+};
+
+TEST(Plugin, StorageIsZeroFilled) {
+  constexpr std::size_t kSize = 4096;
+  void* const dirty = Plugin::operator new(kSize);
+  std::memset(dirty, 0xAB, kSize);
+  Plugin::operator delete(dirty);
+  auto* const storage = static_cast<unsigned char*>(Plugin::operator new(kSize));
+  EXPECT_EQ(std::count(storage, storage + kSize, 0), static_cast<std::ptrdiff_t>(kSize));
+  Plugin::operator delete(storage);
+}
+
+TEST(Plugin, RowsAndTitlesOfATable) {
+  pwr::TableDescription table;
+  table.sharedHandles = {pwr::createColumn("State", nullptr)};
+  table.entities = {pwr::createEntity({.name = "CPU0"}), pwr::createEntity({.name = "CPU1"})};
+  table.handles = {pwr::createColumn("Time", pwr::Quantity::time())};
+  const auto shared = std::make_shared<const pwr::TableDescription>(table);
+  const pwr::TableMessage message(shared, {Data("C1"), Data(5U)});
+  const RecordingWriter writer;
+  std::deque<std::string> texts;
+  writer.getColumnTitles(message, texts);
+  EXPECT_EQ(texts, (std::deque<std::string>{"State", "CPU0 Time (ms)", "CPU1 Time (ms)"}));
+  texts.clear();
+  writer.getRowValues(message, texts);
+  EXPECT_EQ(texts, (std::deque<std::string>{"C1", "5", "Invalid"}));
+}
+
+TEST(PluginList, SkipsWhatIsNotThere) {
+  destroyPlugins(nullptr);
+  auto* const empty = new WriterPluginList{3, nullptr};
+  destroyPlugins(empty);
+
+  bool destroyed = false;
+  auto* const list =
+      new WriterPluginList{2, static_cast<Plugin**>(std::malloc(2 * sizeof(Plugin*)))};
+  list->plugins[0] = nullptr;
+  list->plugins[1] = new RecordingWriter(&destroyed);
+  destroyPlugins(list);
+  EXPECT_TRUE(destroyed);
+}
+
+TEST(PluginList, HoldsTheWritersInTheirOrder) {
+  const struct {
+    const char *guid, *name, *extension, *description;
+    bool flag;
+    std::set<pwr::TableClass> classes;
+  } registry[] = {
+      {"108d88ba-5ee4-11e4-aa15-123b93f75cba",
+       "sum",
+       ".csv",
+       "Write summary reports for all collected metrics to CSV file [default]",
+       false,
+       {pwr::TableClass::Summary}},
+  };
+  WriterPluginList* const list = createPlugins();
+  ASSERT_EQ(list->count, static_cast<int>(std::size(registry)));
+  for (int i = 0; i < list->count; ++i) {
+    SCOPED_TRACE(registry[i].name);
+    const Plugin& writer = *list->plugins[i];
+    EXPECT_EQ(writer.getPluginId(), registry[i].guid);
+    ASSERT_EQ(writer.getCapabilities().size(), 1U);
+    const auto& capability =
+        dynamic_cast<const pwr::WriterPluginCapability&>(*writer.getCapabilities().front());
+    EXPECT_EQ(capability.getName(), registry[i].name);
+    EXPECT_EQ(capability.getDescription(), registry[i].description);
+    EXPECT_EQ(capability.getExtension(), registry[i].extension);
+    EXPECT_EQ(capability.getFlag(), registry[i].flag);
+    EXPECT_EQ(capability.getTableClasses(), registry[i].classes);
+  }
+  destroyPlugins(list);
+}
+
+}  // namespace

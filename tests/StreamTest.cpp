@@ -1,0 +1,394 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "hostcommon/Descriptions.h"
+#include "tavrin/stream/StreamReader.h"
+#include "tavrin/stream/StreamWriter.h"
+#include "tests/TestSupport.h"
+#include "writers/host/DataDescriptor.h"
+
+namespace {
+
+using tavrin::StreamReader;
+using tavrin::StreamWriter;
+
+constexpr const char* kHeader = "{\"type\":\"tavrin-stream\",\"version\":1}\n";
+constexpr const char* kStart =
+    "{\"type\":\"tavrin-stream\",\"version\":1}\n"
+    "{\"type\":\"system\",\"clockMHz\":1000,\"startTimestamp\":1000}\n";
+
+/// A C stream in a temporary file.
+class TempStream {
+ public:
+  explicit TempStream(const std::string& text = "") {
+    std::fwrite(text.data(), 1, text.size(), file_.get());
+    std::rewind(file_.get());
+  }
+  FILE* get() const { return file_.get(); }
+  std::string text() const {
+    std::rewind(file_.get());
+    std::string text;
+    for (int c = std::getc(file_.get()); c != EOF; c = std::getc(file_.get())) {
+      text.push_back(static_cast<char>(c));
+    }
+    return text;
+  }
+
+ private:
+  std::unique_ptr<FILE, int (*)(FILE*)> file_{std::tmpfile(), std::fclose};
+};
+
+/// Records what it is given and keeps what the tests look at.
+class Recorder : public tavrin::MessageSink {
+ public:
+  void system(const pwr::SystemMetadata& given) override {
+    metadata = &given;
+    writer.system(given);
+  }
+  void container(const pwr::MetricContainerInfoMessage& m) override { writer.container(m); }
+  void metric(pwr::Metric& m) override {
+    writer.metric(m);
+    values.clear();
+    for (const pwr::DataElement& e : m.getData().elements) values.push_back(*e.getValue());
+  }
+  void table(const pwr::TableMessage& m) override { writer.table(m); }
+  void text(const pwr::TextMessage& m) override {
+    writer.text(m);
+    if (m.getMessage() == "enough") enough = true;
+  }
+  void id(const pwr::IdMessage& m) override { writer.id(m); }
+  void flush() override { writer.flush(); }
+
+  std::string text() {
+    EXPECT_EQ(writer.close(), 0);
+    return out.text();
+  }
+
+  TempStream out;
+  StreamWriter writer{out.get()};
+  const pwr::SystemMetadata* metadata = nullptr;
+  std::vector<pwr::Data> values;
+  std::atomic<bool> enough = false;
+};
+
+struct Replay {
+  explicit Replay(const std::string& text)
+      : in(text), reader(in.get(), "s", sink, &sink.enough), status(reader.replay(error)) {}
+
+  TempStream in;
+  Recorder sink;
+  StreamReader reader;
+  std::string error;
+  int status;
+};
+
+std::string example() {
+  return readFile(PW_TEST_DATA "/stream-all-kinds.jsonl");
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+/// Numbers of the lines, counted from 1, that the schema refuses, or "failed" when there is none to
+/// ask.
+std::string refusedBySchema(const std::string& text) {
+  const TempFolder folder;
+  folder.write("lines", text);
+  const std::string command =
+      "/usr/bin/python3 -c 'import json,sys,jsonschema as j\n"
+      "s=json.load(open(sys.argv[1])); j.Draft7Validator.check_schema(s)\n"
+      "v=j.Draft7Validator(s)\n"
+      "for n,l in enumerate(open(sys.argv[2],newline=\"\\n\"),1):\n"
+      "  if not v.is_valid(json.loads(l)): print(n,end=\" \")\n"
+      "' " PW_TEST_DATA "/../../docs/formats/recorded-stream.schema.json " +
+      folder.path("lines");
+  FILE* const pipe = popen(command.c_str(), "r");
+  std::string numbers;
+  for (int c = std::getc(pipe); c != EOF; c = std::getc(pipe)) {
+    numbers.push_back(static_cast<char>(c));
+  }
+  const bool sound = pclose(pipe) == 0;
+  return sound ? numbers : "failed";
+}
+
+TEST(Stream, ReplayRecordsTheSameBytes) {
+  Replay replay(example());
+  EXPECT_EQ(replay.error, "");
+  replay.sink.writer.stop(*replay.sink.metadata);
+  EXPECT_EQ(replay.sink.text(), example());
+  EXPECT_EQ(refusedBySchema(example()), "");
+
+  // Members that the reader and the writer mixed up alike would pass unseen above.
+  const pwr::SystemMetadata& system = *replay.sink.metadata;
+  EXPECT_EQ(system.getTscFrequencyMHz(), 2419.2F);
+  EXPECT_EQ(system.getCPUFrequencyMHz(), 2400.0F);
+  EXPECT_EQ(system.getHFMFrequencyMHz(), 4900.0F);
+  EXPECT_EQ(system.getLFMFrequencyMHz(), 800.0F);
+  EXPECT_EQ(system.getBusFrequencyMHz(), 100.0F);
+  EXPECT_EQ(system.getOSType() + " " + system.getOSVersion(), "x86_64 6.1.0");
+  EXPECT_EQ(system.getTopTree().getNumModules(), 1U);
+  EXPECT_EQ(system.getTopTree().getNumPackages(), 2U);
+  EXPECT_EQ(system.getCollectionStopTimestamp(), 6000U);
+  EXPECT_EQ(system.getProcesses().at(0).getEndTime(), 5500U);
+  EXPECT_TRUE(system.getThreads().empty());
+}
+
+TEST(Stream, NumbersAreExact) {
+  const Replay replay(example().substr(0, example().find("{\"type\":\"flush\"}")));
+  const std::vector<pwr::Data> expected = {
+      pwr::Data(std::numeric_limits<unsigned long long>::max()),
+      pwr::Data(std::numeric_limits<long long>::min()),
+      pwr::Data(std::numeric_limits<long long>::max()),
+      pwr::Data(-0.0),
+      pwr::Data(std::numeric_limits<double>::denorm_min()),
+      pwr::Data(std::nextafter(std::numeric_limits<double>::min(), 0.0)),
+      pwr::Data(1e308),
+      pwr::Data(std::numeric_limits<double>::max()),
+      pwr::Data(0.1),
+      pwr::Data(123456789.123456789),
+  };
+  EXPECT_EQ(replay.sink.values, expected);
+  double zero = 1.0;
+  EXPECT_EQ(replay.sink.values.at(3).toReal(zero), 0);
+  EXPECT_TRUE(std::signbit(zero));
+}
+
+TEST(Stream, CutAnywhereDeliversTheCompleteLines) {
+  const std::string whole = example();
+  const std::vector<std::string> lines = linesOf(whole);
+  std::size_t complete = 0;   // lines, the last one with or without its line feed
+  std::size_t start = 0;      // of the line that follows them
+  std::size_t delivered = 0;  // end of the last of them that is a message
+  for (std::size_t cut = 0; cut <= whole.size(); ++cut) {
+    if (complete < lines.size() && cut == start + lines[complete].size()) {
+      const std::string& line = lines[complete++];
+      start = cut + 1;
+      const bool silent = line.find("\"id\":") != std::string::npos || complete == 1 ||
+                          line.starts_with("{\"type\":\"stop\"");
+      if (!silent) delivered = start;
+    }
+    Replay replay(whole.substr(0, cut));
+    const bool sound = complete > 1 && cut <= start;
+    ASSERT_EQ(replay.status, sound ? 0 : 1) << cut << replay.error;
+    ASSERT_EQ(replay.error.empty(), sound);
+    ASSERT_EQ(replay.sink.text(), whole.substr(0, delivered)) << cut;
+  }
+}
+
+TEST(Stream, FaultyLineEndsTheReplayWithItsCause) {
+  const std::string definitions =
+      "{\"type\":\"quantity\",\"id\":1}\n"
+      "{\"type\":\"metric\",\"id\":2}\n"
+      "{\"type\":\"handle\",\"id\":3}\n"
+      "{\"type\":\"table\",\"id\":4,\"handles\":[3]}\n";
+  const std::string before = "{\"type\":\"text\",\"text\":\"before\"}\n";
+  enum Schema { Takes, Refuses, NoJson };
+  struct Case {
+    std::string line;
+    std::string cause;
+    Schema schema;
+  };
+  const std::string sample = R"({"type":"sample","metric":2,"time":0,"elements":[)";
+  const std::vector<Case> cases = {
+      {"{", "not valid JSON: Missing a name for object member (column 2)", NoJson},
+      {"{} {}", "not valid JSON: The document root must not be followed by other values (column 4)",
+       NoJson},
+      {"{\"type\":\"\xff\"}", "not valid JSON: Invalid encoding in string (column 10)", NoJson},
+      {std::string("{\"type\":\"flush\"}\0x", 18), "a NUL byte (column 17)", NoJson},
+      {sample + "18446744073709551616]}", "a number is out of range (column 50)", Takes},
+      {sample + "-9223372036854775809]}", "a number is out of range (column 50)", Takes},
+      {sample + "1e400]}", "a number is out of range (column 50)", Takes},
+      {sample + "NaN]}", "not valid JSON: Invalid value (column 50)", NoJson},
+      {"[1]", "a record is a JSON object", Refuses},
+      {"{}", "member \"type\" is missing", Refuses},
+      {R"({"type":5})", "member \"type\" is not a string", Refuses},
+      {R"({"type":"smaple"})", "unknown type of record: \"smaple\"", Refuses},
+      {R"({"type":"flush","now":true})", "member \"now\" is unknown here", Refuses},
+      {R"({"type":"flush","type":"flush"})", "member \"type\" is doubled", Takes},
+      {R"({"type":"entity","name":"a"})", "member \"id\" is missing", Refuses},
+      {R"({"type":"entity","id":1})", "id 1 is defined twice", Takes},
+      {R"({"type":"entity","id":0})", "member \"id\" is 0, which is the quantity of time", Refuses},
+      {R"({"type":"entity","id":-1})", "member \"id\" is out of range", Refuses},
+      {R"({"type":"entity","id":"5"})", "member \"id\" is not an integer", Refuses},
+      {R"({"type":"entity","id":5,"name":7})", "member \"name\" is not a string", Refuses},
+      {R"({"type":"entity","id":5,"parent":5})", "member \"parent\" is id 5, which is not defined",
+       Takes},
+      {R"({"type":"entity","id":5,"parent":1})", "member \"parent\" is id 1, which is no entity",
+       Takes},
+      {R"({"type":"metric","id":5,"kind":"rate"})",
+       "member \"kind\" is not one of value, delta, residency, transition, event", Refuses},
+      {R"({"type":"metric","id":5,"combinations":[[null]]})",
+       "member \"combinations\" is not an array of 2", Refuses},
+      {R"({"type":"sample","metric":2,"elements":[]})", "member \"time\" is missing", Refuses},
+      {R"({"type":"sample","metric":2,"time":1.5,"elements":[]})",
+       "member \"time\" is not an integer", Refuses},
+      {R"({"type":"sample","metric":2,"time":-1,"elements":[]})", "member \"time\" is out of range",
+       Refuses},
+      {sample + "[]]}", "member \"elements\" is not of elements with 1 to 5 items", Refuses},
+      {sample + "[1,null,null,0,{},1]]}",
+       "member \"elements\" is not of elements with 1 to 5 items", Refuses},
+      {sample + "true]}", "member \"elements\" is not a value", Refuses},
+      {sample + "{\"uint\":1}]}", "member \"uint\" is unknown here", Refuses},
+      {sample + "{\"real\":\"NaN\"}]}", "member \"real\" is not one of nan, inf, -inf", Refuses},
+      {R"({"type":"row","table":4,"cells":[1,2]})", "the row has 2 cells, its table 1", Takes},
+      {R"({"type":"container","cells":[1]})", "member \"table\" is missing", Refuses},
+      {R"({"type":"container","container":4294967296})", "member \"container\" is out of range",
+       Refuses},
+      {R"({"type":"system","clockMHz":1})", "unknown type of record: \"system\"", Takes},
+  };
+  std::string forSchema;
+  std::string expectedRefusals;
+  int number = 0;
+  for (const Case& wrong : cases) {
+    std::string text = kStart + definitions;
+    Replay replay(text.append(before).append(wrong.line).append("\n").append(before));
+    EXPECT_EQ(replay.status, 1);
+    EXPECT_EQ(replay.error, "s:8: " + wrong.cause) << wrong.line;
+    const std::string delivered = replay.sink.text();
+    EXPECT_TRUE(delivered.ends_with("}\n" + before)) << wrong.line << delivered;
+    EXPECT_EQ(linesOf(delivered).size(), 3U) << wrong.line;
+    if (wrong.schema == NoJson) continue;
+    forSchema += wrong.line + "\n";
+    ++number;
+    // Python's integers have no limit, and a plain number in a value is any number.
+    if (wrong.schema == Refuses) expectedRefusals += std::to_string(number) + " ";
+  }
+  EXPECT_EQ(refusedBySchema(forSchema), expectedRefusals);
+}
+
+TEST(Stream, BeginsWithHeaderAndSystem) {
+  const std::string notAStream =
+      R"(not a recorded stream: it does not begin with {"type":"tavrin-stream","version":1})";
+  const std::pair<std::string, std::string> cases[] = {
+      {"", "s:0: the stream ends before its system record"},
+      {kHeader, "s:1: the stream ends before its system record"},
+      {"[]\n", "s:1: " + notAStream},
+      {"\n{\"type\":\"flush\"}\n", "s:2: " + notAStream},
+      {R"({"type":"tavrin-stream","version":2})", "s:1: version 2 of the format is not supported"},
+      {std::string(kHeader) + "{\"type\":\"flush\"}",
+       "s:2: the system record is missing before this"},
+      {std::string(kHeader) + "{\"type\":\"system\"}", "s:2: member \"clockMHz\" is missing"},
+      {std::string(kHeader) + R"({"type":"system","clockMHz":1,"cpuMHz":1e39})",
+       "s:2: member \"cpuMHz\" is out of range"},
+      {std::string(kHeader) + R"({"type":"system","clockMHz":1,"collectorVersion":[1,256,0]})",
+       "s:2: member \"collectorVersion\" is out of range"},
+      {std::string(kStart) + "{\"type\":\"stop\",\"timestamp\":1}\n{\"type\":\"flush\"}",
+       "s:4: a record behind the stop record"},
+  };
+  for (const auto& [text, error] : cases) EXPECT_EQ(Replay(text).error, error) << text;
+}
+
+TEST(Stream, LinesMayBeLongEmptyOrWithoutEnd) {
+  // Around the sizes in which lines are read, and far beyond.
+  const std::size_t sizes[] = {4050, 4060, 4061, 4062, 4063, 4064, 4095, 8190, 3000000};
+  for (const std::size_t size : sizes) {
+    const std::string line = "{\"type\":\"text\",\"text\":\"" + std::string(size, 'x') + "\"}";
+    std::string text = kStart;
+    Replay replay(text.append("\r\n \t\n").append(line).append("\r\n").append(line));
+    EXPECT_EQ(replay.error, "");
+    text = kStart;
+    EXPECT_EQ(replay.sink.text(), text.append(line).append("\n").append(line).append("\n"));
+  }
+  const Replay deep(kStart + std::string(3000000, '['));
+  EXPECT_EQ(deep.error, "s:3: not valid JSON: Invalid value (column 3000001)");
+}
+
+TEST(Stream, StopIsTheLatestEndUnlessStated) {
+  const std::string definitions =
+      "{\"type\":\"metric\",\"id\":1,\"quantity\":0}\n"
+      "{\"type\":\"quantity\",\"id\":2,\"kind\":\"rate\"}\n"
+      "{\"type\":\"metric\",\"id\":3,\"quantity\":2}\n";
+  const std::string sample =
+      "{\"type\":\"sample\",\"metric\":1,\"time\":2000,\"elements\":[[1,null,null,999000],2]}\n";
+  struct Case {
+    std::string records;
+    unsigned long long stop;
+    double seconds;
+  };
+  const Case cases[] = {
+      {"", 1000, 0.0},
+      {sample, 1001000, 0.001},
+      {sample + "{\"type\":\"text\",\"text\":\"enough\"}\n" + R"({"type":"stop","timestamp":7})",
+       1001000, 0.001},
+      {sample + "{\"type\":\"fault\"}\n", 1001000, 0.001},
+      {sample + R"({"type":"stop","timestamp":7,"durationSec":2})", 7, 2.0},
+      {R"({"type":"sample","metric":3,"time":3000,"elements":[[1,null,null,999000]]})", 3000, 2e-6},
+      {R"({"type":"sample","metric":1,"time":5,"elements":[[1,null,null,18446744073709551615]]})",
+       std::numeric_limits<unsigned long long>::max(), 18446744073.709550615},
+  };
+  for (const Case& wanted : cases) {
+    const Replay replay(kStart + definitions + wanted.records);
+    EXPECT_EQ(replay.sink.metadata->getCollectionStopTimestamp(), wanted.stop) << wanted.records;
+    EXPECT_DOUBLE_EQ(replay.sink.metadata->getCollectionDurationSec(), wanted.seconds);
+  }
+}
+
+TEST(Stream, DefinesInOrderOfCreation) {
+  const pwr::Attribute* const attribute =
+      pwr::Attribute::create("A", pwr::Quantity::time(), pwr::AttributeType::Real);
+  const pwr::EntityHandle* const parent = pwr::createEntity({.name = "P"});
+  const pwr::DataDescriptor* const descriptor = pwr::DataDescriptor::create({"D", ""});
+  pwr::createEntity({.name = "unused"});
+  pwr::AttributeValueManager values;
+  values.addAttributeValue(attribute, pwr::Data(1.0));
+  const pwr::EntityHandle* const entity =
+      pwr::createEntity({.name = "E \xC3(\xFF", .parent = parent, .attributes = values});
+  const pwr::Quantity* const rate = pwr::createQuantity({.name = "R"});
+  const pwr::Quantity* const quantity = pwr::createQuantity({.name = "Q", .rate = rate});
+  const pwr::MetricDescription* const first = pwr::createMetric(
+      {.name = "1", .quantity = quantity, .combinations = {{entity, descriptor}}});
+  const pwr::MetricDescription* const second =
+      pwr::createMetric({.name = "2", .combinations = {{nullptr, descriptor}}});
+
+  const TempStream out;
+  StreamWriter writer(out.get());
+  writer.define({second, first});
+  pwr::Metric metric(second);
+  writer.metric(metric);
+  EXPECT_EQ(writer.close(), 0);
+  EXPECT_EQ(out.text(), R"({"type":"attribute","id":1,"name":"A","quantity":0,"values":"real"}
+{"type":"entity","id":2,"name":"P"}
+{"type":"descriptor","id":3,"name":"D"}
+)"
+                        "{\"type\":\"entity\",\"id\":4,\"name\":\"E \uFFFD(\uFFFD\""
+                        R"(,"parent":2,"attributes":[[1,1.0]]}
+{"type":"quantity","id":5,"name":"R"}
+{"type":"quantity","id":6,"name":"Q","rate":5}
+{"type":"metric","id":7,"name":"1","quantity":6,"combinations":[[4,3]]}
+{"type":"metric","id":8,"name":"2","combinations":[[null,3]]}
+{"type":"sample","metric":8,"time":0,"elements":[]}
+)");
+}
+
+TEST(Stream, FailedWriteIsToldAtTheEnd) {
+  const std::unique_ptr<FILE, int (*)(FILE*)> full(std::fopen("/dev/full", "w"), std::fclose);
+  ASSERT_NE(full, nullptr);
+  StreamWriter writer(full.get());
+  writer.flush();
+  EXPECT_EQ(writer.close(), 1);
+  EXPECT_EQ(writer.close(), 1);
+}
+
+TEST(Stream, FailedReadIsAnError) {
+  const std::unique_ptr<FILE, int (*)(FILE*)> folder(std::fopen("/", "r"), std::fclose);
+  ASSERT_NE(folder, nullptr);
+  Recorder sink;
+  StreamReader reader(folder.get(), "s", sink);
+  std::string error;
+  EXPECT_EQ(reader.replay(error), 1);
+  EXPECT_EQ(error, "s:0: cannot be read: Is a directory");
+}
+
+}  // namespace

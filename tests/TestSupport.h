@@ -1,0 +1,71 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "hostcommon/Platform.h"
+#include "writers/host/PluginEnvironment.h"
+
+/// A folder of the test's own, removed with all its contents at the end.
+class TempFolder {
+ public:
+  TempFolder()
+      : path_(pwr::platform::createPrivateDirectory(std::filesystem::temp_directory_path())) {}
+  ~TempFolder() { std::filesystem::remove_all(path_); }
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  std::string path(const std::string& name = "") const { return path_ + "/" + name; }
+  void write(const std::string& name, const std::string& text) const {
+    std::filesystem::create_directories(std::filesystem::path(path(name)).parent_path());
+    std::ofstream(path(name), std::ios::binary) << text;
+  }
+
+ private:
+  std::string path_;
+};
+
+inline std::string readFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// Gives the process an environment whose log lines can be read, for as long as it exists.
+class LogCapture {
+ public:
+  LogCapture() : previous_(g_pluginEnvironment) {
+    environment_.setSinks(errors_, general_);
+    g_pluginEnvironment = &environment_;
+  }
+  ~LogCapture() { g_pluginEnvironment = previous_; }
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  const std::string& errors() const { return errors_->text; }
+  const std::string& general() const { return general_->text; }
+  std::string all() const { return errors() + general(); }
+  void clear() {
+    errors_->text.clear();
+    general_->text.clear();
+  }
+
+ private:
+  struct Sink : pwr::Logger {
+    void log(PWLogLevel /*level*/, const char* line) override { text += line; }
+    int write(const void* bytes, std::size_t count) override {
+      text.append(static_cast<const char*>(bytes), count);
+      return 0;
+    }
+    int flush() override { return 0; }
+    int close() override { return 0; }
+    std::string text;
+  };
+
+  PluginEnvironment environment_;
+  PluginEnvironment* previous_;
+  std::shared_ptr<Sink> errors_ = std::make_shared<Sink>();
+  std::shared_ptr<Sink> general_ = std::make_shared<Sink>();
+};

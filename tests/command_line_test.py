@@ -1,0 +1,208 @@
+#!/usr/bin/python3
+"""Runs the tavrin command as its users do, and looks at what it prints, writes and returns.
+
+usage: command_line_test.py TAVRIN TESTS_FOLDER [--accept]
+
+--accept replaces the expected files under data/golden by what the command writes now.
+"""
+
+import csv
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+TAVRIN, TESTS = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2])
+ACCEPT = "--accept" in sys.argv
+STREAM = os.path.join(TESTS, "data", "recorded.jsonl")
+GOLDEN = os.path.join(TESTS, "data", "golden")
+
+TREE = {
+    "proc/stat": "cpu  1 2 3 4\ncpu0 10 0 5 100 0 0 0 0 0 0\nintr 5 1\nctxt 7\nprocesses 3\n",
+    "proc/cpuinfo": "processor\t: 0\nmodel name\t: Example CPU, 3 GHz\n",
+    "proc/sys/kernel/hostname": "example\n",
+    "sys/devices/system/cpu/online": "0\n",
+    "sys/devices/system/cpu/cpu0/topology/core_id": "0\n",
+    "sys/devices/system/cpu/cpu0/topology/physical_package_id": "0\n",
+    "sys/class/thermal/thermal_zone0/type": "soc\n",
+    "sys/class/thermal/thermal_zone0/temp": "-1500\n",
+}
+
+
+def read(path, mode="r"):
+    with open(path, mode) as file:
+        return file.read()
+
+
+class CommandLine(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        for path, text in TREE.items():
+            path = os.path.join(self.folder, "tree", path)
+            os.makedirs(os.path.dirname(path), exist_ok=True)
+            with open(path, "w") as file:
+                file.write(text)
+
+    def start(self, *arguments, **options):
+        return subprocess.Popen([TAVRIN, *arguments], cwd=self.folder, text=True,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
+
+    def run_tavrin(self, *arguments, status=0, **options):
+        done = subprocess.run([TAVRIN, *arguments], cwd=self.folder, text=True,
+                              capture_output=True, timeout=120, **options)
+        self.assertEqual(done.returncode, status, done.stderr)
+        return done
+
+    def files(self):
+        return sorted(name for name in os.listdir(self.folder) if name != "tree")
+
+    def report(self, name):
+        return read(os.path.join(self.folder, name))
+
+    def test_help_and_usage_errors(self):
+        self.assertIn("Examples:", self.run_tavrin("--help").stdout)
+        for command in ("record", "report", "list"):
+            self.assertIn("--plugin", self.run_tavrin(command, "--help").stdout)
+        self.assertRegex(self.run_tavrin("--version").stdout, r"^tavrin \d+\.\d+\.\d+\n$")
+        wrong = [
+            ([], "subcommand"),
+            (["record", "--nonsense"], "--nonsense"),
+            (["record", "-i", "0", "-d", "1"], "--interval"),
+            (["record", "-w", "sum,nope", "-d", "1"], "unknown writer 'nope'; known are: sum"),
+            (["record", "-f", "nope", "-d", "1"],
+             "unknown feature 'nope'; known are: core-cstate, cpu-time"),
+            (["report"], "file"),
+            (["report", "--output-config", "tree/proc/stat", STREAM], "tree/proc/stat:1: "),
+        ]
+        for arguments, text in wrong:
+            with self.subTest(arguments):
+                done = self.run_tavrin(*arguments, status=2)
+                self.assertIn(text, done.stderr + done.stdout)
+        self.assertEqual(self.files(), [])
+
+    def test_list_tells_why_a_feature_is_absent(self):
+        lines = self.run_tavrin("list", "--sysroot", "tree").stdout.splitlines()
+        self.assertTrue(any(line.split()[:2] == ["sum", ".csv"] for line in lines), lines)
+        found = {line.split()[0]: line.split()[1] for line in lines if line.startswith("  ")}
+        self.assertEqual((found["cpu-time"], found["thermal"]), ("present", "present"))
+        self.assertEqual((found["core-cstate"], found["energy"]), ("absent", "absent"))
+        self.assertTrue(any("Temperature" in line and " C " in line for line in lines), lines)
+
+    def test_record_reports_the_machine(self):
+        done = self.run_tavrin("record", "--sysroot", "tree", "-d", "0.25", "-i", "50",
+                               "-o", "run", "-f", "thermal,interrupts")
+        self.assertRegex(done.stderr, r"samples in 0\.\d\d s; lateness")
+        self.assertIn("wrote run.csv", done.stderr)
+        self.assertEqual(self.files(), ["run.csv"])
+        rows = list(csv.reader(self.report("run.csv").splitlines(), skipinitialspace=True))
+        table = [[cell.strip() for cell in row] for row in rows]
+        self.assertIn(["Processor: Example CPU", "3 GHz"], table)
+        zone = next(row for row in table if row and row[0].startswith("soc"))
+        self.assertEqual(zone[1:4], ["-1.50", "-1.50", "-1.50"])
+        self.assertGreaterEqual(int(zone[4]), 3)
+        self.assertIn(["Interrupts", "0.00", "0"], table)
+
+    def test_the_exit_status_is_the_commands_own(self):
+        record = ["record", "--sysroot", "tree", "-o", "run", "-f", "thermal"]
+        for command, status in ((["true"], 0), (["sh", "-c", "exit 3"], 3),
+                                (["sh", "-c", "kill -9 $$"], 137)):
+            self.run_tavrin(*record, "--", *command, status=status)
+            self.assertIn("Temperature", self.report("run.csv"))
+            os.remove(os.path.join(self.folder, "run.csv"))
+        done = self.run_tavrin(*record, "--", "no-such-command", status=127)
+        self.assertIn("cannot start 'no-such-command': No such file", done.stderr)
+        self.assertEqual(self.files(), [], "nothing is written for a command that is not there")
+        self.run_tavrin(*record, "-d", "0.2", "--", "sleep", "60", status=143)
+
+    def test_outputs_that_cannot_be_written(self):
+        record = ["record", "--sysroot", "tree", "-f", "thermal", "-d", "0.1"]
+        done = self.run_tavrin(*record, "-o", "no/such/run", status=1)
+        self.assertIn("WARNING: Could not create no/such/run.csv", done.stderr)
+        os.symlink("/dev/full", os.path.join(self.folder, "full.csv"))
+        done = self.run_tavrin(*record, "-o", "full", status=1)
+        self.assertIn("the output of writer sum is incomplete", done.stderr)
+        done = self.run_tavrin(*record, "--capture", "/dev/full", status=1)
+        self.assertIn("capture", done.stderr)
+        self.assertEqual(self.files(), ["full.csv", "tavrin.csv"])
+
+    def test_signals_end_the_collection_and_complete_the_outputs(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number):
+                process = self.start("record", "--sysroot", "tree", "-f", "thermal", "-i", "20")
+                time.sleep(0.5)
+                process.send_signal(number)
+                _, errors = process.communicate(timeout=60)
+                self.assertEqual(process.returncode, 0, errors)
+                self.assertIn("Temperature", self.report("tavrin.csv"))
+
+    def test_a_second_signal_aborts(self):
+        # The command ignores the request to end, so that the run waits for it.
+        process = self.start("record", "--sysroot", "tree", "-f", "thermal", "--",
+                             "sh", "-c", "trap '' TERM; echo ready; sleep 20 & wait; wait")
+        self.assertEqual(process.stdout.readline(), "ready\n")
+        process.send_signal(signal.SIGTERM)
+        time.sleep(0.5)
+        self.assertIsNone(process.poll())
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(timeout=10), 130)
+        process.stdout.close()
+        self.assertIn("aborted", process.stderr.read())
+        process.stderr.close()
+        self.assertEqual(self.files(), ["tavrin.csv"])
+
+    def test_replay_repeats_the_live_outputs(self):
+        self.run_tavrin("record", "-w", "all", "-i", "20", "-o", "live", "--capture",
+                        "live.jsonl", "--", "sleep", "0.3")
+        self.run_tavrin("report", "-w", "all", "-o", "again", "live.jsonl")
+        live = [name for name in self.files() if name.startswith("live") and name != "live.jsonl"]
+        self.assertIn("live.csv", live)
+        for name in live:
+            self.assertEqual(read(os.path.join(self.folder, name), "rb"),
+                             read(os.path.join(self.folder, name.replace("live", "again")), "rb"))
+
+    def test_replay_from_a_pipe(self):
+        recorder = subprocess.Popen(
+            [TAVRIN, "record", "-q", "--sysroot", "tree", "-f", "thermal", "-o", "one",
+             "--capture", "-", "-d", "0.1"], cwd=self.folder, stdout=subprocess.PIPE)
+        self.run_tavrin("report", "-o", "two", "-", stdin=recorder.stdout)
+        recorder.stdout.close()
+        self.assertEqual(recorder.wait(timeout=60), 0)
+        self.assertEqual(self.report("one.csv"), self.report("two.csv"))
+
+    def test_a_reader_that_goes_away_loses_no_report(self):
+        process = self.start("record", "--sysroot", "tree", "-f", "thermal", "-i", "1",
+                             "--capture", "-", "-d", "2")
+        process.stdout.close()
+        self.assertEqual(process.wait(timeout=60), 1)
+        self.assertIn("capture", process.stderr.read())
+        process.stderr.close()
+        self.assertIn("Temperature", self.report("tavrin.csv"))
+
+    def test_a_faulty_line_loses_nothing_before_it(self):
+        lines = read(STREAM).splitlines(keepends=True)
+        with open(os.path.join(self.folder, "bad.jsonl"), "w") as file:
+            file.writelines(lines[:-5] + ["{\"type\":\"sample\",\n"] + lines[-5:])
+        done = self.run_tavrin("report", "bad.jsonl", status=1)
+        self.assertIn(f"error: bad.jsonl:{len(lines) - 4}: ", done.stderr)
+        self.assertIn("Summary: ", self.report("tavrin.csv"))
+        self.run_tavrin("report", "no-such.jsonl", status=1)
+
+    def test_recorded_stream_gives_the_expected_files(self):
+        self.run_tavrin("report", "-w", "all", "-o", "recorded", STREAM)
+        self.assertEqual(self.files(), sorted(os.listdir(GOLDEN)) if not ACCEPT else self.files())
+        for name in self.files():
+            now, expected = os.path.join(self.folder, name), os.path.join(GOLDEN, name)
+            if ACCEPT:
+                os.makedirs(GOLDEN, exist_ok=True)
+                with open(expected, "wb") as file:
+                    file.write(read(now, "rb"))
+            self.assertEqual(read(now, "rb"), read(expected, "rb"), name)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)

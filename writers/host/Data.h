@@ -1,0 +1,95 @@
+#pragma once
+
+#include <concepts>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+#include "writers/host/HostApi.h"
+
+namespace pwr {
+
+class DataHandle;
+
+/// What a `Data` holds. The numbers are part of the host interface.
+enum class DataType : int {
+  None = 0,
+  Int = 1,
+  UInt = 2,
+  Real = 3,
+  IntRange = 4,
+  UIntRange = 5,
+  RealRange = 6,
+  Handle = 7,
+  String = 8,
+};
+
+/// One tagged value: a number, a range of numbers, a text or a handle, or nothing. A small value
+/// type; only a text allocates. Handles are not owned: they live as long as the process.
+///
+/// Conversions return 0 when `out` was set and 1 when the value cannot be represented (wrong type,
+/// out of range); `out` is untouched then. Nothing throws.
+class PW_HOST_API Data {
+ public:
+  using IntPair = std::pair<long long, long long>;
+  using UIntPair = std::pair<unsigned long long, unsigned long long>;
+  using RealPair = std::pair<double, double>;
+
+  Data() = default;
+  Data(const Data&) = default;
+  Data(Data&&) = default;
+  Data& operator=(const Data&) = default;
+  Data& operator=(Data&&) = default;
+  ~Data() = default;
+
+  explicit Data(const std::string& text) : value_(text) {}
+  explicit Data(const char* text) : value_(std::string(text)) {}
+  explicit Data(const double& value) : value_(value) {}
+  explicit Data(const long long& value) : value_(value) {}
+  explicit Data(const unsigned long long& value) : value_(value) {}
+  /// Any other integer type becomes Int or UInt by its signedness.
+  template <std::integral T>
+  requires(!std::same_as<T, bool>) explicit Data(T value)
+      : Data(static_cast<std::conditional_t<std::is_signed_v<T>, long long, unsigned long long>>(
+            value)) {}
+  explicit Data(const IntPair& range) : value_(range) {}
+  explicit Data(const UIntPair& range) : value_(range) {}
+  explicit Data(const RealPair& range) : value_(range) {}
+  explicit Data(const DataHandle* handle) : value_(handle) {}
+
+  DataType getType() const { return static_cast<DataType>(value_.index()); }
+  /// True for Int, UInt and Real; ranges are not numeric.
+  bool isNumeric() const;
+
+  int toInt(long long& out) const;
+  int toUInt(unsigned long long& out) const;
+  int toReal(double& out) const;
+  /// The whole value as text: integers in decimal, reals in the shortest form that reads back to
+  /// the same value, ranges as "first - last", a handle as its name. Fails only for None.
+  int toString(std::string& out) const;
+  /// The value as reports show it: like `toString`, but reals (those of ranges too) with two
+  /// decimals.
+  int toFormattedString(std::string& out) const;
+  int toHandle(const DataHandle*& out) const;
+  int toIntRange(std::pair<long long, long long>& out) const;
+  int toUIntRange(std::pair<unsigned long long, unsigned long long>& out) const;
+  int toRealRange(std::pair<double, double>& out) const;
+
+  /// Multiplies a number or both ends of a range by `factor`; the result is a real or a real range.
+  /// Returns 1 and leaves the value alone for None, texts and handles.
+  int multiplyValue(double factor);
+
+  /// `value` as a real; None when `value` is null or has no real value.
+  static Data convertToReal(const Data* value);
+
+  bool operator==(const Data&) const = default;
+
+ private:
+  // The order of the alternatives is that of DataType.
+  std::variant<std::monostate, long long, unsigned long long, double, IntPair, UIntPair, RealPair,
+               const DataHandle*, std::string>
+      value_;
+};
+
+}  // namespace pwr

@@ -1,0 +1,139 @@
+#include "writers/text/TempTableOutput.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <limits>
+
+#include "hostcommon/Platform.h"
+#include "writers/text/PrivateDirectory.h"
+#include "writers/text/RecordReader.h"
+#include "writers/text/ReportOutput.h"
+#include "writers/text/TextLog.h"
+
+namespace {
+
+/// Causes that hit every further table as well: saying so once is enough.
+struct KnownCause {
+  int errnum;
+  const char* report;
+  bool reported = false;
+};
+
+void reportCreationFailure(const std::string& path, int errnum) {
+  static std::array<KnownCause, 3> causes{{
+      {EMFILE,
+       "Warning: Could not post process metric data: Too many open file handles. Results may be "
+       "incomplete for some metrics. Try post processing results with only one -r option at a "
+       "time. If the problem persists; try collecting fewer metrics.\n"},
+      {ENOSPC, "Warning: Could not generate result files. No space is left on the disk.\n"},
+      {EROFS, "Warning: Could not generate result files. The file system is not writeable.\n"},
+  }};
+  const auto cause = std::ranges::find(causes, errnum, &KnownCause::errnum);
+  if (cause == causes.end()) {
+    PW_LOG(kPlainLog, PW_LOG_ERROR,
+           "ERROR: Cannot create temp output file: %s. error: errnum=%d: %s\n", path.c_str(),
+           errnum, systemErrorText(errnum).c_str());
+  } else if (!cause->reported) {
+    cause->reported = true;
+    PW_LOG(kPlainLog, PW_LOG_ERROR, "%s", cause->report);
+  }
+}
+
+/// A name that no other temporary output of the process has.
+std::string nextFileName() {
+  static int counter = 0;
+  std::array<char, 32> name{};
+  pw_snprintf(name.data(), name.size(), "tmp___%d", counter++);
+  return name.data() + std::string(".tmp");
+}
+
+}  // namespace
+
+std::unique_ptr<TempTableOutput> TempTableOutput::create(PrivateDirectory& directory, Kind kind,
+                                                         std::size_t cellsPerRow) {
+  const std::string& folder = directory.create();
+  if (folder.empty()) {
+    reportCreationFailure(directory.getParent(), errno);
+    return nullptr;
+  }
+  std::string path = folder + "/" + nextFileName();
+  FILE* stream = nullptr;
+  if (!pwr::openFileHandle(&stream, path.c_str(), "wb")) {
+    reportCreationFailure(path, errno);
+    return nullptr;
+  }
+  return std::unique_ptr<TempTableOutput>(
+      new TempTableOutput(std::move(path), stream, kind, cellsPerRow));
+}
+
+TempTableOutput::TempTableOutput(std::string path, FILE* stream, Kind kind, std::size_t cellsPerRow)
+    : path_(std::move(path)), stream_(stream), kind_(kind), widths_(cellsPerRow) {}
+
+TempTableOutput::~TempTableOutput() {
+  endWriting();
+  pwr::platform::removeFile(path_);
+}
+
+void TempTableOutput::append(std::string_view cell) {
+  if (writeError_ != 0) return;
+  if (cell.size() > std::numeric_limits<std::uint32_t>::max()) {
+    writeError_ = EFBIG;
+    return;
+  }
+  const auto length = static_cast<std::uint32_t>(cell.size());
+  if (std::fwrite(&length, sizeof length, 1, stream_) != 1 ||
+      std::fwrite(cell.data(), 1, cell.size(), stream_) != cell.size()) {
+    writeError_ = errno;
+    return;
+  }
+  widths_[position_] = std::max(widths_[position_], cell.size());
+  position_ = (position_ + 1) % widths_.size();
+}
+
+void TempTableOutput::appendText(std::string_view text) {
+  if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+    append(text);
+    return;
+  }
+  std::string quoted = "\"";
+  for (const char character : text) {
+    if (character == '"') quoted += '"';
+    quoted += character;
+  }
+  quoted += '"';
+  append(quoted);
+}
+
+void TempTableOutput::endWriting() {
+  if (stream_ == nullptr) return;
+  if (std::fclose(stream_) != 0 && writeError_ == 0) writeError_ = errno;
+  stream_ = nullptr;
+}
+
+int TempTableOutput::mergeInto(ReportOutput& report, std::string_view separator) const {
+  RecordReader reader;
+  if (!reader.open(path_)) return 1;
+  report.setEcho(echo_);
+  if (kind_ == Kind::Table) {
+    report.append(title_);
+    report.append("\n");
+  }
+  std::string_view cell;
+  std::size_t position = 0;
+  while (reader.next(cell)) {
+    report.append(cell);
+    if (kind_ == Kind::Table && cell.size() < widths_[position]) {
+      report.pad(widths_[position] - cell.size());
+    }
+    ++position;
+    const bool endsRow = position == widths_.size();
+    report.append(endsRow ? "\n" : separator);
+    if (endsRow) position = 0;
+  }
+  // A row that was cut off must not run into the next table.
+  if (position != 0) report.append("\n");
+  report.setEcho(false);
+  return reader.hasFailed() ? 1 : 0;
+}
