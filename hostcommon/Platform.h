@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "writers/host/HostApi.h"
 
@@ -10,6 +12,15 @@ namespace pwr::platform {
 
 /// As fopen; the stream is not inherited by child processes. Null with errno set on failure.
 FILE* openFile(const char* path, const char* mode);
+
+/// Creates a binary file for reading and writing that only the user can open. Never opens, follows
+/// or empties anything that is there already: null with errno EEXIST then.
+PW_HOST_API FILE* createExclusive(const char* path);
+
+/// Moves a stream to `offset` bytes from the start. False with errno set on failure.
+PW_HOST_API bool seek(FILE* stream, std::uint64_t offset);
+
+PW_HOST_API int processId();
 
 /// The system's text for an errno value.
 std::string errorText(int errnum);
@@ -34,5 +45,33 @@ PW_HOST_API bool removeFile(const std::string& path);
 
 /// Raises the number of files that may be open at once as far as the system allows.
 PW_HOST_API void raiseOpenFileLimit();
+
+/// A file that several processes extend. Whoever opens it in this way has it alone until it is
+/// closed; others who do, in this process or another, wait. Child processes do not inherit it.
+class PW_HOST_API SharedFile {
+ public:
+  SharedFile() = default;
+  /// Closes the file, if `close` was not called.
+  ~SharedFile() { close(); }
+  SharedFile(const SharedFile&) = delete;
+  SharedFile& operator=(const SharedFile&) = delete;
+
+  /// Opens a file for reading and extending, creating it when it is absent, and waits for its turn.
+  /// False with errno set on failure. Call once.
+  bool open(const std::string& path);
+  /// Reads what follows the piece read before, but nothing that is behind the end that the file had
+  /// when it was opened. Returns the number of bytes, 0 at that end, or -1 with errno set.
+  long long read(char* buffer, std::size_t size);
+  /// Appends `text`, in one write unless the system divides it. If that fails, the file gets the
+  /// length back that it had when it was opened, where the system can do so: false with errno set.
+  bool append(std::string_view text);
+  /// Closes the file; the next one in the queue gets it. False with errno set on failure.
+  bool close();
+
+ private:
+  int descriptor_ = -1;
+  long long length_ = 0;    // when it was opened
+  long long position_ = 0;  // of the next read
+};
 
 }  // namespace pwr::platform

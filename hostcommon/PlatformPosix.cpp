@@ -1,11 +1,15 @@
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "hostcommon/Platform.h"
 
@@ -25,6 +29,27 @@ namespace {
 
 FILE* openFile(const char* path, const char* mode) {
   return std::fopen(path, (std::string(mode) + "e").c_str());
+}
+
+FILE* createExclusive(const char* path) {
+  const int file = open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (file < 0) return nullptr;
+  FILE* const stream = fdopen(file, "w+b");
+  if (stream == nullptr) {
+    const int errnum = errno;
+    close(file);
+    unlink(path);
+    errno = errnum;
+  }
+  return stream;
+}
+
+bool seek(FILE* stream, std::uint64_t offset) {
+  return fseeko(stream, static_cast<off_t>(offset), SEEK_SET) == 0;
+}
+
+int processId() {
+  return static_cast<int>(getpid());
 }
 
 std::string errorText(int errnum) {
@@ -50,6 +75,52 @@ void raiseOpenFileLimit() {
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= limit.rlim_max) return;
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+bool SharedFile::open(const std::string& path) {
+  constexpr mode_t kAsTheUserMasks = 0666;
+  descriptor_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, kAsTheUserMasks);
+  if (descriptor_ < 0) return false;
+  int locked = flock(descriptor_, LOCK_EX);
+  while (locked != 0 && errno == EINTR) locked = flock(descriptor_, LOCK_EX);
+  struct stat status {};
+  if (locked == 0 && fstat(descriptor_, &status) == 0) {
+    length_ = status.st_size;
+    return true;
+  }
+  const int cause = errno;
+  close();
+  errno = cause;
+  return false;
+}
+
+long long SharedFile::read(char* buffer, std::size_t size) {
+  const auto rest = static_cast<std::size_t>(length_ - position_);
+  const ssize_t count = pread(descriptor_, buffer, std::min(size, rest), position_);
+  if (count > 0) position_ += count;
+  return count;
+}
+
+bool SharedFile::append(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = ::write(descriptor_, text.data(), text.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) {
+      const int cause = errno;
+      // A device has no length to set, nor anything to take back.
+      [[maybe_unused]] const int restored = ftruncate(descriptor_, length_);
+      errno = cause;
+      return false;
+    }
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+bool SharedFile::close() {
+  if (descriptor_ < 0) return true;
+  // Not tried again when it fails: the descriptor is gone all the same.
+  return ::close(std::exchange(descriptor_, -1)) == 0;
 }
 
 }  // namespace pwr::platform

@@ -1,12 +1,20 @@
-#include <direct.h>
+// clang-format off: the other headers of the system need this one
+#include <windows.h>
+// clang-format on
 #include <fcntl.h>
 #include <io.h>
-#include <windows.h>
+#include <process.h>
+#include <sddl.h>
+#include <share.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdint>
 #include <random>
+#include <string_view>
+#include <system_error>
+#include <utility>
 
 #include "hostcommon/Platform.h"
 
@@ -14,28 +22,123 @@ namespace pwr::platform {
 
 namespace {
 
-std::wstring wide(const std::string& text) {
-  const int length =
-      MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
+/// Faulty UTF-8 becomes replacement characters.
+std::wstring wide(std::string_view text) {
+  const auto size = static_cast<int>(text.size());
+  const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0);
   std::wstring result(static_cast<std::size_t>(length), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), result.data(),
-                      length);
+  MultiByteToWideChar(CP_UTF8, 0, text.data(), size, result.data(), length);
   return result;
 }
 
 std::string randomName() {
-  static const char digits[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+  static constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
   std::random_device random;
-  std::uniform_int_distribution<std::size_t> digit(0, sizeof digits - 2);
+  std::uniform_int_distribution<std::size_t> letter(0, sizeof kLetters - 2);
   std::string name = ".tavrin-";
-  for (int i = 0; i < 16; ++i) name += digits[digit(random)];
+  for (int i = 0; i < 16; ++i) name += kLetters[letter(random)];
   return name;
+}
+
+/// The errno value that stands for the last error of a system call.
+int lastErrno() {
+  const std::error_code error(static_cast<int>(GetLastError()), std::system_category());
+  const std::error_condition condition = error.default_error_condition();
+  return condition.category() == std::generic_category() ? condition.value() : EIO;
+}
+
+/// The security identifier of the user of this process, as text; "" when the system cannot tell it.
+std::wstring currentUser() {
+  alignas(TOKEN_USER) std::array<char, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> buffer{};
+  DWORD size = buffer.size();
+  HANDLE token = nullptr;
+  if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == 0) return {};
+  const bool known = GetTokenInformation(token, TokenUser, buffer.data(), size, &size) != 0;
+  CloseHandle(token);
+  wchar_t* text = nullptr;
+  if (!known ||
+      ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer.data())->User.Sid, &text) == 0) {
+    return {};
+  }
+  std::wstring user = text;
+  LocalFree(text);
+  return user;
+}
+
+/// Full access for the user, also to what a directory will contain, and nothing for others: nothing
+/// is inherited from the folder above.
+class UserOnlyAccess {
+ public:
+  UserOnlyAccess() {
+    const std::wstring rights = L"D:P(A;OICI;FA;;;" + currentUser() + L")";
+    ConvertStringSecurityDescriptorToSecurityDescriptorW(
+        rights.c_str(), SDDL_REVISION_1, &attributes_.lpSecurityDescriptor, nullptr);
+  }
+  ~UserOnlyAccess() { LocalFree(attributes_.lpSecurityDescriptor); }
+  UserOnlyAccess(const UserOnlyAccess&) = delete;
+  UserOnlyAccess& operator=(const UserOnlyAccess&) = delete;
+
+  /// False, with the last error set right after the construction, when the system refuses it.
+  bool isValid() const { return attributes_.lpSecurityDescriptor != nullptr; }
+  SECURITY_ATTRIBUTES* get() { return &attributes_; }
+
+ private:
+  SECURITY_ATTRIBUTES attributes_{.nLength = sizeof attributes_};
+};
+
+/// 0, or the errno value that tells why the directory was not created.
+int createOwnedDirectory(const std::string& path) {
+  UserOnlyAccess access;
+  if (!access.isValid() || CreateDirectoryW(wide(path).c_str(), access.get()) == 0) {
+    return lastErrno();
+  }
+  return 0;
+}
+
+/// The handle of a new file, or INVALID_HANDLE_VALUE with errno set. Nobody else can open the file
+/// while it is open here.
+HANDLE createOwnedFile(const char* path) {
+  UserOnlyAccess access;
+  HANDLE handle = INVALID_HANDLE_VALUE;
+  if (access.isValid()) {
+    handle = CreateFileW(wide(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, access.get(),
+                         CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY, nullptr);
+  }
+  if (handle == INVALID_HANDLE_VALUE) errno = lastErrno();
+  return handle;
 }
 
 }  // namespace
 
 FILE* openFile(const char* path, const char* mode) {
-  return _wfopen(wide(path).c_str(), wide(std::string(mode) + "N").c_str());
+  return _wfopen(wide(path).c_str(), (wide(mode) + L"N").c_str());
+}
+
+FILE* createExclusive(const char* path) {
+  const HANDLE handle = createOwnedFile(path);
+  if (handle == INVALID_HANDLE_VALUE) return nullptr;
+  const int file =
+      _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_RDWR | _O_BINARY | _O_NOINHERIT);
+  FILE* const stream = file < 0 ? nullptr : _fdopen(file, "w+b");
+  if (stream == nullptr) {
+    const int cause = errno;
+    if (file < 0) {
+      CloseHandle(handle);
+    } else {
+      _close(file);
+    }
+    _wunlink(wide(path).c_str());
+    errno = cause;
+  }
+  return stream;
+}
+
+bool seek(FILE* stream, std::uint64_t offset) {
+  return _fseeki64(stream, static_cast<long long>(offset), SEEK_SET) == 0;
+}
+
+int processId() {
+  return _getpid();
 }
 
 std::string errorText(int errnum) {
@@ -44,13 +147,13 @@ std::string errorText(int errnum) {
   return buffer.data();
 }
 
-// A new directory takes the access rights of its parent, which for a user's own folders are the
-// user's alone; the random name keeps other processes of the user from meeting it.
 std::string makePrivateDirectory(const std::string& parent) {
   for (;;) {
-    const std::string path = (parent.empty() ? "." : parent) + "/" + randomName();
-    if (_wmkdir(wide(path).c_str()) == 0) return path;
-    if (errno != EEXIST) return {};
+    std::string path = (parent.empty() ? "." : parent) + "/" + randomName();
+    const int cause = createOwnedDirectory(path);
+    if (cause == 0) return path;
+    errno = cause;
+    if (cause != EEXIST) return {};
   }
 }
 
@@ -63,8 +166,56 @@ bool removeFile(const std::string& path) {
 }
 
 void raiseOpenFileLimit() {
-  constexpr int kMostStreams = 8192;  // the C runtime's own limit
-  _setmaxstdio(kMostStreams);
+  // The limits of the new and of the old C runtime, which refuses a greater number.
+  for (const int most : {8192, 2048}) {
+    if (_setmaxstdio(most) == most) return;
+  }
+}
+
+bool SharedFile::open(const std::string& path) {
+  if (_wsopen_s(&descriptor_, wide(path).c_str(), _O_RDWR | _O_CREAT | _O_BINARY | _O_NOINHERIT,
+                _SH_DENYNO, _S_IREAD | _S_IWRITE) != 0) {
+    return false;
+  }
+  // Locked is one byte far behind the contents, which everybody may go on reading.
+  auto* const handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor_));
+  OVERLAPPED place{};
+  place.OffsetHigh = 0x7FFFFFFF;
+  if (LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place) != 0) {
+    length_ = _filelengthi64(descriptor_);
+    return true;
+  }
+  const int cause = lastErrno();
+  close();
+  errno = cause;
+  return false;
+}
+
+long long SharedFile::read(char* buffer, std::size_t size) {
+  constexpr long long kMostAtOnce = 1LL << 30;
+  const auto rest = std::min(length_ - position_, kMostAtOnce);
+  if (_lseeki64(descriptor_, position_, SEEK_SET) < 0) return -1;
+  const int count =
+      _read(descriptor_, buffer,
+            static_cast<unsigned int>(std::min(size, static_cast<std::size_t>(rest))));
+  if (count > 0) position_ += count;
+  return count;
+}
+
+bool SharedFile::append(std::string_view text) {
+  const auto size = static_cast<unsigned int>(text.size());
+  if (_lseeki64(descriptor_, 0, SEEK_END) < 0) return false;
+  errno = ENOSPC;  // what a short count means, which sets no cause
+  if (_write(descriptor_, text.data(), size) == static_cast<int>(size)) return true;
+  const int cause = errno;
+  _chsize_s(descriptor_, length_);
+  errno = cause;
+  return false;
+}
+
+bool SharedFile::close() {
+  if (descriptor_ < 0) return true;
+  return _close(std::exchange(descriptor_, -1)) == 0;
 }
 
 }  // namespace pwr::platform

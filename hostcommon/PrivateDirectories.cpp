@@ -3,6 +3,7 @@
 #include <set>
 
 #include "hostcommon/Platform.h"
+#include "hostcommon/Utf8Path.h"
 
 namespace pwr::platform {
 
@@ -41,7 +42,7 @@ void removeAllPrivateDirectories() {
   const std::lock_guard lock(known.mutex);
   for (const std::string& path : known.paths) {
     std::error_code ignored;  // nothing is left to do about it
-    std::filesystem::remove_all(path, ignored);
+    std::filesystem::remove_all(pathFromUtf8(path), ignored);
   }
 }
 

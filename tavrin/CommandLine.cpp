@@ -159,14 +159,14 @@ std::vector<std::string> takeCommand(std::vector<std::string>& arguments) {
 
 }  // namespace
 
-int runCommandLine(int argc, char** argv) {
+int runCommandLine(std::vector<std::string> arguments) {
   Options options;
-  std::vector<std::string> arguments(argv + 1, argv + argc);
   options.commandLine = "tavrin";
   for (const std::string& argument : arguments) options.commandLine += " " + argument;
   options.command = takeCommand(arguments);
   CLI::App app(kDescription, "tavrin");
   app.set_version_flag("--version", std::string("tavrin ") + pwr::kVersion);
+  app.allow_windows_style_options(false);  // "/" begins a path
   app.require_subcommand(1);
   app.get_formatter()->column_width(34);
   const std::pair<CLI::App*, std::function<int(const Options&)>> commands[] = {

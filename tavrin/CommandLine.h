@@ -1,9 +1,13 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 namespace tavrin {
 
-/// Parses the command line and runs the command that it names. Returns the exit status; throws
-/// CommandError where the command fails. Prints help, version and usage errors itself.
-int runCommandLine(int argc, char** argv);
+/// Runs the command that the arguments name; the name of the program is none of them. Returns the
+/// exit status; throws CommandError where the command fails. Prints help, version and usage errors
+/// itself.
+int runCommandLine(std::vector<std::string> arguments);
 
 }  // namespace tavrin

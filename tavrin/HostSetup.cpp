@@ -5,6 +5,7 @@
 
 #include "hostcommon/OutputConfigFile.h"
 #include "hostcommon/Platform.h"
+#include "hostcommon/Utf8Path.h"
 #include "tavrin/CommandError.h"
 #include "tavrin/Messages.h"
 #include "tavrin/run/DynamicLibrary.h"
@@ -23,7 +24,7 @@ std::string installedConfig() {
   const fs::path folder = executableFolder();
   for (const fs::path& candidate :
        {folder / kConfigName, folder / ".." / "share" / "tavrin" / kConfigName}) {
-    if (fs::exists(candidate)) return candidate.string();
+    if (fs::exists(candidate)) return pwr::utf8FromPath(candidate);
   }
   return {};
 }
@@ -54,17 +55,17 @@ void setUpHost(const Options& options) {
 }
 
 void listOutputs(const std::string& baseName, std::chrono::system_clock::time_point since) {
-  const fs::path base(baseName);
+  const fs::path base = pwr::pathFromUtf8(baseName);
   const fs::path folder = base.has_parent_path() ? base.parent_path() : fs::path(".");
-  const std::string stem = base.filename().string();
+  const std::string stem = pwr::utf8FromPath(base.filename());
   std::vector<std::string> files;
   std::error_code error;
   for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
-    const std::string name = entry.path().filename().string();
+    const std::string name = pwr::utf8FromPath(entry.path().filename());
     const bool isOurs = name.size() > stem.size() && name.starts_with(stem) &&
                         (name[stem.size()] == '.' || name[stem.size()] == '_');
     if (isOurs && entry.is_regular_file(error) && isWrittenSince(entry.path(), since)) {
-      files.push_back((base.has_parent_path() ? entry.path() : fs::path(name)).string());
+      files.push_back(base.has_parent_path() ? pwr::utf8FromPath(entry.path()) : name);
     }
   }
   std::ranges::sort(files);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "hostcommon/Utf8Path.h"
 #include "tavrin/CommandError.h"
 #include "tavrin/run/DynamicLibrary.h"
 
@@ -15,11 +16,11 @@ std::string findLibrary() {
   const std::filesystem::path folder = executableFolder();
   for (const auto& candidate :
        {folder / kPluginLibraryName, folder / ".." / "lib" / kPluginLibraryName}) {
-    if (std::filesystem::exists(candidate)) return candidate.string();
+    if (std::filesystem::exists(candidate)) return pwr::utf8FromPath(candidate);
   }
   throw CommandError(kExitIncomplete, "cannot find the plugin library " +
                                           std::string(kPluginLibraryName) + " in " +
-                                          folder.string() + " (use --plugin PATH)");
+                                          pwr::utf8FromPath(folder) + " (use --plugin PATH)");
 }
 
 }  // namespace
@@ -71,10 +72,10 @@ void requireKnown(const std::vector<std::string>& names, const std::vector<std::
                   const std::string& kind) {
   for (const std::string& name : names) {
     if (name == "all" || std::ranges::count(known, name) > 0) continue;
-    std::string list;
-    for (const std::string& one : known) list.append(one).append(", ");
-    throw CommandError(kExitUsage,
-                       "unknown " + kind + " '" + name + "'; known are: " + list + "all");
+    std::string text = "unknown ";
+    text.append(kind).append(" '").append(name).append("'; known are: ");
+    for (const std::string& one : known) text.append(one).append(", ");
+    throw CommandError(kExitUsage, text.append("all"));
   }
 }
 

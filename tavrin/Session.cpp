@@ -1,8 +1,8 @@
 #include "tavrin/Session.h"
 
-#include <algorithm>
+#include <cerrno>
 #include <cmath>
-#include <limits>
+#include <system_error>
 
 #include "hostcommon/NumberText.h"
 #include "hostcommon/WriterDispatch.h"
@@ -44,18 +44,21 @@ Session::~Session() {
 
 void Session::open(const std::string& baseName, bool continuous) {
   std::vector<std::string> failed;
+  std::string cause;
   for (WriterPlugin* writer : writers_) {
     WriterDispatch::notifyOptionsSet(*writer);
+    errno = 0;  // writers tell success or failure only
     if (writer->openOutput(baseName, continuous) == 0) {
       open_.push_back(writer);
     } else {
+      if (cause.empty() && errno != 0) cause = ": " + std::generic_category().message(errno);
       failed.push_back(nameOf(*writer));
     }
   }
   if (failed.empty()) return;
-  close();
+  open_.clear();  // not closed: there is no run whose results they could complete
   throw CommandError(kExitIncomplete, "cannot open the output of writer " + joined(failed) +
-                                          " under '" + baseName + "'");
+                                          " under '" + baseName + "'" + cause);
 }
 
 template <typename Message>

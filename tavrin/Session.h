@@ -26,7 +26,7 @@ class Session final : public MessageSink {
   Session& operator=(const Session&) = delete;
 
   /// Opens every writer under `baseName`. Throws CommandError naming those that cannot be opened;
-  /// the others are closed again then.
+  /// the session does nothing more then.
   void open(const std::string& baseName, bool continuous);
 
   void system(const pwr::SystemMetadata& metadata) override;

@@ -25,13 +25,21 @@ constexpr const char* kStart =
     "{\"type\":\"tavrin-stream\",\"version\":1}\n"
     "{\"type\":\"system\",\"clockMHz\":1000,\"startTimestamp\":1000}\n";
 
-/// A C stream in a temporary file.
+/// A C stream in a temporary file. (Not of std::tmpfile, which may fail on Windows.)
 class TempStream {
  public:
   explicit TempStream(const std::string& text = "") {
+    if (file_ == nullptr) std::abort();
     std::fwrite(text.data(), 1, text.size(), file_.get());
     std::rewind(file_.get());
   }
+  ~TempStream() {
+    file_.reset();
+    pwr::platform::removeFile(path_);
+  }
+  TempStream(const TempStream&) = delete;
+  TempStream& operator=(const TempStream&) = delete;
+
   FILE* get() const { return file_.get(); }
   std::string text() const {
     std::rewind(file_.get());
@@ -43,7 +51,15 @@ class TempStream {
   }
 
  private:
-  std::unique_ptr<FILE, int (*)(FILE*)> file_{std::tmpfile(), std::fclose};
+  static std::string newPath() {
+    static const TempFolder folder;
+    static int count = 0;
+    return folder.path(std::to_string(++count));
+  }
+
+  std::string path_ = newPath();
+  std::unique_ptr<FILE, int (*)(FILE*)> file_{pwr::platform::createExclusive(path_.c_str()),
+                                              std::fclose};
 };
 
 /// Records what it is given and keeps what the tests look at.
@@ -128,7 +144,9 @@ TEST(Stream, ReplayRecordsTheSameBytes) {
   EXPECT_EQ(replay.error, "");
   replay.sink.writer.stop(*replay.sink.metadata);
   EXPECT_EQ(replay.sink.text(), example());
-  EXPECT_EQ(refusedBySchema(example()), "");
+  if (!kIsWindows) {
+    EXPECT_EQ(refusedBySchema(example()), "");
+  }
 
   // Members that the reader and the writer mixed up alike would pass unseen above.
   const pwr::SystemMetadata& system = *replay.sink.metadata;
@@ -265,7 +283,9 @@ TEST(Stream, FaultyLineEndsTheReplayWithItsCause) {
     // Python's integers have no limit, and a plain number in a value is any number.
     if (wrong.schema == Refuses) expectedRefusals += std::to_string(number) + " ";
   }
-  EXPECT_EQ(refusedBySchema(forSchema), expectedRefusals);
+  if (!kIsWindows) {
+    EXPECT_EQ(refusedBySchema(forSchema), expectedRefusals);
+  }
 }
 
 TEST(Stream, BeginsWithHeaderAndSystem) {
@@ -372,6 +392,8 @@ TEST(Stream, DefinesInOrderOfCreation) {
 )");
 }
 
+#if !defined(_WIN32)
+
 TEST(Stream, FailedWriteIsToldAtTheEnd) {
   const std::unique_ptr<FILE, int (*)(FILE*)> full(std::fopen("/dev/full", "w"), std::fclose);
   ASSERT_NE(full, nullptr);
@@ -390,5 +412,7 @@ TEST(Stream, FailedReadIsAnError) {
   EXPECT_EQ(reader.replay(error), 1);
   EXPECT_EQ(error, "s:0: cannot be read: Is a directory");
 }
+
+#endif
 
 }  // namespace

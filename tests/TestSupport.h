@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -7,21 +8,48 @@
 #include <string>
 
 #include "hostcommon/Platform.h"
+#include "hostcommon/Utf8Path.h"
 #include "writers/host/PluginEnvironment.h"
+
+/// Where the tests cannot ask Python, nor write to a device that is always full.
+#if defined(_WIN32)
+inline constexpr bool kIsWindows = true;
+#else
+inline constexpr bool kIsWindows = false;
+#endif
+
+/// Sets an environment variable; null removes it. (Windows takes empty text for null.)
+inline void setEnvironment(const char* name, const char* value) {
+#if defined(_WIN32)
+  _putenv_s(name, value == nullptr ? "" : value);
+#else
+  value == nullptr ? unsetenv(name) : setenv(name, value, 1);
+#endif
+}
 
 /// A folder of the test's own, removed with all its contents at the end.
 class TempFolder {
  public:
   TempFolder()
-      : path_(pwr::platform::createPrivateDirectory(std::filesystem::temp_directory_path())) {}
-  ~TempFolder() { std::filesystem::remove_all(path_); }
+      : path_(pwr::platform::createPrivateDirectory(
+            pwr::utf8FromPath(std::filesystem::temp_directory_path()))) {}
+  ~TempFolder() {
+    const std::filesystem::path folder = pwr::pathFromUtf8(path_);
+    std::error_code error;
+    // Windows does not remove the current folder.
+    if (std::filesystem::equivalent(".", folder, error)) {
+      std::filesystem::current_path(folder.parent_path());
+    }
+    std::filesystem::remove_all(folder);
+  }
   TempFolder(const TempFolder&) = delete;
   TempFolder& operator=(const TempFolder&) = delete;
 
   std::string path(const std::string& name = "") const { return path_ + "/" + name; }
   void write(const std::string& name, const std::string& text) const {
-    std::filesystem::create_directories(std::filesystem::path(path(name)).parent_path());
-    std::ofstream(path(name), std::ios::binary) << text;
+    const std::filesystem::path file = pwr::pathFromUtf8(path(name));
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << text;
   }
 
  private:
@@ -29,7 +57,7 @@ class TempFolder {
 };
 
 inline std::string readFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(pwr::pathFromUtf8(path), std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 

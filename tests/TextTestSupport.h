@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -75,6 +76,17 @@ class TextTest : public testing::Test {
       if (entry.is_directory()) found.push_back(entry.path());
     }
     return found;
+  }
+
+  /// The temporary files in the order in which they were made.
+  std::vector<std::filesystem::path> tempFiles() const {
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(privateDirectories().at(0))) {
+      files.push_back(entry.path());
+    }
+    const auto number = [](const auto& path) { return std::stoi(path.stem().string().substr(6)); };
+    std::ranges::sort(files, {}, number);
+    return files;
   }
 
   TempFolder folder_;

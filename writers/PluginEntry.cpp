@@ -2,9 +2,13 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "writers/columns/IntWriterV2.h"
+#include "writers/columns/PhmTextWriter.h"
+#include "writers/columns/RawWriterV2.h"
 #include "writers/host/HostApi.h"
 #include "writers/host/Plugin.h"
 #include "writers/host/WriterPluginList.h"
+#include "writers/text/AutoWriter.h"
 #include "writers/text/SummaryWriter.h"
 
 #if defined(_WIN32)
@@ -25,7 +29,7 @@ PW_PLUGIN_EXPORT WriterPluginList* createPlugins(void) {
   // The registry. Its order is part of the library's interface: hosts take the first writer as the
   // default output.
   Plugin* const writers[] = {
-      new SummaryWriter,
+      new SummaryWriter, new RawWriterV2, new IntWriterV2, new PhmTextWriter, new AutoWriter,
   };
 
   auto* const list = new WriterPluginList;

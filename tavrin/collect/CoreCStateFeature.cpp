@@ -19,6 +19,7 @@ CoreCStateFeature::CoreCStateFeature()
 
 std::string CoreCStateFeature::probe(const SysRoot& root, CpuEntities& cpus,
                                      unsigned int containerId) {
+  isThisMachine_ = root.isThisMachine();
   for (const CpuEntities::Cpu& cpu : cpus.cpus()) {
     std::vector<State> states = findStates(root, cpu.number);
     const std::size_t count = states.size();
@@ -82,8 +83,12 @@ void CoreCStateFeature::createMetrics(unsigned int containerId) {
   metric.name = "CPU C-State Entries";
   metric.type = pwr::Metric::MetricType::SampledDelta;
   metric.legacyType = pwr::RealTableClass::Counter;
-  metric.quantity =
-      pwr::createQuantity({.type = pwr::QuantityType::StateEntry, .name = "State Entries"});
+  const pwr::Quantity* rate =
+      pwr::createQuantity({.type = pwr::QuantityType::Rate, .name = "Rate", .units = "/s"});
+  metric.quantity = pwr::createQuantity({.type = pwr::QuantityType::StateEntry,
+                                         .name = "State Entries",
+                                         .units = "count",
+                                         .rate = rate});
   addMetric(pwr::createMetric(std::move(metric)));
 }
 

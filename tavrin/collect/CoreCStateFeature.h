@@ -24,6 +24,8 @@ class CoreCStateFeature : public Feature {
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
   void sample(unsigned long long now, SampleBatch& batch) override;
 
+  bool needsAwakeCpus() const override { return isThisMachine_; }
+
  private:
   struct State {
     const pwr::DataDescriptor* descriptor = nullptr;
@@ -50,6 +52,7 @@ class CoreCStateFeature : public Feature {
   Interval interval_;
   std::vector<SleepingCpu> cpus_;
   std::map<std::string, const pwr::DataDescriptor*> descriptors_;
+  bool isThisMachine_ = false;
 };
 
 }  // namespace tavrin

@@ -34,6 +34,10 @@ class Feature {
   /// has created nothing). `root` and `cpus` must outlive the feature.
   virtual std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) = 0;
 
+  /// True when the kernel brings the counters of a CPU up to date only when that CPU wakes, so that
+  /// all of them should be woken before `sample`. Valid after `probe`.
+  virtual bool needsAwakeCpus() const { return false; }
+
   /// What `probe` created.
   const std::vector<const pwr::MetricDescription*>& metrics() const { return metrics_; }
 

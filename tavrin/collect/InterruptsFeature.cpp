@@ -43,7 +43,8 @@ Counts parse(std::string_view text) {
 const pwr::Quantity* createCountQuantity() {
   const pwr::Quantity* rate =
       pwr::createQuantity({.type = pwr::QuantityType::Rate, .name = "Rate", .units = "/s"});
-  return pwr::createQuantity({.type = pwr::QuantityType::Count, .name = "Count", .rate = rate});
+  return pwr::createQuantity(
+      {.type = pwr::QuantityType::Count, .name = "Count", .units = "count", .rate = rate});
 }
 
 }  // namespace

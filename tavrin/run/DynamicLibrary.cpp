@@ -4,6 +4,9 @@
 #include <windows.h>
 
 #include <array>
+#include <system_error>
+
+#include "hostcommon/Utf8Path.h"
 #else
 #include <dlfcn.h>
 #endif
@@ -19,8 +22,11 @@ std::filesystem::path executableFolder() {
 }
 
 void* openLibrary(const std::string& path, std::string& error) {
-  void* const library = LoadLibraryW(std::filesystem::u8path(path).c_str());
-  if (library == nullptr) error = "system error " + std::to_string(GetLastError());
+  // A bare file name would be searched for in the system's library folders; the libraries that this
+  // one needs are searched for beside it.
+  const auto file = std::filesystem::absolute(pwr::pathFromUtf8(path)).make_preferred();
+  void* const library = LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+  if (library == nullptr) error = std::system_category().message(static_cast<int>(GetLastError()));
   return library;
 }
 

@@ -34,9 +34,13 @@ namespace {
 
 StopRequest* g_stop = nullptr;
 
-BOOL WINAPI onControl(DWORD /*event*/) {
+/// Called in a thread of its own.
+BOOL WINAPI onControl(DWORD event) {
   if (g_stop->isRequested()) abortRun();
   g_stop->request();
+  // The process is ended when this returns, unless a key made the event: the run gets the seconds
+  // that the system allows for it.
+  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(INFINITE);
   return TRUE;
 }
 

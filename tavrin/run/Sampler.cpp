@@ -2,9 +2,19 @@
 
 #include <sys/prctl.h>
 
+#include <algorithm>
 #include <ctime>
 
+#include "tavrin/run/WakeCpus.h"
+
 namespace tavrin {
+
+namespace {
+
+constexpr std::chrono::milliseconds kShortestToWake{100};
+constexpr std::chrono::milliseconds kShortestToWakePerCpu{5};
+
+}  // namespace
 
 unsigned long long nowTicks() {
   timespec now{};
@@ -15,8 +25,15 @@ unsigned long long nowTicks() {
 
 Sampler::Sampler(std::vector<Feature*> features, std::chrono::nanoseconds interval,
                  SampleQueue& queue, StopRequest& stop)
-    : features_(std::move(features)), interval_(interval), queue_(queue), stop_(stop) {
+    : features_(std::move(features)),
+      interval_(interval),
+      needsAwakeCpus_(std::ranges::any_of(features_, &Feature::needsAwakeCpus)),
+      wakesAlways_(interval >= kShortestToWake &&
+                   interval >= kShortestToWakePerCpu * std::thread::hardware_concurrency()),
+      queue_(queue),
+      stop_(stop) {
   SampleBatch baseline;
+  wake();
   startTicks_ = stopTicks_ = nowTicks();
   start_ = StopRequest::Clock::now();
   for (Feature* feature : features_) feature->sample(startTicks_, baseline);
@@ -30,6 +47,10 @@ Sampler::~Sampler() {
 const SamplingReport& Sampler::join() {
   if (thread_.joinable()) thread_.join();
   return report_;
+}
+
+void Sampler::wake() const {
+  if (needsAwakeCpus_) wakeCpus();
 }
 
 void Sampler::pass() {
@@ -49,6 +70,7 @@ void Sampler::run() {
     const auto lateness = StopRequest::Clock::now() - deadline;
     report_.lateness.add(static_cast<std::uint64_t>(lateness.count()));
     if (lateness > interval_ / 10) ++report_.late;
+    if (wakesAlways_) wake();
     pass();
     deadline += interval_;
     if (const auto behind = StopRequest::Clock::now() - deadline; behind.count() > 0) {
@@ -59,6 +81,7 @@ void Sampler::run() {
   }
   // The last pass must not be left out: wait for the writer thread to make room.
   while (queue_.beginFill() == nullptr) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  wake();
   pass();
   queue_.close();
 }

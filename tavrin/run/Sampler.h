@@ -27,6 +27,10 @@ struct SamplingReport {
 /// not move the later ones. A pass that finds no room in the queue, or whose deadline has gone by,
 /// is left out; counters go on counting, so the next pass covers the longer interval and no count
 /// is lost. A last pass at the stop covers the rest.
+///
+/// Where a feature needs awake CPUs they are woken for the first readings and the last pass and,
+/// unless that would disturb the machine too much, for every pass in between: if the interval is at
+/// least 100 ms and 5 ms per CPU.
 class Sampler {
  public:
   /// Takes the first readings and starts the thread. Everything passed must outlive the sampler.
@@ -48,9 +52,12 @@ class Sampler {
  private:
   void run();
   void pass();
+  void wake() const;
 
   std::vector<Feature*> features_;
   std::chrono::nanoseconds interval_;
+  bool needsAwakeCpus_;
+  bool wakesAlways_;
   SampleQueue& queue_;
   StopRequest& stop_;
   StopRequest::Clock::time_point start_;

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <new>
 
-#include "writers/text/TextLog.h"
+#include "writers/TextLog.h"
 
 namespace {
 

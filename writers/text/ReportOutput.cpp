@@ -1,24 +1,16 @@
 #include "writers/text/ReportOutput.h"
 
-#include <algorithm>
 #include <cerrno>
 
-#include "writers/text/TextLog.h"
+#include "writers/TextLog.h"
 
 namespace {
-
-// Beyond this size larger writes no longer save anything.
-constexpr std::size_t kPendingLimit = std::size_t{64} * 1024;
 
 bool writeAll(FILE* stream, std::string_view text) {
   return std::fwrite(text.data(), 1, text.size(), stream) == text.size();
 }
 
 }  // namespace
-
-ReportOutput::ReportOutput() {
-  pending_.reserve(kPendingLimit);
-}
 
 ReportOutput::~ReportOutput() {
   if (file_ != nullptr) std::fclose(file_);
@@ -31,7 +23,7 @@ bool ReportOutput::open(const std::string& path) {
 
 void ReportOutput::setEcho(bool echo) {
   if (echo == echo_) return;
-  drain();
+  pending_.drain();
   echo_ = echo;
   if (!echo && !echoFailed_ && std::fflush(stdout) != 0) {
     echoFailed_ = true;
@@ -39,27 +31,9 @@ void ReportOutput::setEcho(bool echo) {
   }
 }
 
-void ReportOutput::append(std::string_view text) {
-  if (pending_.size() + text.size() > kPendingLimit) drain();
-  if (text.size() > kPendingLimit) {
-    write(text);
-  } else {
-    pending_.append(text);
-  }
-}
-
-void ReportOutput::pad(std::size_t count) {
-  while (count > 0) {
-    if (pending_.size() == kPendingLimit) drain();
-    const std::size_t step = std::min(count, kPendingLimit - pending_.size());
-    pending_.append(step, ' ');
-    count -= step;
-  }
-}
-
 int ReportOutput::close() {
   setEcho(false);
-  drain();
+  pending_.drain();
   if (!failed_ && std::fflush(file_) != 0) {
     failed_ = true;
     fail(path_.c_str(), errno);
@@ -70,11 +44,6 @@ int ReportOutput::close() {
   }
   file_ = nullptr;
   return failed_ || echoFailed_ ? 1 : 0;
-}
-
-void ReportOutput::drain() {
-  write(pending_);
-  pending_.clear();
 }
 
 // A broken standard output must not cost the file anything, nor the other way round.

@@ -5,12 +5,13 @@
 #include <string>
 #include <string_view>
 
-/// The final file of a text writer, with an optional echo on the process's standard output. It
-/// gathers small pieces into large writes, because a report is made of millions of cells of a few
-/// bytes each. The first failure of the file is logged and sticks; `close` reports it.
+#include "writers/GatheredOutput.h"
+
+/// The final file of a text writer, with an optional echo on the process's standard output. The
+/// first failure of the file is logged and sticks; `close` reports it.
 class ReportOutput {
  public:
-  ReportOutput();
+  ReportOutput() = default;
   /// Closes the file without completing it, if `close` was not called.
   ~ReportOutput();
   ReportOutput(const ReportOutput&) = delete;
@@ -22,21 +23,20 @@ class ReportOutput {
 
   /// Whether what follows also goes to standard output. Switching it off flushes standard output.
   void setEcho(bool echo);
-  void append(std::string_view text);
+  void append(std::string_view text) { pending_.append(text); }
   /// Appends blanks.
-  void pad(std::size_t count);
+  void pad(std::size_t count) { pending_.pad(count); }
 
   /// Returns 0, or 1 when anything since `open` did not reach the file or standard output.
   int close();
 
  private:
-  void drain();
   void write(std::string_view text);
   void fail(const char* name, int errnum);
 
   FILE* file_ = nullptr;
   std::string path_;
-  std::string pending_;
+  GatheredOutput pending_{[this](std::string_view text) { write(text); }};
   bool echo_ = false;
   bool failed_ = false;
   bool echoFailed_ = false;

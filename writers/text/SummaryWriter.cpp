@@ -2,24 +2,11 @@
 
 #include <utility>
 
+#include "writers/TextLog.h"
 #include "writers/host/PluginCapability.h"
-#include "writers/host/Quantity.h"
-#include "writers/text/TextLog.h"
+#include "writers/text/TableCells.h"
 
 namespace {
-
-/// Calls `visit(entity, handle)` for every cell of a row in order; the entity is null for shared
-/// cells and in tables without entities.
-template <typename Visit>
-void forEachCell(const pwr::TableMessage& table, const Visit& visit) {
-  for (const pwr::DataHandle* handle : table.getSharedHandles()) visit(nullptr, handle);
-  if (table.getEntities().empty()) {
-    for (const pwr::DataHandle* handle : table.getHandles()) visit(nullptr, handle);
-  }
-  for (const pwr::EntityHandle* entity : table.getEntities()) {
-    for (const pwr::DataHandle* handle : table.getHandles()) visit(entity, handle);
-  }
-}
 
 std::size_t cellsPerRow(const pwr::TableMessage& table) {
   const std::size_t groups = table.getEntityCount() == 0 ? 1 : table.getEntityCount();
@@ -146,12 +133,7 @@ void SummaryWriter::writeRow(const pwr::TableMessage& table, TempTableOutput& ou
       output.appendText(text);
       return;
     }
-    const pwr::Quantity* const own = handle->getQuantity();
-    double ticks = 0.0;
-    if (showsMilliseconds(own != nullptr ? own : table.getQuantity()) &&
-        table.getField(entity, handle)->toReal(ticks) == 0) {
-      pwr::Data(ticks / outputs().getTicksPerMillisecond()).toFormattedString(text);
-    }
+    outputs().timeScale().scaleCell(table, entity, handle, text);
     output.append(text);
   });
 }
@@ -164,11 +146,7 @@ std::string SummaryWriter::titleOf(const pwr::TableMessage& table) const {
     return table.getTitle();
   }
   // The quantity's own unit is ticks, which is not what the cells show.
-  if (showsMilliseconds(table.getQuantity())) units = std::string(kPrefix) + "ms" + kSuffix;
+  if (outputs().timeScale().appliesTo(table.getQuantity()))
+    units = std::string(kPrefix) + "ms" + kSuffix;
   return table.getTitle() + units;
-}
-
-bool SummaryWriter::showsMilliseconds(const pwr::Quantity* quantity) const {
-  return quantity != nullptr && quantity->toQuantity() == pwr::QuantityType::Time &&
-         !outputs().showsTicks();
 }

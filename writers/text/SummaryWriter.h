@@ -28,7 +28,6 @@ class SummaryWriter : public TextWriter {
   void writeDefinition(const pwr::TableMessage& table, TempTableOutput& output);
   void writeRow(const pwr::TableMessage& table, TempTableOutput& output);
   std::string titleOf(const pwr::TableMessage& table) const;
-  bool showsMilliseconds(const pwr::Quantity* quantity) const;
 
   bool console_ = false;
   std::vector<TextOutputManager::ContainerId> arrivalOrder_;

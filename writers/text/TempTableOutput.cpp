@@ -7,10 +7,11 @@
 #include <limits>
 
 #include "hostcommon/Platform.h"
+#include "writers/CsvText.h"
+#include "writers/TextLog.h"
 #include "writers/text/PrivateDirectory.h"
 #include "writers/text/RecordReader.h"
 #include "writers/text/ReportOutput.h"
-#include "writers/text/TextLog.h"
 
 namespace {
 
@@ -93,17 +94,11 @@ void TempTableOutput::append(std::string_view cell) {
 }
 
 void TempTableOutput::appendText(std::string_view text) {
-  if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+  if (needsCsvQuotes(text)) {
+    append(csvText(text));
+  } else {
     append(text);
-    return;
   }
-  std::string quoted = "\"";
-  for (const char character : text) {
-    if (character == '"') quoted += '"';
-    quoted += character;
-  }
-  quoted += '"';
-  append(quoted);
 }
 
 void TempTableOutput::endWriting() {

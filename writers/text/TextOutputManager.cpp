@@ -1,13 +1,12 @@
 #include "writers/text/TextOutputManager.h"
 
-#include <cmath>
 #include <deque>
 #include <filesystem>
 #include <system_error>
 #include <unordered_set>
 
+#include "writers/TextLog.h"
 #include "writers/host/WriterInterfaceConfigFileParser.h"
-#include "writers/text/TextLog.h"
 
 namespace {
 
@@ -30,7 +29,6 @@ auto* findOrNull(const Map& map, const Key& key) {
 TextOutputManager::TextOutputManager(std::string extension, std::string separator)
     : extension_(std::move(extension)),
       separator_(std::move(separator)),
-      timelineFlag_(pwr::check_env("PW_DO_TIMELINE_TSC")),
       configParser_(WriterInterfaceConfigFileParser::instance()) {}
 
 int TextOutputManager::open(const std::string& baseName) {
@@ -72,11 +70,6 @@ int TextOutputManager::checkStaging(const TempTableOutput& output) {
         output.getTitle().c_str());
   }
   return 1;
-}
-
-void TextOutputManager::setScaleFactor(float ticksPerMicrosecond) {
-  const bool usable = std::isfinite(ticksPerMicrosecond) && ticksPerMicrosecond > 0.0F;
-  scaleFactor_ = usable ? ticksPerMicrosecond : 1.0F;
 }
 
 void TextOutputManager::setOrder(std::vector<ContainerId> arrivalOrder,

@@ -12,6 +12,7 @@
 #include "writers/text/PrivateDirectory.h"
 #include "writers/text/ReportOutput.h"
 #include "writers/text/TempTableOutput.h"
+#include "writers/text/TimeScale.h"
 
 class WriterInterfaceConfigFileParser;
 
@@ -66,12 +67,9 @@ class TextOutputManager {
   }
   void setTableNotes(TableKey key, const pwr::TextNotes& notes) { tableNotes_[key] = notes; }
 
-  /// Ticks of the timestamp clock per microsecond; anything but a positive number counts as 1.
-  void setScaleFactor(float ticksPerMicrosecond);
-  /// What a tick count is divided by to become milliseconds.
-  double getTicksPerMillisecond() const { return static_cast<double>(scaleFactor_) * 1000.0; }
-  /// True when times are to be written in ticks, as they are.
-  bool showsTicks() const { return timelineFlag_; }
+  /// How the report shows times.
+  TimeScale& timeScale() { return timeScale_; }
+  const TimeScale& timeScale() const { return timeScale_; }
 
   /// To be called before `close`: the containers in the order in which their first table arrived,
   /// no id twice, and where each configured metric is found.
@@ -98,9 +96,8 @@ class TextOutputManager {
 
   const std::string extension_;
   const std::string separator_;
-  const bool timelineFlag_;
   const WriterInterfaceConfigFileParser* const configParser_;
-  float scaleFactor_ = 1.0F;
+  TimeScale timeScale_;
   bool complete_ = true;
   bool stagingFailureLogged_ = false;
   ReportOutput report_;

@@ -15,7 +15,7 @@ int TextWriter::closeOutput() {
 }
 
 int TextWriter::writeMessage(const pwr::SystemMessage& message) {
-  outputs_.setScaleFactor(message.getSystemMetadata()->getTscFrequencyMHz());
+  outputs_.timeScale().setTicksPerMicrosecond(message.getSystemMetadata()->getTscFrequencyMHz());
   return 0;
 }
 

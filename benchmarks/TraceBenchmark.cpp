@@ -1,0 +1,276 @@
+// The trace writer from the metric message to the closed file, against the least that any writer
+// has to do (one plain write of the same bytes) and against two other ways to lay out the same
+// cells; then what it needs of memory.
+//
+//   trace/write      at most 6: trace writer / plain write of the bytes of its file
+//   column/trace     at least 15: `column -t` on the same cells / trace writer
+//   streams/trace    at least 10: the same work with string streams / trace writer
+//   allocations/row  0
+//   peak_MiB         below 32 for 10,000,000 rows; for many tables below 1.2 per table
+
+#include <benchmark/benchmark.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "benchmarks/AllocationCount.h"
+#include "hostcommon/Descriptions.h"
+#include "hostcommon/Platform.h"
+#include "hostcommon/WriterDispatch.h"
+#include "writers/columns/IntWriterV2.h"
+
+namespace {
+
+constexpr unsigned int kRows = 2000000;
+constexpr unsigned int kClockMHz = 1000;
+
+/// What row `n` of the trace shows.
+struct Sample {
+  explicit Sample(unsigned int n)
+      : ticks(n * 1000037ULL + n * 7919ULL % 1000), value((n * 2654435761U % 1000003) / 7.0) {}
+
+  unsigned long long ticks;
+  static constexpr unsigned long long kDuration = 1000037;
+  double value;
+};
+
+// Not inlined: gcc 12 takes the alternatives that the value does not hold for uninitialised ones.
+[[gnu::noinline]] pwr::Data valueOf(unsigned int row) {
+  return pwr::Data(Sample(row).value);
+}
+
+class TraceRun {
+ public:
+  /// Opens a trace of a metric with one element for each of `tables` entities.
+  TraceRun(const std::string& base, unsigned int tables) : metric_(describe()) {
+    writer_.openOutput(base, false);
+    WriterDispatch::write(writer_, pwr::SystemMessage(&system_));
+    for (unsigned int n = 0; n < tables; ++n) {
+      const auto* const entity = pwr::createEntity({.name = "E" + std::to_string(n)});
+      metric_.editData().elements.emplace_back(valueOf(0), nullptr, entity, Sample::kDuration);
+    }
+  }
+
+  void write(unsigned int row) {
+    metric_.editData().timestamp = Sample(row).ticks;
+    const pwr::Data value = valueOf(row);
+    for (pwr::DataElement& element : metric_.editData().elements) element.setValue(value);
+    WriterDispatch::write(writer_, metric_);
+  }
+
+  bool close() { return writer_.closeOutput() == 0; }
+
+ private:
+  static const pwr::MetricDescription* describe() {
+    static const pwr::MetricDescription* const description =
+        pwr::createMetric({.name = "Benchmark", .combinations = {{}}});
+    return description;
+  }
+
+  pwr::SystemMetadata system_{pwr::SystemDescription{.timestampClockFrequencyMHz = kClockMHz}};
+  pwr::Metric metric_;
+  IntWriterV2 writer_;
+};
+
+/// A folder to work in, which is also where the stores put their temporary files.
+class WorkFolder {
+ public:
+  WorkFolder()
+      : before_(std::filesystem::current_path()),
+        path_(std::filesystem::absolute(pwr::platform::createPrivateDirectory(""))) {
+    std::filesystem::current_path(path_);
+  }
+  ~WorkFolder() {
+    std::filesystem::current_path(before_);
+    std::filesystem::remove_all(path_);
+  }
+  WorkFolder(const WorkFolder&) = delete;
+  WorkFolder& operator=(const WorkFolder&) = delete;
+
+ private:
+  std::filesystem::path before_;
+  std::filesystem::path path_;
+};
+
+template <typename Work>
+double secondsOf(const Work& work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+  std::ranges::sort(values);
+  return values[values.size() / 2];
+}
+
+std::string contentOf(const char* path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void writePlainly(const std::string& bytes) {
+  FILE* const file = std::fopen("plain", "wb");
+  std::fwrite(bytes.data(), 1, bytes.size(), file);
+  std::fclose(file);
+}
+
+std::string fixedText(double number) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(2) << number;
+  return text.str();
+}
+
+std::array<std::string, 4> cellsOf(unsigned int row) {
+  const Sample sample(row);
+  std::ostringstream number;
+  number << row + 1;
+  return {number.str(), fixedText(static_cast<double>(sample.ticks) / kClockMHz),
+          fixedText(static_cast<double>(Sample::kDuration) / (kClockMHz * 1000.0)),
+          fixedText(sample.value)};
+}
+
+/// Does what the trace writer does, with the means at hand: cells formatted by string streams,
+/// staged in a file, laid out with std::setw.
+void writeWithStreams() {
+  std::array<std::string, 4> names = {"Sample #", "Continuous Time (usec)", "Duration (ms)", ""};
+  std::array<std::size_t, 4> widths{};
+  for (std::size_t n = 0; n < 4; ++n) widths[n] = names[n].size();
+  std::ofstream staged("staged", std::ios::binary);
+  for (unsigned int row = 0; row < kRows; ++row) {
+    const auto cells = cellsOf(row);
+    for (std::size_t n = 0; n < 4; ++n) {
+      widths[n] = std::max(widths[n], cells[n].size());
+      staged << cells[n] << '\n';
+    }
+  }
+  staged.close();
+  std::ifstream cells("staged", std::ios::binary);
+  std::ofstream table("streams", std::ios::binary);
+  table << "\nBenchmark - E0\n";
+  for (unsigned int row = 0; row <= kRows; ++row) {
+    std::ostringstream line;
+    for (std::size_t n = 0; n < 4; ++n) {
+      if (row > 0) std::getline(cells, names[n]);
+      line << (n > 0 ? ", " : "") << std::setw(static_cast<int>(widths[n])) << names[n];
+    }
+    table << line.str() << '\n';
+  }
+  table << '\n';
+}
+
+/// The cells of the trace, without padding, for `column`.
+void writeCells() {
+  std::ofstream file("cells", std::ios::binary);
+  file << "Sample #,Continuous Time (usec),Duration (ms),-\n";
+  for (unsigned int row = 0; row < kRows; ++row) {
+    const auto [number, time, duration, value] = cellsOf(row);
+    file << number << ',' << time << ',' << duration << ',' << value << '\n';
+  }
+}
+
+/// The most memory in MiB that a process of its own needs for a trace; negative when it fails.
+double peakOf(unsigned int tables, unsigned int rows) {
+  const pid_t child = fork();
+  if (child == 0) {
+    pwr::platform::raiseOpenFileLimit();
+    TraceRun run("peak", tables);
+    for (unsigned int row = 0; row < rows; ++row) run.write(row);
+    _exit(run.close() ? 0 : 1);
+  }
+  int status = 1;
+  rusage usage{};
+  if (child < 0 || wait4(child, &status, 0, &usage) != child || status != 0) return -1.0;
+  return static_cast<double>(usage.ru_maxrss) / 1024.0;
+}
+
+// First, because a child begins with what its parent holds.
+void memory(benchmark::State& state) {
+  const WorkFolder folder;
+  const auto tables = static_cast<unsigned int>(state.range(0));
+  const auto rows = static_cast<unsigned int>(state.range(1));
+  double peak = 0.0;
+  while (state.KeepRunning()) peak = peakOf(tables, rows);
+  if (peak < 0) state.SkipWithError("the trace failed");
+  state.counters["peak_MiB"] = peak;
+  state.counters["peak_MiB/table"] = peak / tables;
+}
+// 25,000 rows of a table are 1.3 MiB in its store.
+BENCHMARK(memory)
+    ->ArgNames({"tables", "rows"})
+    ->Args({1, 10000000})
+    ->Args({500, 25000})
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+
+void allocations(benchmark::State& state) {
+  const WorkFolder folder;
+  while (state.KeepRunning()) {
+    TraceRun run("allocations", 1);
+    for (unsigned int row = 0; row < kRows / 2; ++row) run.write(row);
+    const std::uint64_t before = allocationCount();
+    for (unsigned int row = kRows / 2; row < kRows; ++row) run.write(row);
+    state.counters["allocations/row"] =
+        static_cast<double>(allocationCount() - before) / (kRows / 2);
+  }
+}
+BENCHMARK(allocations)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void trace(benchmark::State& state) {
+  const WorkFolder folder;
+  writeCells();
+  std::vector<double> traced;
+  std::vector<double> plain;
+  std::vector<double> streams;
+  std::vector<double> column;
+  while (state.KeepRunning()) {
+    // All write new files: to empty an old one takes time too, and leaves warm pages behind.
+    for (const char* name : {"run_trace.csv", "plain", "staged", "streams", "columned"}) {
+      std::filesystem::remove(name);
+    }
+    traced.push_back(secondsOf([] {
+      TraceRun run("run", 1);
+      for (unsigned int row = 0; row < kRows; ++row) run.write(row);
+      run.close();
+    }));
+    state.SetIterationTime(traced.back());
+    const std::string bytes = contentOf("run_trace.csv");
+    plain.push_back(secondsOf([&] { writePlainly(bytes); }));
+    if (streams.size() == 3) continue;
+    // The slow ones three times are enough.
+    streams.push_back(secondsOf(writeWithStreams));
+    if (contentOf("streams") != bytes) {
+      state.SkipWithError("the string streams made another table");
+      break;
+    }
+    int status = 0;
+    column.push_back(secondsOf(
+        [&] { status = std::system("column -t -s , -o ', ' -R 1,2,3,4 cells > columned"); }));
+    if (status != 0) {
+      state.SkipWithError("column failed");
+      break;
+    }
+  }
+  const double seconds = median(traced);
+  state.counters["ns/row"] = seconds * 1e9 / kRows;
+  state.counters["trace/write"] = seconds / median(plain);
+  state.counters["streams/trace"] = median(streams) / seconds;
+  state.counters["column/trace"] = median(column) / seconds;
+}
+BENCHMARK(trace)->UseManualTime()->Iterations(9)->Unit(benchmark::kMillisecond);
+
+}  // namespace

@@ -1,0 +1,37 @@
+#include "writers/GatheredOutput.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+GatheredOutput::GatheredOutput(std::function<void(std::string_view)> sink)
+    : sink_(std::move(sink)), pending_(new char[kCapacity + kSlack]) {}
+
+void GatheredOutput::drain() {
+  if (used_ == 0) return;
+  sink_({pending_.get(), used_});
+  used_ = 0;
+}
+
+/// Makes room for `kMostAtOnce` bytes. Whole pages go to the file in one write, where the stream's
+/// own buffer would divide anything else into two.
+void GatheredOutput::drainPages() {
+  constexpr std::size_t kPage = 4096;
+  const std::size_t rest = used_ % kPage;
+  sink_({pending_.get(), used_ - rest});
+  std::memmove(pending_.get(), pending_.get() + used_ - rest, rest);
+  used_ = rest;
+}
+
+void GatheredOutput::appendLarge(std::string_view text) {
+  drain();
+  sink_(text);
+}
+
+void GatheredOutput::pad(std::size_t count) {
+  while (count > 0) {
+    const std::size_t step = std::min(count, kMostAtOnce);
+    std::memset(extend(step), ' ', step);
+    count -= step;
+  }
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "writers/ShortCopy.h"
+
+/// Gathers small pieces of text into large ones: a table is made of millions of cells of a few
+/// bytes each.
+class GatheredOutput {
+ public:
+  static constexpr std::size_t kMostAtOnce = 4096;
+  static constexpr std::size_t kSlack = 32;
+
+  /// `sink` gets the pieces, each valid during the call only. It deals with its own failures.
+  explicit GatheredOutput(std::function<void(std::string_view)> sink);
+
+  void append(std::string_view text) {
+    if (text.size() > kMostAtOnce) {
+      appendLarge(text);
+    } else {
+      copyShort(extend(text.size()), text.data(), text.size());
+    }
+  }
+
+  /// Appends blanks.
+  void pad(std::size_t count);
+
+  /// Appends `count` bytes, at most `kMostAtOnce`, which the caller has to fill before any other
+  /// call. What the caller writes to the `kSlack` bytes behind them is not part of the text.
+  char* extend(std::size_t count) {
+    if (count > kCapacity - used_) drainPages();
+    used_ += count;
+    return pending_.get() + (used_ - count);
+  }
+
+  /// Hands everything gathered so far to the sink. Not done by the destructor.
+  void drain();
+
+ private:
+  // Beyond this size larger writes no longer save anything.
+  static constexpr std::size_t kCapacity = std::size_t{64} * 1024;
+
+  void appendLarge(std::string_view text);
+  void drainPages();
+
+  const std::function<void(std::string_view)> sink_;
+  const std::unique_ptr<char[]> pending_;
+  std::size_t used_ = 0;
+};

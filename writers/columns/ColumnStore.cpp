@@ -1,0 +1,253 @@
+#include "writers/columns/ColumnStore.h"
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "writers/TextLog.h"
+#include "writers/columns/ColumnPrinter.h"
+
+namespace {
+
+constexpr std::string_view kRowComplete = "\n";
+constexpr std::size_t kLengthSize = RecordBuffer::kLengthSize;
+// Counts are 32 bits wide and all ones means failure.
+constexpr std::size_t kMostAtOnce = std::numeric_limits<std::uint32_t>::max() - 1;
+constexpr std::size_t kSmallestChunk = 4096;
+constexpr std::size_t kLargestFirstChunk = 0x100000;
+// While the temporary file cannot be written, every attempt to go on is a row and a log line.
+constexpr std::uint64_t kRowsBetweenAttempts = 256;
+
+}  // namespace
+
+/// What one read gets from the store.
+struct ColumnStore::Chunk {
+  /// Without its old content, which is read again. False when memory is short.
+  bool allocate(std::size_t size) {
+    bytes.reset();
+    bytes.reset(new (std::nothrow) char[size + ColumnPrinter::kSlack]);
+    capacity = size;
+    return bytes != nullptr;
+  }
+
+  std::unique_ptr<char[]> bytes;
+  std::size_t capacity = 0;
+};
+
+ColumnStore::ColumnStore(const std::string& title, const std::string& placeholder)
+    : title_(title), placeholder_(placeholder) {}
+
+std::uint16_t ColumnStore::addColumn(const std::string& name) {
+  if (columnNames_.size() == kNoColumn) {
+    if (!refusedColumn_) {
+      PW_LOG(kTextLog, PW_LOG_WARNING,
+             "WARNING: The table %s has %zu columns and can take no more: %s is left out\n",
+             title_.c_str(), columnNames_.size(), name.c_str());
+    }
+    refusedColumn_ = true;
+    return kNoColumn;
+  }
+  columnNames_.push_back(name);
+  columnWidths_.push_back(name.size());
+  cells_.push_back(0);
+  PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Column#%zu width=%zu\n", columnNames_.size(),
+         columnWidths_.back());
+  return static_cast<std::uint16_t>(columnNames_.size() - 1);
+}
+
+int ColumnStore::setColumnData(std::string_view value, unsigned int column) {
+  if (column >= columnNames_.size()) {
+    PW_LOG(kTextLog, PW_LOG_WARNING,
+           "WARNING: Trying to set data for a column %u before adding it to the store.Columns "
+           "added=%zu\n",
+           column, columnNames_.size());
+    return 1;
+  }
+  if (value.size() > kMostAtOnce - kLengthSize) {
+    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: A value of %zu bytes is too long for a table\n",
+           value.size());
+    return 1;
+  }
+  columnWidths_[column] = std::max(columnWidths_[column], value.size());
+  inOrder_ = inOrder_ && column == cellsSet_;
+  ++cellsSet_;
+  cells_[column] = row_.size() + kLengthSize;
+  row_.append(value);
+  return 0;
+}
+
+void ColumnStore::completeRow() {
+  if (!inOrder_ || cellsSet_ != cells_.size()) assembleRow();
+  row_.append(kRowComplete);
+  if (kTextLog.shows(PW_LOG_INFO)) logRow();
+  storeRow(row_.view());
+  row_.clear();
+  std::ranges::fill(cells_, 0);
+  cellsSet_ = 0;
+  inOrder_ = true;
+}
+
+/// Brings the records of the current row into column order, without gaps and replaced values.
+void ColumnStore::assembleRow() {
+  assembled_.clear();
+  for (const std::size_t cell : cells_) {
+    assembled_.append(cell != 0 ? RecordBuffer::textAt(row_.data() + cell - kLengthSize)
+                                : std::string_view(placeholder_));
+  }
+  std::swap(row_, assembled_);
+}
+
+void ColumnStore::logRow() const {
+  std::size_t start = 0;
+  for (std::size_t column = 0; column < cells_.size(); ++column) {
+    const std::string_view text = RecordBuffer::textAt(row_.data() + start);
+    const int length = static_cast<int>(text.size());
+    PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Wrote %d\n", length);
+    PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Wrote %.*s\n", length, text.data());
+    start += kLengthSize + text.size();
+  }
+  PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Wrote the row complete token\n");
+}
+
+/// Stores a row. When the store takes it in part, the rest has to get there before any other row,
+/// because a row that stays cut off would garble those behind it.
+void ColumnStore::storeRow(std::string_view row) {
+  if (!unstored_.empty()) {
+    const bool attempt = lostRows_ % kRowsBetweenAttempts == 0;
+    if (!attempt || !storeBytes(std::string(unstored_))) {
+      ++lostRows_;
+      return;
+    }
+  }
+  storeBytes(row);
+}
+
+bool ColumnStore::storeBytes(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const std::string_view piece = bytes.substr(0, kMostAtOnce);
+    const std::uint64_t size = store_.size();
+    const std::uint32_t count =
+        store_.write(piece.data(), static_cast<std::uint32_t>(piece.size()));
+    if (count == pwr::ZtBufferProvider::kFailed) {
+      unstored_ = bytes.substr(static_cast<std::size_t>(store_.size() - size));
+      return false;
+    }
+    bytes.remove_prefix(count);
+  }
+  unstored_.clear();
+  return true;
+}
+
+int ColumnStore::writeTo(FILE* output, const std::string& separator, bool leadingNewline) {
+  if (output == nullptr) {
+    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Please provide a valid output file to write\n");
+    return 1;
+  }
+  if (!unstored_.empty()) storeBytes(std::string(unstored_));
+  ColumnPrinter printer(output, separator, placeholder_, columnWidths_);
+  if (leadingNewline) printer.printLine("");
+  printer.printLine(title_);
+  printer.printHeader(columnNames_);
+  const bool complete = printRows(printer);
+  const int errnum = printer.finish();
+  if (errnum != 0) {
+    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Could not write the table %s: %s\n", title_.c_str(),
+           systemErrorText(errnum).c_str());
+  }
+  return complete && errnum == 0 ? 0 : 1;
+}
+
+/// False when rows are missing. A store that cannot be read ends the table without a failure.
+bool ColumnStore::printRows(ColumnPrinter& printer) {
+  store_.resetForReading();
+  Chunk chunk;
+  if (!chunk.allocate(static_cast<std::size_t>(
+          std::clamp<std::uint64_t>(store_.size(), kSmallestChunk, kLargestFirstChunk)))) {
+    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Failed to allocate buffer of size %llu\n",
+           static_cast<unsigned long long>(chunk.capacity));
+    return false;
+  }
+  bool enoughMemory = true;
+  bool readFailed = false;
+  while (enoughMemory && !printer.hasFailed()) {
+    const auto wanted = static_cast<std::uint32_t>(std::min(chunk.capacity, kMostAtOnce));
+    const std::uint32_t count = store_.read(chunk.bytes.get(), wanted);
+    readFailed = count == pwr::ZtBufferProvider::kFailed;
+    if (count == 0 || readFailed) break;
+    PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Read %lld bytes from store\n",
+           static_cast<long long>(count));
+    const std::string_view records(chunk.bytes.get(), count);
+    const std::string_view rest = records.substr(printRecords(printer, records));
+    if (rest.empty()) continue;
+    // The store ends within a record when its last row could not be stored completely.
+    if (count < wanted) break;
+    enoughMemory = prepareRest(chunk, rest, count);
+  }
+  printer.printLine("");
+  return enoughMemory && !reportMissingRows(readFailed);
+}
+
+/// Returns how many bytes the complete records at the start of `records` take.
+std::size_t ColumnStore::printRecords(ColumnPrinter& printer, std::string_view records) {
+  const bool chatty = kTextLog.shows(PW_LOG_INFO);
+  std::size_t start = 0;
+  while (records.size() - start >= kLengthSize) {
+    const std::string_view text = RecordBuffer::textAt(records.data() + start);
+    if (text.size() > records.size() - start - kLengthSize) break;
+    start += kLengthSize + text.size();
+    if (chatty) {
+      kTextLog.write(PW_LOG_INFO, "INFO: Read %.*s\n", static_cast<int>(text.size()), text.data());
+    }
+    if (text == kRowComplete) {
+      printer.endRow();
+    } else {
+      printer.printCell(text);
+    }
+  }
+  return start;
+}
+
+/// Has the next read begin with the record that `rest`, the end of the last `count` bytes read,
+/// holds in part, and the chunk be large enough for it. False when there is no memory for that.
+bool ColumnStore::prepareRest(Chunk& chunk, std::string_view rest, std::size_t count) {
+  const auto distance = static_cast<long long>(rest.size());
+  if (rest.size() < kLengthSize) {
+    PW_LOG(kTextLog, PW_LOG_INFO, "INFO: ");
+    rewind(rest.size());
+    PW_LOG(kTextLog, PW_LOG_INFO,
+           "INFO: Rewinding store by %lld bytes to read next complete string\n", distance);
+    return true;
+  }
+  rewind(rest.size());
+  PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Rewinding store by %lld bytes to read complete string\n",
+         distance);
+  if (RecordBuffer::textAt(rest.data()).size() + kLengthSize <= count) return true;
+  PW_LOG(kTextLog, PW_LOG_INFO,
+         "INFO: Doubling buffer size to %zu bytes to get the next complete string\n",
+         chunk.capacity);
+  if (chunk.allocate(2 * chunk.capacity)) return true;
+  PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Failed to allocate buffer of size %zu bytes\n",
+         chunk.capacity);
+  return false;
+}
+
+void ColumnStore::rewind(std::size_t distance) {
+  const std::uint64_t position = store_.getReadPosition();
+  if (distance > position) {
+    std::fputs("ERROR: trying to rewind past the start of the buffer?!\n", stderr);
+  } else if (!store_.setReadPosition(position - distance)) {
+    std::fprintf(stderr, "ERROR: couldn't rewind %zu bytes\n", distance);
+  }
+}
+
+bool ColumnStore::reportMissingRows(bool readFailed) const {
+  const bool missing = !unstored_.empty() || lostRows_ > 0 || (readFailed && store_.isDirty());
+  if (missing) {
+    PW_LOG(kTextLog, PW_LOG_WARNING,
+           "WARNING: Rows of the table %s are missing: its temporary file could not be written\n",
+           title_.c_str());
+  }
+  return missing;
+}

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "writers/columns/RecordBuffer.h"
+#include "writers/columns/ZtExtensibleBackingStore.h"
+
+class ColumnPrinter;
+
+/// One table whose column widths are known only when its last row is. Keeps the current row in
+/// memory and the finished ones in a backing store, and prints the table once, with every cell
+/// right-aligned to its column.
+///
+/// Call order: `addColumn` for every column, then `setColumnData` and `completeRow` row by row,
+/// then `writeTo`. Rows completed before a column was added read as the placeholder there.
+class ColumnStore {
+ public:
+  /// What `addColumn` returns when there can be no further column.
+  static constexpr std::uint16_t kNoColumn = 0xFFFF;
+
+  /// `placeholder` stands for the cells that get no value. Throws what the backing store throws, a
+  /// C string, when the temporary file cannot be created.
+  ColumnStore(const std::string& title, const std::string& placeholder);
+
+  /// Returns the index of the new column, or `kNoColumn` (the first time with a warning) when the
+  /// table has 65,535 columns already.
+  std::uint16_t addColumn(const std::string& name);
+
+  /// Sets a cell of the current row, in place of an earlier value. Returns 0, or 1 (logged) when
+  /// there is no such column or the value is too long.
+  int setColumnData(std::string_view value, unsigned int column);
+
+  /// Stores the current row and begins a new one.
+  void completeRow();
+
+  /// Prints the table to an open stream. Returns 1, with a warning, when `output` is null, memory
+  /// is short, rows were lost because the temporary file could not be written, or the output could
+  /// not be written completely; the stream's own buffer is flushed to know that.
+  int writeTo(FILE* output, const std::string& separator, bool leadingNewline);
+
+ private:
+  struct Chunk;
+
+  void assembleRow();
+  void logRow() const;
+  void storeRow(std::string_view row);
+  bool storeBytes(std::string_view bytes);
+  bool printRows(ColumnPrinter& printer);
+  static std::size_t printRecords(ColumnPrinter& printer, std::string_view records);
+  bool prepareRest(Chunk& chunk, std::string_view rest, std::size_t count);
+  void rewind(std::size_t distance);
+  bool reportMissingRows(bool readFailed) const;
+
+  pwr::ZtExtensibleBackingStore store_;
+  const std::string title_;
+  const std::string placeholder_;
+  std::vector<std::string> columnNames_;
+  std::vector<std::size_t> columnWidths_;  // bytes
+  bool refusedColumn_ = false;
+
+  // The current row: records in the order in which they were set, and for each column where its
+  // text starts (0 for none). A row set in column order, as nearly all are, is stored as it is.
+  RecordBuffer row_;
+  std::vector<std::size_t> cells_;
+  std::size_t cellsSet_ = 0;
+  bool inOrder_ = true;
+  RecordBuffer assembled_;
+
+  // What is left of a row that the store took in part, and the rows that came after it.
+  std::string unstored_;
+  std::uint64_t lostRows_ = 0;
+};

@@ -1,0 +1,61 @@
+#include "writers/columns/TraceTable.h"
+
+#include <array>
+#include <charconv>
+
+#include "writers/host/Attribute.h"
+
+TraceTable::TraceTable(const std::string& title, const std::string& placeholder,
+                       const std::string& timeColumn)
+    : store_(title, placeholder),
+      numberColumn_(store_.addColumn("Sample #")),
+      timeColumn_(store_.addColumn(timeColumn)) {}
+
+void TraceTable::addDurationColumn() {
+  durationColumn_ = store_.addColumn("Duration (ms)");
+}
+
+std::uint16_t TraceTable::addColumn(std::uint64_t id, const std::string& name) {
+  const auto [place, isNew] = columnById_.try_emplace(id, ColumnStore::kNoColumn);
+  if (isNew) place->second = store_.addColumn(name);
+  return place->second;
+}
+
+std::uint16_t TraceTable::findColumn(std::uint64_t id) const {
+  const auto found = columnById_.find(id);
+  return found == columnById_.end() ? ColumnStore::kNoColumn : found->second;
+}
+
+void TraceTable::addConstantCells(const pwr::AttributeValueManager& attributes) {
+  for (const auto& [attribute, value] : attributes) {
+    const std::uint16_t column = addColumn(attribute->getId(), attribute->getFieldName());
+    std::string text;
+    if (value.toFormattedString(text) == 0) constantCells_.emplace_back(column, std::move(text));
+  }
+}
+
+bool TraceTable::beginRow(std::string_view time) {
+  if (rowIsOpen_) return false;
+  rowIsOpen_ = true;
+  std::array<char, 20> number{};  // the digits of the greatest 64-bit number
+  const auto end = std::to_chars(number.data(), number.data() + number.size(), ++rows_).ptr;
+  setCell(numberColumn_, {number.data(), static_cast<std::size_t>(end - number.data())});
+  setCell(timeColumn_, time);
+  return true;
+}
+
+void TraceTable::setDuration(std::uint64_t ticks, std::string_view text) {
+  if (durationOfRow_ == ticks) return;
+  durationOfRow_ = ticks;
+  setCell(durationColumn_, text);
+}
+
+void TraceTable::setConstantCells() {
+  for (const auto& [column, text] : constantCells_) setCell(column, text);
+}
+
+void TraceTable::completeRow() {
+  store_.completeRow();
+  rowIsOpen_ = false;
+  durationOfRow_.reset();
+}

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "writers/columns/ColumnStore.h"
+#include "writers/host/DataHandle.h"
+
+/// One table of the data trace file: its rows, and which column is whose. A column that could not
+/// be added is ColumnStore::kNoColumn, and cells for it are dropped.
+class TraceTable {
+ public:
+  /// Throws what ColumnStore throws. Adds the columns that every table begins with: "Sample #" and
+  /// `timeColumn`.
+  TraceTable(const std::string& title, const std::string& placeholder,
+             const std::string& timeColumn);
+
+  std::uint16_t addColumn(const std::string& name) { return store_.addColumn(name); }
+  void addDurationColumn();
+  /// Adds a column under the id of an attribute or descriptor (0: values without descriptor), and
+  /// `findColumn` finds it. An id that has a column already keeps it.
+  std::uint16_t addColumn(std::uint64_t id, const std::string& name);
+  /// kNoColumn when there is no column under the id.
+  std::uint16_t findColumn(std::uint64_t id) const;
+  /// Gives each of the attributes a column, for whose cells `setConstantCells` has their values.
+  void addConstantCells(const pwr::AttributeValueManager& attributes);
+
+  /// Begins a row with its number and its time, unless it is begun. True when it did.
+  bool beginRow(std::string_view time);
+  /// Sets the cell of the duration, unless it shows the same number of ticks already: a cell that
+  /// is set twice costs the store its shortest way.
+  void setDuration(std::uint64_t ticks, std::string_view text);
+  void setConstantCells();
+  void setCell(std::uint16_t column, std::string_view text) {
+    if (column != ColumnStore::kNoColumn) store_.setColumnData(text, column);
+  }
+  void completeRow();
+
+  ColumnStore& getStore() { return store_; }
+
+ private:
+  ColumnStore store_;
+  std::uint16_t numberColumn_;
+  std::uint16_t timeColumn_;
+  std::uint16_t durationColumn_ = ColumnStore::kNoColumn;
+  std::unordered_map<std::uint64_t, std::uint16_t> columnById_;
+  std::vector<std::pair<std::uint16_t, std::string>> constantCells_;
+  std::uint64_t rows_ = 0;
+  bool rowIsOpen_ = false;
+  std::optional<std::uint64_t> durationOfRow_;
+};

@@ -1,0 +1,262 @@
+#include "writers/columns/ZtExtensibleBackingStore.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "hostcommon/Platform.h"
+#include "writers/TextLog.h"
+
+namespace pwr {
+
+namespace {
+
+constexpr std::size_t kMaxBufferSize = 0x100000;
+
+void logFailure(const char* message, int errnum) {
+  PW_LOG(kPlainLog, PW_LOG_WARNING, "%s: %s: errnum=%d: %s\n",
+         g_pluginEnvironment->getLoggerPrefix(PW_LOG_WARNING), message, errnum,
+         systemErrorText(errnum).c_str());
+}
+
+void warnOfReset() {
+  PW_LOG(kPlainLog, PW_LOG_WARNING, "WARNING: WARNING: couldn't reset buffer for reading!\n");
+}
+
+}  // namespace
+
+ZtExtensibleBackingStore::ZtExtensibleBackingStore() {
+  if (resize_i(1) && openTempFile_i()) return;
+  const int errnum = errno;
+  logFailure("open error", errnum);
+  PW_LOG(kPlainLog, PW_LOG_ERROR, "ERROR: Failed to initialize temporary file %s: errnum=%d: %s\n",
+         tempFileName_.c_str(), errnum, systemErrorText(errnum).c_str());
+  throw "Couldn't initialize buffer\n";
+}
+
+ZtExtensibleBackingStore::~ZtExtensibleBackingStore() {
+  std::fclose(file_);
+  if (platform::removeFile(tempFileName_)) return;
+  PW_LOG(kPlainLog, PW_LOG_DEBUG, "DEBUG: couldn't delete tmp file %s\n", tempFileName_.c_str());
+}
+
+// Process ids are used again, so a name can be that of a file which a killed run left behind.
+bool ZtExtensibleBackingStore::openTempFile_i() {
+  const std::string start = "./_" + std::to_string(platform::processId()) + "_";
+  for (int attempt = 0; attempt < RAND_MAX; ++attempt) {
+    tempFileName_ = start + std::to_string(std::rand());
+    file_ = platform::createExclusive(tempFileName_.c_str());
+    if (file_ != nullptr) {
+      // Every access moves a whole range, for which a second buffer is of no use.
+      std::setvbuf(file_, nullptr, _IONBF, 0);
+      return true;
+    }
+    if (errno != EEXIST) return false;
+  }
+  return false;
+}
+
+bool ZtExtensibleBackingStore::covers_i(std::uint64_t position) const {
+  return loaded_ && position >= bufferStart_ && position - bufferStart_ <= length_;
+}
+
+/// Moves the range in memory to `position`.
+bool ZtExtensibleBackingStore::reload_i(std::uint64_t position) {
+  if (!flush_i()) {
+    std::fputs("ERROR flushing dirty buffer while rewinding!\n", stderr);
+    return false;
+  }
+  if (!platform::seek(file_, position)) {
+    logFailure("seekg error", errno);
+    return false;
+  }
+  bufferStart_ = position;
+  loaded_ = true;
+  if (position >= size_) return true;
+  const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(length_, size_ - position));
+  if (std::fread(buffer_.get(), 1, count, file_) == count) return true;
+  // A file that ends too early sets no errno value.
+  logFailure("read error", std::feof(file_) != 0 ? EIO : errno);
+  std::clearerr(file_);
+  loaded_ = false;
+  return false;
+}
+
+/// Writes what the file lacks: never anything behind the write position.
+bool ZtExtensibleBackingStore::flush_i() {
+  if (!dirty_) return true;
+  if (!platform::seek(file_, bufferStart_)) {
+    logFailure("seekg error", errno);
+    return false;
+  }
+  const auto count = static_cast<std::size_t>(writePosition_ - bufferStart_);
+  if (std::fwrite(buffer_.get(), 1, count, file_) != count) {
+    logFailure("write error while flushing to disk!\n", errno);
+    std::clearerr(file_);
+    return false;
+  }
+  dirty_ = false;
+  return true;
+}
+
+std::uint32_t ZtExtensibleBackingStore::write(const void* source, std::uint32_t count) {
+  writePosition_ = std::min(writePosition_, size_);
+  if (!covers_i(writePosition_) && !reload_i(writePosition_)) return kFailed;
+  const char* from = static_cast<const char*>(source);
+  std::uint32_t left = count;
+  while (left > 0) {
+    const auto offset = static_cast<std::size_t>(writePosition_ - bufferStart_);
+    const auto step = static_cast<std::uint32_t>(std::min<std::size_t>(left, length_ - offset));
+    if (step == 0) {
+      if (!makeRoom_i()) return kFailed;
+      continue;
+    }
+    std::memcpy(buffer_.get() + offset, from, step);
+    dirty_ = true;
+    writePosition_ += step;
+    size_ = std::max(size_, writePosition_);
+    from += step;
+    left -= step;
+  }
+  return count;
+}
+
+/// Makes room behind the write position, which is at the end of the range.
+bool ZtExtensibleBackingStore::makeRoom_i() {
+  if (writePosition_ < size_) return reload_i(writePosition_);
+  // Without memory for a larger buffer the store goes on with the one it has.
+  if (length_ < kMaxBufferSize && resize_i(std::min(kMaxBufferSize, 2 * length_))) return true;
+  if (!flush_i()) return false;
+  bufferStart_ = writePosition_;
+  return true;
+}
+
+bool ZtExtensibleBackingStore::resize_i(std::size_t length) {
+  char* const resized = static_cast<char*>(std::realloc(buffer_.get(), length));
+  if (resized == nullptr) return false;
+  static_cast<void>(buffer_.release());
+  buffer_.reset(resized);
+  length_ = length;
+  return true;
+}
+
+std::uint32_t ZtExtensibleBackingStore::read(void* destination, std::uint32_t count) {
+  if (readPosition_ > size_) return kFailed;
+  if (!covers_i(readPosition_) && !reload_i(readPosition_)) return kFailed;
+  std::uint32_t copied = 0;
+  return copyForward_i(static_cast<char*>(destination), count, copied) ? copied : kFailed;
+}
+
+std::uint32_t ZtExtensibleBackingStore::peek(void* destination, std::uint32_t count) {
+  const std::uint64_t position = readPosition_;
+  const std::uint64_t rangeBefore = bufferStart_;
+  std::uint32_t copied = 0;
+  copyForward_i(static_cast<char*>(destination), count, copied);
+  readPosition_ = position;
+  if (bufferStart_ != rangeBefore && bufferStart_ != position) reload_i(position);
+  return copied;
+}
+
+/// Reads until `count` bytes are there or the store ends. False when the range cannot be moved;
+/// `copied` is right all the same.
+bool ZtExtensibleBackingStore::copyForward_i(char* destination, std::uint32_t count,
+                                             std::uint32_t& copied) {
+  while (copied < count && readPosition_ < size_) {
+    const std::uint64_t end = std::min(size_, bufferStart_ + length_);
+    if (!covers_i(readPosition_) || readPosition_ >= end) {
+      if (!reload_i(readPosition_)) return false;
+      continue;
+    }
+    const auto step =
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(count - copied, end - readPosition_));
+    std::memcpy(destination + copied, buffer_.get() + (readPosition_ - bufferStart_), step);
+    readPosition_ += step;
+    copied += step;
+  }
+  return true;
+}
+
+void ZtExtensibleBackingStore::resetForReading() {
+  if (!setReadPosition(0)) warnOfReset();
+}
+
+void ZtExtensibleBackingStore::resetToEnd() {
+  readPosition_ = size_;
+  if (!reload_i(startOfRangeBefore_i(size_))) warnOfReset();
+}
+
+bool ZtExtensibleBackingStore::setReadPosition(std::uint64_t position) {
+  readPosition_ = position;
+  return reload_i(position);
+}
+
+/// Where the range has to start so that it ends at `end`.
+std::uint64_t ZtExtensibleBackingStore::startOfRangeBefore_i(std::uint64_t end) const {
+  return end > length_ ? end - length_ : 0;
+}
+
+std::uint64_t ZtExtensibleBackingStore::seekWriteToRead() {
+  if (readPosition_ != writePosition_ && !flush_i()) {
+    return std::numeric_limits<std::uint64_t>::max();
+  }
+  writePosition_ = readPosition_;
+  return writePosition_;
+}
+
+std::unique_ptr<ZtBufferProvider> ZtExtensibleBackingStore::create() const {
+  return std::make_unique<ZtExtensibleBackingStore>();
+}
+
+int ZtExtensibleBackingStore::insert(std::uint64_t offset, const void* source,
+                                     std::uint32_t count) {
+  if (offset > size_) return -1;
+  const std::unique_ptr<char[]> first(new (std::nothrow) char[count]);
+  const std::unique_ptr<char[]> second(new (std::nothrow) char[count]);
+  if (first == nullptr || second == nullptr || !flush_i()) return -1;
+  const std::uint64_t position = readPosition_;
+  readPosition_ = writePosition_ = offset;
+  const bool shifted =
+      shiftBehind_i(static_cast<const char*>(source), count, {first.get(), second.get()});
+  readPosition_ = position;
+  return shifted ? 0 : -1;
+}
+
+/// Writes `count` bytes at the write position, then the bytes that these displaced, and so on to
+/// the end of the store. The read position has to be the write position.
+bool ZtExtensibleBackingStore::shiftBehind_i(const char* source, std::uint32_t count,
+                                             char* const (&scratch)[2]) {
+  const char* pending = source;
+  std::uint32_t pendingCount = count;
+  for (std::size_t turn = 0; pending != nullptr && pendingCount > 0; ++turn) {
+    // Fewer bytes than `count` are the last ones of the store: they displace none.
+    char* const displaced = pendingCount == count ? scratch[turn % 2] : nullptr;
+    const std::uint32_t displacedCount = displaced != nullptr ? read(displaced, count) : 0;
+    if (displacedCount == kFailed || write(pending, pendingCount) == kFailed) return false;
+    pending = displaced;
+    pendingCount = displacedCount;
+  }
+  return true;
+}
+
+std::uint32_t ZtExtensibleBackingStore::readBackward(void* destination, std::uint32_t count) {
+  if (readPosition_ > size_) return kFailed;
+  if (!covers_i(readPosition_) && !reload_i(startOfRangeBefore_i(readPosition_))) return kFailed;
+  char* const to = static_cast<char*>(destination);
+  std::uint32_t left = count;
+  while (left > 0 && readPosition_ > 0) {
+    const auto step =
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(left, readPosition_ - bufferStart_));
+    if (step == 0) {
+      if (!reload_i(startOfRangeBefore_i(readPosition_))) return kFailed;
+      continue;
+    }
+    left -= step;
+    readPosition_ -= step;
+    std::memcpy(to + left, buffer_.get() + (readPosition_ - bufferStart_), step);
+  }
+  return count - left;
+}
+
+}  // namespace pwr

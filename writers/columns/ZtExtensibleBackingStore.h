@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "writers/columns/ZtBufferProvider.h"
+
+namespace pwr {
+
+/// A store that keeps one range of its bytes in memory, at most 1 MiB, and everything else in a
+/// temporary file of its own, which is deleted with the store. A store that fits into its buffer
+/// does not write to the file before the range has to move.
+class ZtExtensibleBackingStore final : public ZtBufferProvider {
+ public:
+  /// Creates the temporary file in the current folder, readable by the user alone. Throws a C
+  /// string (after logging the cause) when that fails.
+  ZtExtensibleBackingStore();
+  ~ZtExtensibleBackingStore() override;
+
+  std::uint32_t read(void* destination, std::uint32_t count) override;
+  std::uint32_t write(const void* source, std::uint32_t count) override;
+  std::uint32_t peek(void* destination, std::uint32_t count) override;
+  std::uint64_t size() const override { return size_; }
+  void resetForReading() override;
+  void resetToEnd() override;
+  std::uint64_t seekWriteToRead() override;
+  std::unique_ptr<ZtBufferProvider> create() const override;
+  int insert(std::uint64_t offset, const void* source, std::uint32_t count) override;
+  std::uint32_t readBackward(void* destination, std::uint32_t count) override;
+
+  std::uint64_t getReadPosition() const { return readPosition_; }
+  std::uint64_t getWritePosition() const { return writePosition_; }
+  /// Moves the read position and has the range in memory start there. False when the range could
+  /// not be moved; the position is set all the same.
+  bool setReadPosition(std::uint64_t position);
+  /// Whether the last bytes written are in memory only.
+  bool isDirty() const { return dirty_; }
+  const std::string& getTempFileName() const { return tempFileName_; }
+
+ private:
+  struct Free {
+    void operator()(char* bytes) const { std::free(bytes); }
+  };
+
+  bool openTempFile_i();
+  bool covers_i(std::uint64_t position) const;
+  bool reload_i(std::uint64_t position);
+  bool flush_i();
+  bool makeRoom_i();
+  bool resize_i(std::size_t length);
+  bool copyForward_i(char* destination, std::uint32_t count, std::uint32_t& copied);
+  bool shiftBehind_i(const char* source, std::uint32_t count, char* const (&scratch)[2]);
+  std::uint64_t startOfRangeBefore_i(std::uint64_t end) const;
+
+  FILE* file_ = nullptr;
+  // While dirty, the write position lies in the range, and the bytes from the start of the range to
+  // the write position are what the file lacks: whatever moves either of them flushes first.
+  bool dirty_ = false;
+  std::uint64_t readPosition_ = 0;
+  std::uint64_t writePosition_ = 0;
+  std::uint64_t size_ = 0;
+  // The range in memory: `length_` bytes from offset `bufferStart_`. `loaded_` is false when the
+  // buffer does not hold them, after a read that failed.
+  std::uint64_t bufferStart_ = 0;
+  std::size_t length_ = 0;
+  bool loaded_ = true;
+  // From malloc: realloc grows a large block in place, so that the old and the new one never exist
+  // side by side as they would in a vector.
+  std::unique_ptr<char, Free> buffer_;
+  std::string tempFileName_;
+};
+
+}  // namespace pwr
