@@ -1,6 +1,7 @@
 #include "writers/host/Data.h"
 
-#include <cmath>
+#include <array>
+#include <charconv>
 #include <limits>
 
 #include "hostcommon/NumberText.h"
@@ -16,34 +17,37 @@ constexpr double kUIntLimit = 18446744073709551616.0;
 
 enum class Style { Whole, Formatted };
 
-std::string textOf(double value, Style style) {
-  std::string text;
+void append(std::string& out, double value, Style style) {
   if (style == Style::Whole) {
-    appendShortest(text, value);
+    appendShortest(out, value);
   } else {
-    appendFixed(text, value, 2);
+    appendFixed(out, value, 2);
   }
-  return text;
 }
 
-std::string textOf(long long value, Style /*style*/) {
-  return std::to_string(value);
+template <std::integral Number>
+void append(std::string& out, Number value, Style /*style*/) {
+  std::array<char, 24> digits{};
+  const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+  out.append(digits.data(), result.ptr);
 }
-std::string textOf(unsigned long long value, Style /*style*/) {
-  return std::to_string(value);
+
+void append(std::string& out, const std::string& value, Style /*style*/) {
+  out += value;
 }
-std::string textOf(const std::string& value, Style /*style*/) {
-  return value;
-}
-std::string textOf(const DataHandle* handle, Style /*style*/) {
-  return handle == nullptr ? std::string() : handle->getName();
+
+void append(std::string& out, const DataHandle* handle, Style /*style*/) {
+  if (handle != nullptr) out += handle->getName();
 }
 
 template <typename T>
-std::string textOf(const std::pair<T, T>& range, Style style) {
-  return textOf(range.first, style) + " - " + textOf(range.second, style);
+void append(std::string& out, const std::pair<T, T>& range, Style style) {
+  append(out, range.first, style);
+  out += " - ";
+  append(out, range.second, style);
 }
 
+/// Writes into `out`, so that a text that is used again and again keeps its memory.
 template <typename Value>
 int toText(const Value& value, Style style, std::string& out) {
   return std::visit(
@@ -51,7 +55,8 @@ int toText(const Value& value, Style style, std::string& out) {
         if constexpr (std::is_same_v<std::decay_t<decltype(held)>, std::monostate>) {
           return 1;
         } else {
-          out = textOf(held, style);
+          out.clear();
+          append(out, held, style);
           return 0;
         }
       },
