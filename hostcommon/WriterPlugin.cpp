@@ -2,23 +2,6 @@
 
 #include "hostcommon/WriterDispatch.h"
 
-namespace {
-
-/// Calls `visit(entity, handle)` for every cell of a row in order; the entity is null for shared
-/// cells and in tables without entities.
-template <typename Visit>
-void forEachCell(const pwr::TableMessage& table, const Visit& visit) {
-  for (const pwr::DataHandle* handle : table.getSharedHandles()) visit(nullptr, handle);
-  if (table.getEntities().empty()) {
-    for (const pwr::DataHandle* handle : table.getHandles()) visit(nullptr, handle);
-  }
-  for (const pwr::EntityHandle* entity : table.getEntities()) {
-    for (const pwr::DataHandle* handle : table.getHandles()) visit(entity, handle);
-  }
-}
-
-}  // namespace
-
 WriterPlugin::WriterPlugin(const std::string& guid) : Plugin(guid) {}
 WriterPlugin::~WriterPlugin() = default;
 
@@ -51,14 +34,14 @@ int WriterPlugin::writeMessage(const pwr::TableMessage& /*message*/) {
 
 void WriterPlugin::getColumnTitles(const pwr::TableMessage& table,
                                    std::deque<std::string>& titles) const {
-  forEachCell(table, [&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
+  table.forEachCell([&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
     titles.push_back(getFieldNameFromHandle(table, entity, handle));
   });
 }
 
 void WriterPlugin::getRowValues(const pwr::TableMessage& table,
                                 std::deque<std::string>& values) const {
-  forEachCell(table, [&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
+  table.forEachCell([&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
     std::string text;
     bool isNumeric = false;
     if (table.getFieldAsString(entity, handle, text, isNumeric) != 0) text = "Invalid";

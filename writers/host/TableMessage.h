@@ -87,6 +87,19 @@ class PW_HOST_API TableMessage : public Message {
   int getFieldAsString(const EntityHandle* entity, const DataHandle* handle, std::string& out,
                        bool& isNumeric) const;
 
+  /// Calls `visit(entity, handle)` for every cell of a row in order; the entity is null for shared
+  /// cells and in tables without entities.
+  template <typename Visit>
+  void forEachCell(const Visit& visit) const {
+    for (const DataHandle* handle : getSharedHandles()) visit(nullptr, handle);
+    if (getEntities().empty()) {
+      for (const DataHandle* handle : getHandles()) visit(nullptr, handle);
+    }
+    for (const EntityHandle* entity : getEntities()) {
+      for (const DataHandle* handle : getHandles()) visit(entity, handle);
+    }
+  }
+
   /// The cell behind `getFieldAsString`; null when there is none. `entity` may be null.
   const Data* getField(const EntityHandle* entity, const DataHandle* handle) const;
 

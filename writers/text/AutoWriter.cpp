@@ -9,7 +9,6 @@
 #include "writers/TextLog.h"
 #include "writers/host/PluginCapability.h"
 #include "writers/text/AutomationFile.h"
-#include "writers/text/TableCells.h"
 
 namespace {
 
@@ -154,7 +153,7 @@ std::deque<std::string> AutoWriter::valuesOf(const pwr::TableMessage& table) con
   getRowValues(table, values);
   auto value = values.begin();
   // The titles of times say "ms".
-  forEachCell(table, [&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
+  table.forEachCell([&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
     timeScale_.scaleCell(table, entity, handle, *value);
     PW_LOG(kPlainLog, PW_LOG_DEBUG, "DEBUG:  \t value = (%s)\n", value->c_str());
     ++value;
@@ -164,7 +163,7 @@ std::deque<std::string> AutoWriter::valuesOf(const pwr::TableMessage& table) con
 
 void AutoWriter::getColumnTitles(const pwr::TableMessage& table,
                                  std::deque<std::string>& titles) const {
-  forEachCell(table, [&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
+  table.forEachCell([&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
     std::string title;
     if (entity != nullptr) appendWord(title, entity->getName());
     if (table.hasFieldHeaders()) appendWord(title, handle->getHeader());

@@ -4,7 +4,6 @@
 
 #include "writers/TextLog.h"
 #include "writers/host/PluginCapability.h"
-#include "writers/text/TableCells.h"
 
 namespace {
 
@@ -107,11 +106,11 @@ void SummaryWriter::writeDefinition(const pwr::TableMessage& table, TempTableOut
   output.setTitle(titleOf(table));
   if (console_) output.echoOnConsole();
   if (table.hasFieldHeaders()) {
-    forEachCell(table, [&](const pwr::EntityHandle*, const pwr::DataHandle* handle) {
+    table.forEachCell([&](const pwr::EntityHandle*, const pwr::DataHandle* handle) {
       output.appendText(handle->getHeader());
     });
   }
-  forEachCell(table, [&](const pwr::EntityHandle*, const pwr::DataHandle* handle) {
+  table.forEachCell([&](const pwr::EntityHandle*, const pwr::DataHandle* handle) {
     output.appendText(handle->getFieldName().empty() ? "-" : handle->getFieldName());
   });
   if (const pwr::TextNotes* const notes = table.getTextNotes()) {
@@ -121,7 +120,7 @@ void SummaryWriter::writeDefinition(const pwr::TableMessage& table, TempTableOut
 
 void SummaryWriter::writeRow(const pwr::TableMessage& table, TempTableOutput& output) {
   std::string text;
-  forEachCell(table, [&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
+  table.forEachCell([&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
     bool isNumeric = false;
     const int status = entity == nullptr ? table.getFieldAsString(handle, text, isNumeric)
                                          : table.getFieldAsString(entity, handle, text, isNumeric);
