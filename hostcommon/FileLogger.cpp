@@ -5,7 +5,7 @@
 namespace pwr {
 
 FileLogger::~FileLogger() {
-  close();
+  FileLogger::close();
 }
 
 void FileLogger::log(PWLogLevel /*level*/, const char* line) {
@@ -26,7 +26,7 @@ int FileLogger::flush() {
 
 int FileLogger::close() {
   if (stream_ == nullptr) return 1;
-  const int status = flush();
+  const int status = FileLogger::flush();
   if (owned_ && std::fclose(stream_) != 0) failed_ = true;
   stream_ = nullptr;
   return status != 0 || failed_ ? 1 : 0;
