@@ -386,6 +386,18 @@ TEST(PluginList, HoldsTheWritersInTheirOrder) {
        "Write summary reports for all collected metrics to CSV file [default]",
        false,
        {pwr::TableClass::Summary}},
+      {"2e820d9e-2f9e-4cdb-a81d-056273a7a392",
+       "json",
+       ".ztjson",
+       "Write data trace file (.ztjson) in JSON format for visualization with Brisolt",
+       true,
+       {}},
+      {"c3b1f91c-4a80-11e9-8261-001e67ca31ce",
+       "bin",
+       ".ztbin",
+       "Write data in a proprietary binary format (.ztbin) for consumption by the Tavrin API",
+       true,
+       {}},
   };
   WriterPluginList* const list = createPlugins();
   ASSERT_EQ(list->count, static_cast<int>(std::size(registry)));

@@ -2,6 +2,8 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "writers/continuous/BinaryWriter.h"
+#include "writers/continuous/JSONWriter.h"
 #include "writers/host/HostApi.h"
 #include "writers/host/Plugin.h"
 #include "writers/host/WriterPluginList.h"
@@ -26,6 +28,8 @@ PW_PLUGIN_EXPORT WriterPluginList* createPlugins(void) {
   // default output.
   Plugin* const writers[] = {
       new SummaryWriter,
+      new JSONWriter,
+      new BinaryWriter,
   };
 
   auto* const list = new WriterPluginList;
