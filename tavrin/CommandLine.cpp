@@ -24,7 +24,8 @@ constexpr const char* kDescription =
     "  tavrin record -f core-cstate,energy -i 20 -d 5 --capture run.jsonl\n"
     "  tavrin report -w all -o again run.jsonl\n"
     "  mytool | tavrin report -o mytool -   report what another tool measured\n"
-    "  tavrin list features                 what this machine offers";
+    "  tavrin list features                 what this machine offers\n"
+    "  tavrin inspect out/idle.ztbin        verify a recorded output and tell what is in it";
 
 constexpr const char* kRecordFooter =
     "To measure a command: tavrin record [OPTIONS] -- COMMAND ARGS...\n"
@@ -45,6 +46,23 @@ constexpr const char* kReportFooter =
     "(docs/formats/recorded-stream.md); - reads standard input. A faulty line ends the replay "
     "with\n"
     "its place and cause; everything before it is written completely, and the exit status is 1.";
+
+constexpr const char* kInspectFooter =
+    "Examples:\n"
+    "  tavrin inspect run.ztbin             one file of a whole run\n"
+    "  tavrin inspect run_0.ztbin run_1.ztbin run_2.ztbin\n"
+    "                                       a continuous run; later files need the earlier ones\n"
+    "  tavrin inspect --points run.ztjson | cut -f 3,6\n"
+    "\n"
+    "Checks every byte of the files and prints what they hold: the system, the metrics, and how\n"
+    "many points of which series. All .ztbin files named are one run, in the order written; each\n"
+    ".ztjson file stands for itself. With --points each value is a line of fields separated by\n"
+    "tabs, with control characters and backslashes of names as \\xNN. Times are ticks of the\n"
+    "timestamp clock, in the .ztjson file of a whole run microseconds from its start; durations\n"
+    "are microseconds.\n"
+    "\n"
+    "Exit status: 0 if all files are sound, 1 if one is not (with the place, what the format\n"
+    "expects there and what was found) or cannot be read, 2 for a usage error.";
 
 void addCommonOptions(CLI::App& app, Options& options) {
   app.add_option("--plugin", options.plugin, "Plugin library to load instead of the tool's own")
@@ -148,6 +166,18 @@ CLI::App* addList(CLI::App& app, Options& options) {
   return list;
 }
 
+CLI::App* addInspect(CLI::App& app, Options& options) {
+  CLI::App* const inspect =
+      app.add_subcommand("inspect", "Verify .ztbin and .ztjson files and tell what is in them");
+  inspect->add_flag("--points", options.points, "Print every data point instead of a summary");
+  inspect->add_option("file", options.files, "Outputs of the writers bin and json")
+      ->type_name("")
+      ->option_text("FILE...")
+      ->required();
+  inspect->footer(kInspectFooter);
+  return inspect;
+}
+
 /// Takes the command to measure, which follows "--", from the arguments, and leaves the rest.
 std::vector<std::string> takeCommand(std::vector<std::string>& arguments) {
   const auto marker = std::ranges::find(arguments, "--");
@@ -173,6 +203,7 @@ int runCommandLine(std::vector<std::string> arguments) {
       {addRecord(app, options), runRecord},
       {addReport(app, options), runReport},
       {addList(app, options), runList},
+      {addInspect(app, options), runInspect},
   };
   try {
     std::ranges::reverse(arguments);  // the parser takes them from the end

@@ -8,5 +8,6 @@ namespace tavrin {
 int runRecord(const Options& options);
 int runReport(const Options& options);
 int runList(const Options& options);
+int runInspect(const Options& options);
 
 }  // namespace tavrin

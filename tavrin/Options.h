@@ -35,6 +35,10 @@ struct Options {
   // Of list:
   std::string topic = "all";
 
+  // Of inspect:
+  std::vector<std::string> files;
+  bool points = false;
+
   std::string commandLine;  ///< all arguments as given, for the reports
 };
 

@@ -90,7 +90,6 @@ class Recording {
   Clock::time_point start_;
   Clock::time_point nextFlush_;
   Clock::time_point nextProgress_;
-  bool unflushed_ = false;
 };
 
 Recording::Recording(const Options& options)
@@ -186,7 +185,6 @@ void Recording::showProgress(Clock::time_point now) {
 
 void Recording::consume(SampleBatch& batch) {
   for (pwr::Metric& metric : batch) session_->metric(metric);
-  unflushed_ = true;
 }
 
 /// The writer thread's work: takes what the sampling thread delivers until the collection is over.
@@ -207,7 +205,6 @@ void Recording::drain(SampleQueue& queue) {
     }
     if (options_.continuousSec > 0.0 && Clock::now() >= nextFlush_) {
       session_->flush();
-      unflushed_ = false;
       nextFlush_ += toDuration(options_.continuousSec);
     }
     showProgress(Clock::now());
@@ -256,7 +253,6 @@ int Recording::run() {
     complete(sampler);
   }
   if (command_) command_->terminate();
-  if (options_.continuousSec > 0.0 && unflushed_) session_->flush();
   progress_.show("writing the outputs");
   std::vector<std::string> incomplete = session_->finish();
   if (capture_) {

@@ -43,6 +43,7 @@ Session::~Session() {
 }
 
 void Session::open(const std::string& baseName, bool continuous) {
+  continuous_ = continuous;
   std::vector<std::string> failed;
   std::string cause;
   for (WriterPlugin* writer : writers_) {
@@ -87,6 +88,7 @@ void Session::metric(pwr::Metric& metric) {
          "' is not finite and is left out; further ones are left out silently");
   }
   ++samples_;
+  unflushed_ = true;
   summary_.add(metric);
   if (recorder_ != nullptr) recorder_->metric(metric);
   deliver(metric);
@@ -111,8 +113,13 @@ void Session::id(const pwr::IdMessage& message) {
 
 void Session::flush() {
   if (recorder_ != nullptr) recorder_->flush();
+  flushWriters();
+}
+
+void Session::flushWriters() {
+  unflushed_ = false;
   for (WriterPlugin* writer : open_) {
-    if (!PluginLibrary::capability(*writer).getFlag() || metadata_ == nullptr) continue;
+    if (!continuous_ || !PluginLibrary::capability(*writer).getFlag()) continue;
     if (!writer->flushContinuousResults(*metadata_)) {
       warn("writer " + nameOf(*writer) + " could not write its continuous results");
     }
@@ -142,6 +149,7 @@ void Session::deliverHeader() {
 }
 
 std::vector<std::string> Session::finish() {
+  if (unflushed_) flushWriters();
   if (metadata_ != nullptr) {
     if (!hasHeader_) deliverHeader();
     summary_.deliver(

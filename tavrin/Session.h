@@ -36,10 +36,11 @@ class Session final : public MessageSink {
   void table(const pwr::TableMessage& message) override;
   void text(const pwr::TextMessage& message) override;
   void id(const pwr::IdMessage& message) override;
+  /// Has no effect unless the outputs were opened for continuous results.
   void flush() override;
 
-  /// Delivers the header text and the summary tables and closes every writer. Returns the names of
-  /// the writers whose output is not complete.
+  /// Flushes what is left, delivers the header text and the summary tables, closes every writer.
+  /// Returns the names of the writers whose output is not complete.
   std::vector<std::string> finish();
 
   /// Metric messages delivered.
@@ -48,6 +49,7 @@ class Session final : public MessageSink {
  private:
   template <typename Message>
   void deliver(const Message& message);
+  void flushWriters();
   void deliverHeader();
   std::vector<std::string> close();
 
@@ -58,6 +60,8 @@ class Session final : public MessageSink {
   SummaryTables summary_;
   std::set<unsigned int> warnedMetrics_;
   bool hasHeader_ = false;
+  bool continuous_ = false;
+  bool unflushed_ = false;  ///< samples came after the last flush
   unsigned long long samples_ = 0;
 };
 

@@ -148,11 +148,15 @@ std::vector<Scenario> gaugeScenarios() {
         {1,
          {{kPolicy + "2/scaling_cur_freq", "<unknown>"},
           {kPolicy + "10/scaling_cur_freq", "900000"}},
-         "CPU Frequency @0+1: Policy2 (CPU2-4 CPU8)=2400.5 Policy10 (CPU10)=800\n"},
+         "CPU Frequency @0+1: Policy2 (CPU2-4 CPU8)/Frequency=2400.5 Policy10 "
+         "(CPU10)/Frequency=800\n"},
         {2,
          {{kPolicy + "2/scaling_cur_freq", "1000000"}},
-         "CPU Frequency @1+1: Policy10 (CPU10)=900\n"},
-        {4, {}, "CPU Frequency @2+2: Policy2 (CPU2-4 CPU8)=1000 Policy10 (CPU10)=900\n"}}},
+         "CPU Frequency @1+1: Policy10 (CPU10)/Frequency=900\n"},
+        {4,
+         {},
+         "CPU Frequency @2+2: Policy2 (CPU2-4 CPU8)/Frequency=1000 Policy10 "
+         "(CPU10)/Frequency=900\n"}}},
       {"temperatures: negative, the same type twice, the same label twice, a failed read is a gap",
        "thermal",
        {{kZone + "0/type", "board"},
@@ -169,16 +173,21 @@ std::vector<Scenario> gaugeScenarios() {
        {{0, {}, ""},
         {1,
          {{kZone + "1/temp", kGone}},
-         "Temperature @0+1: board (thermal_zone0)=-5.5 board (thermal_zone1)=0 chip temp1 "
-         "(hwmon3)=41 chip Core (hwmon3)=42 chip Core temp10 (hwmon3)=43.001\n"},
+         "Temperature @0+1: board (thermal_zone0)/Temperature=-5.5 board "
+         "(thermal_zone1)/Temperature=0 chip temp1 "
+         "(hwmon3)/Temperature=41 chip Core (hwmon3)/Temperature=42 chip Core temp10 "
+         "(hwmon3)/Temperature=43.001\n"},
         {2,
          {{kZone + "1/temp", "1000"}},
-         "Temperature @1+1: board (thermal_zone0)=-5.5 chip temp1 (hwmon3)=41 chip Core "
-         "(hwmon3)=42 chip Core temp10 (hwmon3)=43.001\n"},
+         "Temperature @1+1: board (thermal_zone0)/Temperature=-5.5 chip temp1 "
+         "(hwmon3)/Temperature=41 chip Core "
+         "(hwmon3)/Temperature=42 chip Core temp10 (hwmon3)/Temperature=43.001\n"},
         {3,
          {},
-         "Temperature @2+1: board (thermal_zone0)=-5.5 board (thermal_zone1)=1 chip temp1 "
-         "(hwmon3)=41 chip Core (hwmon3)=42 chip Core temp10 (hwmon3)=43.001\n"}}},
+         "Temperature @2+1: board (thermal_zone0)/Temperature=-5.5 board "
+         "(thermal_zone1)/Temperature=1 chip temp1 "
+         "(hwmon3)/Temperature=41 chip Core (hwmon3)/Temperature=42 chip Core temp10 "
+         "(hwmon3)/Temperature=43.001\n"}}},
   };
 }
 
@@ -203,12 +212,12 @@ std::vector<Scenario> counterScenarios() {
        {{0, {}, ""},
         {1,
          {{kPower + "rapl:0/energy_uj", "9000"}, {kPower + "other:0/energy_uj", "400"}},
-         "Energy @0+1: package-0 (rapl)=8 package-0/core=0\n"},
+         "Energy @0+1: package-0 (rapl)/Energy=8 package-0/core/Energy=0\n"},
         {2,
          {{kPower + "rapl:0/energy_uj", "500"},
           {kPower + "rapl:0:0/energy_uj", "1"},
           {kPower + "other:0/energy_uj", "401"}},
-         "Energy @1+1: package-0 (other)=0.001 package-0 (rapl)=1.5\n"}}},
+         "Energy @1+1: package-0 (other)/Energy=0.001 package-0 (rapl)/Energy=1.5\n"}}},
       {"energy: zones that come back under each other's number are met by name",
        "energy",
        {{kPower + "rapl:0/name", "package-0"},
@@ -225,7 +234,7 @@ std::vector<Scenario> counterScenarios() {
          ""},
         {3,
          {{kPower + "rapl:0/energy_uj", "75000"}, {kPower + "rapl:1/energy_uj", "2001"}},
-         "Energy @2+1: package-0=0.001 package-1=4\n"}}},
+         "Energy @2+1: package-0/Energy=0.001 package-1/Energy=4\n"}}},
       {"events behind a line of 40,000 characters; a missing count is a gap of that count",
        "interrupts",
        {{"/proc/stat", counts("100", "ctxt 20\nbtime 5\nprocesses 3\n")}},

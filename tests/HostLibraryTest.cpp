@@ -378,8 +378,7 @@ TEST(PluginList, SkipsWhatIsNotThere) {
   destroyPlugins(empty);
 
   bool destroyed = false;
-  auto* const list =
-      new WriterPluginList{2, static_cast<Plugin**>(std::malloc(2 * sizeof(Plugin*)))};
+  auto* const list = new WriterPluginList{2, static_cast<Plugin**>(std::malloc(2 * sizeof(void*)))};
   list->plugins[0] = nullptr;
   list->plugins[1] = new RecordingWriter(&destroyed);
   destroyPlugins(list);
@@ -398,6 +397,18 @@ TEST(PluginList, HoldsTheWritersInTheirOrder) {
        "Write summary reports for all collected metrics to CSV file [default]",
        false,
        {pwr::TableClass::Summary}},
+      {"2e820d9e-2f9e-4cdb-a81d-056273a7a392",
+       "json",
+       ".ztjson",
+       "Write data trace file (.ztjson) in JSON format for visualization with Brisolt",
+       true,
+       {}},
+      {"c3b1f91c-4a80-11e9-8261-001e67ca31ce",
+       "bin",
+       ".ztbin",
+       "Write data in a proprietary binary format (.ztbin) for consumption by the Tavrin API",
+       true,
+       {}},
       {"2e820d9e-2f9e-4cdb-a81d-056273a7a391",
        "raw",
        ".txt",

@@ -128,7 +128,7 @@ TEST(SummaryTables, OneFormPerKindOfMetric) {
             "C1 | 3\n"
             "Volts Summary: Sampled Values\n"
             "Where | Minimum | Average | Maximum | Samples\n"
-            "CPU0 C1 | -1.00 | 0.50 | 2.00 | 2\n"
+            "CPU0 | -1.00 | 0.50 | 2.00 | 2\n"
             "Mode Summary: Counts\n"
             "Where | Value | Count | Time (ms)\n"
             "CPU0 | on | 2 | 2000000000\n"

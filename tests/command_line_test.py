@@ -64,6 +64,25 @@ class CommandLine(unittest.TestCase):
     def report(self, name):
         return read(os.path.join(self.folder, name))
 
+    def test_inspect(self):
+        self.assertIn("--points", self.run_tavrin("inspect", "--help").stdout)
+        self.run_tavrin("report", "-w", "bin,json", "-o", "run", STREAM)
+        summary = self.run_tavrin("inspect", "run.ztbin", "run.ztjson").stdout
+        self.assertIn("run.ztbin: sound\nSystem:\n", summary)
+        self.assertIn("run.ztjson: sound\nSystem:\n", summary)
+        self.assertIn("4 metrics, 162 points from 7312433663883 to 7312933975931 ticks", summary)
+        self.assertIn("    CPU C-State/Package0/Core0/CPU0: POLL 6, haltpoll idle 6\n", summary)
+        points = self.run_tavrin("inspect", "--points", "run.ztbin").stdout.splitlines()
+        self.assertEqual((points[0].count("\t"), len(points)), (5, 163))
+        with open(os.path.join(self.folder, "run.ztbin"), "r+b") as file:
+            file.truncate(1000)
+        fault = self.run_tavrin("inspect", "run.ztbin", status=1)
+        self.assertRegex(fault.stderr, r"^tavrin: error: run.ztbin: offset 9\d\d: expected .*, found")
+        self.assertNotIn("sound", fault.stdout)
+        self.assertIn("cannot read none.ztbin",
+                      self.run_tavrin("inspect", "none.ztbin", status=1).stderr)
+        self.assertIn(".ztjson", self.run_tavrin("inspect", "run.csv", status=2).stderr)
+
     def test_help_and_usage_errors(self):
         self.assertIn("Examples:", self.run_tavrin("--help").stdout)
         for command in ("record", "report", "list"):

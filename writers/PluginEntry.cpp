@@ -5,6 +5,8 @@
 #include "writers/columns/IntWriterV2.h"
 #include "writers/columns/PhmTextWriter.h"
 #include "writers/columns/RawWriterV2.h"
+#include "writers/continuous/BinaryWriter.h"
+#include "writers/continuous/JSONWriter.h"
 #include "writers/host/HostApi.h"
 #include "writers/host/Plugin.h"
 #include "writers/host/WriterPluginList.h"
@@ -29,7 +31,8 @@ PW_PLUGIN_EXPORT WriterPluginList* createPlugins(void) {
   // The registry. Its order is part of the library's interface: hosts take the first writer as the
   // default output.
   Plugin* const writers[] = {
-      new SummaryWriter, new RawWriterV2, new IntWriterV2, new PhmTextWriter, new AutoWriter,
+      new SummaryWriter, new JSONWriter,    new BinaryWriter, new RawWriterV2,
+      new IntWriterV2,   new PhmTextWriter, new AutoWriter,
   };
 
   auto* const list = new WriterPluginList;

@@ -15,7 +15,7 @@ class CpuFreqFeature : public Feature {
   void sample(unsigned long long now, SampleBatch& batch) override;
 
  private:
-  GaugeSet gauges_;
+  GaugeSet gauges_{"Frequency"};
 };
 
 }  // namespace tavrin

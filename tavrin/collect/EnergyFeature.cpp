@@ -38,8 +38,11 @@ std::string EnergyFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
       failure = error;
       continue;
     }
+    if (descriptor_ == nullptr) {
+      descriptor_ = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("Energy", ""));
+    }
     const auto* entity = pwr::createEntity({.name = zone.name, .level = "Power Zone"});
-    combinations.push_back({.entity = entity});
+    combinations.push_back({entity, descriptor_});
     zones_.push_back({.key = zone.key,
                       .entity = entity,
                       .energy = std::move(energy),
@@ -84,7 +87,7 @@ void EnergyFeature::sample(unsigned long long now, SampleBatch& batch) {
     if (zone.lost) continue;
     unsigned long long used = 0;
     if (complete && zone.valid && growth(zone, microjoules, used)) {
-      point.add(pwr::Data(static_cast<double>(used) / 1000.0), nullptr, zone.entity);
+      point.add(pwr::Data(static_cast<double>(used) / 1000.0), descriptor_, zone.entity);
     }
     zone.microjoules = microjoules;
     zone.valid = true;

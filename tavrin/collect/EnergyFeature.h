@@ -37,6 +37,7 @@ class EnergyFeature : public Feature {
   const SysRoot* root_ = nullptr;
   Interval interval_;
   std::vector<Zone> zones_;
+  const pwr::DataDescriptor* descriptor_ = nullptr;
 };
 
 }  // namespace tavrin

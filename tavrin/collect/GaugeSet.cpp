@@ -2,9 +2,16 @@
 
 namespace tavrin {
 
+void GaugeSet::add(std::string path, const pwr::EntityHandle* entity) {
+  if (descriptor_ == nullptr) {
+    descriptor_ = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder(valueName_, ""));
+  }
+  gauges_.push_back({OpenFile(std::move(path)), entity});
+}
+
 std::vector<pwr::Metric::EntityDescCombo> GaugeSet::combinations() const {
   std::vector<pwr::Metric::EntityDescCombo> combinations;
-  for (const Gauge& gauge : gauges_) combinations.push_back({.entity = gauge.entity});
+  for (const Gauge& gauge : gauges_) combinations.push_back({gauge.entity, descriptor_});
   return combinations;
 }
 
@@ -14,7 +21,8 @@ void GaugeSet::sample(unsigned long long now, const pwr::MetricDescription* metr
   IntervalPoint point(batch, metric, interval_);
   for (Gauge& gauge : gauges_) {
     if (complete && gauge.valid) {
-      point.add(pwr::Data(static_cast<double>(gauge.thousandths) / 1000.0), nullptr, gauge.entity);
+      point.add(pwr::Data(static_cast<double>(gauge.thousandths) / 1000.0), descriptor_,
+                gauge.entity);
     }
     gauge.valid = gauge.file.readNumber(gauge.thousandths) == 0;
   }

@@ -14,9 +14,10 @@ namespace tavrin {
 /// a gap.
 class GaugeSet {
  public:
-  void add(std::string path, const pwr::EntityHandle* entity) {
-    gauges_.push_back({OpenFile(std::move(path)), entity});
-  }
+  /// `valueName` names what the gauges show, in the descriptor that comes with the first gauge.
+  explicit GaugeSet(std::string valueName) : valueName_(std::move(valueName)) {}
+
+  void add(std::string path, const pwr::EntityHandle* entity);
 
   bool empty() const { return gauges_.empty(); }
   /// One for each gauge, as the metric's description needs them.
@@ -33,6 +34,8 @@ class GaugeSet {
     bool valid = false;
   };
 
+  const std::string valueName_;
+  const pwr::DataDescriptor* descriptor_ = nullptr;
   Interval interval_;
   std::vector<Gauge> gauges_;
 };

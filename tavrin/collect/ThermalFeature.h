@@ -20,7 +20,7 @@ class ThermalFeature : public Feature {
   void addMonitors(const SysRoot& root);
   void addMonitor(const SysRoot& root, const std::string& monitor);
 
-  GaugeSet gauges_;
+  GaugeSet gauges_{"Temperature"};
 };
 
 }  // namespace tavrin

@@ -64,12 +64,6 @@ std::string nameOf(const pwr::DataDescriptor* descriptor) {
   return descriptor == nullptr ? std::string() : descriptor->getName();
 }
 
-std::string nameOf(const SeriesTotals& series) {
-  const std::string entity = nameOf(series.entity);
-  const std::string descriptor = nameOf(series.descriptor);
-  return entity.empty() || descriptor.empty() ? entity + descriptor : entity + " " + descriptor;
-}
-
 pwr::Data ratio(double value, double by) {
   return by > 0.0 ? pwr::Data(value / by) : pwr::Data("n/a");
 }
@@ -83,6 +77,23 @@ std::vector<Member> distinct(const MetricTotals& totals, Member SeriesTotals::*m
   }
   return found;
 }
+
+/// Names of the series of a metric. A descriptor that all have in common says nothing about them.
+class SeriesNames {
+ public:
+  explicit SeriesNames(const MetricTotals& totals)
+      : isSoleDescriptor_(distinct(totals, &SeriesTotals::descriptor).size() == 1) {}
+
+  std::string operator()(const SeriesTotals& series) const {
+    const std::string entity = nameOf(series.entity);
+    const std::string descriptor = nameOf(series.descriptor);
+    if (entity.empty() || descriptor.empty()) return entity + descriptor;
+    return isSoleDescriptor_ ? entity : entity + " " + descriptor;
+  }
+
+ private:
+  bool isSoleDescriptor_;
+};
 
 /// Adds one row per entity that has a cell for each descriptor and each of `cellOf`.
 template <typename... CellOf>
@@ -150,8 +161,9 @@ TableBuilder totalTable(const MetricTotals& totals, TableBuilder table,
   table.column(subjectOf(totals));
   if (hasRate) table.column("Average Rate", rate);
   table.column("Total", quantity);
+  const SeriesNames nameOfSeries(totals);
   for (const SeriesTotals& series : totals.series()) {
-    Row row{pwr::Data(nameOf(series))};
+    Row row{pwr::Data(nameOfSeries(series))};
     const double seconds =
         static_cast<double>(series.durationTicks) / (ticksPerMicrosecond * kMicrosecondsPerSecond);
     if (hasRate) row.push_back(ratio(series.sum * factor, seconds));
@@ -166,8 +178,9 @@ TableBuilder valueTable(const MetricTotals& totals, TableBuilder table) {
   table.column(subjectOf(totals));
   for (const char* name : {"Minimum", "Average", "Maximum"}) table.column(name, quantity);
   table.column("Samples");
+  const SeriesNames nameOfSeries(totals);
   for (const SeriesTotals& series : totals.series()) {
-    table.row({pwr::Data(nameOf(series)), pwr::Data(series.minimum),
+    table.row({pwr::Data(nameOfSeries(series)), pwr::Data(series.minimum),
                ratio(series.sum, static_cast<double>(series.count)), pwr::Data(series.maximum),
                pwr::Data(series.count)});
   }
@@ -179,8 +192,9 @@ TableBuilder countTable(const MetricTotals& totals, TableBuilder table) {
   table.column("Value");
   table.column("Count");
   table.column("Time", pwr::Quantity::time());
+  const SeriesNames nameOfSeries(totals);
   for (const SeriesTotals& series : totals.series()) {
-    table.row({pwr::Data(nameOf(series)), pwr::Data(series.value), pwr::Data(series.count),
+    table.row({pwr::Data(nameOfSeries(series)), pwr::Data(series.value), pwr::Data(series.count),
                pwr::Data(series.durationTicks)});
   }
   return table;

@@ -2,28 +2,13 @@
 
 #include "hostcommon/NumberText.h"
 #include "writers/CsvText.h"
+#include "writers/MetricKindText.h"
 #include "writers/columns/ColumnStore.h"
 #include "writers/host/Quantity.h"
 
 namespace {
 
 using Rows = std::vector<std::vector<std::string>>;
-
-const char* kindText(pwr::Metric::MetricType type) {
-  switch (type) {
-    case pwr::Metric::MetricType::SampledDelta:
-      return "SAMPLED_DELTA";
-    case pwr::Metric::MetricType::SampledResidency:
-      return "SAMPLED_RESIDENCY";
-    case pwr::Metric::MetricType::SampledValue:
-      return "SAMPLED_VALUE";
-    case pwr::Metric::MetricType::TracedValueTransition:
-      return "TRACED_VALUE_TRANSITION";
-    case pwr::Metric::MetricType::TracedEvent:
-      return "TRACED_EVENT";
-  }
-  return "UNKNOWN";
-}
 
 std::string fixed(double number) {
   std::string text;
@@ -43,7 +28,7 @@ std::vector<std::string> describe(const OverTimeSeries& series) {
   return {series.name,
           series.metric->name,
           std::to_string(series.metric->id),
-          kindText(series.metric->type),
+          metricKindText(series.metric->type),
           series.quantity == nullptr ? "" : series.quantity->toQuantityString(),
           traceUnits(series.mode, series.quantity),
           series.entity == nullptr ? "" : series.entity->getName(),

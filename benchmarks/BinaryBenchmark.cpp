@@ -1,0 +1,111 @@
+// What the binary writer costs per data point, from the message to the closed file, against one
+// plain write of the same bytes: the write is the least that any way of keeping them has to do.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "formats/ztbin_format.h"
+#include "hostcommon/Descriptions.h"
+#include "hostcommon/Platform.h"
+#include "hostcommon/WriterDispatch.h"
+#include "writers/continuous/BinaryWriter.h"
+#include "writers/host/HostFunctions.h"
+
+namespace {
+
+constexpr unsigned int kPoints = 5'000'000;
+constexpr unsigned int kSeries = 64;
+
+/// Messages of `elementsPerMessage` points each that together have one point of every series.
+std::vector<pwr::Metric> makeMessages(unsigned int elementsPerMessage) {
+  const pwr::DataDescriptor* const descriptor =
+      pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("Value", ""));
+  std::vector<const pwr::EntityHandle*> cpus;
+  pwr::MetricDescription description{.name = "Benchmark"};
+  for (unsigned int n = 0; n < kSeries; ++n) {
+    cpus.push_back(pwr::createEntity({.name = "CPU" + std::to_string(n)}));
+    description.combinations.push_back({cpus.back(), descriptor});
+  }
+  const pwr::MetricDescription* const metric = pwr::createMetric(std::move(description));
+  std::vector<pwr::Metric> messages;
+  pwr::Data value(1e6);
+  for (unsigned int n = 0; n < kSeries; ++n) {
+    if (n % elementsPerMessage == 0) messages.emplace_back(metric);
+    value.multiplyValue(0.5);
+    messages.back().editData().elements.emplace_back(value, descriptor, cpus[n], 100'000'000);
+  }
+  return messages;
+}
+
+template <typename Work>
+double secondsOf(const Work& work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+bool writeRun(const std::string& base, std::vector<pwr::Metric>& messages) {
+  static const pwr::SystemMetadata system(pwr::SystemDescription{.tscFrequencyMHz = 1000.0F});
+  BinaryWriter writer;
+  writer.openOutput(base, false);
+  WriterDispatch::write(writer, pwr::SystemMessage(&system));
+  for (unsigned int n = 0; n < kPoints / kSeries; ++n) {
+    for (pwr::Metric& message : messages) {
+      message.editData().timestamp = n * 100'000'000ULL;
+      WriterDispatch::write(writer, message);
+    }
+  }
+  return writer.closeOutput() == 0;
+}
+
+bool writePlainly(const std::string& path, const std::vector<char>& bytes) {
+  FILE* file = nullptr;
+  if (!pwr::openFileHandle(&file, path.c_str(), "wb")) return false;
+  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  return std::fclose(file) == 0 && isWritten;
+}
+
+void binaryAgainstPlainWrite(benchmark::State& state) {
+  const std::string folder = pwr::platform::createPrivateDirectory("");
+  const std::string run = folder + "/run";
+  const std::string plain = folder + "/plain";
+  auto messages = makeMessages(static_cast<unsigned int>(state.range(0)));
+  double encoding = std::numeric_limits<double>::max();
+  double writing = encoding;
+  while (state.KeepRunning()) {
+    bool isWritten = true;
+    const double seconds = secondsOf([&] { isWritten = writeRun(run, messages); });
+    const std::vector<char> bytes(std::filesystem::file_size(run + ".ztbin"), 'x');
+    pwr::platform::removeFile(run + ".ztbin");
+    const double least = secondsOf([&] { isWritten = writePlainly(plain, bytes) && isWritten; });
+    pwr::platform::removeFile(plain);
+    if (!isWritten || bytes.size() < kPoints * ztbin::point_record::kSize) {
+      state.SkipWithError("cannot write the files");
+      break;
+    }
+    encoding = std::min(encoding, seconds);
+    writing = std::min(writing, least);
+    state.SetIterationTime(seconds);
+  }
+  // The best of all iterations: what else the machine does only ever adds to a time.
+  state.counters["binary_ns_per_point"] = encoding / kPoints * 1e9;
+  state.counters["plain_ns_per_point"] = writing / kPoints * 1e9;
+  state.counters["binary/plain"] = encoding / writing;
+  pwr::platform::removePrivateDirectory(folder);
+}
+BENCHMARK(binaryAgainstPlainWrite)
+    ->ArgName("elements_per_message")
+    ->Arg(64)
+    ->Arg(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(10);
+
+}  // namespace

@@ -1,0 +1,138 @@
+// How long the JSON writer takes from the first message to the closed file, against a bare loop
+// that writes the same points with the RapidJSON Writer into a buffer: no file, no model.
+
+#include <benchmark/benchmark.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "hostcommon/Descriptions.h"
+#include "hostcommon/Platform.h"
+#include "hostcommon/WriterDispatch.h"
+#include "writers/continuous/JSONWriter.h"
+
+namespace {
+
+constexpr unsigned int kContainers = 64;
+constexpr unsigned int kSamples = 15'625;
+constexpr unsigned int kPoints = kContainers * kSamples;
+constexpr unsigned int kTicksPerSample = 10'000'000;  // 10 ms
+constexpr unsigned int kMicrosecondsPerSample = 10'000;
+constexpr float kTicksPerMicrosecond = 1000.0F;
+
+double valueOf(unsigned int sample, unsigned int container) {
+  return 800.0 + (sample * 7919 + container * 104729) % 400000 / 100.0;
+}
+
+const pwr::MetricDescription* makeMetric() {
+  pwr::MetricDescription metric{.name = "Frequency"};
+  metric.quantity = pwr::createQuantity(
+      {.type = pwr::QuantityType::Frequency, .name = "Frequency", .units = "MHz"});
+  const auto* descriptor = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("Frequency", ""));
+  for (unsigned int i = 0; i < kContainers; ++i) {
+    const auto* entity = pwr::createEntity({.name = "CPU" + std::to_string(i)});
+    metric.combinations.push_back({entity, descriptor});
+  }
+  return pwr::createMetric(std::move(metric));
+}
+
+std::vector<pwr::DataElement> makeElements(const pwr::Metric& metric) {
+  const pwr::Data unset(0.0);
+  std::vector<pwr::DataElement> elements;
+  elements.reserve(kContainers);
+  for (const auto& [entity, descriptor] : metric.getEntityDescriptorCombinations()) {
+    elements.push_back(pwr::DataElement(unset, descriptor, entity, kTicksPerSample));
+  }
+  return elements;
+}
+
+void sendSamples(WriterPlugin& writer, pwr::Metric& message) {
+  std::vector<pwr::DataElement>& elements = message.editData().elements;
+  for (unsigned int sample = 0; sample < kSamples; ++sample) {
+    message.editData().timestamp = static_cast<unsigned long long>(sample) * kTicksPerSample;
+    for (unsigned int i = 0; i < kContainers; ++i) {
+      elements[i].setValue(pwr::Data(valueOf(sample, i)));
+    }
+    WriterDispatch::write(writer, message);
+  }
+}
+
+int writeTrace(JSONWriter& writer, const std::string& baseName, pwr::Metric& message) {
+  const pwr::SystemMetadata system({.tscFrequencyMHz = kTicksPerMicrosecond});
+  writer.openOutput(baseName, false);
+  WriterDispatch::write(writer, pwr::SystemMessage(&system));
+  sendSamples(writer, message);
+  return writer.closeOutput();
+}
+
+/// Returns the number of bytes.
+std::size_t writeBareLoop() {
+  rapidjson::StringBuffer buffer;
+  rapidjson::Writer<rapidjson::StringBuffer> json(buffer);
+  json.StartObject();
+  for (unsigned int i = 0; i < kContainers; ++i) {
+    const std::string name = "CPU" + std::to_string(i);
+    json.Key(name.data(), static_cast<rapidjson::SizeType>(name.size()));
+    json.StartArray();
+    for (unsigned int sample = 0; sample < kSamples; ++sample) {
+      const unsigned long long start = sample * 1ULL * kMicrosecondsPerSample;
+      json.StartObject();
+      json.Key("x", 1);
+      json.Uint64(start);
+      json.Key("x1", 2);
+      json.Uint64(start + kMicrosecondsPerSample);
+      json.Key("y", 1);
+      json.Double(valueOf(sample, i));
+      json.EndObject();
+    }
+    json.EndArray();
+  }
+  json.EndObject();
+  benchmark::DoNotOptimize(buffer.GetString());
+  return buffer.GetSize();
+}
+
+template <typename Work>
+double secondsOf(const Work& work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void traceAgainstBareLoop(benchmark::State& state) {
+  const std::string folder = pwr::platform::createPrivateDirectory("");
+  const std::string trace = folder + "/trace";
+  const pwr::MetricDescription* const metric = makeMetric();
+  double writing = 0.0;
+  double looping = 0.0;
+  std::size_t loopBytes = 0;
+  while (state.KeepRunning()) {
+    // A new file each time: emptying the one before is no part of writing.
+    pwr::platform::removeFile(trace + ".ztjson");
+    JSONWriter writer;
+    pwr::Metric message(metric);
+    message.editData().elements = makeElements(message);
+    int status = 0;
+    const double write = secondsOf([&] { status = writeTrace(writer, trace, message); });
+    looping += secondsOf([&] { loopBytes = writeBareLoop(); });
+    writing += write;
+    state.SetIterationTime(write);
+    if (status != 0) state.SkipWithError("cannot write the trace");
+  }
+  // The trace says what the loop says, rounded times aside, and a head of its own.
+  const auto bytes = static_cast<double>(std::filesystem::file_size(trace + ".ztjson"));
+  state.counters["bytes_trace/loop"] = bytes / static_cast<double>(loopBytes);
+  const double points = static_cast<double>(state.iterations()) * kPoints;
+  state.counters["trace_ns_per_point"] = writing / points * 1e9;
+  state.counters["loop_ns_per_point"] = looping / points * 1e9;
+  state.counters["trace/loop"] = writing / looping;
+  pwr::platform::removeFile(trace + ".ztjson");
+  pwr::platform::removePrivateDirectory(folder);
+}
+BENCHMARK(traceAgainstBareLoop)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(20);
+
+}  // namespace

@@ -1,0 +1,226 @@
+#include "readers/ZtbinReader.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string_view>
+
+namespace ztbin {
+
+namespace {
+
+constexpr std::array<std::string_view, 6> kKinds{"SAMPLED_DELTA", "SAMPLED_RESIDENCY",
+                                                 "SAMPLED_VALUE", "TRACED_VALUE_TRANSITION",
+                                                 "TRACED_EVENT",  "UNKNOWN"};
+
+std::string numbered(const char* what, std::uint64_t number) {
+  return std::string(what) + " " + std::to_string(number);
+}
+
+/// Records of one type stand together, in the order of the types.
+void requireOrder(const ZtbinRecord& record, int lastType) {
+  const int type = static_cast<int>(record.type());
+  if (type < static_cast<int>(kRecordTypes) && type >= lastType) return;
+  throw FormatError(record.offset(kTypeOffset),
+                    "a record type from " + std::to_string(std::max(lastType, 0)) + " to 4",
+                    numbered("type", static_cast<std::uint64_t>(type)));
+}
+
+/// Descriptions count their numbers up without a gap, over all files of the run.
+void requireNext(const ZtbinRecord& record, std::size_t at, std::size_t known, const char* what) {
+  const std::uint16_t number = record.u16(at);
+  if (number == known + 1) return;
+  throw FormatError(record.offset(at), numbered(what, known + 1), std::to_string(number));
+}
+
+}  // namespace
+
+void ZtbinReader::readFile(std::istream& file, const PointSink& sink) {
+  ZtbinRecord record(file);
+  int lastType = 0;
+  bool hasSystem = false;
+  while (record.next()) {
+    requireOrder(record, lastType);
+    const RecordType type = record.type();
+    lastType = static_cast<int>(type);
+    if ((type == RecordType::System) == hasSystem && type != RecordType::String) {
+      throw FormatError(record.offset(), "exactly one system record before records of other types",
+                        hasSystem ? "a second one" : numbered("type", static_cast<unsigned>(type)));
+    }
+    switch (type) {
+      case RecordType::String:
+        readString(record);
+        break;
+      case RecordType::System:
+        readSystem(record);
+        hasSystem = true;
+        break;
+      case RecordType::Entity:
+        readDescriptor(record);
+        break;
+      case RecordType::Metric:
+        readMetric(record);
+        break;
+      case RecordType::Point:
+        sink(readPoint(record));
+        break;
+    }
+  }
+  if (!hasSystem) throw FormatError(record.offset(), "a system record", "the end of the file");
+}
+
+void ZtbinReader::readString(const ZtbinRecord& record) {
+  namespace field = string_record;
+  if (record.size() < field::kText) record.requireSize(field::kText, "string");
+  const std::size_t length = record.size() - field::kText;
+  requireNext(record, field::kIndex, strings_.size(), "string index");
+  if (record.u8(field::kLowLength) != length % 256) {
+    throw FormatError(record.offset(field::kLowLength),
+                      "the low byte of the length " + std::to_string(length),
+                      std::to_string(record.u8(field::kLowLength)));
+  }
+  if (record.u8(field::kPadding) != 0) {
+    throw FormatError(record.offset(field::kPadding), "the byte 0",
+                      std::to_string(record.u8(field::kPadding)));
+  }
+  strings_.push_back(record.text(field::kText));
+}
+
+void ZtbinReader::readSystem(const ZtbinRecord& record) {
+  namespace field = system_record;
+  record.requireSize(field::kSize, "system");
+  const auto textAt = [&](std::size_t at) { return text(stringAt(record, at)); };
+  system_ = {
+      .startTimestamp = record.u64(field::kStartTimestamp),
+      .stopTimestamp = record.u64(field::kStopTimestamp),
+      .durationSec = record.f32(field::kDuration),
+      .hfmFrequency = record.f32(field::kHfmFrequency),
+      .lfmFrequency = record.f32(field::kLfmFrequency),
+      .cpuFrequency = record.f32(field::kCpuFrequency),
+      .busFrequency = record.f32(field::kBusFrequency),
+      .platformId = record.u32(field::kPlatformId),
+      .platformName = textAt(field::kPlatformName),
+      .cpuName = textAt(field::kCpuName),
+      .cpuNativeName = textAt(field::kCpuNativeName),
+      .pchName = textAt(field::kPchName),
+      .hostName = textAt(field::kHostName),
+      .packages = record.u16(field::kPackages),
+      .modules = record.u16(field::kModules),
+      .cores = record.u16(field::kCores),
+      .threads = record.u16(field::kThreads),
+      .osType = textAt(field::kOsType),
+      .osName = textAt(field::kOsName),
+  };
+  if (record.u16(field::kOsNameAgain) != record.u16(field::kOsName)) {
+    throw FormatError(record.offset(field::kOsNameAgain),
+                      numbered("once more the string index", record.u16(field::kOsName)),
+                      std::to_string(record.u16(field::kOsNameAgain)));
+  }
+}
+
+void ZtbinReader::readDescriptor(const ZtbinRecord& record) {
+  namespace field = entity_record;
+  record.requireSize(field::kSize, "descriptor");
+  requireNext(record, field::kId, descriptors_.size(), "descriptor id");
+  descriptors_.push_back({stringAt(record, field::kText), stringAt(record, field::kName)});
+}
+
+void ZtbinReader::readMetric(const ZtbinRecord& record) {
+  namespace field = metric_record;
+  if (record.size() < field::kFixedSize) record.requireSize(field::kFixedSize, "metric");
+  record.requireSize(field::kFixedSize +
+                         record.u16(field::kCombinations) * field::kCombinationSize +
+                         record.u16(field::kValues) * field::kValueSize,
+                     "metric");
+  Metric metric{.feature = stringAt(record, field::kFeature),
+                .name = stringAt(record, field::kName),
+                .kind = stringAt(record, field::kKind)};
+  if (std::ranges::find(kKinds, text(metric.kind)) == kKinds.end()) {
+    throw FormatError(record.offset(field::kKind), "the index of a metric kind",
+                      "that of \"" + text(metric.kind) + "\"");
+  }
+  readQuantity(record, metric);
+  readTables(record, metric);
+  const std::uint32_t id = record.u32(field::kId);
+  if (!metrics_.emplace(id, std::move(metric)).second) {
+    throw FormatError(record.offset(field::kId), "a new metric id",
+                      std::to_string(id) + ", which is known");
+  }
+}
+
+void ZtbinReader::readQuantity(const ZtbinRecord& record, Metric& metric) const {
+  namespace field = metric_record;
+  const std::uint16_t flag = record.u16(field::kHasQuantity);
+  if (flag > 1) {
+    throw FormatError(record.offset(field::kHasQuantity), "0 or 1", std::to_string(flag));
+  }
+  metric.hasQuantity = flag == 1;
+  for (const std::size_t at : {field::kQuantity, field::kUnits}) {
+    if (metric.hasQuantity) {
+      stringAt(record, at);
+    } else if (record.u16(at) != 0) {
+      throw FormatError(record.offset(at), "0, there being no quantity yet",
+                        std::to_string(record.u16(at)));
+    }
+  }
+  metric.quantity = record.u16(field::kQuantity);
+  metric.units = record.u16(field::kUnits);
+}
+
+void ZtbinReader::readTables(const ZtbinRecord& record, Metric& metric) const {
+  namespace field = metric_record;
+  std::size_t at = field::kFixedSize;
+  for (unsigned n = record.u16(field::kCombinations); n > 0; --n) {
+    const Combination combination{record.u16(at), record.u16(at + 2)};
+    if (combination.entity != 0) stringAt(record, at);
+    if (combination.descriptor != 0) requireDescriptor(record, at + 2, combination.descriptor);
+    metric.combinations.push_back(combination);
+    at += field::kCombinationSize;
+  }
+  for (unsigned n = record.u16(field::kValues); n > 0; --n) {
+    metric.values.push_back(stringAt(record, at));
+    at += field::kValueSize;
+  }
+}
+
+Point ZtbinReader::readPoint(const ZtbinRecord& record) const {
+  namespace field = point_record;
+  record.requireSize(field::kSize, "point");
+  const Point point{.timestamp = record.u64(field::kTimestamp),
+                    .duration = record.f32(field::kDuration),
+                    .metric = record.u32(field::kMetric),
+                    .key = stringAt(record, field::kKey),
+                    .descriptor = record.u16(field::kEntity),
+                    .value = record.f32(field::kValue)};
+  // Durations were whole numbers of 64 bits before they became reals.
+  constexpr float kLongest = 18446744073709551616.0F;
+  if (!(point.duration >= 0.0F && point.duration <= kLongest) ||
+      std::trunc(point.duration) != point.duration) {
+    throw FormatError(record.offset(field::kDuration), "a whole duration",
+                      std::to_string(point.duration));
+  }
+  if (!metrics_.contains(point.metric)) {
+    throw FormatError(record.offset(field::kMetric), "the id of a known metric",
+                      std::to_string(point.metric));
+  }
+  requireDescriptor(record, field::kEntity, point.descriptor);
+  return point;
+}
+
+std::uint16_t ZtbinReader::stringAt(const ZtbinRecord& record, std::size_t at) const {
+  const std::uint16_t index = record.u16(at);
+  if (index != 0 && index <= strings_.size()) return index;
+  throw FormatError(record.offset(at),
+                    "a string index from 1 to " + std::to_string(strings_.size()),
+                    std::to_string(index));
+}
+
+void ZtbinReader::requireDescriptor(const ZtbinRecord& record, std::size_t at,
+                                    std::uint16_t id) const {
+  if (id != 0 && id <= descriptors_.size()) return;
+  throw FormatError(record.offset(at),
+                    "a descriptor id from 1 to " + std::to_string(descriptors_.size()),
+                    std::to_string(id));
+}
+
+}  // namespace ztbin

@@ -1,0 +1,381 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "TestSupport.h"
+#include "hostcommon/Descriptions.h"
+#include "hostcommon/WriterDispatch.h"
+#include "writers/continuous/JSONWriter.h"
+#include "writers/continuous/StateNames.h"
+
+namespace {
+
+using MetricType = pwr::Metric::MetricType;
+
+constexpr unsigned long long kStart = 1000;
+
+const pwr::EntityHandle* entity(const std::string& name,
+                                const pwr::EntityHandle* parent = nullptr) {
+  return pwr::createEntity({.name = name, .parent = parent});
+}
+
+const pwr::DataDescriptor* descriptor(const std::string& name, const char* attribute = nullptr) {
+  static const auto* const latency =
+      pwr::Attribute::create("Latency", nullptr, pwr::AttributeType::String);
+  pwr::DataDescriptorBuilder builder(name, "");
+  if (attribute != nullptr) builder.addAttributeValue(latency, pwr::Data(attribute));
+  return pwr::DataDescriptor::create(builder);
+}
+
+const pwr::DataHandle* state(const std::string& name, const char* attribute = nullptr) {
+  pwr::DataHandleDescription handle{.type = pwr::DataHandleType::State, .name = name};
+  if (attribute != nullptr) {
+    handle.attributes.addAttributeValue(
+        pwr::Attribute::create("Text", nullptr, pwr::AttributeType::String), pwr::Data(attribute));
+  }
+  return pwr::createHandle(std::move(handle));
+}
+
+const pwr::Quantity* energy() {
+  static const auto* const power =
+      pwr::createQuantity({.type = pwr::QuantityType::Power, .name = "Power", .units = "mW"});
+  static const auto* const quantity = pwr::createQuantity({.type = pwr::QuantityType::Energy,
+                                                           .name = "Energy",
+                                                           .units = "mJ",
+                                                           .rate = power,
+                                                           .rateFactor = 0.5});
+  return quantity;
+}
+
+pwr::SystemDescription smallSystem() {
+  pwr::SystemDescription system{.platformId = 7,
+                                .platformName = "Board",
+                                .hostName = "h\"1",
+                                .osName = "Linux",
+                                .osType = "x86_64",
+                                .osVersion = "6.1",
+                                .cpuCodeName = "Code",
+                                .cpuNativeModelName = "Model",
+                                .pchDeviceNames = {"P1", "P2"},
+                                .tscFrequencyMHz = 2.0F,
+                                .cpuFrequencyMHz = 2400.0F,
+                                .hfmFrequencyMHz = 4900.5F,
+                                .lfmFrequencyMHz = 800.0F,
+                                .busFrequencyMHz = 100.0F,
+                                .collectionStartTimestamp = kStart,
+                                .productVersion = "1.0",
+                                .driverVersion = "d2",
+                                .commandLine = "tavrin\trecord"};
+  system.topology.addThread(0, -1, 0, 0);
+  return system;
+}
+
+class JsonWriterTest : public testing::Test {
+ protected:
+  void open(bool continuous, JSONWriter& writer) {
+    EXPECT_EQ(writer.openOutput(folder_.path("run"), continuous), 0);
+    WriterDispatch::write(writer, pwr::SystemMessage(&system_));
+  }
+  void open(bool continuous = false) { open(continuous, writer_); }
+
+  static int send(JSONWriter& writer, const pwr::MetricDescription* metric,
+                  unsigned long long timestamp, std::vector<pwr::DataElement> elements) {
+    pwr::Metric message(metric);
+    message.editData() = {timestamp, std::move(elements)};
+    return WriterDispatch::write(writer, message);
+  }
+  void send(const pwr::MetricDescription* metric, unsigned long long timestamp,
+            std::vector<pwr::DataElement> elements) {
+    EXPECT_EQ(send(writer_, metric, timestamp, std::move(elements)), 0);
+  }
+
+  /// Ends the run and returns the value of the document's member "data".
+  std::string dataOfTrace() {
+    EXPECT_EQ(writer_.closeOutput(), 0);
+    const std::string text = readFile(folder_.path("run.ztjson"));
+    const std::size_t data = text.find("\"data\":");
+    return data == std::string::npos || !text.ends_with("}\n")
+               ? text
+               : text.substr(data + 7, text.size() - data - 9);
+  }
+
+  TempFolder folder_;
+  LogCapture log_;
+  pwr::SystemMetadata system_{smallSystem()};
+  JSONWriter writer_;
+};
+
+TEST_F(JsonWriterTest, AWholeRunIsOneDocument) {
+  open();
+  system_.edit().collectionStopTimestamp = 5000;
+  system_.edit().collectionDurationSec = 0.002;
+  const auto* const cpu = entity("CPU0");
+  const auto* const value = descriptor("Value");
+  const auto* const metric = pwr::createMetric({.name = "Load", .combinations = {{cpu, value}}});
+  send(metric, 1010, {{pwr::Data(3), value, cpu, 10}});
+  EXPECT_EQ(writer_.closeOutput(), 0);
+  EXPECT_EQ(readFile(folder_.path("run.ztjson")),
+            R"({"fileType":"tavrin","version":{"major":1,"minor":0,"rev":0},)"
+            R"("systemMetaData":{"platform":{"Platform ID":7,"Platform Name":"Board",)"
+            R"("CPU Name":"Code","CPU Native Name":"Model","PCH Name":"P1, P2",)"
+            R"("Host Name":"h\"1","Num Packages":1,"Num Modules":0,"Num Cores":1,"Num Threads":1,)"
+            R"("HFM Frequency MHz":4900.5,"LFM Frequency MHz":800.0,"CPU Frequency MHz":2400.0,)"
+            R"("Bus Frequency MHz":100.0},"os":{"OS Name":"Linux","OS Type":"x86_64",)"
+            R"("OS Version":"6.1"},"tavrin":{"Tavrin Version":"1.0","Tavrin Driver Version":"d2",)"
+            R"("Collection Start Timestamp":1000,"Collection Stop Timestamp":5000,)"
+            R"("Collection Duration":0.002,"Collection Command Line":"tavrin\trecord"}},)"
+            R"("data":{"Load":{"metaData":{"type":"SAMPLED_VALUE","altUnits":[]},)"
+            R"("data":{"CPU0":{"name":"CPU0","friendlyName":"CPU0 Load",)"
+            R"("points":[{"x":5,"x1":10,"y":3.0}]}}}}})"
+            "\n");
+}
+
+TEST_F(JsonWriterTest, ARunWithoutMetricsHasNoData) {
+  open();
+  EXPECT_EQ(dataOfTrace(), "{}");
+}
+
+TEST_F(JsonWriterTest, RatesDivideByTheLengthOfThePoint) {
+  open();
+  const auto* const zone = entity("Zone");
+  const auto *const in = descriptor("in"), *const out = descriptor("out");
+  const auto* const metric = pwr::createMetric({.name = "Energy",
+                                                .type = MetricType::SampledDelta,
+                                                .quantity = energy(),
+                                                .combinations = {{zone, in}, {zone, out}}});
+  send(metric, 1000, {{pwr::Data(3), in, zone, 2000000}, {pwr::Data(8U), out, zone, 2000000}});
+  send(metric, 3000, {{pwr::Data(3), in, zone, 1}, {pwr::Data(8U), out, zone, 1}});
+  send(metric, 3000, {{pwr::Data(std::pair(2.5, 9.0)), in, zone, 2}});
+  const auto* const own =
+      pwr::createQuantity({.type = pwr::QuantityType::Rate, .name = "Rate", .units = "/s"});
+  const auto* const rate = pwr::createMetric({.name = "Own", .quantity = own});
+  send(rate, 1002, {{pwr::Data(4.5), in, nullptr, 900}});
+  EXPECT_EQ(dataOfTrace(),
+            R"({"Energy":{"metaData":{"type":"SAMPLED_DELTA","altUnits":[{"name":"Energy",)"
+            R"("unit":"mJ","conversion":1.0,"isCalculatedRate":false},{"name":"Power","unit":"mW",)"
+            R"("conversion":0.5,"isCalculatedRate":true}],"units":"mW"},"data":{"Zone":{)"
+            R"("name":"Zone","friendlyName":"Zone Energy","points":[)"
+            R"({"x":0,"x1":1000000,"y":1.5,"y1":4.0},{"x":1000,"x1":1000,"y":0.0,"y1":0.0},)"
+            R"({"x":1000,"x1":1001,"y":1250000.0}]}}},)"
+            R"("Own":{"metaData":{"type":"SAMPLED_VALUE","altUnits":[{"name":"Rate","unit":"/s",)"
+            R"("conversion":1.0,"isCalculatedRate":true}],"units":"/s"},"data":{"Own":{)"
+            R"("name":"Own","friendlyName":"Own","points":[{"x":1,"x1":1,"y":0.0}]}}}})");
+}
+
+TEST_F(JsonWriterTest, StatesAreNumberedPerGroup) {
+  open();
+  // Descriptors that are states, of two entities of one name, with lists of their own.
+  const auto *const a = entity("CPU0", entity("P0")), *const b = entity("CPU0", entity("P1"));
+  const auto *const ten = descriptor("10"), *const two = descriptor("2");
+  const auto* const active = descriptor("ACTIVE");
+  const auto* const metric = pwr::createMetric(
+      {.name = "Sleep", .type = MetricType::SampledResidency, .quantity = pwr::Quantity::time()});
+  for (const unsigned long long time : {1000ULL, 1004ULL}) {
+    send(metric, time,
+         {{pwr::Data(1), ten, a, 4},
+          {pwr::Data(2), two, a, 4},
+          {pwr::Data(3), two, b, 4},
+          {pwr::Data(4), active, b, 4},
+          {pwr::Data(5), active, b, 6}});
+  }
+  // Values that are states.
+  const auto* const power = descriptor("Power");
+  const auto* const change =
+      pwr::createMetric({.name = "D", .type = MetricType::TracedValueTransition});
+  send(change, 1000, {{pwr::Data(state("x", "D3")), power, nullptr, 20}});
+  send(change, 1020, {{pwr::Data(state("D0")), power, nullptr, 6}});
+  send(change, 1026, {{pwr::Data("D10"), power, nullptr, 2}});
+  const std::string points1 = R"([{"x":0,"x1":2,"y":{"1":1.0,"0":2.0}},)"
+                              R"({"x":2,"x1":4,"y":{"1":1.0,"0":2.0}}]})";
+  const std::string points2 =
+      R"([{"x":0,"x1":2,"y":{"0":3.0,"2":4.0}},{"x":0,"x1":3,"y":{"2":5.0}},)"
+      R"({"x":2,"x1":4,"y":{"0":3.0,"2":4.0}},{"x":2,"x1":5,"y":{"2":5.0}}]})";
+  EXPECT_EQ(
+      dataOfTrace(),
+      R"({"Sleep":{"metaData":{"type":"SAMPLED_RESIDENCY","states":["2","10","ACTIVE"],)"
+      R"("altUnits":[{"name":"Time","unit":"ticks","conversion":1.0,"isCalculatedRate":false}],)"
+      R"("units":"ticks"},"data":{"CPU0":{"name":"CPU0","friendlyName":"CPU0 Sleep","points":)" +
+          points1 + R"(,"P1/CPU0":{"name":"P1/CPU0","friendlyName":"P1/CPU0 Sleep","points":)" +
+          points2 +
+          R"(}},"D":{"metaData":{"type":"TRACED_VALUE_TRANSITION","states":["D0","D10","D3"],)"
+          R"("altUnits":[]},"data":{"D":{"name":"D","friendlyName":"D","points":[)"
+          R"({"x":0,"x1":10,"y":{"2":10.0}},{"x":10,"x1":13,"y":{"0":3.0}},)"
+          R"({"x":13,"x1":14,"y":{"1":1.0}}]}}}})");
+}
+
+TEST_F(JsonWriterTest, ManyDescriptorsBecomeStatesAndNoneOfAFewIsLost) {
+  open();
+  const auto* const cpu = entity("E");
+  const auto *const a = descriptor("a"), *const b = descriptor("b"), *const c = descriptor("c");
+  const std::vector<pwr::DataElement> three = {
+      {pwr::Data(1), a, cpu, 2}, {pwr::Data(2), b, cpu, 2}, {pwr::Data(3), c, cpu, 2}};
+  send(pwr::createMetric(
+           {.name = "Told", .quantity = energy(), .combinations = {{cpu, a}, {cpu, b}, {cpu, c}}}),
+       1000, three);
+  send(pwr::createMetric({.name = "Untold"}), 1000, three);
+  const std::string data = dataOfTrace();
+  EXPECT_NE(data.find(R"("states":["a","b","c"])"), std::string::npos) << data;
+  EXPECT_NE(data.find(R"("units":"mJ"})"), std::string::npos) << data;
+  EXPECT_NE(data.find(R"([{"x":0,"x1":1,"y":{"0":1.0,"1":2.0,"2":3.0}}])"), std::string::npos);
+  EXPECT_NE(data.find(R"([{"x":0,"x1":1,"y":1.0,"y1":2.0},{"x":0,"x1":1,"y":3.0}])"),
+            std::string::npos)
+      << data;
+}
+
+TEST(StateNames, SortNumbersBeforeTheRest) {
+  const struct {
+    std::vector<std::string> names, sorted;
+  } cases[] = {
+      {{"10", "2", "ACTIVE"}, {"2", "10", "ACTIVE"}},
+      {{"C6", "C10", "C1", "C1E"}, {"C1", "C10", "C1E", "C6"}},
+      {{"b", "", "-1", "ab", "a", "7"}, {"-1", "", "7", "a", "ab", "b"}},
+      {{"+3", " 2", "1x", "x1", " "}, {" 2", "+3", " ", "1x", "x1"}},
+      {{"\xC3\xA4", "z", "1"}, {"1", "z", "\xC3\xA4"}},
+      {{"1", "01", "99999999999999999999"}, {"01", "1", "99999999999999999999"}},
+      {{}, {}},
+  };
+  for (const auto& [names, sorted] : cases) {
+    std::vector<std::string> result = names;
+    sortStateNames(result);
+    EXPECT_EQ(result, sorted);
+  }
+}
+
+TEST_F(JsonWriterTest, WritesNumbersAndTextsInTheirForms) {
+  open();
+  const std::pair<pwr::Data, const char*> cases[] = {{pwr::Data(3), "3.0"},
+                                                     {pwr::Data(0.1), "0.1"},
+                                                     {pwr::Data(-0.0), "-0.0"},
+                                                     {pwr::Data(1e21), "1e21"},
+                                                     {pwr::Data(1e20), "100000000000000000000.0"},
+                                                     {pwr::Data(1e-7), "1e-7"},
+                                                     {pwr::Data(1.5e-300), "1.5e-300"},
+                                                     {pwr::Data(std::pair(-7LL, 9LL)), "-7.0"},
+                                                     {pwr::Data(std::pair(7ULL, 9ULL)), "7.0"}};
+  const auto* const odd = entity("a/\"\\\x01\n\xC3\xA4");
+  const auto* const value = descriptor("v");
+  const auto* const metric = pwr::createMetric({.name = "M"});
+  std::string points;
+  for (const auto& [data, text] : cases) {
+    send(metric, kStart, {{data, value, odd, 0}});
+    points += std::string(points.empty() ? "" : ",") + R"({"x":0,"x1":0,"y":)" + text + "}";
+  }
+  const std::string text = R"("a/\"\\\u0001\n)"
+                           "\xC3\xA4\"";
+  const std::string data = dataOfTrace();
+  EXPECT_NE(data.find("\"points\":[" + points + "]"), std::string::npos) << data;
+  EXPECT_NE(data.find("\"data\":{" + text + ":{\"name\":" + text), std::string::npos) << data;
+}
+
+TEST_F(JsonWriterTest, TimesAreOfSinglePrecision) {
+  system_.edit().tscFrequencyMHz = 3.0F;
+  open();
+  const auto* const value = descriptor("v");
+  const auto* const metric = pwr::createMetric({.name = "M"});
+  // Floats near 3e9 are 256 apart, their thirds 64: samples fall together or drift apart.
+  for (const unsigned long long ticks : {3000000001ULL, 3000000060ULL, 3000000300ULL}) {
+    send(metric, kStart + ticks, {{pwr::Data(1), value, nullptr, 100}});
+  }
+  send(metric, kStart - 1, {{pwr::Data(1), value, nullptr, 30}});
+  const std::string data = dataOfTrace();
+  EXPECT_NE(data.find(R"([{"x":1000000000,"x1":1000000033,"y":1.0},)"
+                      R"({"x":1000000000,"x1":1000000033,"y":1.0},)"
+                      R"({"x":1000000128,"x1":1000000161,"y":1.0},)"
+                      R"({"x":0,"x1":10,"y":1.0}])"),
+            std::string::npos)
+      << data;
+}
+
+TEST_F(JsonWriterTest, LeavesOutWhatItCannotDescribe) {
+  const auto* const value = descriptor("v");
+  const auto* const metric = pwr::createMetric({.name = "M"});
+  const std::vector<pwr::DataElement> elements = {
+      {pwr::Data(1), nullptr, nullptr, 2},
+      {pwr::Data(), value, nullptr, 2},
+      {pwr::Data(pwr::createHandle({})), value, nullptr, 2},
+      {pwr::Data(4), value, nullptr, 2}};
+  const std::string noValue = "WARNING: Unable to retrieve a data value of M\n";
+  open();
+  send(metric, kStart, elements);
+  EXPECT_EQ(log_.all(), "WARNING: Unable to retrieve data descriptor\n" + noValue + noValue);
+  EXPECT_NE(dataOfTrace().find(R"("points":[{"x":0,"x1":1,"y":4.0}])"), std::string::npos);
+
+  log_.clear();
+  JSONWriter writer;
+  open(true, writer);
+  send(writer, metric, kStart, elements);
+  EXPECT_EQ(log_.all(), "WARNING: Continuous writer plugin failed to retrieve descriptor\n" +
+                            noValue + noValue + "WARNING: no quantity so no units for M?!\n");
+  EXPECT_TRUE(writer.flushContinuousResults(system_));
+  const std::string text = readFile(folder_.path("run_0.ztjson"));
+  EXPECT_NE(text.find(R"("ID":)" + std::to_string(metric->id) + R"(,"Name":"M","Type":)"),
+            std::string::npos)
+      << text;
+}
+
+TEST_F(JsonWriterTest, ContinuousFilesAreNumberedAndCarryWhatIsNew) {
+  open(true);
+  JSONWriter second;
+  open(true, second);
+  const auto* const cpu = entity("CPU0");
+  const auto *const c1 = descriptor("C1", "33 us"), *const c6 = descriptor("C6");
+  const auto* const metric = pwr::createMetric({.name = "Sleep",
+                                                .featureTag = "cstate",
+                                                .type = MetricType::SampledResidency,
+                                                .quantity = pwr::Quantity::time(),
+                                                .combinations = {{cpu, c1}, {nullptr, c6}},
+                                                .finiteSet = {pwr::Data("on"), pwr::Data(0.5)}});
+  const std::string id = std::to_string(metric->id);
+  send(metric, 1000, {{pwr::Data(7), c1, cpu, 3}});
+  EXPECT_EQ(send(second, metric, 2000, {{pwr::Data(state("S")), c6, nullptr, 5}}), 0);
+  // A file that cannot be completed leaves nothing behind, and its points to the next.
+  std::filesystem::create_symlink("/dev/full", folder_.path("run_0.ztjson"));
+  EXPECT_FALSE(second.flushContinuousResults(system_));
+  EXPECT_EQ(second.closeOutput(), 1);
+  EXPECT_FALSE(std::filesystem::exists(folder_.path("run_0.ztjson")));
+  system_.edit().collectionDurationSec = 1234567.5;
+  EXPECT_TRUE(writer_.flushContinuousResults(system_));
+  const std::string head =
+      R"({"Metadata":[{"FeatureName":"SystemMetadata","Name":"SystemMetadata","ID":-1,)"
+      R"("Platform":{"Platform ID":"7","Plaform Name":"Board","CPU Name":"Code",)"
+      R"("CPU Native Name":"Model","PCH Name":"P1, P2","Host Name":"h\"1","Num Packages":"1",)"
+      R"("Num Modules":"0","Num Cores":"1","Num Threads":"1","HFM Frequency MHz":"4900.5",)"
+      R"("LFM Frequency MHz":"800","CPU Frequency MHz":"2400","Bus Frequency MHz":"100"},)"
+      R"("OS":{"OS Name":"Linux","OS Type":"x86_64","OS Version":"6.1"},)"
+      R"("Tavrin":{"Collection Start Timestamp":"1000","Collection Stop Timestamp":"0",)"
+      R"("Collection Duration":"1.23457e+06"}},{"FeatureName":"cstate","Name":"Sleep","ID":)" +
+      id +
+      R"(,"Name":"Sleep","Units":"ticks","Quantity":"Time","Type":"SAMPLED_RESIDENCY",)"
+      R"("States":["on","0.50"],"Entity-Descriptor-Combinations":[)"
+      R"({"Entity":"CPU0","Descriptor":"C1","eValue":"33 us"},)"
+      R"({"Entity":"","Descriptor":"C6","eValue":""}]}],"Data":[)";
+  EXPECT_EQ(readFile(folder_.path("run_1.ztjson")),
+            head + R"({"ID":)" + id + R"(,"Entity":"CPU0","Descriptor":"C1","Timestamp":1000,)" +
+                R"("Duration":1.5,"Value":7.0},{"ID":)" + id +
+                R"(,"Entity":"","Descriptor":"C6",)" +
+                R"("Timestamp":2000,"Duration":2.5,"Value":2.5}]})");
+  EXPECT_TRUE(second.flushContinuousResults(system_));
+  EXPECT_EQ(readFile(folder_.path("run_2.ztjson")), head + "]}");
+  EXPECT_EQ(writer_.closeOutput(), 0);
+  EXPECT_EQ(second.closeOutput(), 0);
+  EXPECT_FALSE(std::filesystem::exists(folder_.path("run.ztjson")));
+  EXPECT_EQ(log_.all(), "");
+}
+
+TEST_F(JsonWriterTest, ATraceThatCannotBeWrittenIsReportedByTheCloseOnly) {
+  for (const char* target : {"/dev/full", "/nowhere/at/all"}) {
+    std::filesystem::create_symlink(target, folder_.path("run.ztjson"));
+    JSONWriter writer;
+    open(false, writer);
+    EXPECT_FALSE(writer.flushContinuousResults(system_));
+    EXPECT_EQ(writer.closeOutput(), 1);
+    std::filesystem::remove(folder_.path("run.ztjson"));
+  }
+  EXPECT_EQ(log_.all(), "");
+}
+
+}  // namespace

@@ -1,0 +1,235 @@
+// The readers of the continuous formats: what they reject and where they say so, and that both
+// formats of one recorded stream hold the same points.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <random>
+#include <sstream>
+
+#include "TestSupport.h"
+#include "readers/ZtbinReader.h"
+#include "readers/ZtjsonReader.h"
+#include "tavrin/Session.h"
+#include "tavrin/stream/StreamReader.h"
+#include "writers/continuous/BinaryWriter.h"
+#include "writers/continuous/JSONWriter.h"
+
+namespace {
+
+/// What the files of one run say, as text; the fault that ended them comes last.
+std::string readRun(const std::vector<std::string>& files) {
+  std::ostringstream text;
+  ztbin::ZtbinReader reader;
+  try {
+    for (const std::string& bytes : files) {
+      std::istringstream file(bytes);
+      reader.readFile(file, [&](const ztbin::Point& point) {
+        text << point.timestamp << ' ' << point.duration << ' '
+             << reader.text(reader.metrics().at(point.metric).name) << ' ' << reader.text(point.key)
+             << ' ' << reader.text(reader.descriptor(point.descriptor).name) << ' ' << point.value
+             << '\n';
+      });
+    }
+  } catch (const FormatError& fault) {
+    text << fault.what();
+  }
+  return text.str();
+}
+
+class ReaderTest : public testing::Test {
+ protected:
+  /// Replays a recorded stream into both writers.
+  void replay(const std::string& stream, const std::string& name, bool continuous) {
+    BinaryWriter binary;
+    JSONWriter json;
+    tavrin::Session session({&json, &binary}, nullptr);
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(
+        std::fopen((std::string(PW_TEST_DATA "/") + stream).c_str(), "rb"), std::fclose);
+    ASSERT_NE(file, nullptr);
+    tavrin::StreamReader reader(file.get(), stream, session);
+    session.open(folder_.path(name), continuous);
+    std::string error;
+    ASSERT_EQ(reader.replay(error), 0) << error;
+    if (continuous) session.flush();
+    ASSERT_TRUE(session.finish().empty());
+  }
+  /// One of the files of a run.
+  std::string recorded() {
+    replay("recorded.jsonl", "run", false);
+    return readFile(folder_.path("run.ztbin"));
+  }
+
+  TempFolder folder_;
+  LogCapture log_;
+};
+
+TEST_F(ReaderTest, FilesOfARunAreReadInOrder) {
+  replay("stream-all-kinds.jsonl", "run", true);
+  const std::string first = readFile(folder_.path("run_0.ztbin"));
+  const std::string second = readFile(folder_.path("run_1.ztbin"));
+  EXPECT_EQ(readRun({first, second}).rfind("offset"), std::string::npos);
+  EXPECT_EQ(readRun({second, first}).substr(0, 43), "offset 43: expected a string index from 1 t");
+  EXPECT_EQ(readRun({""}), "offset 0: expected a system record, found the end of the file");
+}
+
+TEST_F(ReaderTest, FaultsNameTheirPlace) {
+  const std::string sound =
+      std::string("\4\0\0\1\0\0\0", 7) + std::string("\x0B\0\0\2\0\7\0UNKNOWN", 14) +  // 7
+      std::string("\x40\0\1", 3) + std::string(40, '\0') +                             // 21
+      std::string("\1\0\1\0\1\0\1\0\1\0\0\0\0\0\0\0\0\0\1\0\1\0\1\0", 24) +
+      std::string("\6\0\2\1\0\1\0\1\0", 9) +                                 // 88
+      std::string("\x1A\0\3\5\0\0\0\1\0\1\0\2\0\0\0\0\0\0\0\1\0\1\0", 23) +  // 97
+      std::string("\1\0\1\0\2\0", 6) +                                       // 120
+      std::string("\x18\0\4\7\0\0\0\0\0\0\0\0\0\0\0\5\0\0\0\1\0\1\0\0\0\x80\x3F", 27);
+  ASSERT_EQ(readRun({sound}), "7 0    1\n");
+  const struct {
+    std::size_t at;
+    char byte;
+    const char* fault;
+  } cases[] = {
+      {0, 5, "offset 5: expected the low byte of the length 1, found 0"},
+      {2, 5, "offset 2: expected a record type from 0 to 4, found type 5"},
+      {3, 2, "offset 3: expected string index 1, found 2"},
+      {6, 1, "offset 6: expected the byte 0, found 1"},
+      {7, 2, "offset 7: expected size 4 for a string record, found size 2"},
+      {23, 2,
+       "offset 21: expected exactly one system record before records of other types, found type 2"},
+      {21, 63, "offset 21: expected size 64 for a system record, found size 63"},
+      {64, 3, "offset 64: expected a string index from 1 to 2, found 3"},
+      {86, 2, "offset 86: expected once more the string index 1, found 2"},
+      {90, 1,
+       "offset 88: expected exactly one system record before records of other types, found a "
+       "second one"},
+      {90, 0, "offset 90: expected a record type from 1 to 4, found type 0"},
+      {91, 2, "offset 91: expected descriptor id 1, found 2"},
+      {108, 1, "offset 108: expected the index of a metric kind, found that of \"\""},
+      {110, 1, "offset 110: expected 0, there being no quantity yet, found 1"},
+      {114, 2, "offset 114: expected 0 or 1, found 2"},
+      {114, 1, "offset 110: expected a string index from 1 to 2, found 0"},
+      {116, 2, "offset 97: expected size 30 for a metric record, found size 26"},
+      {122, 2, "offset 122: expected a descriptor id from 1 to 1, found 2"},
+      {124, 0, "offset 124: expected a string index from 1 to 2, found 0"},
+      {126, 23, "offset 126: expected size 24 for a point record, found size 23"},
+      {140, '\x3F', "offset 137: expected a whole duration, found 0.500000"},
+      {141, 6, "offset 141: expected the id of a known metric, found 6"},
+      {145, 0, "offset 145: expected a string index from 1 to 2, found 0"},
+      {147, 0, "offset 147: expected a descriptor id from 1 to 1, found 0"},
+  };
+  for (const auto& [at, byte, fault] : cases) {
+    std::string faulty = sound;
+    faulty[at] = byte;
+    EXPECT_EQ(readRun({faulty}), fault);
+  }
+  EXPECT_EQ(readRun({sound, sound.substr(21, 67) + sound.substr(97)}),
+            "7 0    1\noffset 70: expected a new metric id, found 5, which is known");
+}
+
+TEST_F(ReaderTest, NothingCrashesIt) {
+  const std::string sound = recorded();
+  const std::string whole = readRun({sound});
+  ASSERT_EQ(std::ranges::count(whole, '\n'), 162);
+  for (std::size_t size = 0; size < sound.size(); ++size) {
+    const std::string text = readRun({sound.substr(0, size)});
+    // A file that ends between two points is one of fewer points.
+    const std::size_t fault = text.rfind("offset ");
+    EXPECT_TRUE(fault != std::string::npos || whole.starts_with(text)) << size;
+    EXPECT_LE(fault == std::string::npos ? 0 : std::stoul(text.substr(fault + 7)), size);
+  }
+  std::mt19937 random(20240501);  // NOLINT: the same faults every time
+  int rejected = 0;
+  for (int n = 0; n < 4000; ++n) {
+    std::string faulty = sound;
+    for (auto faults = random() % 3 + 1; faults > 0; --faults) {
+      faulty[random() % faulty.size()] = static_cast<char>(random());
+    }
+    rejected += readRun({faulty}).rfind("offset ") != std::string::npos ? 1 : 0;
+  }
+  EXPECT_GT(rejected, 1000) << "half of the file is numbers, of which every one is as good";
+}
+
+TEST_F(ReaderTest, FaultyTracesAreRejected) {
+  const std::string head =
+      R"({"fileType":"tavrin","version":{"major":1},"systemMetaData":{},"data":{"M":)"
+      R"({"metaData":{"type":"UNKNOWN","altUnits":[],"states":["A"]},"data":{"C":)"
+      R"({"name":"C","friendlyName":"C","points":[{"x":5,"x1":)";
+  const std::pair<std::string, const char*> cases[] = {
+      {head + R"(6,"y":{"0":1.5}}]}}}}})", ""},
+      {head + R"(4,"y":{"0":1.5}}]}}}}})",
+       "/data/M/data/C/points/0/x1: expected an end that is not before the start, found 4"},
+      {head + R"(6,"y":{"1":1.5}}]}}}}})",
+       "/data/M/data/C/points/0/y/1: expected an index of \"states\" as key, found the number "
+       "1.500000"},
+      {head + R"(6,"y":{"0":}}]}}}}})",
+       "offset 211: expected a JSON document, found a fault: Invalid value."},
+      {head + R"(6,"y":"a"}]}}}}})", "/data/M/data/C/points/0/y: expected a number, found \"a\""},
+      {R"({"fileType":"other"})", "/fileType: expected \"tavrin\", found \"other\""},
+      {R"({"Metadata":[],"Data":[{"ID":1}]})",
+       "/Data/0/ID: expected the ID of a metric in \"Metadata\", found 1"},
+      {"[]", "/: expected an object, found an array of 0 elements"},
+      {std::string(100000, '['),
+       "offset 100000: expected a JSON document, found a fault: Invalid value."},
+  };
+  for (const auto& [document, fault] : cases) {
+    std::istringstream file(document);
+    std::string found;
+    try {
+      ztjson::ZtjsonReader(file).readPoints([](const ztjson::Point&) {});
+    } catch (const FormatError& error) {
+      found = error.what();
+    }
+    EXPECT_EQ(found, fault);
+  }
+}
+
+/// A point as both formats can tell it.
+struct CommonPoint {
+  std::string metric, entity, descriptor;
+  std::uint64_t time;
+  float duration, value;
+  bool operator==(const CommonPoint&) const = default;
+};
+
+std::vector<CommonPoint> binaryPoints(const std::string& bytes) {
+  std::vector<CommonPoint> points;
+  ztbin::ZtbinReader reader;
+  std::istringstream file(bytes);
+  reader.readFile(file, [&](const ztbin::Point& point) {
+    const std::string& metric = reader.text(reader.metrics().at(point.metric).name);
+    const std::string& key = reader.text(point.key);
+    const std::string entity = key == metric ? "" : key.substr(key.rfind('/') + 1);
+    EXPECT_TRUE(key.starts_with(metric));
+    points.push_back({metric, entity, reader.text(reader.descriptor(point.descriptor).name),
+                      point.timestamp, point.duration, point.value});
+  });
+  return points;
+}
+
+std::vector<CommonPoint> jsonPoints(const std::string& document) {
+  std::vector<CommonPoint> points;
+  std::istringstream file(document);
+  const ztjson::ZtjsonReader reader(file);
+  reader.readPoints([&](const ztjson::Point& point) {
+    const auto& [descriptor, value] = point.values.at(0);
+    points.push_back({reader.metrics()[point.metric].name, std::string(point.series),
+                      std::string(descriptor), point.start,
+                      static_cast<float>(std::trunc(point.duration)), static_cast<float>(value)});
+  });
+  return points;
+}
+
+TEST_F(ReaderTest, BothFormatsHoldTheSamePoints) {
+  int run = 0;
+  for (const auto& [stream, count] :
+       {std::pair{"recorded.jsonl", 162U}, {"stream-all-kinds.jsonl", 4U}}) {
+    replay(stream, "run", true);
+    const std::string name = folder_.path("run_" + std::to_string(run++));
+    const std::vector<CommonPoint> points = jsonPoints(readFile(name + ".ztjson"));
+    EXPECT_EQ(points.size(), count);
+    EXPECT_EQ(points, binaryPoints(readFile(name + ".ztbin")));
+  }
+}
+
+}  // namespace

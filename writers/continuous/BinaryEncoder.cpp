@@ -1,0 +1,340 @@
+#include "writers/continuous/BinaryEncoder.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "hostcommon/Platform.h"
+#include "writers/LittleEndian.h"
+#include "writers/MetricKindText.h"
+#include "writers/continuous/ContinuousClock.h"
+#include "writers/continuous/DescriptorText.h"
+#include "writers/host/HostFunctions.h"
+#include "writers/host/PluginEnvironment.h"
+#include "writers/host/Quantity.h"
+
+namespace {
+
+using ztbin::RecordType;
+
+const WriterLog kIterLog("iter");
+const WriterLog kPlainLog("");
+const pwr::SystemMetadata kUnknownSystem;
+
+/// Shared by all encoders of the process.
+int g_fileNumber = 0;
+
+void putHeader(std::byte* record, std::size_t recordSize, RecordType type) {
+  putLittleEndian(record, static_cast<std::uint16_t>(recordSize - ztbin::kHeaderSize));
+  record[ztbin::kTypeOffset] = static_cast<std::byte>(type);
+}
+
+std::string nameOf(const pwr::EntityHandle* entity) {
+  return entity == nullptr ? std::string() : entity->getQualifiedName();
+}
+
+/// The text by which a reader tells the series of one descriptor apart.
+std::string keyText(const pwr::Metric& metric, const pwr::EntityHandle* entity) {
+  return entity == nullptr ? metric.getName() : metric.getName() + "/" + nameOf(entity);
+}
+
+/// Without the fraction; what is too large for the type becomes its largest value.
+std::uint64_t truncated(double value) {
+  constexpr double kLimit = 18446744073709551616.0;
+  return value >= kLimit ? UINT64_MAX : static_cast<std::uint64_t>(value);
+}
+
+}  // namespace
+
+BinaryEncoder::BinaryEncoder(std::string baseName)
+    : baseName_(std::move(baseName)), system_(&kUnknownSystem) {}
+
+void BinaryEncoder::setSystem(const pwr::SystemMetadata* metadata) {
+  system_ = metadata;
+  // In single precision: readers see the durations that this gives.
+  tickPeriod_ = ContinuousClock(0, metadata->getTscFrequencyMHz()).period();
+  duration_ = {};
+}
+
+// After the last index the numbers begin again, which readers cannot make sense of.
+std::uint16_t BinaryEncoder::IndexCounter::next_i() {
+  if (last == ztbin::kLastIndex && !warned) {
+    warned = true;
+    PW_LOG(kPlainLog, PW_LOG_WARNING,
+           "WARNING: Binary writer plugin has no %s index left after 65535; indices begin again "
+           "and the output is no longer sound\n",
+           what);
+  }
+  return ++last;
+}
+
+std::uint16_t BinaryEncoder::getStringStoreIndex_i(const std::string& text) {
+  namespace record = ztbin::string_record;
+  std::uint16_t& index = strings_[text];
+  PW_LOG(kIterLog, PW_LOG_INFO, "INFO: getStringStoreIndex_i has name = %s, val = %u\n",
+         text.c_str(), index);
+  if (index != 0) return index;
+  index = stringCounter_.next_i();
+  // A longer text does not fit into a record.
+  const std::size_t length = std::min(text.size(), record::kMaxLength);
+  const std::size_t size = record::kText + length;
+  std::byte* const place = buffer_i(RecordType::String).append(size);
+  putHeader(place, size, RecordType::String);
+  putLittleEndian(place + record::kIndex, index);
+  // Of the length only the low byte is written; the whole follows from the size of the record.
+  place[record::kLowLength] = static_cast<std::byte>(length & 0xFFU);
+  place[record::kPadding] = std::byte{0};
+  std::memcpy(place + record::kText, text.data(), length);
+  return index;
+}
+
+std::uint16_t BinaryEncoder::getEntityId_i(const pwr::DataDescriptor* descriptor) {
+  namespace record = ztbin::entity_record;
+  if (descriptor == nullptr) return 0;
+  std::uint16_t& id = entities_[descriptor];
+  if (id != 0) return id;
+  id = entityCounter_.next_i();
+  const std::uint16_t text = getStringStoreIndex_i(descriptorText(*descriptor));
+  const std::uint16_t name = getStringStoreIndex_i(descriptor->getName());
+  std::byte* const place = buffer_i(RecordType::Entity).append(record::kSize);
+  putHeader(place, record::kSize, RecordType::Entity);
+  putLittleEndian(place + record::kId, id);
+  putLittleEndian(place + record::kText, text);
+  putLittleEndian(place + record::kName, name);
+  return id;
+}
+
+BinaryEncoder::MetricState& BinaryEncoder::stateOf_i(const pwr::Metric& metric) {
+  // Often one metric comes several times in a row.
+  if (metric.getDescription() == lastDescription_) return *lastState_;
+  const auto [place, isNew] = metrics_.try_emplace(metric.getId());
+  MetricState& state = place->second;
+  if (isNew) {
+    const pwr::Quantity* const quantity = metric.getQuantity();
+    state.id = metric.getId();
+    state.isRate = quantity != nullptr && quantity->toQuantity() == pwr::QuantityType::Rate;
+  }
+  lastDescription_ = metric.getDescription();
+  lastState_ = &state;
+  return state;
+}
+
+void BinaryEncoder::encode(const pwr::Metric& metric) {
+  MetricState& state = stateOf_i(metric);
+  const bool logs = kBinaryLog.shows(PW_LOG_INFO);
+  std::uint32_t count = 0;
+  for (const pwr::DataElement& element : metric.getData().elements) {
+    if (element.getDescriptor() == nullptr) {
+      PW_LOG(kBinaryLog, PW_LOG_WARNING,
+             "WARNING: Binary writer plugin failed to retrieve descriptor\n");
+      continue;
+    }
+    const Series& series = state.series.find(element.getEntity(), element.getDescriptor(),
+                                             [&] { return makeSeries_i(metric, state, element); });
+    value_.read(*element.getValue());
+    if (value_.kind() == ElementValue::Kind::None) {
+      PW_LOG(kBinaryLog, PW_LOG_WARNING,
+             "WARNING: Binary writer plugin failed to convert a value of metric %s\n",
+             metric.getName().c_str());
+      continue;
+    }
+    const double duration = durationOf_i(element, state.isRate);
+    // Of a state the stream keeps the time spent in it.
+    const double value = value_.isState() ? duration : value_.number();
+    if (logs) logPoint_i(metric, element, value);
+    points_.add(static_cast<float>(duration), series.key, series.descriptorId,
+                static_cast<float>(value));
+    ++count;
+  }
+  if (count > 0) points_.endSample(metric.getData().timestamp, state.id, count);
+}
+
+BinaryEncoder::Series BinaryEncoder::makeSeries_i(const pwr::Metric& metric, MetricState& state,
+                                                  const pwr::DataElement& element) {
+  Series series;
+  series.descriptorId = getEntityId_i(element.getDescriptor());
+  if (!state.described) describe_i(metric);
+  state.described = true;
+  series.key = getStringStoreIndex_i(keyText(metric, element.getEntity()));
+  return series;
+}
+
+void BinaryEncoder::describe_i(const pwr::Metric& metric) {
+  namespace record = ztbin::metric_record;
+  PW_LOG(kBinaryLog, PW_LOG_INFO,
+         "INFO: metric container with name %s and id %u does NOT have metadata sent yet\n",
+         metric.getName().c_str(), metric.getId());
+  std::byte* const body = metricTemplate_.data();
+  const auto putText = [&](std::size_t offset, const std::string& text) {
+    putLittleEndian(body + offset, getStringStoreIndex_i(text));
+  };
+  putLittleEndian(body + record::kId, std::uint32_t{metric.getId()});
+  putText(record::kFeature, metric.getFeatureSwitchTag());
+  putText(record::kName, metric.getName());
+  putText(record::kKind, metricKindText(metric.getMetricType()));
+  if (const pwr::Quantity* const quantity = metric.getQuantity(); quantity != nullptr) {
+    putText(record::kQuantity, quantity->toQuantityString());
+    putText(record::kUnits, quantity->toUnitsString());
+    putLittleEndian(body + record::kHasQuantity, std::uint16_t{1});
+  }
+  const Tables tables = storeTables_i(metric);
+  putLittleEndian(body + record::kCombinations,
+                  static_cast<std::uint16_t>(tables.combinations.size()));
+  putLittleEndian(body + record::kValues, static_cast<std::uint16_t>(tables.values.size()));
+  const std::size_t size = record::kFixedSize +
+                           tables.combinations.size() * record::kCombinationSize +
+                           tables.values.size() * record::kValueSize;
+  putHeader(body, size, RecordType::Metric);
+
+  std::byte* place = buffer_i(RecordType::Metric).append(size);
+  place = std::ranges::copy(metricTemplate_, place).out;
+  for (const std::uint32_t combination : tables.combinations) {
+    putLittleEndian(place, combination);
+    place += record::kCombinationSize;
+  }
+  for (const std::uint16_t value : tables.values) {
+    putLittleEndian(place, value);
+    place += record::kValueSize;
+  }
+}
+
+BinaryEncoder::Tables BinaryEncoder::storeTables_i(const pwr::Metric& metric) {
+  namespace record = ztbin::metric_record;
+  const auto& combinations = metric.getEntityDescriptorCombinations();
+  const auto& values = metric.getFiniteSetValues();
+  const std::size_t combinationCount =
+      std::min(combinations.size(), record::kMaxTables / record::kCombinationSize);
+  const std::size_t valueCount =
+      std::min(values.size(), (record::kMaxTables - combinationCount * record::kCombinationSize) /
+                                  record::kValueSize);
+  if (combinationCount < combinations.size() || valueCount < values.size()) {
+    PW_LOG(kPlainLog, PW_LOG_WARNING,
+           "WARNING: Binary writer plugin cannot describe all series and values of metric %s\n",
+           metric.getName().c_str());
+  }
+  Tables tables;
+  for (std::size_t i = 0; i < combinationCount; ++i) {
+    const auto& [entity, descriptor] = combinations[i];
+    const std::uint32_t name =
+        entity == nullptr ? 0U : getStringStoreIndex_i(entity->getQualifiedName());
+    tables.combinations.push_back(name | std::uint32_t{getEntityId_i(descriptor)} << 16U);
+  }
+  for (std::size_t i = 0; i < valueCount; ++i) {
+    std::string text;
+    values[i].toFormattedString(text);
+    tables.values.push_back(getStringStoreIndex_i(text));
+  }
+  return tables;
+}
+
+/// In microseconds. The elements of a sample most often last equally long.
+double BinaryEncoder::durationOf_i(const pwr::DataElement& element, bool isRate) {
+  const unsigned long long ticks = element.getDuration();
+  if (ticks != duration_.ticks || isRate != duration_.isRate) {
+    const std::uint64_t whole =
+        isRate ? ticks : truncated(static_cast<double>(ticks) * tickPeriod_);
+    duration_ = {ticks, isRate, static_cast<double>(whole)};
+  }
+  return duration_.converted;
+}
+
+void BinaryEncoder::logPoint_i(const pwr::Metric& metric, const pwr::DataElement& element,
+                               double value) const {
+  const std::string key = keyText(metric, element.getEntity());
+  kBinaryLog.write(PW_LOG_INFO,
+                   "INFO: key = %s, name = %s, state = %s, hasStates = %s, Value = %.2f\n",
+                   key.c_str(), element.getDescriptor()->getName().c_str(),
+                   value_.isState() ? value_.stateName().c_str() : "N/A",
+                   value_.isState() ? "TRUE" : "FALSE", value);
+}
+
+void BinaryEncoder::buildSystemRecord_i(const pwr::SystemMetadata& metadata) {
+  namespace record = ztbin::system_record;
+  RecordBlocks& buffer = buffer_i(RecordType::System);
+  buffer.clear();  // of a file that failed
+  std::byte* const place = buffer.append(record::kSize);
+  putHeader(place, record::kSize, RecordType::System);
+  putLittleEndian(place + record::kStartTimestamp,
+                  std::uint64_t{metadata.getCollectionStartTimestamp()});
+  putLittleEndian(place + record::kStopTimestamp,
+                  std::uint64_t{metadata.getCollectionStopTimestamp()});
+  putLittleEndian(place + record::kDuration,
+                  static_cast<float>(metadata.getCollectionDurationSec()));
+  putLittleEndian(place + record::kHfmFrequency, metadata.getHFMFrequencyMHz());
+  putLittleEndian(place + record::kLfmFrequency, metadata.getLFMFrequencyMHz());
+  putLittleEndian(place + record::kCpuFrequency, metadata.getCPUFrequencyMHz());
+  putLittleEndian(place + record::kBusFrequency, metadata.getBusFrequencyMHz());
+  putLittleEndian(place + record::kPlatformId, std::uint32_t{metadata.getPlatformId()});
+
+  const auto putText = [&](std::size_t offset, const std::string& text) {
+    putLittleEndian(place + offset, getStringStoreIndex_i(text));
+  };
+  putText(record::kPlatformName, metadata.getPlatformName());
+  putText(record::kCpuName, metadata.getFormattedCPUCodeName());
+  putText(record::kCpuNativeName, metadata.getCPUNativeModelName(0));
+  putText(record::kPchName, metadata.getFormattedPCHDeviceNamesStr(", "));
+  putText(record::kHostName, metadata.getHostName());
+  putText(record::kOsType, metadata.getOSType());
+  putText(record::kOsName, metadata.getOSName());
+  putText(record::kOsNameAgain, metadata.getOSName());
+
+  const auto putCount = [&](std::size_t offset, unsigned long long count) {
+    putLittleEndian(place + offset, static_cast<std::uint16_t>(count));
+  };
+  const pwr::TopTree& topology = metadata.getTopTree();
+  putCount(record::kPackages, topology.getNumPackages());
+  putCount(record::kModules, topology.getNumModules());
+  putCount(record::kCores, topology.getNumCores());
+  putCount(record::kThreads, topology.getNumThreads());
+}
+
+bool BinaryEncoder::writeFile(const pwr::SystemMetadata& metadata, Naming naming) {
+  buildSystemRecord_i(metadata);
+  const std::string name = fileName_i(naming);
+  errno = ENAMETOOLONG;
+  pwr::Logger* const output =
+      name.empty() ? nullptr : g_pluginEnvironment->getFileOutputHandle(name.c_str());
+  const bool isComplete = output != nullptr && flushBuffers_i(*output);
+  if (!isComplete) {
+    std::array<char, 256> cause{};
+    pwr::pw_strerror(errno, cause.data(), cause.size());
+    PW_LOG(kPlainLog, PW_LOG_ERROR, "ERROR: Could not write %s: %s. The output is incomplete.\n",
+           name.empty() ? baseName_.c_str() : name.c_str(), cause.data());
+    if (output != nullptr && naming == Naming::Numbered) pwr::platform::removeFile(name);
+    return false;
+  }
+  for (RecordBlocks& buffer : buffers_) buffer.clear();
+  points_.clear();
+  return true;
+}
+
+/// Empty when the name is too long.
+std::string BinaryEncoder::fileName_i(Naming naming) const {
+  std::array<char, 1024> name{};
+  const int length =
+      naming == Naming::Whole
+          ? pw_snprintf(name.data(), name.size(), "%s.ztbin", baseName_.c_str())
+          : pw_snprintf(name.data(), name.size(), "%s_%d.ztbin", baseName_.c_str(), g_fileNumber++);
+  return length < static_cast<int>(name.size()) ? name.data() : "";
+}
+
+/// Writes all buffers and closes the output; the first failure is left in errno. The buffers keep
+/// their bytes: whether the file is complete is known only at the end.
+bool BinaryEncoder::flushBuffers_i(pwr::Logger& output) {
+  int number = 0;
+  const auto write = [&](const auto& buffer) {
+    if (buffer.writeTo(output) != 0) return false;
+    PW_LOG(kIterLog, PW_LOG_INFO, "INFO: flushBuffers_i() wrote %zu bytes from buffer %d\n",
+           buffer.size(), number);
+    ++number;
+    return true;
+  };
+  const bool isWritten =
+      std::ranges::all_of(buffers_, write) && write(points_) && output.flush() == 0;
+  const int cause = errno;
+  const bool isClosed = output.close() == 0;
+  if (!isWritten) errno = cause;
+  return isWritten && isClosed;
+}

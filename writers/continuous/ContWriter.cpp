@@ -1,0 +1,158 @@
+#include "writers/continuous/ContWriter.h"
+
+#include <array>
+
+#include "writers/continuous/ContinuousLog.h"
+#include "writers/continuous/ContinuousMetadata.h"
+#include "writers/continuous/OutputFile.h"
+#include "writers/host/HostFunctions.h"
+#include "writers/host/Quantity.h"
+
+namespace {
+
+using Metadata = ContinuousWriter::Metadata;
+
+int g_nextFileNumber = 0;
+
+void writeEntry(JsonWriter& json, const Metadata::Data& entry);
+
+void writeObject(JsonWriter& json, const Metadata::Data& object) {
+  json.StartObject();
+  for (const auto& member : object.children) writeEntry(json, *member);
+  json.EndObject();
+}
+
+/// One value stands by itself, several in an array; a key without values is left out.
+void writeEntry(JsonWriter& json, const Metadata::Data& entry) {
+  const std::size_t count = entry.values.size() + entry.children.size();
+  if (count == 0) return;
+  writeKey(json, entry.key);
+  if (count > 1) json.StartArray();
+  for (const std::string& value : entry.values) writeText(json, value);
+  for (const auto& object : entry.children) writeObject(json, *object);
+  if (count > 1) json.EndArray();
+}
+
+void writeNode(JsonWriter& json, const Metadata& node) {
+  json.StartObject();
+  writeMember(json, "FeatureName", node.featureName);
+  writeMember(json, "Name", node.name);
+  writeKey(json, "ID");
+  json.Int(node.id);
+  for (const auto& child : node.children) writeEntry(json, *child);
+  json.EndObject();
+}
+
+}  // namespace
+
+ContWriter& ContWriter::shared(const std::string& baseName) {
+  static ContWriter writer(baseName);
+  return writer;
+}
+
+int ContWriter::add(const pwr::Metric& metric) {
+  const auto [place, isNew] = metrics_.try_emplace(metric.getId());
+  MetricState& state = place->second;
+  if (isNew) {
+    const pwr::Quantity* const quantity = metric.getQuantity();
+    state.isRate = quantity != nullptr && quantity->toQuantity() == pwr::QuantityType::Rate;
+  }
+  for (const pwr::DataElement& element : metric.getData().elements) {
+    if (element.getDescriptor() == nullptr) {
+      PW_LOG(kContinuousLog, PW_LOG_WARNING,
+             "WARNING: Continuous writer plugin failed to retrieve descriptor\n");
+      continue;
+    }
+    addElement(metric, state, element);
+  }
+  if (isNew) addMetadata(metric);
+  return 0;
+}
+
+void ContWriter::addElement(const pwr::Metric& metric, MetricState& state,
+                            const pwr::DataElement& element) {
+  value_.read(*element.getValue());
+  if (value_.kind() == ElementValue::Kind::None) {
+    PW_LOG(kContinuousLog, PW_LOG_WARNING, "WARNING: Unable to retrieve a data value of %s\n",
+           metric.getName().c_str());
+    return;
+  }
+  const auto ownDuration = static_cast<double>(element.getDuration());
+  const double duration = state.isRate ? ownDuration : ownDuration * tickPeriod_;
+  const double value = value_.isState() ? duration : value_.number();
+  logElement(element, value);
+  const std::uint32_t series = state.series.find(element.getEntity(), element.getDescriptor(), [&] {
+    series_.push_back({metric.getId(), element.getEntity(), element.getDescriptor()});
+    return static_cast<std::uint32_t>(series_.size() - 1);
+  });
+  static_assert(sizeof(Point) <= 32, "points are what the memory of a period goes into");
+  points_.push_back({metric.getData().timestamp, duration, value, series});
+}
+
+void ContWriter::logElement(const pwr::DataElement& element, double value) const {
+  PW_LOG(kContinuousLog, PW_LOG_INFO,
+         "INFO: key = %s, name = %s, state = %s, hasStates = %s, Value = %.2f\n",
+         element.getEntity() == nullptr ? "" : element.getEntity()->getName().c_str(),
+         element.getDescriptor()->getName().c_str(),
+         value_.isState() ? value_.stateName().c_str() : "N/A", value_.isState() ? "TRUE" : "FALSE",
+         value);
+}
+
+void ContWriter::addMetadata(const pwr::Metric& metric) {
+  PW_LOG(kContinuousLog, PW_LOG_INFO,
+         "INFO: metric container with name %s and id %u does NOT have metadata sent yet\n",
+         metric.getName().c_str(), metric.getId());
+  std::string name = metric.getName();
+  if (name == kSystemKey || names_.contains(name)) {
+    name += " (" + std::to_string(metric.getId()) + ")";
+  }
+  nodes_.push_back(describeMetric(metric, name));
+  names_.insert(std::move(name));
+}
+
+bool ContWriter::write(const pwr::SystemMetadata& system) {
+  std::array<char, 1024> name{};
+  const int length =
+      pw_snprintf(name.data(), name.size(), "%s_%d.ztjson", baseName_.c_str(), g_nextFileNumber++);
+  // A name that was cut would be that of some other file.
+  if (length < 0 || static_cast<std::size_t>(length) >= name.size()) return false;
+
+  rapidjson::StringBuffer document;
+  JsonWriter json(document);
+  json.StartObject();
+  writeMetadata(json, system);
+  writePoints(json);
+  json.EndObject();
+  PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: string is %s\n", document.GetString());
+  PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: data size = %zu\n", document.GetSize());
+  if (writeOutputFile(name.data(), {document.GetString(), document.GetSize()}) != 0) return false;
+  points_.clear();
+  return true;
+}
+
+void ContWriter::writeMetadata(JsonWriter& json, const pwr::SystemMetadata& system) const {
+  writeKey(json, "Metadata");
+  json.StartArray();
+  writeNode(json, *describeSystem(system));
+  for (const auto& node : nodes_) writeNode(json, *node);
+  json.EndArray();
+}
+
+void ContWriter::writePoints(JsonWriter& json) const {
+  writeKey(json, "Data");
+  json.StartArray();
+  for (const Point& point : points_) {
+    const Series& series = series_[point.series];
+    json.StartObject();
+    json.Key("ID", 2);
+    json.Uint(series.metric);
+    writeMember(json, "Entity",
+                series.entity == nullptr ? std::string_view() : series.entity->getName());
+    writeMember(json, "Descriptor", series.descriptor->getName());
+    writeMember(json, "Timestamp", point.timestamp);
+    writeMember(json, "Duration", point.duration);
+    writeMember(json, "Value", point.value);
+    json.EndObject();
+  }
+  json.EndArray();
+}

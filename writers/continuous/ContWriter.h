@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "writers/continuous/ContinuousWriter.h"
+#include "writers/continuous/ElementValue.h"
+#include "writers/continuous/JsonText.h"
+#include "writers/continuous/SeriesTable.h"
+#include "writers/host/Metric.h"
+
+/// The model of the continuous JSON output: the descriptions of every metric seen since the process
+/// started, and the data points since the last file. The format: docs/formats/json-trace.md.
+class ContWriter : public ContinuousWriter {
+ public:
+  /// The instance that all JSON writers of the process share. Made by the first call, with that
+  /// call's base name; lives until the process ends.
+  static ContWriter& shared(const std::string& baseName);
+
+  explicit ContWriter(std::string baseName) : baseName_(std::move(baseName)) {}
+
+  /// `microseconds`: length of a tick of the durations to come.
+  void setTickPeriod(double microseconds) { tickPeriod_ = microseconds; }
+  /// Adds a sample. Elements without a descriptor or without a value that a document can hold are
+  /// left out with a warning. Returns 0.
+  int add(const pwr::Metric& metric);
+  /// Writes the file "BASE_N.ztjson", where N counts the files of the process from 0. The points
+  /// are let go when the file is complete; otherwise the next file carries them.
+  bool write(const pwr::SystemMetadata& system) override;
+
+ private:
+  /// What a point is measured on.
+  struct Series {
+    unsigned int metric;
+    const pwr::EntityHandle* entity;  ///< null for the metric as a whole
+    const pwr::DataDescriptor* descriptor;
+  };
+  struct Point {
+    unsigned long long timestamp;  ///< ticks
+    double duration;               ///< microseconds, or the quantity's own unit for a rate
+    double value;
+    std::uint32_t series;
+  };
+  struct MetricState {
+    bool isRate = false;
+    SeriesTable<std::uint32_t> series;
+  };
+
+  void addElement(const pwr::Metric& metric, MetricState& state, const pwr::DataElement& element);
+  void addMetadata(const pwr::Metric& metric);
+  void logElement(const pwr::DataElement& element, double value) const;
+  void writeMetadata(JsonWriter& json, const pwr::SystemMetadata& system) const;
+  void writePoints(JsonWriter& json) const;
+
+  const std::string baseName_;
+  double tickPeriod_ = 1.0;
+  std::unordered_map<unsigned int, MetricState> metrics_;
+  std::vector<std::shared_ptr<const Metadata>> nodes_;  ///< in the order in which metrics came
+  std::set<std::string> names_;                         ///< those of the nodes
+  std::vector<Series> series_;
+  std::deque<Point> points_;
+  ElementValue value_;
+};

@@ -1,0 +1,120 @@
+#include "writers/continuous/ContinuousMetadata.h"
+
+#include <locale>
+#include <sstream>
+#include <utility>
+
+#include "writers/MetricKindText.h"
+#include "writers/continuous/ContinuousLog.h"
+#include "writers/continuous/DescriptorText.h"
+#include "writers/host/Quantity.h"
+
+namespace {
+
+using Metadata = ContinuousWriter::Metadata;
+using Data = Metadata::Data;
+using Children = std::vector<std::shared_ptr<const Data>>;
+
+std::shared_ptr<const Data> entry(const char* key, std::string value) {
+  return std::make_shared<const Data>(Data{.key = key, .values = {std::move(value)}});
+}
+
+template <typename Number>
+std::shared_ptr<const Data> numberEntry(const char* key, Number number) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << number;
+  return entry(key, text.str());
+}
+
+/// The value that is an object with these members.
+std::shared_ptr<const Data> objectOf(Children members) {
+  return std::make_shared<const Data>(Data{.children = std::move(members)});
+}
+
+std::shared_ptr<const Data> group(const char* key, Children members) {
+  return std::make_shared<const Data>(Data{.key = key, .children = {objectOf(std::move(members))}});
+}
+
+Children platformOf(const pwr::SystemMetadata& system) {
+  const pwr::TopTree& topology = system.getTopTree();
+  return {
+      numberEntry("Platform ID", system.getPlatformId()),
+      entry("Plaform Name", system.getPlatformName()),  // readers know the key by this spelling
+      entry("CPU Name", system.getFormattedCPUCodeName()),
+      entry("CPU Native Name", system.getCPUNativeModelName(0)),
+      entry("PCH Name", system.getFormattedPCHDeviceNamesStr(", ")),
+      entry("Host Name", system.getHostName()),
+      numberEntry("Num Packages", topology.getNumPackages()),
+      numberEntry("Num Modules", topology.getNumModules()),
+      numberEntry("Num Cores", topology.getNumCores()),
+      numberEntry("Num Threads", topology.getNumThreads()),
+      numberEntry("HFM Frequency MHz", system.getHFMFrequencyMHz()),
+      numberEntry("LFM Frequency MHz", system.getLFMFrequencyMHz()),
+      numberEntry("CPU Frequency MHz", system.getCPUFrequencyMHz()),
+      numberEntry("Bus Frequency MHz", system.getBusFrequencyMHz()),
+  };
+}
+
+void addUnits(const pwr::Metric& metric, Children& children) {
+  const pwr::Quantity* const quantity = metric.getQuantity();
+  if (quantity == nullptr) {
+    PW_LOG(kContinuousLog, PW_LOG_WARNING, "WARNING: no quantity so no units for %s?!\n",
+           metric.getName().c_str());
+    return;
+  }
+  children.push_back(entry("Units", quantity->toUnitsString()));
+  children.push_back(entry("Quantity", quantity->toQuantityString()));
+  PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: wrote name = %s, units = %s\n",
+         metric.getName().c_str(), quantity->toUnitsString().c_str());
+}
+
+std::shared_ptr<const Data> statesOf(const pwr::Metric& metric) {
+  Data states{.key = "States"};
+  for (const pwr::Data& value : metric.getFiniteSetValues()) {
+    value.toFormattedString(states.values.emplace_back());
+  }
+  return std::make_shared<const Data>(std::move(states));
+}
+
+std::shared_ptr<const Data> combinationsOf(const pwr::Metric& metric) {
+  Data combinations{.key = "Entity-Descriptor-Combinations"};
+  for (const auto& [entity, descriptor] : metric.getEntityDescriptorCombinations()) {
+    combinations.children.push_back(objectOf({
+        entry("Entity", entity == nullptr ? "" : entity->getName()),
+        entry("Descriptor", descriptor == nullptr ? "" : descriptor->getName()),
+        entry("eValue", descriptor == nullptr ? "" : descriptorText(*descriptor)),
+    }));
+  }
+  return std::make_shared<const Data>(std::move(combinations));
+}
+
+}  // namespace
+
+std::shared_ptr<const Metadata> describeSystem(const pwr::SystemMetadata& system) {
+  Metadata node{.featureName = kSystemKey, .name = kSystemKey};
+  node.children = {
+      group("Platform", platformOf(system)),
+      group("OS", {entry("OS Name", system.getOSName()), entry("OS Type", system.getOSType()),
+                   entry("OS Version", system.getOSVersion())}),
+      group("Tavrin",
+            {numberEntry("Collection Start Timestamp", system.getCollectionStartTimestamp()),
+             numberEntry("Collection Stop Timestamp", system.getCollectionStopTimestamp()),
+             numberEntry("Collection Duration", system.getCollectionDurationSec())}),
+  };
+  return std::make_shared<const Metadata>(std::move(node));
+}
+
+std::shared_ptr<const Metadata> describeMetric(const pwr::Metric& metric, const std::string& name) {
+  Metadata node{.featureName = metric.getFeatureSwitchTag(),
+                .name = name,
+                .id = static_cast<int>(metric.getId())};
+  node.children.push_back(entry("Name", metric.getName()));
+  addUnits(metric, node.children);
+  node.children.push_back(entry("Type", metricKindText(metric.getMetricType())));
+  PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: there are %zu finite values and %zu E-D combos\n",
+         metric.getFiniteSetValues().size(), metric.getEntityDescriptorCombinations().size());
+  node.children.push_back(statesOf(metric));
+  node.children.push_back(combinationsOf(metric));
+  return std::make_shared<const Metadata>(std::move(node));
+}

@@ -1,0 +1,3 @@
+#include "writers/continuous/ContinuousWriter.h"
+
+ContinuousWriter::~ContinuousWriter() = default;

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <string_view>
+
+/// The compact writer of both kinds of JSON output.
+using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+
+inline void writeText(JsonWriter& json, std::string_view text) {
+  // An empty view may point nowhere, which the library does not accept.
+  json.String(text.empty() ? "" : text.data(), static_cast<rapidjson::SizeType>(text.size()));
+}
+inline void writeKey(JsonWriter& json, std::string_view key) {
+  json.Key(key.empty() ? "" : key.data(), static_cast<rapidjson::SizeType>(key.size()));
+}
+
+inline void writeMember(JsonWriter& json, std::string_view key, std::string_view text) {
+  writeKey(json, key);
+  writeText(json, text);
+}
+inline void writeMember(JsonWriter& json, std::string_view key, unsigned long long number) {
+  writeKey(json, key);
+  json.Uint64(number);
+}
+inline void writeMember(JsonWriter& json, std::string_view key, double number) {
+  writeKey(json, key);
+  json.Double(number);
+}

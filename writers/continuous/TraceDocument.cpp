@@ -1,0 +1,207 @@
+#include "writers/continuous/TraceDocument.h"
+
+#include <unordered_map>
+#include <vector>
+
+#include "writers/MetricKindText.h"
+#include "writers/continuous/PointWriter.h"
+#include "writers/continuous/StateNames.h"
+
+namespace {
+
+using Group = TraceModel::Group;
+using Value = TraceContainer::Value;
+
+void writePlatform(JsonWriter& json, const pwr::SystemMetadata& system) {
+  const pwr::TopTree& topology = system.getTopTree();
+  writeKey(json, "platform");
+  json.StartObject();
+  writeKey(json, "Platform ID");
+  json.Uint(system.getPlatformId());
+  writeMember(json, "Platform Name", system.getPlatformName());
+  writeMember(json, "CPU Name", system.getFormattedCPUCodeName());
+  writeMember(json, "CPU Native Name", system.getCPUNativeModelName(0));
+  writeMember(json, "PCH Name", system.getFormattedPCHDeviceNamesStr(", "));
+  writeMember(json, "Host Name", system.getHostName());
+  writeMember(json, "Num Packages", topology.getNumPackages());
+  writeMember(json, "Num Modules", topology.getNumModules());
+  writeMember(json, "Num Cores", topology.getNumCores());
+  writeMember(json, "Num Threads", topology.getNumThreads());
+  writeMember(json, "HFM Frequency MHz", static_cast<double>(system.getHFMFrequencyMHz()));
+  writeMember(json, "LFM Frequency MHz", static_cast<double>(system.getLFMFrequencyMHz()));
+  writeMember(json, "CPU Frequency MHz", static_cast<double>(system.getCPUFrequencyMHz()));
+  writeMember(json, "Bus Frequency MHz", static_cast<double>(system.getBusFrequencyMHz()));
+  json.EndObject();
+}
+
+void writeSystem(JsonWriter& json, const TraceCollection& collection) {
+  const pwr::SystemMetadata& system = *collection.system;
+  writeKey(json, "systemMetaData");
+  json.StartObject();
+  writePlatform(json, system);
+  writeKey(json, "os");
+  json.StartObject();
+  writeMember(json, "OS Name", system.getOSName());
+  writeMember(json, "OS Type", system.getOSType());
+  writeMember(json, "OS Version", system.getOSVersion());
+  json.EndObject();
+  writeKey(json, "tavrin");
+  json.StartObject();
+  writeMember(json, "Tavrin Version", collection.productVersion);
+  writeMember(json, "Tavrin Driver Version", collection.driverVersion);
+  writeMember(json, "Collection Start Timestamp", collection.startTimestamp);
+  writeMember(json, "Collection Stop Timestamp", system.getCollectionStopTimestamp());
+  writeMember(json, "Collection Duration", system.getCollectionDurationSec());
+  writeMember(json, "Collection Command Line", collection.commandLine);
+  json.EndObject();
+  json.EndObject();
+}
+
+/// The states of a group: every state of its containers once, in the order in which they are
+/// numbered.
+std::vector<std::string> statesOf(const Group& group) {
+  std::set<std::string> names;
+  for (const auto& container : group.containers) {
+    if (container->hasStates()) {
+      names.insert(container->labels().begin(), container->labels().end());
+    }
+  }
+  std::vector<std::string> states(names.begin(), names.end());
+  sortStateNames(states);
+  return states;
+}
+
+/// Writes one group: what its values mean, then its containers.
+class GroupWriter {
+ public:
+  GroupWriter(PointWriter& json, const Group& group)
+      : json_(json), group_(group), first_(*group.containers.front()), states_(statesOf(group)) {
+    for (std::size_t i = 0; i < states_.size(); ++i)
+      stateKeys_[states_[i]] = "\"" + std::to_string(i) + "\":";
+    const std::vector<AltUnit>& units = first_.description().altUnits;
+    if (units.empty()) return;
+    isRate_ = units.back().isCalculatedRate && !first_.hasStates();
+    unit_ = isRate_ ? &units.back() : &units.front();
+  }
+
+  void write() {
+    writeKey(json_, group_.name);
+    json_.StartObject();
+    writeMetaData();
+    writeKey(json_, "data");
+    json_.StartObject();
+    for (const auto& container : group_.containers) writeContainer(*container);
+    json_.EndObject();
+    json_.EndObject();
+  }
+
+ private:
+  using Place = std::deque<Value>::const_iterator;
+
+  void writeMetaData() {
+    writeKey(json_, "metaData");
+    json_.StartObject();
+    writeMember(json_, "type", metricKindText(first_.description().type));
+    if (first_.hasStates()) {
+      writeKey(json_, "states");
+      json_.StartArray();
+      for (const std::string& state : states_) writeText(json_, state);
+      json_.EndArray();
+    }
+    writeKey(json_, "altUnits");
+    json_.StartArray();
+    for (const AltUnit& unit : first_.description().altUnits) {
+      json_.StartObject();
+      writeMember(json_, "name", unit.name);
+      writeMember(json_, "unit", unit.unit);
+      writeMember(json_, "conversion", unit.conversion);
+      writeKey(json_, "isCalculatedRate");
+      json_.Bool(unit.isCalculatedRate);
+      json_.EndObject();
+    }
+    json_.EndArray();
+    if (unit_ != nullptr) writeMember(json_, "units", unit_->unit);
+    json_.EndObject();
+  }
+
+  void writeContainer(const TraceContainer& container) {
+    const TraceContainer::Description& description = container.description();
+    std::vector<std::string> keys;  // by the container's labels
+    if (container.hasStates()) {
+      for (const std::string& label : container.labels()) keys.push_back(stateKeys_.at(label));
+    }
+    writeKey(json_, description.name);
+    json_.StartObject();
+    writeMember(json_, "name", description.name);
+    writeMember(json_, "friendlyName", description.friendlyName);
+    writeKey(json_, "points");
+    json_.StartArray();
+    const Place end = container.values().end();
+    for (Place value = container.values().begin(); value != end;) {
+      json_.startPoint(value->times.x, value->times.x1);
+      value = container.hasStates() ? writeStates(keys, value, end) : writePositions(value, end);
+      json_.endPoint();
+    }
+    json_.EndArray();
+    json_.EndObject();
+  }
+
+  /// Writes the values of the point that begins at `value` and returns where the next one begins.
+  Place writeStates(const std::vector<std::string>& keys, Place value, const Place& end) {
+    json_.copy("{");
+    json_.copy(keys[value->label]);
+    json_.number(value->value);
+    while (++value != end && !value->startsPoint) {
+      json_.copy(",");
+      json_.copy(keys[value->label]);
+      json_.number(value->value);
+    }
+    json_.copy("}");
+    return value;
+  }
+
+  Place writePositions(Place value, const Place& end) {
+    json_.number(shown(*value));
+    if (++value == end || value->startsPoint) return value;
+    json_.copy(",\"y1\":");
+    json_.number(shown(*value));
+    return ++value;
+  }
+
+  double shown(const Value& value) const {
+    if (!isRate_) return value.value;
+    // There is no rate over no time; 0 keeps the point on the axis.
+    if (value.times.x1 == value.times.x) return 0.0;
+    const auto microseconds = static_cast<double>(value.times.x1 - value.times.x);
+    return unit_->conversion * value.value * 1e6 / microseconds;
+  }
+
+  PointWriter& json_;
+  const Group& group_;
+  const TraceContainer& first_;
+  std::vector<std::string> states_;
+  std::unordered_map<std::string, std::string> stateKeys_;  ///< their numbers, as keys of points
+  const AltUnit* unit_ = nullptr;  ///< what "units" says; null without units
+  bool isRate_ = false;            ///< the values are shown as rates, in `unit_`
+};
+
+}  // namespace
+
+void writeTraceDocument(const TraceCollection& collection, const TraceModel& model,
+                        rapidjson::StringBuffer& out) {
+  PointWriter json(out);
+  json.StartObject();
+  writeMember(json, "fileType", "tavrin");
+  writeKey(json, "version");
+  json.StartObject();
+  writeMember(json, "major", 1ULL);
+  writeMember(json, "minor", 0ULL);
+  writeMember(json, "rev", 0ULL);
+  json.EndObject();
+  writeSystem(json, collection);
+  writeKey(json, "data");
+  json.StartObject();
+  for (const Group& group : model.groups()) GroupWriter(json, group).write();
+  json.EndObject();
+  json.EndObject();
+}

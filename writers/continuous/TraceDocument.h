@@ -1,0 +1,22 @@
+#pragma once
+
+#include <rapidjson/stringbuffer.h>
+
+#include <string>
+
+#include "writers/continuous/TraceModel.h"
+#include "writers/host/SystemMetadata.h"
+
+/// What a trace tells of its collection besides the model.
+struct TraceCollection {
+  const pwr::SystemMetadata* system = nullptr;  ///< not owned
+  unsigned long long startTimestamp = 0;        ///< ticks
+  std::string productVersion;
+  std::string driverVersion;
+  std::string commandLine;
+};
+
+/// Appends the JSON trace, docs/formats/json-trace.md, as one compact document without a line break
+/// at its end. A value that is not finite leaves its key without a value.
+void writeTraceDocument(const TraceCollection& collection, const TraceModel& model,
+                        rapidjson::StringBuffer& out);
