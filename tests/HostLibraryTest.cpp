@@ -378,8 +378,7 @@ TEST(PluginList, SkipsWhatIsNotThere) {
   destroyPlugins(empty);
 
   bool destroyed = false;
-  auto* const list =
-      new WriterPluginList{2, static_cast<Plugin**>(std::malloc(2 * sizeof(Plugin*)))};
+  auto* const list = new WriterPluginList{2, static_cast<Plugin**>(std::malloc(2 * sizeof(void*)))};
   list->plugins[0] = nullptr;
   list->plugins[1] = new RecordingWriter(&destroyed);
   destroyPlugins(list);
