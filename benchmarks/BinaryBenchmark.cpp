@@ -1,5 +1,10 @@
 // What the binary writer costs per data point, from the message to the closed file, against one
 // plain write of the same bytes: the write is the least that any way of keeping them has to do.
+// Then what it needs of memory.
+//
+//   binary/plain       at most 3
+//   allocations/point  0, but for the growth of its buffers
+//   bytes/point        at most 32
 
 #include <benchmark/benchmark.h>
 
@@ -11,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "benchmarks/PointMemory.h"
 #include "formats/ztbin_format.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/Platform.h"
@@ -51,17 +57,25 @@ double secondsOf(const Work& work) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-bool writeRun(const std::string& base, std::vector<pwr::Metric>& messages) {
+void open(BinaryWriter& writer, const std::string& base) {
   static const pwr::SystemMetadata system(pwr::SystemDescription{.tscFrequencyMHz = 1000.0F});
-  BinaryWriter writer;
   writer.openOutput(base, false);
   WriterDispatch::write(writer, pwr::SystemMessage(&system));
+}
+
+void sendPoints(BinaryWriter& writer, std::vector<pwr::Metric>& messages) {
   for (unsigned int n = 0; n < kPoints / kSeries; ++n) {
     for (pwr::Metric& message : messages) {
       message.editData().timestamp = n * 100'000'000ULL;
       WriterDispatch::write(writer, message);
     }
   }
+}
+
+bool writeRun(const std::string& base, std::vector<pwr::Metric>& messages) {
+  BinaryWriter writer;
+  open(writer, base);
+  sendPoints(writer, messages);
   return writer.closeOutput() == 0;
 }
 
@@ -107,5 +121,15 @@ BENCHMARK(binaryAgainstPlainWrite)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
     ->Iterations(10);
+
+void binaryMemory(benchmark::State& state) {
+  auto messages = makeMessages(static_cast<unsigned int>(state.range(0)));
+  while (state.KeepRunning()) {
+    BinaryWriter writer;
+    open(writer, "never written");
+    countPointMemory(state, kPoints, 32.0, [&] { sendPoints(writer, messages); });
+  }
+}
+BENCHMARK(binaryMemory)->ArgName("elements_per_message")->Arg(64)->Arg(1)->Iterations(1);
 
 }  // namespace

@@ -167,10 +167,12 @@ void ZtjsonReader::readValues(const Metric& metric, const JsonNode& node, Point&
   values.eachMember([&](std::string_view key, const JsonNode& value) {
     std::size_t state = 0;
     const auto [end, error] = std::from_chars(key.data(), key.data() + key.size(), state);
-    value.require(
-        error == std::errc() && end == key.data() + key.size() && state < metric.states.size(),
-        "an index of \"states\" as key");
-    point.values.emplace_back(metric.states[state], value.number());
+    // A group whose first container has no states does not name those of the others.
+    const bool isNamed = !metric.states.empty();
+    value.require(error == std::errc() && end == key.data() + key.size() &&
+                      (!isNamed || state < metric.states.size()),
+                  "an index of \"states\" as key");
+    point.values.emplace_back(isNamed ? metric.states[state] : key, value.number());
   });
 }
 

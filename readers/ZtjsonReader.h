@@ -30,7 +30,8 @@ struct Point {
   std::uint64_t start = 0;  ///< microseconds from the start of the collection; ticks in a
                             ///< continuous trace
   double duration = 0.0;    ///< microseconds
-  /// Each with the name of its state or descriptor, or "y" and "y1" where it has none.
+  /// Each with the name of its state or descriptor, or "y" and "y1" where it has none. States that
+  /// the trace does not name have their number.
   std::vector<std::pair<std::string_view, double>> values;
 };
 

@@ -169,6 +169,23 @@ TEST_F(BinaryWriterTest, LaterFilesBuildOnEarlierOnes) {
   EXPECT_FALSE(std::filesystem::exists(folder_.path("a.ztbin")));
 }
 
+TEST_F(BinaryWriterTest, LongStringsAreCutWithOneWarning) {
+  const std::string longest(65531, 'a'), b(65532, 'b'), c(70000, 'c');
+  send(pwr::createMetric({.name = "M", .finiteSet = {Data(longest)}}), 1,
+       {{Data(1), c6_, nullptr, 0}});
+  EXPECT_EQ(log_.all(), "");
+  send(pwr::createMetric({.name = "M", .finiteSet = {Data(b), Data(c)}}), 1,
+       {{Data(1), c6_, nullptr, 0}});
+  EXPECT_EQ(log_.all(),
+            "WARNING: Binary writer plugin cuts strings to 65531 bytes; the first such has 65532 "
+            "bytes\n");
+  EXPECT_EQ(writer_->closeOutput(), 0);
+  EXPECT_NE(read("run.ztbin")
+                .find(stringRecord(6, longest) + stringRecord(7, b.substr(1)) +
+                      stringRecord(8, c.substr(0, 65531))),
+            std::string::npos);
+}
+
 TEST_F(BinaryWriterTest, MetricWithoutQuantityRepeatsTheLastOne) {
   const pwr::Quantity* const none = nullptr;
   std::vector<const pwr::MetricDescription*> metrics;

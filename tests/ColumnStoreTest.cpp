@@ -113,15 +113,15 @@ TEST_F(ColumnStoreTest, RefusedColumns) {
             "WARNING: Trying to set data for a column 5 before adding it to the store.Columns "
             "added=3\n");
   log_.clear();
-  for (unsigned int column = 3; column < ColumnStore::kNoColumn; ++column) {
+  for (unsigned int column = 3; column < 65536; ++column) {
     ASSERT_EQ(table->addColumn("x"), column);
   }
   EXPECT_EQ(table->addColumn("late"), ColumnStore::kNoColumn);
   EXPECT_EQ(table->addColumn("later"), ColumnStore::kNoColumn);
   EXPECT_EQ(log_.general(),
-            "WARNING: The table T has 65535 columns and can take no more: late is left out\n");
+            "WARNING: The table T has 65536 columns and can take no more: late is left out\n");
   EXPECT_EQ(table->setColumnData("x", ColumnStore::kNoColumn), 1);
-  EXPECT_EQ(table->setColumnData("last", 65534), 0);
+  EXPECT_EQ(table->setColumnData("last", 65535), 0);
   table->completeRow();
   const std::string printed = print(*table);
   EXPECT_EQ(printed.substr(printed.size() - 13), ", n/a, last\n\n");

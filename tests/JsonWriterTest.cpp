@@ -139,6 +139,19 @@ TEST_F(JsonWriterTest, ARunWithoutMetricsHasNoData) {
   EXPECT_EQ(dataOfTrace(), "{}");
 }
 
+TEST_F(JsonWriterTest, ARunHasNothingOfTheOneBefore) {
+  const auto* const metric = pwr::createMetric({.name = "M"});
+  const std::vector<pwr::DataElement> elements = {{pwr::Data(1), descriptor("v"), nullptr, 2}};
+  open();
+  send(metric, kStart, elements);
+  EXPECT_NE(dataOfTrace(), "{}");
+  EXPECT_EQ(send(writer_, metric, kStart, elements), 1) << "closed";
+  EXPECT_EQ(writer_.closeOutput(), 1);
+  EXPECT_NE(readFile(folder_.path("run.ztjson")), "") << "of the run before";
+  open();
+  EXPECT_EQ(dataOfTrace(), "{}");
+}
+
 TEST_F(JsonWriterTest, RatesDivideByTheLengthOfThePoint) {
   open();
   const auto* const zone = entity("Zone");
@@ -321,7 +334,7 @@ TEST_F(JsonWriterTest, ContinuousFilesAreNumberedAndCarryWhatIsNew) {
   open(true);
   JSONWriter second;
   open(true, second);
-  const auto* const cpu = entity("CPU0");
+  const auto* const cpu = entity("CPU0", entity("P1"));
   const auto *const c1 = descriptor("C1", "33 us"), *const c6 = descriptor("C6");
   const auto* const metric = pwr::createMetric({.name = "Sleep",
                                                 .featureTag = "cstate",
@@ -351,10 +364,10 @@ TEST_F(JsonWriterTest, ContinuousFilesAreNumberedAndCarryWhatIsNew) {
       id +
       R"(,"Name":"Sleep","Units":"ticks","Quantity":"Time","Type":"SAMPLED_RESIDENCY",)"
       R"("States":["on","0.50"],"Entity-Descriptor-Combinations":[)"
-      R"({"Entity":"CPU0","Descriptor":"C1","eValue":"33 us"},)"
+      R"({"Entity":"P1/CPU0","Descriptor":"C1","eValue":"33 us"},)"
       R"({"Entity":"","Descriptor":"C6","eValue":""}]}],"Data":[)";
   EXPECT_EQ(readFile(folder_.path("run_1.ztjson")),
-            head + R"({"ID":)" + id + R"(,"Entity":"CPU0","Descriptor":"C1","Timestamp":1000,)" +
+            head + R"({"ID":)" + id + R"(,"Entity":"P1/CPU0","Descriptor":"C1","Timestamp":1000,)" +
                 R"("Duration":1.5,"Value":7.0},{"ID":)" + id +
                 R"(,"Entity":"","Descriptor":"C6",)" +
                 R"("Timestamp":2000,"Duration":2.5,"Value":2.5}]})");

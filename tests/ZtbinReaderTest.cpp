@@ -6,10 +6,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <fstream>
 #include <random>
 #include <sstream>
 
 #include "TestSupport.h"
+#include "hostcommon/Descriptions.h"
+#include "hostcommon/WriterDispatch.h"
 #include "readers/ZtbinReader.h"
 #include "readers/ZtjsonReader.h"
 #include "tavrin/Session.h"
@@ -184,6 +187,25 @@ TEST_F(ReaderTest, FaultyTracesAreRejected) {
   }
 }
 
+// The first container of a group decides whether it lists states.
+TEST_F(ReaderTest, StatesThatATraceDoesNotName) {
+  const auto* const value = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("v", ""));
+  pwr::Metric metric(pwr::createMetric({.name = "M"}));
+  metric.editData().elements = {{pwr::Data(2), value, pwr::createEntity({.name = "Numbers"}), 0},
+                                {pwr::Data("On"), value, pwr::createEntity({.name = "States"}), 3}};
+  JSONWriter writer;
+  writer.openOutput(folder_.path("run"), false);
+  EXPECT_EQ(WriterDispatch::write(writer, metric), 0);
+  EXPECT_EQ(writer.closeOutput(), 0);
+  std::ifstream file(folder_.path("run.ztjson"));
+  std::ostringstream points;
+  ztjson::ZtjsonReader(file).readPoints([&](const ztjson::Point& point) {
+    points << point.series << ' ' << point.values.at(0).first << ' ' << point.values.at(0).second
+           << '\n';
+  });
+  EXPECT_EQ(points.str(), "Numbers y 2\nStates 0 3\n");
+}
+
 /// A point as both formats can tell it.
 struct CommonPoint {
   std::string metric, entity, descriptor;
@@ -199,8 +221,8 @@ std::vector<CommonPoint> binaryPoints(const std::string& bytes) {
   reader.readFile(file, [&](const ztbin::Point& point) {
     const std::string& metric = reader.text(reader.metrics().at(point.metric).name);
     const std::string& key = reader.text(point.key);
-    const std::string entity = key == metric ? "" : key.substr(key.rfind('/') + 1);
-    EXPECT_TRUE(key.starts_with(metric));
+    const std::string entity = key == metric ? "" : key.substr(metric.size() + 1);
+    EXPECT_EQ(key, entity.empty() ? metric : metric + "/" + entity);
     points.push_back({metric, entity, reader.text(reader.descriptor(point.descriptor).name),
                       point.timestamp, point.duration, point.value});
   });

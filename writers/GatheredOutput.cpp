@@ -13,14 +13,11 @@ void GatheredOutput::drain() {
   used_ = 0;
 }
 
-/// Makes room for `kMostAtOnce` bytes. Whole pages go to the file in one write, where the stream's
-/// own buffer would divide anything else into two.
-void GatheredOutput::drainPages() {
-  constexpr std::size_t kPage = 4096;
-  const std::size_t rest = used_ % kPage;
-  sink_({pending_.get(), used_ - rest});
-  std::memmove(pending_.get(), pending_.get() + used_ - rest, rest);
-  used_ = rest;
+/// Makes room for `kMostAtOnce` bytes, of which the capacity has too few.
+void GatheredOutput::drainPiece() {
+  sink_({pending_.get(), kPiece});
+  used_ -= kPiece;
+  std::memmove(pending_.get(), pending_.get() + kPiece, used_);
 }
 
 void GatheredOutput::appendLarge(std::string_view text) {

@@ -31,7 +31,7 @@ class GatheredOutput {
   /// Appends `count` bytes, at most `kMostAtOnce`, which the caller has to fill before any other
   /// call. What the caller writes to the `kSlack` bytes behind them is not part of the text.
   char* extend(std::size_t count) {
-    if (count > kCapacity - used_) drainPages();
+    if (count > kCapacity - used_) drainPiece();
     used_ += count;
     return pending_.get() + (used_ - count);
   }
@@ -40,11 +40,13 @@ class GatheredOutput {
   void drain();
 
  private:
-  // Beyond this size larger writes no longer save anything.
-  static constexpr std::size_t kCapacity = std::size_t{64} * 1024;
+  // Beyond this size larger writes no longer save anything. A power of two, so that each of them
+  // fills pages of the file's cache, large ones where there are such.
+  static constexpr std::size_t kPiece = std::size_t{256} * 1024;
+  static constexpr std::size_t kCapacity = kPiece + kMostAtOnce;
 
   void appendLarge(std::string_view text);
-  void drainPages();
+  void drainPiece();
 
   const std::function<void(std::string_view)> sink_;
   const std::unique_ptr<char[]> pending_;

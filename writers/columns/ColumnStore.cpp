@@ -36,15 +36,16 @@ struct ColumnStore::Chunk {
   std::size_t capacity = 0;
 };
 
-ColumnStore::ColumnStore(const std::string& title, const std::string& placeholder)
-    : title_(title), placeholder_(placeholder) {}
+ColumnStore::ColumnStore(const std::string& title, const std::string& placeholder,
+                         const std::string& logName)
+    : title_(title), placeholder_(placeholder), logName_(logName.empty() ? title : logName) {}
 
-std::uint16_t ColumnStore::addColumn(const std::string& name) {
-  if (columnNames_.size() == kNoColumn) {
+ColumnStore::Column ColumnStore::addColumn(const std::string& name) {
+  if (columnNames_.size() == kMostColumns) {
     if (!refusedColumn_) {
       PW_LOG(kTextLog, PW_LOG_WARNING,
              "WARNING: The table %s has %zu columns and can take no more: %s is left out\n",
-             title_.c_str(), columnNames_.size(), name.c_str());
+             logName_.c_str(), columnNames_.size(), name.c_str());
     }
     refusedColumn_ = true;
     return kNoColumn;
@@ -54,10 +55,10 @@ std::uint16_t ColumnStore::addColumn(const std::string& name) {
   cells_.push_back(0);
   PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Column#%zu width=%zu\n", columnNames_.size(),
          columnWidths_.back());
-  return static_cast<std::uint16_t>(columnNames_.size() - 1);
+  return static_cast<Column>(columnNames_.size() - 1);
 }
 
-int ColumnStore::setColumnData(std::string_view value, unsigned int column) {
+int ColumnStore::setColumnData(std::string_view value, Column column) {
   if (column >= columnNames_.size()) {
     PW_LOG(kTextLog, PW_LOG_WARNING,
            "WARNING: Trying to set data for a column %u before adding it to the store.Columns "
@@ -153,8 +154,8 @@ int ColumnStore::writeTo(FILE* output, const std::string& separator, bool leadin
   const bool complete = printRows(printer);
   const int errnum = printer.finish();
   if (errnum != 0) {
-    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Could not write the table %s: %s\n", title_.c_str(),
-           systemErrorText(errnum).c_str());
+    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Could not write the table %s: %s\n",
+           logName_.c_str(), systemErrorText(errnum).c_str());
   }
   return complete && errnum == 0 ? 0 : 1;
 }
@@ -247,7 +248,7 @@ bool ColumnStore::reportMissingRows(bool readFailed) const {
   if (missing) {
     PW_LOG(kTextLog, PW_LOG_WARNING,
            "WARNING: Rows of the table %s are missing: its temporary file could not be written\n",
-           title_.c_str());
+           logName_.c_str());
   }
   return missing;
 }

@@ -20,20 +20,24 @@ class ColumnPrinter;
 /// then `writeTo`. Rows completed before a column was added read as the placeholder there.
 class ColumnStore {
  public:
-  /// What `addColumn` returns when there can be no further column.
-  static constexpr std::uint16_t kNoColumn = 0xFFFF;
+  /// Index of a column: 16 bits, and a value beyond them for none.
+  using Column = std::uint32_t;
+  static constexpr Column kMostColumns = 0x10000;
+  static constexpr Column kNoColumn = kMostColumns;
 
-  /// `placeholder` stands for the cells that get no value. Throws what the backing store throws, a
-  /// C string, when the temporary file cannot be created.
-  ColumnStore(const std::string& title, const std::string& placeholder);
+  /// `placeholder` stands for the cells that get no value. `logName` is what log lines call the
+  /// table, if not by its title. Throws what the backing store throws, a C string, when the
+  /// temporary file cannot be created.
+  ColumnStore(const std::string& title, const std::string& placeholder,
+              const std::string& logName = {});
 
   /// Returns the index of the new column, or `kNoColumn` (the first time with a warning) when the
-  /// table has 65,535 columns already.
-  std::uint16_t addColumn(const std::string& name);
+  /// table has `kMostColumns` already.
+  Column addColumn(const std::string& name);
 
   /// Sets a cell of the current row, in place of an earlier value. Returns 0, or 1 (logged) when
   /// there is no such column or the value is too long.
-  int setColumnData(std::string_view value, unsigned int column);
+  int setColumnData(std::string_view value, Column column);
 
   /// Stores the current row and begins a new one.
   void completeRow();
@@ -59,6 +63,7 @@ class ColumnStore {
   pwr::ZtExtensibleBackingStore store_;
   const std::string title_;
   const std::string placeholder_;
+  const std::string logName_;
   std::vector<std::string> columnNames_;
   std::vector<std::size_t> columnWidths_;  // bytes
   bool refusedColumn_ = false;

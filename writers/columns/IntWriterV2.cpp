@@ -199,7 +199,7 @@ IntWriterV2::Place* IntWriterV2::addSampledPlace(const PlaceMap::Key& key,
     }
   }
   // A pair that the metric did not announce gets a column of its own all the same.
-  const std::uint16_t column =
+  const ColumnStore::Column column =
       table->addColumn(key.descriptor, columnNameOf(element.getDescriptor(), units));
   return placesOf(metric, view.number).add(key, {table, column});
 }

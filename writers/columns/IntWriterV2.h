@@ -78,7 +78,7 @@ class IntWriterV2 : public WriterPlugin {
   using TableMap = std::map<TableKey, std::map<std::uint64_t, std::unique_ptr<TraceTable>>>;
   struct Place {
     TraceTable* table;
-    std::uint16_t column;
+    ColumnStore::Column column;
   };
   using PlaceMap = ElementMap<Place>;
   using MetricPlaces = std::array<PlaceMap, kViewCount>;

@@ -5,13 +5,14 @@
 #include <deque>
 #include <string>
 
+#include "writers/columns/ColumnStore.h"
 #include "writers/columns/TraceValue.h"
 #include "writers/host/Metric.h"
 
 /// One column of the over-time table: what it shows, and a summary of the numbers in it.
 struct OverTimeSeries {
   std::string name;  ///< as the heading has it, not quoted
-  std::uint16_t column;
+  ColumnStore::Column column;
   const pwr::MetricDescription* metric;
   const pwr::EntityHandle* entity;          ///< null when the values belong to none
   const pwr::DataDescriptor* descriptor;    ///< null when the values have none

@@ -16,7 +16,7 @@ int PhmTextWriter::openOutput(const std::string& baseName, bool continuous) {
   if (metadata_.open(baseName) != 0) return 1;
   try {
     // Without a title, the headings are the first line that is not empty.
-    table_ = std::make_unique<ColumnStore>("", "n/a");
+    table_ = std::make_unique<ColumnStore>("", "n/a", baseName + "_phm.csv");
   } catch (const char*) {
     PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Failed to initialize buffer.\n");
     return 1;
@@ -124,7 +124,7 @@ OverTimeSeries* PhmTextWriter::addSeries(const pwr::Metric& metric, const pwr::D
     if (!descriptor->getName().empty()) name += " - " + descriptor->getName();
   }
   name += traceUnitSuffix(mode, quantity);
-  const std::uint16_t column = table_->addColumn(csvText(name));
+  const ColumnStore::Column column = table_->addColumn(csvText(name));
   if (column == ColumnStore::kNoColumn) {
     isFull_ = true;
     return nullptr;

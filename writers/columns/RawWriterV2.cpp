@@ -45,8 +45,8 @@ int RawWriterV2::writeMessage(const pwr::Metric& metric) {
   table->store.setColumnData(cell_, 0);
   for (std::size_t n = 0; n < data.elements.size(); ++n) {
     const pwr::DataElement& element = data.elements[n];
-    const std::uint16_t* column = table->columns.find(
-        n, ElementMap<std::uint16_t>::keyOf(element.getEntity(), element.getDescriptor()));
+    const ColumnStore::Column* column = table->columns.find(
+        n, ElementMap<ColumnStore::Column>::keyOf(element.getEntity(), element.getDescriptor()));
     // A pair that the metric did not announce gets a column at the end.
     if (column == nullptr) {
       column = addColumn(*table, metric, element.getEntity(), element.getDescriptor());
@@ -77,11 +77,11 @@ RawWriterV2::Table* RawWriterV2::tableOf(const pwr::Metric& metric) {
   return table;
 }
 
-std::uint16_t* RawWriterV2::addColumn(Table& table, const pwr::Metric& metric,
-                                      const pwr::EntityHandle* entity,
-                                      const pwr::DataDescriptor* descriptor) {
-  std::uint16_t* const column = table.columns.add(
-      ElementMap<std::uint16_t>::keyOf(entity, descriptor), ColumnStore::kNoColumn);
+ColumnStore::Column* RawWriterV2::addColumn(Table& table, const pwr::Metric& metric,
+                                            const pwr::EntityHandle* entity,
+                                            const pwr::DataDescriptor* descriptor) {
+  ColumnStore::Column* const column = table.columns.add(
+      ElementMap<ColumnStore::Column>::keyOf(entity, descriptor), ColumnStore::kNoColumn);
   if (column == nullptr) return nullptr;
   std::string name = entity == nullptr ? "" : entity->getQualifiedName();
   if (descriptor != nullptr) name += " " + descriptor->getName();

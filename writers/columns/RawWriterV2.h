@@ -25,7 +25,7 @@ class RawWriterV2 : public WriterPlugin {
     Table(const std::string& title, const std::string& placeholder) : store(title, placeholder) {}
 
     ColumnStore store;
-    ElementMap<std::uint16_t> columns;
+    ElementMap<ColumnStore::Column> columns;
   };
 
   int writeMessage(const pwr::MetricContainerInfoMessage& message) override;
@@ -34,9 +34,9 @@ class RawWriterV2 : public WriterPlugin {
   int writeMessage(const pwr::TextMessage& message) override;
 
   Table* tableOf(const pwr::Metric& metric);
-  static std::uint16_t* addColumn(Table& table, const pwr::Metric& metric,
-                                  const pwr::EntityHandle* entity,
-                                  const pwr::DataDescriptor* descriptor);
+  static ColumnStore::Column* addColumn(Table& table, const pwr::Metric& metric,
+                                        const pwr::EntityHandle* entity,
+                                        const pwr::DataDescriptor* descriptor);
 
   TableFile file_;
   std::vector<std::unique_ptr<Table>> tables_;  // in the order of their first samples

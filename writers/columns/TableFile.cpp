@@ -13,17 +13,20 @@ TableFile::~TableFile() {
 int TableFile::open(const std::string& baseName) {
   path_ = baseName + extension_;
   complete_ = true;
+  errnum_ = 0;
   lostSamples_ = 0;
   if (!pwr::openFileHandle(&stream_, path_.c_str(), "wb")) {
     PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Could not create %s\n", path_.c_str());
     return 1;
   }
+  // Tables come in large pieces, which a buffer of the stream would only divide.
+  std::setvbuf(stream_, nullptr, _IONBF, 0);
   return 0;
 }
 
 int TableFile::print(const std::string& text) {
   if (std::fwrite(text.data(), 1, text.size(), stream_) == text.size()) return 0;
-  complete_ = false;
+  errnum_ = errno;
   return 1;
 }
 
@@ -43,17 +46,12 @@ int TableFile::close() {
     PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Output file %s does not exist\n", path_.c_str());
     return 1;
   }
-  const bool failedBefore = std::ferror(stream_) != 0;
-  errno = 0;
-  const bool flushed = std::fflush(stream_) == 0;
-  const int flushErrnum = errno;
   const bool closed = std::fclose(stream_) == 0;
-  const int errnum = flushed ? errno : flushErrnum;
+  if (!closed && errnum_ == 0) errnum_ = errno;
   stream_ = nullptr;
-  if (failedBefore) complete_ = false;
-  if (!flushed || !closed) {
+  if (!closed || errnum_ != 0) {
     PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Could not write %s completely: %s\n", path_.c_str(),
-           systemErrorText(errnum).c_str());
+           systemErrorText(errnum_).c_str());
     complete_ = false;
   }
   reportLosses();

@@ -39,6 +39,7 @@ class TableFile {
   std::string path_;
   FILE* stream_ = nullptr;
   bool complete_ = true;
+  int errnum_ = 0;  ///< of the last text that could not be written
   std::uint64_t lostSamples_ = 0;
   std::string firstLostTitle_;
 };

@@ -20,13 +20,13 @@ class TraceTable {
   TraceTable(const std::string& title, const std::string& placeholder,
              const std::string& timeColumn);
 
-  std::uint16_t addColumn(const std::string& name) { return store_.addColumn(name); }
+  ColumnStore::Column addColumn(const std::string& name) { return store_.addColumn(name); }
   void addDurationColumn();
   /// Adds a column under the id of an attribute or descriptor (0: values without descriptor), and
   /// `findColumn` finds it. An id that has a column already keeps it.
-  std::uint16_t addColumn(std::uint64_t id, const std::string& name);
+  ColumnStore::Column addColumn(std::uint64_t id, const std::string& name);
   /// kNoColumn when there is no column under the id.
-  std::uint16_t findColumn(std::uint64_t id) const;
+  ColumnStore::Column findColumn(std::uint64_t id) const;
   /// Gives each of the attributes a column, for whose cells `setConstantCells` has their values.
   void addConstantCells(const pwr::AttributeValueManager& attributes);
 
@@ -36,7 +36,7 @@ class TraceTable {
   /// is set twice costs the store its shortest way.
   void setDuration(std::uint64_t ticks, std::string_view text);
   void setConstantCells();
-  void setCell(std::uint16_t column, std::string_view text) {
+  void setCell(ColumnStore::Column column, std::string_view text) {
     if (column != ColumnStore::kNoColumn) store_.setColumnData(text, column);
   }
   void completeRow();
@@ -45,11 +45,11 @@ class TraceTable {
 
  private:
   ColumnStore store_;
-  std::uint16_t numberColumn_;
-  std::uint16_t timeColumn_;
-  std::uint16_t durationColumn_ = ColumnStore::kNoColumn;
-  std::unordered_map<std::uint64_t, std::uint16_t> columnById_;
-  std::vector<std::pair<std::uint16_t, std::string>> constantCells_;
+  ColumnStore::Column numberColumn_;
+  ColumnStore::Column timeColumn_;
+  ColumnStore::Column durationColumn_ = ColumnStore::kNoColumn;
+  std::unordered_map<std::uint64_t, ColumnStore::Column> columnById_;
+  std::vector<std::pair<ColumnStore::Column, std::string>> constantCells_;
   std::uint64_t rows_ = 0;
   bool rowIsOpen_ = false;
   std::optional<std::uint64_t> durationOfRow_;

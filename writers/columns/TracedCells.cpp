@@ -16,7 +16,7 @@ const std::string& nameOf(const pwr::Field* group) {
   return group == nullptr ? none : group->getName();
 }
 
-std::uint16_t addColumn(TraceTable& table, const pwr::DataHandle& attribute) {
+ColumnStore::Column addColumn(TraceTable& table, const pwr::DataHandle& attribute) {
   return table.addColumn(attribute.getId(), attribute.getFieldName());
 }
 
@@ -70,7 +70,7 @@ void TracedCells::setDynamicCell(TraceTable& table, std::uint64_t id, const pwr:
     PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Failed to get handle for dynamic attribute\n");
     return;
   }
-  const std::uint16_t column = addColumn(table, *attribute);
+  const ColumnStore::Column column = addColumn(table, *attribute);
   if (formatDynamic(*attribute, value)) table.setCell(column, text_);
 }
 

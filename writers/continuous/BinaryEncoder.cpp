@@ -1,7 +1,6 @@
 #include "writers/continuous/BinaryEncoder.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -9,9 +8,11 @@
 #include "hostcommon/Platform.h"
 #include "writers/LittleEndian.h"
 #include "writers/MetricKindText.h"
+#include "writers/TextLog.h"
 #include "writers/continuous/ContinuousClock.h"
 #include "writers/continuous/DescriptorText.h"
-#include "writers/host/HostFunctions.h"
+#include "writers/continuous/EntityName.h"
+#include "writers/continuous/OutputFile.h"
 #include "writers/host/PluginEnvironment.h"
 #include "writers/host/Quantity.h"
 
@@ -20,7 +21,6 @@ namespace {
 using ztbin::RecordType;
 
 const WriterLog kIterLog("iter");
-const WriterLog kPlainLog("");
 const pwr::SystemMetadata kUnknownSystem;
 
 /// Shared by all encoders of the process.
@@ -31,10 +31,6 @@ void putHeader(std::byte* record, std::size_t recordSize, RecordType type) {
   record[ztbin::kTypeOffset] = static_cast<std::byte>(type);
 }
 
-std::string nameOf(const pwr::EntityHandle* entity) {
-  return entity == nullptr ? std::string() : entity->getQualifiedName();
-}
-
 /// The text by which a reader tells the series of one descriptor apart.
 std::string keyText(const pwr::Metric& metric, const pwr::EntityHandle* entity) {
   return entity == nullptr ? metric.getName() : metric.getName() + "/" + nameOf(entity);
@@ -43,7 +39,7 @@ std::string keyText(const pwr::Metric& metric, const pwr::EntityHandle* entity) 
 /// Without the fraction; what is too large for the type becomes its largest value.
 std::uint64_t truncated(double value) {
   constexpr double kLimit = 18446744073709551616.0;
-  return value >= kLimit ? UINT64_MAX : static_cast<std::uint64_t>(value);
+  return value < kLimit ? static_cast<std::uint64_t>(value) : UINT64_MAX;
 }
 
 }  // namespace
@@ -77,8 +73,13 @@ std::uint16_t BinaryEncoder::getStringStoreIndex_i(const std::string& text) {
          text.c_str(), index);
   if (index != 0) return index;
   index = stringCounter_.next_i();
-  // A longer text does not fit into a record.
   const std::size_t length = std::min(text.size(), record::kMaxLength);
+  if (length < text.size() && !std::exchange(hasCutString_, true)) {
+    PW_LOG(
+        kPlainLog, PW_LOG_WARNING,
+        "WARNING: Binary writer plugin cuts strings to %zu bytes; the first such has %zu bytes\n",
+        length, text.size());
+  }
   const std::size_t size = record::kText + length;
   std::byte* const place = buffer_i(RecordType::String).append(size);
   putHeader(place, size, RecordType::String);
@@ -298,10 +299,9 @@ bool BinaryEncoder::writeFile(const pwr::SystemMetadata& metadata, Naming naming
       name.empty() ? nullptr : g_pluginEnvironment->getFileOutputHandle(name.c_str());
   const bool isComplete = output != nullptr && flushBuffers_i(*output);
   if (!isComplete) {
-    std::array<char, 256> cause{};
-    pwr::pw_strerror(errno, cause.data(), cause.size());
+    const std::string cause = systemErrorText(errno);
     PW_LOG(kPlainLog, PW_LOG_ERROR, "ERROR: Could not write %s: %s. The output is incomplete.\n",
-           name.empty() ? baseName_.c_str() : name.c_str(), cause.data());
+           name.empty() ? baseName_.c_str() : name.c_str(), cause.c_str());
     if (output != nullptr && naming == Naming::Numbered) pwr::platform::removeFile(name);
     return false;
   }
@@ -310,14 +310,10 @@ bool BinaryEncoder::writeFile(const pwr::SystemMetadata& metadata, Naming naming
   return true;
 }
 
-/// Empty when the name is too long.
 std::string BinaryEncoder::fileName_i(Naming naming) const {
-  std::array<char, 1024> name{};
-  const int length =
-      naming == Naming::Whole
-          ? pw_snprintf(name.data(), name.size(), "%s.ztbin", baseName_.c_str())
-          : pw_snprintf(name.data(), name.size(), "%s_%d.ztbin", baseName_.c_str(), g_fileNumber++);
-  return length < static_cast<int>(name.size()) ? name.data() : "";
+  const std::string number =
+      naming == Naming::Numbered ? "_" + std::to_string(g_fileNumber++) : std::string();
+  return wholeFileName(baseName_ + number + ".ztbin");
 }
 
 /// Writes all buffers and closes the output; the first failure is left in errno. The buffers keep

@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "formats/ztbin_format.h"
+#include "writers/SeriesTable.h"
 #include "writers/WriterLog.h"
 #include "writers/continuous/ElementValue.h"
 #include "writers/continuous/PointBuffer.h"
 #include "writers/continuous/RecordBlocks.h"
-#include "writers/continuous/SeriesTable.h"
 #include "writers/host/Metric.h"
 #include "writers/host/SystemMetadata.h"
 
@@ -81,6 +81,7 @@ class BinaryEncoder {
   Tables storeTables_i(const pwr::Metric& metric);
   double durationOf_i(const pwr::DataElement& element, bool isRate);
   void logPoint_i(const pwr::Metric& metric, const pwr::DataElement& element, double value) const;
+  /// Empty when the name is too long.
   std::string fileName_i(Naming naming) const;
   void buildSystemRecord_i(const pwr::SystemMetadata& metadata);
   bool flushBuffers_i(pwr::Logger& output);
@@ -93,6 +94,7 @@ class BinaryEncoder {
   double tickPeriod_ = 1.0;  ///< microseconds
   std::unordered_map<std::string, std::uint16_t> strings_;
   IndexCounter stringCounter_{"string"};
+  bool hasCutString_ = false;
   std::unordered_map<const pwr::DataHandle*, std::uint16_t> entities_;
   IndexCounter entityCounter_{"descriptor"};
   std::unordered_map<unsigned int, MetricState> metrics_;

@@ -1,11 +1,11 @@
 #include "writers/continuous/ContWriter.h"
 
-#include <array>
+#include <new>
 
 #include "writers/continuous/ContinuousLog.h"
 #include "writers/continuous/ContinuousMetadata.h"
+#include "writers/continuous/EntityName.h"
 #include "writers/continuous/OutputFile.h"
-#include "writers/host/HostFunctions.h"
 #include "writers/host/Quantity.h"
 
 namespace {
@@ -82,18 +82,17 @@ void ContWriter::addElement(const pwr::Metric& metric, MetricState& state,
   const double value = value_.isState() ? duration : value_.number();
   logElement(element, value);
   const std::uint32_t series = state.series.find(element.getEntity(), element.getDescriptor(), [&] {
-    series_.push_back({metric.getId(), element.getEntity(), element.getDescriptor()});
+    series_.push_back({metric.getId(), nameOf(element.getEntity()), element.getDescriptor()});
     return static_cast<std::uint32_t>(series_.size() - 1);
   });
   static_assert(sizeof(Point) <= 32, "points are what the memory of a period goes into");
-  points_.push_back({metric.getData().timestamp, duration, value, series});
+  ::new (points_.append(sizeof(Point))) Point{metric.getData().timestamp, duration, value, series};
 }
 
 void ContWriter::logElement(const pwr::DataElement& element, double value) const {
   PW_LOG(kContinuousLog, PW_LOG_INFO,
          "INFO: key = %s, name = %s, state = %s, hasStates = %s, Value = %.2f\n",
-         element.getEntity() == nullptr ? "" : element.getEntity()->getName().c_str(),
-         element.getDescriptor()->getName().c_str(),
+         nameOf(element.getEntity()).c_str(), element.getDescriptor()->getName().c_str(),
          value_.isState() ? value_.stateName().c_str() : "N/A", value_.isState() ? "TRUE" : "FALSE",
          value);
 }
@@ -111,13 +110,12 @@ void ContWriter::addMetadata(const pwr::Metric& metric) {
 }
 
 bool ContWriter::write(const pwr::SystemMetadata& system) {
-  std::array<char, 1024> name{};
-  const int length =
-      pw_snprintf(name.data(), name.size(), "%s_%d.ztjson", baseName_.c_str(), g_nextFileNumber++);
-  // A name that was cut would be that of some other file.
-  if (length < 0 || static_cast<std::size_t>(length) >= name.size()) return false;
-
+  const std::string name =
+      wholeFileName(baseName_ + "_" + std::to_string(g_nextFileNumber++) + ".ztjson");
   rapidjson::StringBuffer document;
+  // About what a point takes.
+  constexpr std::size_t kBytesPerPoint = 112;
+  reserveLarge(document, points_.size() / sizeof(Point) * kBytesPerPoint);
   JsonWriter json(document);
   json.StartObject();
   writeMetadata(json, system);
@@ -125,7 +123,7 @@ bool ContWriter::write(const pwr::SystemMetadata& system) {
   json.EndObject();
   PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: string is %s\n", document.GetString());
   PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: data size = %zu\n", document.GetSize());
-  if (writeOutputFile(name.data(), {document.GetString(), document.GetSize()}) != 0) return false;
+  if (writeOutputFile(name, {document.GetString(), document.GetSize()}) != 0) return false;
   points_.clear();
   return true;
 }
@@ -141,13 +139,13 @@ void ContWriter::writeMetadata(JsonWriter& json, const pwr::SystemMetadata& syst
 void ContWriter::writePoints(JsonWriter& json) const {
   writeKey(json, "Data");
   json.StartArray();
-  for (const Point& point : points_) {
+  for (RecordBlocks::Cursor points(points_); !points.isAtEnd();) {
+    const Point& point = *reinterpret_cast<const Point*>(points.take(sizeof(Point)));
     const Series& series = series_[point.series];
     json.StartObject();
     json.Key("ID", 2);
     json.Uint(series.metric);
-    writeMember(json, "Entity",
-                series.entity == nullptr ? std::string_view() : series.entity->getName());
+    writeMember(json, "Entity", series.entity);
     writeMember(json, "Descriptor", series.descriptor->getName());
     writeMember(json, "Timestamp", point.timestamp);
     writeMember(json, "Duration", point.duration);

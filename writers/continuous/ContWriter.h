@@ -1,17 +1,17 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "writers/SeriesTable.h"
 #include "writers/continuous/ContinuousWriter.h"
 #include "writers/continuous/ElementValue.h"
 #include "writers/continuous/JsonText.h"
-#include "writers/continuous/SeriesTable.h"
+#include "writers/continuous/RecordBlocks.h"
 #include "writers/host/Metric.h"
 
 /// The model of the continuous JSON output: the descriptions of every metric seen since the process
@@ -37,7 +37,7 @@ class ContWriter : public ContinuousWriter {
   /// What a point is measured on.
   struct Series {
     unsigned int metric;
-    const pwr::EntityHandle* entity;  ///< null for the metric as a whole
+    std::string entity;
     const pwr::DataDescriptor* descriptor;
   };
   struct Point {
@@ -63,6 +63,6 @@ class ContWriter : public ContinuousWriter {
   std::vector<std::shared_ptr<const Metadata>> nodes_;  ///< in the order in which metrics came
   std::set<std::string> names_;                         ///< those of the nodes
   std::vector<Series> series_;
-  std::deque<Point> points_;
+  RecordBlocks points_;
   ElementValue value_;
 };

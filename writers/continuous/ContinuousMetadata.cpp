@@ -7,6 +7,7 @@
 #include "writers/MetricKindText.h"
 #include "writers/continuous/ContinuousLog.h"
 #include "writers/continuous/DescriptorText.h"
+#include "writers/continuous/EntityName.h"
 #include "writers/host/Quantity.h"
 
 namespace {
@@ -81,7 +82,7 @@ std::shared_ptr<const Data> combinationsOf(const pwr::Metric& metric) {
   Data combinations{.key = "Entity-Descriptor-Combinations"};
   for (const auto& [entity, descriptor] : metric.getEntityDescriptorCombinations()) {
     combinations.children.push_back(objectOf({
-        entry("Entity", entity == nullptr ? "" : entity->getName()),
+        entry("Entity", nameOf(entity)),
         entry("Descriptor", descriptor == nullptr ? "" : descriptor->getName()),
         entry("eValue", descriptor == nullptr ? "" : descriptorText(*descriptor)),
     }));

@@ -23,25 +23,21 @@ int firstBound(const pwr::Data& value, double& bound) {
 
 }  // namespace
 
-void ElementValue::read(const pwr::Data& value) {
-  kind_ = Kind::None;
+ElementValue::Kind ElementValue::readOther(const pwr::Data& value) {
   number_ = 0.0;
-  handle_ = nullptr;
   switch (value.getType()) {
     case pwr::DataType::Handle:
       value.toHandle(handle_);
       if (handle_ != nullptr && handle_->getHandleType() == pwr::DataHandleType::State) {
-        kind_ = Kind::StateHandle;
-      } else {
-        handle_ = nullptr;
+        return Kind::StateHandle;
       }
-      break;
+      handle_ = nullptr;
+      return Kind::None;
     case pwr::DataType::String:
       value.toString(text_);
-      kind_ = Kind::StateText;
-      break;
+      return Kind::StateText;
     default:
-      if (value.toReal(number_) == 0 || firstBound(value, number_) == 0) kind_ = Kind::Number;
+      return firstBound(value, number_) == 0 ? Kind::Number : Kind::None;
   }
 }
 

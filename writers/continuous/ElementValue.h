@@ -19,7 +19,10 @@ class ElementValue {
     StateText,    ///< a state, named by a text
   };
 
-  void read(const pwr::Data& value);
+  void read(const pwr::Data& value) {
+    handle_ = nullptr;
+    kind_ = value.toReal(number_) == 0 ? Kind::Number : readOther(value);
+  }
 
   Kind kind() const { return kind_; }
   bool isState() const { return kind_ == Kind::StateHandle || kind_ == Kind::StateText; }
@@ -31,6 +34,9 @@ class ElementValue {
   const std::string& stateName() const;
 
  private:
+  /// Reads what is not one number.
+  Kind readOther(const pwr::Data& value);
+
   Kind kind_ = Kind::None;
   double number_ = 0.0;
   const pwr::DataHandle* handle_ = nullptr;

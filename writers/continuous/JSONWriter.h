@@ -1,10 +1,8 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
-#include "writers/continuous/ContWriter.h"
-#include "writers/continuous/TraceDocument.h"
-#include "writers/continuous/TraceModel.h"
 #include "writers/host/WriterPlugin.h"
 
 /// Writes the metrics of a run as JSON. In a whole run, closing the output writes one trace; in
@@ -15,19 +13,21 @@ class JSONWriter : public WriterPlugin {
   JSONWriter();
   ~JSONWriter() override;
 
+  /// Begins a run, without what an earlier one left.
   int openOutput(const std::string& baseName, bool continuous) override;
-  /// Returns 1, saying nothing, when the trace or the last numbered file could not be written.
+  /// Returns 1, saying nothing, when the trace or the last numbered file could not be written; the
+  /// output stays open then, with all that is not written.
   int closeOutput() override;
-  /// False when the file could not be written, and always in a whole run.
+  /// False when the file could not be written, and always unless the output is continuous.
   bool flushContinuousResults(const pwr::SystemMetadata& metadata) override;
 
  private:
   int writeMessage(const pwr::Metric& metric) override;
   int writeMessage(const pwr::SystemMessage& message) override;
 
-  std::string outputName_;
-  ContWriter* continuous_ = nullptr;  ///< null in a whole run
-  bool flushed_ = true;               ///< the last flush, if there was one, succeeded
-  TraceCollection collection_;
-  TraceModel model_;
+  struct Run;
+
+  static int writeTrace(const Run& run);
+
+  std::unique_ptr<Run> run_;  ///< while the output is open
 };

@@ -5,8 +5,16 @@
 
 #include <string_view>
 
+#include "writers/continuous/LargePages.h"
+
 /// The compact writer of both kinds of JSON output.
 using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+
+/// Has an empty document get its memory for `count` bytes at once.
+inline void reserveLarge(rapidjson::StringBuffer& document, std::size_t count) {
+  document.Reserve(count);
+  preferLargePages(document.GetString(), count);
+}
 
 inline void writeText(JsonWriter& json, std::string_view text) {
   // An empty view may point nowhere, which the library does not accept.

@@ -48,5 +48,6 @@ int PointBuffer::writeTo(pwr::Logger& output) const {
 
 void PointBuffer::clear() {
   samples_.clear();
+  lastSample_ = nullptr;
   points_.clear();
 }

@@ -19,9 +19,15 @@ class PointBuffer {
     ::new (points_.append(sizeof(Point))) Point{duration, key, descriptor, value};
   }
   /// The `points` points added last, at least one, are of this metric and time in ticks. To be
-  /// called after every sample.
+  /// called after every sample. Samples of one metric and time that follow each other, as from a
+  /// host that sends a message for every entity, are kept as one.
   void endSample(std::uint64_t timestamp, std::uint32_t metric, std::uint32_t points) {
-    ::new (samples_.append(sizeof(Sample))) Sample{timestamp, metric, points};
+    if (lastSample_ != nullptr && lastSample_->timestamp == timestamp &&
+        lastSample_->metric == metric && lastSample_->points <= kMostPoints - points) {
+      lastSample_->points += points;
+    } else {
+      lastSample_ = ::new (samples_.append(sizeof(Sample))) Sample{timestamp, metric, points};
+    }
   }
 
   /// Bytes of the records of all points.
@@ -45,8 +51,11 @@ class PointBuffer {
     float value;
   };
 
+  static constexpr std::uint32_t kMostPoints = 0xFFFFFFFF;
+
   static void putRecord(std::byte* place, const Sample& sample, const Point& point);
 
   RecordBlocks samples_;
+  Sample* lastSample_ = nullptr;  ///< in `samples_`
   RecordBlocks points_;
 };

@@ -2,24 +2,13 @@
 
 #include <algorithm>
 
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
+#include "writers/continuous/LargePages.h"
 
 namespace {
 
 // Large against a record, so that the unused ends of the blocks do not matter, and small against
 // the memory of a machine, so that an almost empty buffer does not matter either.
 constexpr std::size_t kBlockSize = std::size_t{64} * 1024;
-// A buffer that is as large already grows by whole large pages. Getting memory from the system in
-// small pages would take longer than filling it.
-constexpr std::size_t kLargePage = std::size_t{2} * 1024 * 1024;
-
-void preferLargePages([[maybe_unused]] std::byte* bytes, [[maybe_unused]] std::size_t count) {
-#if defined(__linux__)
-  madvise(bytes, count, MADV_HUGEPAGE);  // advice: without it everything works just as well
-#endif
-}
 
 }  // namespace
 
@@ -45,12 +34,13 @@ void RecordBlocks::clear() {
 RecordBlocks::Block RecordBlocks::makeBlock(std::size_t capacity) {
   const std::align_val_t alignment{capacity == kLargePage ? kLargePage : alignof(std::max_align_t)};
   auto* const bytes = static_cast<std::byte*>(::operator new(capacity, alignment));
-  if (capacity == kLargePage) preferLargePages(bytes, capacity);
+  preferLargePages(bytes, capacity);
   return {{bytes, Free{alignment}}};
 }
 
 void RecordBlocks::addBlock(std::size_t count) {
   if (!blocks_.empty()) blocks_.back().used = used(blocks_.back());
+  // A buffer that is as large already grows by whole large pages.
   const bool isLarge = blocks_.size() >= kLargePage / kBlockSize;
   const std::size_t capacity = std::max(isLarge ? kLargePage : kBlockSize, count);
   blocks_.push_back(makeBlock(capacity));

@@ -6,11 +6,15 @@
 
 static_assert(sizeof(TraceContainer::Value) <= 32, "values are what a long run's memory goes into");
 
-TraceContainer::TraceContainer(Description description) : description_(std::move(description)) {}
+TraceContainer::TraceContainer(Description description, RecordBlocks& memory)
+    : description_(std::move(description)), values_(memory) {}
 
 std::uint32_t TraceContainer::label(const std::string& name) {
   const auto [place, isNew] = places_.try_emplace(name, static_cast<std::uint32_t>(labels_.size()));
-  if (isNew) labels_.push_back(name);
+  if (isNew) {
+    labels_.push_back(name);
+    pointOfLabel_.push_back(0);
+  }
   return place->second;
 }
 
@@ -24,17 +28,19 @@ std::uint32_t TraceContainer::label(const pwr::DataHandle* state) {
 }
 
 bool TraceContainer::fitsLastPoint(const Times& times, std::uint32_t label) const {
-  if (values_.empty() || values_.back().times != times) return false;
-  std::size_t count = 1;
-  for (auto last = values_.rbegin(); last->label != label; ++last, ++count) {
-    if (last->startsPoint) return hasStates() || count < 2;
-  }
-  return false;
+  return !values_.empty() && values_.back().times == times && pointOfLabel_[label] != point_ &&
+         (hasStates() || valuesOfPoint_ < 2);
 }
 
 void TraceContainer::add(unsigned long long sample, const Times& times, std::uint32_t label,
                          double value) {
   const bool joins = sample == lastSample_ && fitsLastPoint(times, label);
-  values_.push_back({times, value, label, !joins});
+  if (!joins) {
+    ++point_;
+    valuesOfPoint_ = 0;
+  }
+  ++valuesOfPoint_;
+  pointOfLabel_[label] = point_;
+  values_.add({times, value, label, !joins});
   lastSample_ = sample;
 }

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "writers/continuous/PointList.h"
 #include "writers/host/DataHandle.h"
 #include "writers/host/Metric.h"
 
@@ -49,7 +49,8 @@ class TraceContainer {
     bool startsPoint;
   };
 
-  explicit TraceContainer(Description description);
+  /// `memory` holds the values of all containers of the model, and must outlive them.
+  TraceContainer(Description description, RecordBlocks& memory);
 
   const Description& description() const { return description_; }
   bool hasStates() const { return description_.hasStates; }
@@ -66,8 +67,9 @@ class TraceContainer {
   /// Adds a value to the point of sample `sample` that has these times, or starts a point where it
   /// has no place for the value: every label stands once in a point.
   void add(unsigned long long sample, const Times& times, std::uint32_t label, double value);
-  /// In the order added. A deque grows without copying and without spare room worth mentioning.
-  const std::deque<Value>& values() const { return values_; }
+  using Values = PointList<Value>;
+  /// In the order added.
+  const Values& values() const { return values_; }
 
  private:
   bool fitsLastPoint(const Times& times, std::uint32_t label) const;
@@ -76,6 +78,10 @@ class TraceContainer {
   std::vector<std::string> labels_;
   std::unordered_map<std::string, std::uint32_t> places_;
   std::unordered_map<const pwr::DataHandle*, std::uint32_t> states_;
-  std::deque<Value> values_;
+  std::vector<std::uint64_t> pointOfLabel_;  ///< by label: the last point that has a value of it
+  Values values_;
   unsigned long long lastSample_ = 0;
+  // The last point: its number, and how many values it has.
+  std::uint64_t point_ = 0;
+  std::uint32_t valuesOfPoint_ = 0;
 };

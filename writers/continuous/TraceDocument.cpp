@@ -96,7 +96,7 @@ class GroupWriter {
   }
 
  private:
-  using Place = std::deque<Value>::const_iterator;
+  using Place = TraceContainer::Values::Iterator;
 
   void writeMetaData() {
     writeKey(json_, "metaData");

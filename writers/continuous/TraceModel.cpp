@@ -78,7 +78,7 @@ TraceContainer* TraceModel::containerOf(const pwr::Metric& metric, MetricState& 
                                           .altUnits = altUnitsOf(metric.getQuantity()),
                                           .hasStates = state.hasStates};
   if (entity != nullptr) description.friendlyName = description.name + " " + group.name;
-  group.containers.push_back(std::make_unique<TraceContainer>(std::move(description)));
+  group.containers.push_back(std::make_unique<TraceContainer>(std::move(description), *memory_));
   container = group.containers.back().get();
   return container;
 }

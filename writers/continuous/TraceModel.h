@@ -7,9 +7,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include "writers/SeriesTable.h"
 #include "writers/continuous/ContinuousClock.h"
 #include "writers/continuous/ElementValue.h"
-#include "writers/continuous/SeriesTable.h"
 #include "writers/continuous/TraceContainer.h"
 #include "writers/host/Metric.h"
 
@@ -54,6 +54,7 @@ class TraceModel {
                               const pwr::EntityHandle* entity);
 
   ContinuousClock clock_;
+  std::unique_ptr<RecordBlocks> memory_ = std::make_unique<RecordBlocks>();  ///< of the values
   std::vector<Group> groups_;
   std::unordered_map<std::string, std::size_t> groupPlaces_;
   std::unordered_map<unsigned int, MetricState> metrics_;
