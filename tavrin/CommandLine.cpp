@@ -37,9 +37,11 @@ constexpr const char* kRecordFooter =
     "Exit status: that of the command, 128 + N if signal N ended it, 127 if it cannot be started;\n"
     "1 if an output is incomplete, 2 for a usage error, 130 after a second Ctrl-C, else 0.\n"
     "\n"
-    "Environment: PW_DO_TIMELINE_TSC=1 writes times as ticks of the timestamp clock; NO_COLOR "
-    "keeps\n"
-    "colours off the terminal.";
+    "Environment: PW_DO_TIMELINE_TSC=1 writes times, PW_DO_TIMELINE_RESIDENCY_TICKS=1 residencies\n"
+    "of the data trace, as ticks of the timestamp clock; PW_ENABLE_LEGACY_KORVELL=1 makes "
+    "timeline\n"
+    "files for old analyzers, without the fractions of reals; NO_COLOR keeps colours off the\n"
+    "terminal.";
 
 constexpr const char* kReportFooter =
     "FILE is a stream recorded with 'tavrin record --capture', or printed by any other tool\n"
@@ -53,13 +55,14 @@ constexpr const char* kInspectFooter =
     "  tavrin inspect run_0.ztbin run_1.ztbin run_2.ztbin\n"
     "                                       a continuous run; later files need the earlier ones\n"
     "  tavrin inspect --points run.ztjson | cut -f 3,6\n"
+    "  tavrin inspect --records run.pwr     a timeline file, record by record\n"
     "\n"
     "Checks every byte of the files and prints what they hold: the system, the metrics, and how\n"
     "many points of which series. All .ztbin files named are one run, in the order written; each\n"
-    ".ztjson file stands for itself. With --points each value is a line of fields separated by\n"
-    "tabs, with control characters and backslashes of names as \\xNN. Times are ticks of the\n"
-    "timestamp clock, in the .ztjson file of a whole run microseconds from its start; durations\n"
-    "are microseconds.\n"
+    ".ztjson and .pwr file stands for itself. With --points each value (of a .pwr file each\n"
+    "record) is a line of fields separated by tabs, with control characters and backslashes of\n"
+    "names as \\xNN. Times are ticks of the timestamp clock, in the .ztjson file of a whole run\n"
+    "microseconds from its start; durations are microseconds, in a .pwr file ticks.\n"
     "\n"
     "Exit status: 0 if all files are sound, 1 if one is not (with the place, what the format\n"
     "expects there and what was found) or cannot be read, 2 for a usage error.";
@@ -167,10 +170,11 @@ CLI::App* addList(CLI::App& app, Options& options) {
 }
 
 CLI::App* addInspect(CLI::App& app, Options& options) {
-  CLI::App* const inspect =
-      app.add_subcommand("inspect", "Verify .ztbin and .ztjson files and tell what is in them");
-  inspect->add_flag("--points", options.points, "Print every data point instead of a summary");
-  inspect->add_option("file", options.files, "Outputs of the writers bin and json")
+  CLI::App* const inspect = app.add_subcommand(
+      "inspect", "Verify .ztbin, .ztjson and .pwr files and tell what is in them");
+  inspect->add_flag("--points,--records", options.points,
+                    "Print every data point, of a .pwr file every record, instead of a summary");
+  inspect->add_option("file", options.files, "Outputs of the writers bin, json and korvell")
       ->type_name("")
       ->option_text("FILE...")
       ->required();

@@ -7,7 +7,9 @@
 #include <filesystem>
 #include <optional>
 #include <random>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "StorageTestSupport.h"
@@ -173,7 +175,7 @@ class RandomSteps {
   bool takeStep(std::size_t count, const std::string& text, std::size_t somewhere) {
     const auto size = static_cast<std::uint32_t>(text.size());
     const std::string ahead = bytes_.substr(read_, count);
-    switch (random_() % 11) {
+    switch (random_() % 12) {
       case 0:
         read_ += ahead.size();
         return read(*store_, count) == ahead;
@@ -211,11 +213,21 @@ class RandomSteps {
         bytes_.clear();
         read_ = write_ = 0;
         return true;
+      case 9:
+        return readInPlace();
       default:
         bytes_.replace(write_, size, text);
         write_ += size;
         return write(*store_, text) == size;
     }
+  }
+
+  bool readInPlace() {
+    const std::span<const char> bytes = store_->readInPlace();
+    const std::size_t from = std::exchange(read_, read_ + bytes.size());
+    return bytes.empty() == (from == bytes_.size()) && bytes.size() <= kMiB &&
+           std::string_view(bytes.data(), bytes.size()) ==
+               std::string_view(bytes_).substr(from, bytes.size());
   }
 
   std::mt19937 random_;

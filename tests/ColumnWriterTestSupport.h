@@ -61,7 +61,9 @@ class ColumnWriterTest : public testing::Test {
   int system(unsigned int megahertz) {
     metadata_ = std::make_unique<pwr::SystemMetadata>(
         pwr::SystemDescription{.hostName = "host, \"quoted\"",
+                               .tscFrequencyMHz = static_cast<float>(megahertz),
                                .timestampClockFrequencyMHz = megahertz,
+                               .cpuFrequencyMHz = static_cast<float>(megahertz),
                                .collectionStartTimestamp = 1000});
     return send(pwr::SystemMessage(metadata_.get()));
   }

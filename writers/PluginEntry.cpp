@@ -12,6 +12,7 @@
 #include "writers/host/WriterPluginList.h"
 #include "writers/text/AutoWriter.h"
 #include "writers/text/SummaryWriter.h"
+#include "writers/timeline/KorvellWriter.h"
 
 #if defined(_WIN32)
 #define PW_PLUGIN_EXPORT __declspec(dllexport)
@@ -31,8 +32,8 @@ PW_PLUGIN_EXPORT WriterPluginList* createPlugins(void) {
   // The registry. Its order is part of the library's interface: hosts take the first writer as the
   // default output.
   Plugin* const writers[] = {
-      new SummaryWriter, new JSONWriter,    new BinaryWriter, new RawWriterV2,
-      new IntWriterV2,   new PhmTextWriter, new AutoWriter,
+      new SummaryWriter, new KorvellWriter, new JSONWriter,    new BinaryWriter,
+      new RawWriterV2,   new IntWriterV2,   new PhmTextWriter, new AutoWriter,
   };
 
   auto* const list = new WriterPluginList;

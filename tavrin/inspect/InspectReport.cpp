@@ -1,46 +1,18 @@
 #include "tavrin/inspect/InspectReport.h"
 
 #include <algorithm>
-#include <charconv>
+
+#include "readers/PlainText.h"
 
 namespace tavrin {
 
 namespace {
-
-template <typename Real>
-std::string shortest(Real value) {
-  char text[48];
-  const auto end = std::to_chars(std::begin(text), std::end(text), value).ptr;
-  return {text, end};
-}
 
 std::string counted(std::uint64_t count, const char* what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
 }  // namespace
-
-std::string printable(std::string_view text) {
-  constexpr const char* kDigits = "0123456789abcdef";
-  std::string safe;
-  for (const char letter : text) {
-    const auto byte = static_cast<unsigned char>(letter);
-    if (byte >= 0x20 && byte != 0x7F && letter != '\\') {
-      safe += letter;
-    } else {
-      safe += {'\\', 'x', kDigits[byte / 16], kDigits[byte % 16]};
-    }
-  }
-  return safe;
-}
-
-std::string numberText(double value) {
-  return shortest(value);
-}
-
-std::string numberText(float value) {
-  return shortest(value);
-}
 
 void InspectReport::Span::add(std::uint64_t time) {
   ++points;
@@ -58,6 +30,10 @@ void InspectReport::addSystem(std::string_view key, std::string_view text) {
   std::string label = printable(key);
   label.resize(std::max<std::size_t>(label.size() + 2, 28), ' ');
   system_ += "  " + label + (text.empty() ? "-" : printable(text)) + "\n";
+}
+
+void InspectReport::addNote(std::string_view text) {
+  notes_ += printable(text) + "\n";
 }
 
 std::size_t InspectReport::addMetric(Metric metric) {
@@ -95,6 +71,7 @@ void InspectReport::finish(const std::string& title, const char* timeUnit) {
   std::fputs(system_.c_str(), out_);
   print(counted(metrics_.size(), "metric") + ", " + span_.text(timeUnit));
   for (const MetricCounts& counts : metrics_) printMetric(counts, timeUnit);
+  std::fputs(notes_.c_str(), out_);
 }
 
 void InspectReport::printMetric(const MetricCounts& counts, const char* timeUnit) const {
@@ -104,6 +81,7 @@ void InspectReport::printMetric(const MetricCounts& counts, const char* timeUnit
   line += " (" + printable(metric.kind);
   if (!metric.feature.empty()) line += ", " + printable(metric.feature);
   print(line + "): " + counts.span.text(timeUnit));
+  for (const std::string& fact : metric.facts) print("    " + printable(fact));
   std::string states;
   for (const std::string& state : metric.states) states += " " + printable(state) + ",";
   if (!states.empty()) print("    states:" + states.substr(0, states.size() - 1));

@@ -10,12 +10,6 @@
 
 namespace tavrin {
 
-/// Text of a file for the terminal: bytes that could steer it, and backslashes, become "\xNN".
-std::string printable(std::string_view text);
-/// Shortest text that reads back to the same number.
-std::string numberText(double value);
-std::string numberText(float value);
-
 /// What `tavrin inspect` tells about a file or a run: the same for every format, and the same for
 /// the same files. Either the points are printed as they come, or their counts at the end.
 class InspectReport {
@@ -26,6 +20,7 @@ class InspectReport {
     std::string kind;
     std::string units;
     std::vector<std::string> states;
+    std::vector<std::string> facts;  ///< more lines of what the format says of it
   };
   struct Point {
     std::size_t metric;  ///< as returned by `addMetric`
@@ -43,6 +38,8 @@ class InspectReport {
   std::size_t addMetric(Metric metric);
   /// A point may have several values, which come one after the other; `isNewPoint` for the first.
   void addValue(const Point& point, bool isNewPoint);
+  /// A line that follows the metrics.
+  void addNote(std::string_view text);
   /// Ends the report. `title` names the files, `timeUnit` what times are counted in.
   void finish(const std::string& title, const char* timeUnit);
 
@@ -67,6 +64,7 @@ class InspectReport {
   FILE* out_;
   bool withPoints_;
   std::string system_;
+  std::string notes_;
   Span span_;
   std::vector<MetricCounts> metrics_;
 };

@@ -178,6 +178,17 @@ bool ZtExtensibleBackingStore::copyForward_i(char* destination, std::uint32_t co
   return true;
 }
 
+std::span<const char> ZtExtensibleBackingStore::readInPlace() {
+  if (readPosition_ >= size_) return {};
+  const bool isInMemory = covers_i(readPosition_) && readPosition_ < bufferStart_ + length_;
+  if (!isInMemory && !reload_i(readPosition_)) return {};
+  const std::uint64_t end = std::min(size_, bufferStart_ + length_);
+  const std::span<const char> bytes(buffer_.get() + (readPosition_ - bufferStart_),
+                                    static_cast<std::size_t>(end - readPosition_));
+  readPosition_ = end;
+  return bytes;
+}
+
 void ZtExtensibleBackingStore::resetForReading() {
   if (!setReadPosition(0)) warnOfReset();
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <span>
 #include <string>
 
 #include "writers/columns/ZtBufferProvider.h"
@@ -35,6 +36,9 @@ class ZtExtensibleBackingStore final : public ZtBufferProvider {
   /// Moves the read position and has the range in memory start there. False when the range could
   /// not be moved; the position is set all the same.
   bool setReadPosition(std::uint64_t position);
+  /// Reads what the range in memory has from the read position on, without copying it: valid until
+  /// the next operation. Empty at the end of the store, and when the range could not be moved.
+  std::span<const char> readInPlace();
   /// Whether the last bytes written are in memory only.
   bool isDirty() const { return dirty_; }
   const std::string& getTempFileName() const { return tempFileName_; }

@@ -1,11 +1,16 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "writers/host/HostApi.h"
 
 namespace pwr {
+
+/// An event that belongs to a process or a thread says so with an integer attribute of this name.
+inline constexpr std::string_view kPidAttribute = "PID";
+inline constexpr std::string_view kTidAttribute = "TID";
 
 /// A process and its lifetime in ticks of the timestamp clock. An end of 0 means that it was still
 /// running at the end of the collection.

@@ -1,0 +1,162 @@
+// What the timeline writer costs per sample of a residency, from the message to the closed file,
+// against one plain write of the same bytes:
+//   timeline/plain       at most 4
+//   peak_MiB             below 32, however many samples there are
+//   allocations/sample   0
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "benchmarks/AllocationCount.h"
+#include "benchmarks/Measure.h"
+#include "hostcommon/Descriptions.h"
+#include "hostcommon/Platform.h"
+#include "hostcommon/WriterDispatch.h"
+#include "writers/timeline/KorvellWriter.h"
+
+namespace {
+
+constexpr unsigned int kSamples = 2'000'000;
+constexpr unsigned int kEntities = 4;
+constexpr unsigned int kStates = 4;
+constexpr unsigned int kSamplesPerMessage = kEntities * kStates;
+constexpr std::size_t kBytesPerSample = 22 + 7 * 12;
+
+/// One residency metric, a sample of which has every state of every entity.
+const pwr::Metric& residency() {
+  static const pwr::Metric metric = [] {
+    pwr::MetricDescription description{.name = "CPU C-State",
+                                       .featureTag = "core-cstate",
+                                       .type = pwr::Metric::MetricType::SampledResidency,
+                                       .quantity = pwr::Quantity::time()};
+    for (unsigned int entity = 0; entity < kEntities; ++entity) {
+      const auto* const cpu =
+          pwr::createEntity({.name = "CPU" + std::to_string(entity), .level = "Thread"});
+      for (unsigned int state = 0; state < kStates; ++state) {
+        description.combinations.push_back(
+            {cpu, pwr::DataDescriptor::create({"C" + std::to_string(state), ""})});
+      }
+    }
+    const pwr::Data ticks(25'000'000U);
+    pwr::Metric sample(pwr::createMetric(description));
+    for (const auto& [cpu, state] : description.combinations) {
+      sample.editData().elements.emplace_back(ticks, state, cpu, 100'000'000U);
+    }
+    return sample;
+  }();
+  return metric;
+}
+
+/// A run of the writer in the current folder.
+class TimelineRun {
+ public:
+  TimelineRun() {
+    static const pwr::SystemMetadata system(
+        pwr::SystemDescription{.tscFrequencyMHz = 1000.0F, .cpuFrequencyMHz = 1000.0F});
+    writer_.openOutput("run", false);
+    WriterDispatch::write(writer_, pwr::SystemMessage(&system));
+  }
+
+  void write(unsigned int samples) {
+    for (unsigned int n = 0; n < samples; n += kSamplesPerMessage) {
+      message_.editData().timestamp += 100'000'000U;
+      WriterDispatch::write(writer_, message_);
+    }
+  }
+
+  bool close() { return writer_.closeOutput() == 0; }
+
+ private:
+  KorvellWriter writer_;
+  pwr::Metric message_ = residency();
+};
+
+/// Makes a private folder the current one, until the end.
+class WorkFolder {
+ public:
+  WorkFolder() : before_(std::filesystem::current_path()) {
+    std::filesystem::current_path(folder_);
+  }
+  ~WorkFolder() {
+    std::filesystem::current_path(before_);
+    pwr::platform::removePrivateDirectory(folder_);
+  }
+  WorkFolder(const WorkFolder&) = delete;
+  WorkFolder& operator=(const WorkFolder&) = delete;
+
+ private:
+  const std::filesystem::path before_;
+  const std::string folder_ = pwr::platform::createPrivateDirectory("");
+};
+
+// First, because a child begins with what its parent holds.
+void memory(benchmark::State& state) {
+  const WorkFolder folder;
+  double peak = 0.0;
+  while (state.KeepRunning()) {
+    peak = measure::peakMemoryOf([&] {
+      TimelineRun run;
+      run.write(static_cast<unsigned int>(state.range(0)));
+      return run.close();
+    });
+  }
+  if (peak < 0) state.SkipWithError("the timeline failed");
+  state.counters["peak_MiB"] = peak;
+}
+BENCHMARK(memory)
+    ->ArgName("samples")
+    ->Arg(kSamples)
+    ->Arg(5 * kSamples)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+
+void allocations(benchmark::State& state) {
+  const WorkFolder folder;
+  while (state.KeepRunning()) {
+    TimelineRun run;
+    run.write(kSamples / 4);
+    const std::uint64_t before = allocationCount();
+    run.write(kSamples / 4);
+    state.counters["allocations/sample"] =
+        static_cast<double>(allocationCount() - before) / (kSamples / 4);
+  }
+}
+BENCHMARK(allocations)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void timelineAgainstPlainWrite(benchmark::State& state) {
+  const WorkFolder folder;
+  double converting = std::numeric_limits<double>::max();
+  double writing = converting;
+  while (state.KeepRunning()) {
+    bool isWritten = true;
+    const double seconds = measure::secondsOf([&] {
+      TimelineRun run;
+      run.write(kSamples);
+      isWritten = run.close();
+    });
+    const std::vector<char> bytes(std::filesystem::file_size("run.pwr"), 'x');
+    std::filesystem::remove("run.pwr");
+    const double least =
+        measure::secondsOf([&] { isWritten = measure::writePlainly("plain", bytes) && isWritten; });
+    std::filesystem::remove("plain");
+    if (!isWritten || bytes.size() < kSamples * kBytesPerSample) {
+      state.SkipWithError("cannot write the files");
+      break;
+    }
+    converting = std::min(converting, seconds);
+    writing = std::min(writing, least);
+    state.SetIterationTime(seconds);
+  }
+  // The best of all iterations: what else the machine does only ever adds to a time.
+  state.counters["ns/sample"] = converting / kSamples * 1e9;
+  state.counters["plain_ns/sample"] = writing / kSamples * 1e9;
+  state.counters["timeline/plain"] = converting / writing;
+}
+BENCHMARK(timelineAgainstPlainWrite)->UseManualTime()->Iterations(9)->Unit(benchmark::kMillisecond);
+
+}  // namespace

@@ -1,0 +1,23 @@
+#include "tavrin/inspect/InputFile.h"
+
+#include <cstdio>
+#include <filesystem>
+
+#include "readers/PlainText.h"
+#include "tavrin/CommandError.h"
+
+namespace tavrin {
+
+std::ifstream openFile(const std::string& name) {
+  std::ifstream file(std::filesystem::path(std::u8string(name.begin(), name.end())),
+                     std::ios::binary);
+  if (!file) throw CommandError(kExitIncomplete, "cannot read " + name);
+  return file;
+}
+
+void rejectFile(const std::string& name, const std::exception& fault) {
+  std::fflush(stdout);
+  throw CommandError(kExitIncomplete, name + ": " + printable(fault.what()));
+}
+
+}  // namespace tavrin

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "writers/host/Attribute.h"
+#include "writers/host/Metric.h"
+#include "writers/host/Process.h"
+
+/// Calls `visit(name, quantity, value)` for every attribute of a data element, the declared ones
+/// first. The quantity may be null.
+template <typename Visit>
+void forEachAttribute(const pwr::DataElement& element, const Visit& visit) {
+  if (const auto* const declared = element.getAttributes(); declared != nullptr) {
+    for (const auto& [attribute, value] : *declared) {
+      visit(attribute->getName(), attribute->getQuantity(), value);
+    }
+  }
+  if (const auto* const dynamic = element.getAdditionalInfo(); dynamic != nullptr) {
+    for (const auto& [id, value] : *dynamic) {
+      const pwr::DataHandle* handle = nullptr;
+      if (pwr::DataHandle::get(id, handle) != 0) continue;
+      visit(handle->getName(), handle->getQuantity(), value);
+    }
+  }
+}
+
+/// The process and the thread that an event belongs to, where its attributes tell.
+struct EventOwner {
+  std::optional<long long> pid;
+  std::optional<long long> tid;
+
+  static EventOwner of(const pwr::DataElement& element) {
+    EventOwner owner;
+    forEachAttribute(element, [&](const std::string& name, const pwr::Quantity* /*quantity*/,
+                                  const pwr::Data& value) {
+      if (!names(name, value)) return;
+      long long number = 0;
+      if (value.toInt(number) == 0) (name == pwr::kPidAttribute ? owner.pid : owner.tid) = number;
+    });
+    return owner;
+  }
+
+  /// Whether an attribute names the owner, rather than something else to tell of the event.
+  static bool names(const std::string& attribute, const pwr::Data& value) {
+    const bool isWhole =
+        value.getType() == pwr::DataType::Int || value.getType() == pwr::DataType::UInt;
+    return isWhole && (attribute == pwr::kPidAttribute || attribute == pwr::kTidAttribute);
+  }
+};

@@ -1,0 +1,195 @@
+#include "writers/timeline/MetricInfos.h"
+
+#include <set>
+
+#include "writers/timeline/InfoTexts.h"
+#include "writers/timeline/TimelineLog.h"
+
+using pwrfile::kNone;
+using pwrfile::MetricClass;
+namespace info_type = pwrfile::info_type;
+
+namespace {
+
+using Type = pwr::Metric::MetricType;
+
+std::uint64_t newId() {
+  return pwr::UniqueId().getId();
+}
+
+std::string_view nameOf(MetricClass metricClass) {
+  for (const pwrfile::MetricClassName& entry : pwrfile::kMetricClasses) {
+    if (entry.metricClass == metricClass) return entry.longName;
+  }
+  return {};
+}
+
+bool nameFits(const pwr::Metric& metric) {
+  return metric.getName().size() + metric.getFeatureSwitchTag().size() + info_type::kMetric.size() +
+             1 <=
+         pwrfile::info_record::kMaxNames;
+}
+
+}  // namespace
+
+MetricClass metricClassOf(const pwr::Metric& metric) {
+  const bool isFinite = !metric.getFiniteSetValues().empty();
+  switch (metric.getMetricType()) {
+    case Type::SampledDelta:
+      return isFinite ? MetricClass::FiniteSetCounter : MetricClass::Counter;
+    case Type::SampledResidency:
+      return MetricClass::FiniteSetCounter;
+    case Type::SampledValue:
+      return isFinite ? MetricClass::FiniteSetValue : MetricClass::Value;
+    case Type::TracedValueTransition:
+      return MetricClass::TracedFiniteSet;
+    case Type::TracedEvent:
+      break;
+  }
+  return MetricClass::TracedEvent;
+}
+
+std::string stateName(const pwr::Data& value, const pwr::Quantity* quantity) {
+  std::string name;
+  value.toString(name);
+  if (value.isNumeric() && quantity != nullptr && !quantity->toUnitsString().empty()) {
+    name += ' ' + quantity->toUnitsString();
+  }
+  return name;
+}
+
+MetricInfos::Announced MetricInfos::announce(const pwr::Metric& metric) {
+  Announced announced;
+  const pwr::Quantity* const quantity = metric.getQuantity();
+  if (quantity != nullptr) announced.quantity = quantities_.idOf(quantity);
+  const TimelineGroups groups = timelineGroupsOf(metric);
+  announced.tab = tabId_i(groups.tab);
+  if (announced.tab != kNone) announced.timeline = timelineId_i(groups, announced.tab);
+
+  const char* fault = nullptr;
+  if (quantity != nullptr && announced.quantity == kNone) {
+    fault = "Quantity metadata needs to be processed first.";
+  } else if (announced.tab == kNone) {
+    fault = "Tab group metadata needs to be processed first.";
+  } else if (announced.timeline == kNone) {
+    fault = "Timeline group metadata needs to be processed first.";
+  } else if (!nameFits(metric)) {
+    fault = "Metric name too long.";
+  }
+  if (fault == nullptr) {
+    announced.id = newId();
+  } else {
+    PW_LOG(kTimelineLog, PW_LOG_WARNING, "WARNING: KorvellWriterPlugin:    %s\n", fault);
+  }
+  return announced;
+}
+
+std::uint64_t MetricInfos::tabId_i(std::string_view name) {
+  const auto known = tabs_.find(name);
+  if (known != tabs_.end()) return known->second;
+  const std::uint64_t id = newId();
+  const std::string text(name);
+  if (infos_.write(info_type::kTabGroup, {name, shortGroupName(name), {}}, 0, id, kNone) != 0) {
+    PW_LOG(kTimelineLog, PW_LOG_WARNING,
+           "WARNING: KorvellWriterPlugin:    Failed to write tab group metadata '%s:%llu'.\n",
+           text.c_str(), static_cast<unsigned long long>(id));
+    return kNone;
+  }
+  PW_LOG(kTimelineLog, PW_LOG_DEBUG,
+         "DEBUG: KorvellWriterPlugin:    Wrote tab group metadata '%s:%llu'.\n", text.c_str(),
+         static_cast<unsigned long long>(id));
+  return tabs_.emplace(name, id).first->second;
+}
+
+std::uint64_t MetricInfos::timelineId_i(const TimelineGroups& groups, std::uint64_t tabId) {
+  const auto known = timelines_.find(groups);
+  if (known != timelines_.end()) return known->second;
+  const std::uint64_t id = newId();
+  const std::string text(groups.timeline);
+  const InfoTexts texts{groups.timeline, shortGroupName(groups.timeline), {}};
+  if (infos_.write(info_type::kTimelineGroup, texts, 0, id, tabId) != 0) {
+    PW_LOG(kTimelineLog, PW_LOG_WARNING,
+           "WARNING: KorvellWriterPlugin:    Failed to write timeline group metadata "
+           "'%s:%llu'.\n",
+           text.c_str(), static_cast<unsigned long long>(id));
+    return kNone;
+  }
+  PW_LOG(kTimelineLog, PW_LOG_DEBUG,
+         "DEBUG: KorvellWriterPlugin:    Wrote timeline group metadata '%s:%llu'.\n", text.c_str(),
+         static_cast<unsigned long long>(id));
+  return timelines_.emplace(groups, id).first->second;
+}
+
+int MetricInfos::write(const pwr::Metric& metric, const Announced& announced) {
+  const std::string name = metric.getName();
+  if (infos_.write(info_type::kMetric, {name, metric.getFeatureSwitchTag(), {}}, metric.getId(),
+                   announced.id, kNone) != 0) {
+    return 1;
+  }
+  return writeRelations_i(metric, announced) != 0 || writeStates_i(metric, announced.id) != 0 ? 1
+                                                                                              : 0;
+}
+
+int MetricInfos::writeRelations_i(const pwr::Metric& metric, const Announced& announced) {
+  const MetricClass metricClass = metricClassOf(metric);
+  const TimelineGroups groups = timelineGroupsOf(metric);
+  const Relation relations[] = {
+      {info_type::kMetricTypeOf, nameOf(metricClass), static_cast<std::uint64_t>(metricClass)},
+      {info_type::kTabGroupOf, groups.tab, announced.tab},
+      {info_type::kTimelineGroupOf, groups.timeline, announced.timeline},
+  };
+  for (const Relation& relation : relations) {
+    if (writeRelation_i(metric, announced.id, relation) != 0) return 1;
+  }
+  if (const pwr::Quantity* const quantity = metric.getQuantity(); quantity != nullptr) {
+    const Relation relation{info_type::kQuantityOf, quantity->toQuantityString(),
+                            announced.quantity};
+    if (writeRelation_i(metric, announced.id, relation) != 0) return 1;
+  }
+  return writeFields_i(metric, announced.id);
+}
+
+int MetricInfos::writeFields_i(const pwr::Metric& metric, std::uint64_t metricId) {
+  std::set<const pwr::DataDescriptor*> written;
+  for (const auto& combination : metric.getEntityDescriptorCombinations()) {
+    const pwr::DataDescriptor* const field = combination.descriptor;
+    if (field == nullptr || !written.insert(field).second) continue;
+    const std::uint64_t fieldId = descriptions_.fieldId(*field);
+    if (fieldId == kNone) return 1;
+    if (writeRelation_i(metric, metricId, {info_type::kFieldOf, field->getName(), fieldId}) != 0) {
+      return 1;
+    }
+  }
+  return 0;
+}
+
+int MetricInfos::writeRelation_i(const pwr::Metric& metric, std::uint64_t metricId,
+                                 const Relation& relation) {
+  const std::string name = metric.getName();
+  const InfoTexts texts = InfoTexts{name, relation.shortName, {}}.fitting(relation.typeName);
+  return infos_.write(relation.typeName, texts, relation.value, newId(), metricId);
+}
+
+int MetricInfos::writeStates_i(const pwr::Metric& metric, std::uint64_t metricId) {
+  if (metricClassOf(metric) != MetricClass::FiniteSetCounter) {
+    for (const pwr::Data& value : metric.getFiniteSetValues()) {
+      if (writeState_i(stateName(value, metric.getQuantity()), metricId) != 0) return 1;
+    }
+    return 0;
+  }
+  // The states of a counter are its fields: how often or how long each of them was taken.
+  std::set<std::string> written;
+  for (const auto& combination : metric.getEntityDescriptorCombinations()) {
+    const pwr::DataDescriptor* const field = combination.descriptor;
+    if (field == nullptr || !written.insert(field->getName()).second) continue;
+    if (writeState_i(field->getName(), metricId) != 0) return 1;
+  }
+  return 0;
+}
+
+int MetricInfos::writeState_i(const std::string& name, std::uint64_t metricId) {
+  const std::uint64_t color = descriptions_.colorId(name);
+  if (color == kNone) return 1;
+  const InfoTexts texts = InfoTexts{name, name, {}}.fitting(info_type::kState);
+  return infos_.write(info_type::kState, texts, color, newId(), metricId);
+}

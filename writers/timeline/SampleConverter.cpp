@@ -1,0 +1,227 @@
+#include "writers/timeline/SampleConverter.h"
+
+#include "writers/timeline/EventAttributes.h"
+
+using pwrfile::AttributeType;
+using pwrfile::kNone;
+using pwrfile::MetricClass;
+
+namespace {
+
+/// For messages: unique, since names may not be.
+std::string seriesKey(const pwr::Metric& metric, const pwr::DataElement& element) {
+  std::string key = metric.getName();
+  std::string ids = std::to_string(metric.getId());
+  if (const auto* const descriptor = element.getDescriptor(); descriptor != nullptr) {
+    key += ":" + descriptor->getName();
+    ids += " field " + std::to_string(descriptor->getId());
+  }
+  if (const auto* const entity = element.getEntity(); entity != nullptr) {
+    key += ":" + entity->getQualifiedName();
+    ids += " entity " + std::to_string(entity->getId());
+  }
+  return key + " (metric " + ids + ")";
+}
+
+int addId(AttributeType type, std::uint64_t id, AttributeList& list) {
+  return id == kNone ? 0 : DataRecords::addAttribute(type, id, &list);
+}
+
+/// Elements of a rate have durations in a unit of their own.
+bool hasTicks(const pwr::Quantity* quantity) {
+  return quantity == nullptr || quantity->toQuantity() != pwr::QuantityType::Rate;
+}
+
+bool hasValueStates(MetricClass metricClass) {
+  return metricClass == MetricClass::FiniteSetValue || metricClass == MetricClass::TracedFiniteSet;
+}
+
+/// Numbers are states when the metric says which there are, and frequencies always are.
+bool isState(const pwr::Metric& metric, const pwr::Data& value) {
+  if (!value.isNumeric() || !metric.getFiniteSetValues().empty()) return true;
+  const pwr::Quantity* const quantity = metric.getQuantity();
+  return quantity != nullptr && (quantity->toQuantity() == pwr::QuantityType::Frequency ||
+                                 quantity->toQuantity() == pwr::QuantityType::State);
+}
+
+}  // namespace
+
+SampleConverter::SampleConverter(TimelineOutput& output, InfoRecords& infos, bool legacy)
+    : output_(output),
+      quantities_(infos),
+      descriptions_(infos),
+      metrics_(infos, quantities_, descriptions_),
+      processes_(infos),
+      records_(output, infos, quantities_, legacy) {}
+
+int SampleConverter::convert(const pwr::Metric& metric) {
+  KnownMetric& known = known_i(metric);
+  if (known.announced.id == kNone) return 1;
+  for (const pwr::DataElement& element : metric.getData().elements) {
+    if (convertElement_i(metric, known, element) != 0) return 1;
+  }
+  return 0;
+}
+
+SampleConverter::KnownMetric& SampleConverter::known_i(const pwr::Metric& metric) {
+  const auto found = known_.find(metric.getId());
+  if (found != known_.end()) return found->second;
+  return known_
+      .try_emplace(metric.getId(),
+                   KnownMetric{metric.getDescription(), metrics_.announce(metric),
+                               metricClassOf(metric), hasTicks(metric.getQuantity())})
+      .first->second;
+}
+
+/// Null when something that the samples refer to cannot be described.
+SampleSeries* SampleConverter::makeSeries_i(const pwr::Metric& metric, KnownMetric& known,
+                                            const pwr::DataElement& element) {
+  SampleSeries series{SampleTimes(seriesKey(metric, element), collectionStart_)};
+  if (const auto* const entity = element.getEntity(); entity != nullptr) {
+    series.entityId = descriptions_.entityId(*entity);
+    if (series.entityId == kNone) return nullptr;
+  }
+  if (const auto* const descriptor = element.getDescriptor(); descriptor != nullptr) {
+    series.field = field_i(known, *descriptor);
+    if (series.field.id == kNone) return nullptr;
+  }
+  return &known.series.emplace_back(std::move(series));
+}
+
+SampleField SampleConverter::field_i(const KnownMetric& known,
+                                     const pwr::DataDescriptor& descriptor) {
+  SampleField field;
+  // The fields of these are states: how long, or how often, each of them was taken.
+  if (known.metricClass == MetricClass::FiniteSetCounter) {
+    field.colorId = descriptions_.colorId(descriptor.getName());
+    if (field.colorId == kNone) return field;
+  }
+  field.id = descriptions_.fieldId(descriptor);
+  return field;
+}
+
+int SampleConverter::convertElement_i(const pwr::Metric& metric, KnownMetric& known,
+                                      const pwr::DataElement& element) {
+  if (element.getValue()->getType() == pwr::DataType::None) return 0;
+  SampleSeries* const series = known.table.find(element.getEntity(), element.getDescriptor(), [&] {
+    return makeSeries_i(metric, known, element);
+  });
+  if (series == nullptr) return 1;
+  const std::uint64_t tsc = metric.getData().timestamp;
+  if (series->times.check(tsc) != 0) return 0;
+
+  AttributeList list;
+  if (addAttributes_i(metric, known, *series, element, list) != 0) return 1;
+  if (known.metricClass == MetricClass::TracedFiniteSet) {
+    return changeState_i(metric.getId(), *series, tsc, list);
+  }
+  if (known.hasTicks && element.getDuration() != 0 &&
+      DataRecords::addAttribute(AttributeType::Duration, element.getDuration(), &list) != 0) {
+    return 1;
+  }
+  return records_.writeZt2Record(tsc, metric.getId(), &list);
+}
+
+int SampleConverter::addAttributes_i(const pwr::Metric& metric, const KnownMetric& known,
+                                     const SampleSeries& series, const pwr::DataElement& element,
+                                     AttributeList& list) {
+  SampleField field = series.field;
+  if (const auto* const shown = element.getKorvellDescriptor(); shown != nullptr) {
+    field = field_i(known, *shown);
+    if (field.id == kNone) return 1;
+  }
+  if (addId(AttributeType::Metric, known.announced.id, list) != 0 ||
+      addId(AttributeType::Entity, series.entityId, list) != 0 ||
+      addId(AttributeType::Field, field.id, list) != 0) {
+    return 1;
+  }
+  const bool hasMore = element.getAttributes() != nullptr || element.getAdditionalInfo() != nullptr;
+  if (hasMore && addOwner_i(element, list) != 0) return 1;
+  if (addValue_i(metric, *element.getValue(), list) != 0) return 1;
+  const int colored = hasValueStates(known.metricClass)
+                          ? addStateColor_i(metric, *element.getValue(), list)
+                          : addId(AttributeType::Color, field.colorId, list);
+  if (colored != 0) return 1;
+  return hasMore ? addInfos_i(element, list) : 0;
+}
+
+int SampleConverter::addOwner_i(const pwr::DataElement& element, AttributeList& list) {
+  const EventOwner owner = EventOwner::of(element);
+  if (owner.pid && addId(AttributeType::Process, processes_.processId(*owner.pid), list) != 0) {
+    return 1;
+  }
+  if (!owner.tid) return 0;
+  const std::uint64_t thread =
+      owner.pid ? processes_.threadId(*owner.pid, *owner.tid) : processes_.threadId(*owner.tid);
+  return addId(AttributeType::Thread, thread, list);
+}
+
+int SampleConverter::addValue_i(const pwr::Metric& metric, const pwr::Data& value,
+                                AttributeList& list) {
+  const bool isText =
+      value.getType() == pwr::DataType::String || value.getType() == pwr::DataType::Handle;
+  if (!isText) return records_.addDataValue(&value, metric.getQuantity(), &list, false, nullptr);
+  // A handle is known by its name. Of a text, an info record takes so much and no more.
+  value.toString(text_);
+  const pwr::Data text{std::string(cutToFit(text_, InfoRecords::kMaxText))};
+  return records_.addDataValue(&text, metric.getQuantity(), &list, false, nullptr);
+}
+
+int SampleConverter::addStateColor_i(const pwr::Metric& metric, const pwr::Data& value,
+                                     AttributeList& list) {
+  if (!isState(metric, value)) return 0;
+  const std::uint64_t color = descriptions_.colorId(stateName(value, metric.getQuantity()));
+  return color == kNone ? 1 : addId(AttributeType::Color, color, list);
+}
+
+int SampleConverter::addInfos_i(const pwr::DataElement& element, AttributeList& list) {
+  int status = 0;
+  forEachAttribute(
+      element, [&](const std::string& name, const pwr::Quantity* quantity, const pwr::Data& value) {
+        const bool isNone = value.getType() == pwr::DataType::None;
+        if (status != 0 || isNone || EventOwner::names(name, value)) return;
+        std::string text;
+        if (value.getType() == pwr::DataType::Handle) {
+          value.toString(text);
+        } else {
+          status = records_.addDataValue(&value, quantity, nullptr, true, &text);
+        }
+        if (status != 0) return;
+        text.insert(0, name + ": ");
+        text.resize(cutToFit(text, InfoRecords::kMaxText).size());
+        status = records_.addStringValue(text, &list);
+      });
+  return status;
+}
+
+/// The state before the new one is over; the new one waits for its own end.
+int SampleConverter::changeState_i(std::uint32_t metricId, SampleSeries& series, std::uint64_t tsc,
+                                   const AttributeList& list) {
+  const int status = endState_i(metricId, series, tsc);
+  series.held.hold(tsc, list);
+  return status;
+}
+
+/// Writes the state that lasts until `end`, if there is one. One that begins later has no duration
+/// that is known.
+int SampleConverter::endState_i(std::uint32_t metricId, SampleSeries& series, std::uint64_t end) {
+  if (!series.held.isHeld()) return 0;
+  const std::uint64_t begin = series.held.tsc();
+  AttributeList list;
+  series.held.release(list);
+  if (begin <= end && DataRecords::addAttribute(AttributeType::Duration, end - begin, &list) != 0) {
+    return 1;
+  }
+  return records_.writeZt2Record(begin, metricId, &list);
+}
+
+int SampleConverter::finish(const pwr::SystemMetadata& metadata) {
+  for (auto& [id, known] : known_) {
+    if (!output_.isSupported(id) || known.announced.id == kNone) continue;
+    for (SampleSeries& series : known.series) {
+      if (endState_i(id, series, metadata.getCollectionStopTimestamp()) != 0) return 1;
+    }
+    if (metrics_.write(pwr::Metric(known.description), known.announced) != 0) return 1;
+  }
+  return processes_.write(metadata);
+}

@@ -1,0 +1,140 @@
+#include "writers/timeline/StateColors.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace {
+
+/// Rest from 0 (full activity) to 1 (deepest sleep, lowest frequency).
+using Depth = std::optional<double>;
+
+struct NamedDepth {
+  std::string_view name;  // lower case
+  double depth;
+};
+
+constexpr std::array<NamedDepth, 24> kNamedDepths{{
+    {"active", 0.0}, {"running", 0.0},   {"busy", 0.0},          {"on", 0.0},     {"boost", 0.0},
+    {"turbo", 0.0},  {"working", 0.0},   {"user", 0.0},          {"nice", 0.15},  {"system", 0.3},
+    {"kernel", 0.3}, {"irq", 0.4},       {"softirq", 0.45},      {"steal", 0.55}, {"poll", 0.05},
+    {"iowait", 0.7}, {"throttled", 0.5}, {"haltpoll idle", 0.8}, {"halt", 0.5},   {"wfi", 0.5},
+    {"idle", 0.8},   {"sleep", 0.9},     {"suspended", 1.0},     {"off", 1.0},
+}};
+
+struct Family {
+  std::string_view prefix;  // lower case
+  double deepest;           // number of the state at depth 1
+};
+
+// Core, module and package C-states come before the C-states whose prefix theirs begin with.
+constexpr std::array<Family, 7> kFamilies{{
+    {"cc", 10.0},
+    {"mc", 10.0},
+    {"pc", 10.0},
+    {"c", 10.0},
+    {"p", 16.0},
+    {"d", 3.0},
+    {"s", 5.0},
+}};
+
+constexpr double kHighestMegahertz = 5000.0;
+
+std::string toLower(std::string_view text) {
+  std::string lower(text);
+  std::ranges::transform(lower, lower.begin(), [](char character) {
+    return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  });
+  return lower;
+}
+
+/// A number at the start of `text`, which is moved behind it.
+std::optional<double> takeNumber(std::string_view& text) {
+  double number = 0.0;
+  const auto [end, error] =
+      std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
+  if (error != std::errc() || !std::isfinite(number)) return std::nullopt;
+  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+  return number;
+}
+
+/// "c6", "pc10", "c1e", "d3hot"; a digit behind an "i" ("s0i3", "d0i3") names a sleep within an
+/// active state, deeper than any of its own.
+Depth depthOfNumbered(std::string_view name) {
+  for (const Family& family : kFamilies) {
+    if (!name.starts_with(family.prefix)) continue;
+    std::string_view rest = name.substr(family.prefix.size());
+    if (rest.empty() || rest.front() < '0' || rest.front() > '9') continue;
+    const double level = takeNumber(rest).value_or(0.0);
+    if (rest.size() > 4) return std::nullopt;
+    if (rest.starts_with("i")) return 0.9;
+    // "C1E" is deeper than "C1", and not as deep as "C2".
+    const double suffix = level > 0 && !rest.empty() ? 0.5 : 0.0;
+    return std::min(1.0, (level + suffix) / family.deepest);
+  }
+  return std::nullopt;
+}
+
+Depth depthOfFrequency(std::string_view name) {
+  const auto number = takeNumber(name);
+  if (!number) return std::nullopt;
+  if (name.starts_with(" ")) name.remove_prefix(1);
+  constexpr std::array<std::pair<std::string_view, double>, 4> kUnits{
+      {{"hz", 1e-6}, {"khz", 1e-3}, {"mhz", 1.0}, {"ghz", 1e3}}};
+  for (const auto& [unit, megahertz] : kUnits) {
+    if (name == unit) return 1.0 - std::clamp(*number * megahertz / kHighestMegahertz, 0.0, 1.0);
+  }
+  return std::nullopt;
+}
+
+Depth depthOf(std::string_view name) {
+  const auto* const named = std::ranges::find(kNamedDepths, name, &NamedDepth::name);
+  if (named != kNamedDepths.end()) return named->depth;
+  const Depth numbered = depthOfNumbered(name);
+  return numbered ? numbered : depthOfFrequency(name);
+}
+
+struct Rgb {
+  double red;
+  double green;
+  double blue;
+};
+
+// Evenly spaced, each darker than the one before.
+constexpr std::array<Rgb, 5> kRamp{
+    {{253, 231, 37}, {94, 201, 98}, {33, 145, 140}, {59, 82, 139}, {68, 1, 84}}};
+
+std::uint32_t rampColor(double depth) {
+  const double place = depth * static_cast<double>(kRamp.size() - 1);
+  const std::size_t before = std::min(static_cast<std::size_t>(place), kRamp.size() - 2);
+  const double share = place - static_cast<double>(before);
+  const auto mixed = [&](double Rgb::*part) {
+    const double value = std::lerp(kRamp[before].*part, kRamp[before + 1].*part, share);
+    return static_cast<std::uint32_t>(std::lround(value));
+  };
+  return mixed(&Rgb::red) << 16U | mixed(&Rgb::green) << 8U | mixed(&Rgb::blue);
+}
+
+// Colours that differ in hue and in lightness for every kind of colour vision.
+constexpr std::array<std::uint32_t, 8> kPalette{0xE69F00, 0x56B4E9, 0x009E73, 0xF0E442,
+                                                0x0072B2, 0xD55E00, 0xCC79A7, 0x999999};
+
+std::uint32_t paletteColor(std::string_view name) {
+  std::uint32_t hash = 2166136261U;  // FNV-1a
+  for (const char character : name) {
+    hash = (hash ^ static_cast<unsigned char>(character)) * 16777619U;
+  }
+  return kPalette[hash % kPalette.size()];
+}
+
+}  // namespace
+
+std::uint32_t stateColor(std::string_view name) {
+  const Depth depth = depthOf(toLower(name));
+  return depth ? rampColor(*depth) : paletteColor(name);
+}

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <string>
+
+#include "writers/columns/ZtExtensibleBackingStore.h"
+
+/// The records of one stream key, until the file is put together.
+struct RecordStream {
+  pwr::ZtExtensibleBackingStore store;
+  std::string name;               ///< of the metric, for messages
+  bool supported = true;          ///< false: the file gets nothing of the stream
+  std::uint64_t length = 0;       ///< bytes of whole records
+  bool endsInHalfRecord = false;  ///< after a record that the store did not take
+};
+
+/// The output file of the timeline writer. Records are gathered in one temporary store per stream
+/// key; `close` puts the stores one after the other into the file, in ascending order of the keys.
+///
+/// Operations that return an integer return 0 for success and 1 for a failure, which is logged.
+/// Nothing throws.
+class TimelineOutput {
+ public:
+  /// Opens nothing. The file is `baseName` with the extension ".pwr".
+  explicit TimelineOutput(const std::string& baseName);
+  /// Without a `close`, the temporary stores are deleted and there is no file.
+  ~TimelineOutput() = default;
+  TimelineOutput(const TimelineOutput&) = delete;
+  TimelineOutput& operator=(const TimelineOutput&) = delete;
+
+  bool isUsable() const { return usable_; }
+  /// From now on no record is taken, and `close` leaves no file.
+  void setUnusable() { usable_ = false; }
+
+  /// The name that messages show for the stream of this key; to be set before its first record.
+  void setMetricName(std::uint32_t id, const std::string& name);
+  /// The metric's name, or "unknown_metric" and the key.
+  std::string nameOf(std::uint64_t key) const;
+
+  /// Appends a record to the stream of the key. Fails for a stream marked as unsupported.
+  int writeRecord(std::uint64_t key, const std::byte* bytes, std::size_t length);
+
+  /// The file will not have the metric; what was written of it is left out.
+  void markUnsupported(std::uint32_t metricId);
+  /// True also for a metric of which nothing is known yet.
+  bool isSupported(std::uint32_t metricId) const;
+
+  /// Puts the file together and deletes the temporary stores. A file without any data record is
+  /// deleted again. Returns 1 when the file could not be created, and when it lacks anything that
+  /// was written, in which case it is kept for what it has. Call once, as the last operation.
+  int close();
+
+ private:
+  RecordStream* findOrMake_i(std::uint64_t key, const char* prefix);
+  std::string nameOf_i(std::uint64_t key, const char* prefix) const;
+  int append_i(RecordStream& stream, const std::byte* bytes, std::size_t length);
+  bool openFile_i();
+  bool copy_i(RecordStream& stream);
+  int keepFile_i();
+  int discardFile_i();
+  int status_i() const { return incomplete_ ? 1 : 0; }
+
+  const std::string path_;
+  FILE* file_ = nullptr;  // open only while `close` runs
+  bool usable_ = true;
+  bool incomplete_ = false;  // a record is missing: the file must not pass for a whole one
+  std::map<std::uint64_t, RecordStream> streams_;
+  std::map<std::uint64_t, std::string> metricNames_;
+  // The stream written to last: records of one metric come in a row.
+  std::uint64_t lastKey_ = 0;
+  RecordStream* lastStream_ = nullptr;
+};
