@@ -37,38 +37,10 @@ char* putPairBefore(char* end, std::uint64_t pair) {
 std::uint64_t roundedHundredths(std::uint64_t mantissa, int shift) {
   const std::uint64_t scaled = mantissa * 100;
   if (shift > 61) return 0;  // scaled < 2^60, which is a half or less
-  const std::uint64_t quotient = scaled >> shift;
-  const std::uint64_t rest = scaled - (quotient << shift);
+  // Less than a half is not enough for the next number, a half is if this one is odd. (Without a
+  // branch, which nobody could foresee.)
   const std::uint64_t half = std::uint64_t{1} << (shift - 1);
-  return quotient + (rest > half || (rest == half && quotient % 2 == 1) ? 1 : 0);
-}
-
-/// Appends a value below 2^52 with two decimals. Exact: no step works on rounded numbers.
-void appendHundredths(std::string& out, bool negative, std::uint64_t hundredths) {
-  std::array<char, 24> text;
-  char* const end = text.data() + text.size();
-  char* first = putPairBefore(end, hundredths % 100);
-  *--first = '.';
-  std::uint64_t whole = hundredths / 100;
-  for (; whole >= 100; whole /= 100) first = putPairBefore(first, whole % 100);
-  if (whole >= 10) {
-    first = putPairBefore(first, whole);
-  } else {
-    *--first = static_cast<char>('0' + whole);
-  }
-  if (negative) *--first = '-';
-  out.append(first, end);
-}
-
-/// Appends `value` with two decimals if it is less than 2^52 away from zero; false otherwise.
-bool appendTwoDecimals(std::string& out, double value) {
-  const auto bits = std::bit_cast<std::uint64_t>(value);
-  const int exponent = static_cast<int>(bits >> kMantissaBits) & 0x7FF;
-  if (exponent >= kExponentBias) return false;
-  // Zero and the numbers without the implicit bit come out as 0 with it as well.
-  const std::uint64_t mantissa = (bits & (kImplicitBit - 1)) | kImplicitBit;
-  appendHundredths(out, std::signbit(value), roundedHundredths(mantissa, kExponentBias - exponent));
-  return true;
+  return (scaled + half - 1 + ((scaled >> shift) & 1U)) >> shift;
 }
 
 /// At least as many digits as `value` has before the point.
@@ -80,8 +52,37 @@ std::size_t wholeDigits(double value) {
 
 }  // namespace
 
+// Exact: no step works on rounded numbers.
+char* putTwoDecimals(char* end, double value) {
+  const auto bits = std::bit_cast<std::uint64_t>(value);
+  const int exponent = static_cast<int>(bits >> kMantissaBits) & 0x7FF;
+  if (exponent >= kExponentBias) return nullptr;
+  // Zero and the numbers without the implicit bit come out as 0 with it as well.
+  const std::uint64_t mantissa = (bits & (kImplicitBit - 1)) | kImplicitBit;
+  const std::uint64_t hundredths = roundedHundredths(mantissa, kExponentBias - exponent);
+
+  std::uint64_t whole = hundredths / 100;
+  char* first = putPairBefore(end, hundredths - 100 * whole);
+  *--first = '.';
+  for (; whole >= 100; whole /= 100) first = putPairBefore(first, whole % 100);
+  if (whole >= 10) {
+    first = putPairBefore(first, whole);
+  } else {
+    *--first = static_cast<char>('0' + whole);
+  }
+  if (std::signbit(value)) *--first = '-';
+  return first;
+}
+
 void appendFixed(std::string& out, double value, int decimals) {
-  if (decimals == 2 && appendTwoDecimals(out, value)) return;
+  if (decimals == 2) {
+    std::array<char, kTwoDecimalsRoom> text;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+    char* const end = text.data() + text.size();
+    if (char* const first = putTwoDecimals(end, value); first != nullptr) {
+      out.append(first, end);
+      return;
+    }
+  }
   constexpr std::size_t kSignAndPoint = 4;  // or what is not finite: "-inf"
   const std::size_t start = out.size();
   out.resize(start + kSignAndPoint + wholeDigits(value) + static_cast<std::size_t>(decimals));

@@ -1,7 +1,6 @@
 #include "writers/columns/ColumnStore.h"
 
 #include <algorithm>
-#include <limits>
 #include <memory>
 #include <new>
 #include <utility>
@@ -14,10 +13,12 @@ namespace {
 constexpr std::string_view kRowComplete = "\n";
 constexpr std::size_t kLengthSize = RecordBuffer::kLengthSize;
 // Counts are 32 bits wide and all ones means failure.
-constexpr std::size_t kMostAtOnce = std::numeric_limits<std::uint32_t>::max() - 1;
+constexpr std::size_t kMostAtOnce = ColumnStore::kLongestValue + RecordBuffer::kLengthSize;
 constexpr std::size_t kSmallestChunk = 4096;
 constexpr std::size_t kLargestFirstChunk = 0x100000;
-// While the temporary file cannot be written, every attempt to go on is a row and a log line.
+// How many bytes of finished rows go to the store at once.
+constexpr std::size_t kGatheredBytes = 1024;
+// While the temporary file cannot be written, every attempt to go on is a log line.
 constexpr std::uint64_t kRowsBetweenAttempts = 256;
 
 }  // namespace
@@ -58,33 +59,26 @@ ColumnStore::Column ColumnStore::addColumn(const std::string& name) {
   return static_cast<Column>(columnNames_.size() - 1);
 }
 
-int ColumnStore::setColumnData(std::string_view value, Column column) {
-  if (column >= columnNames_.size()) {
+int ColumnStore::refuseCell(std::string_view value, Column column) const {
+  if (column >= cells_.size()) {
     PW_LOG(kTextLog, PW_LOG_WARNING,
            "WARNING: Trying to set data for a column %u before adding it to the store.Columns "
            "added=%zu\n",
-           column, columnNames_.size());
-    return 1;
-  }
-  if (value.size() > kMostAtOnce - kLengthSize) {
+           column, cells_.size());
+  } else {
     PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: A value of %zu bytes is too long for a table\n",
            value.size());
-    return 1;
   }
-  columnWidths_[column] = std::max(columnWidths_[column], value.size());
-  inOrder_ = inOrder_ && column == cellsSet_;
-  ++cellsSet_;
-  cells_[column] = row_.size() + kLengthSize;
-  row_.append(value);
-  return 0;
+  return 1;
 }
 
 void ColumnStore::completeRow() {
   if (!inOrder_ || cellsSet_ != cells_.size()) assembleRow();
-  row_.append(kRowComplete);
+  rows_.append(kRowComplete);
   if (kTextLog.shows(PW_LOG_INFO)) logRow();
-  storeRow(row_.view());
-  row_.clear();
+  ++finishedRows_;
+  if (rows_.size() >= kGatheredBytes) storeRows();
+  rowStart_ = rows_.size();
   std::ranges::fill(cells_, 0);
   cellsSet_ = 0;
   inOrder_ = true;
@@ -94,16 +88,17 @@ void ColumnStore::completeRow() {
 void ColumnStore::assembleRow() {
   assembled_.clear();
   for (const std::size_t cell : cells_) {
-    assembled_.append(cell != 0 ? RecordBuffer::textAt(row_.data() + cell - kLengthSize)
+    assembled_.append(cell != 0 ? RecordBuffer::textAt(rows_.data() + cell - kLengthSize)
                                 : std::string_view(placeholder_));
   }
-  std::swap(row_, assembled_);
+  rows_.truncate(rowStart_);
+  rows_.append(assembled_);
 }
 
 void ColumnStore::logRow() const {
-  std::size_t start = 0;
+  std::size_t start = rowStart_;
   for (std::size_t column = 0; column < cells_.size(); ++column) {
-    const std::string_view text = RecordBuffer::textAt(row_.data() + start);
+    const std::string_view text = RecordBuffer::textAt(rows_.data() + start);
     const int length = static_cast<int>(text.size());
     PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Wrote %d\n", length);
     PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Wrote %.*s\n", length, text.data());
@@ -112,17 +107,25 @@ void ColumnStore::logRow() const {
   PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Wrote the row complete token\n");
 }
 
-/// Stores a row. When the store takes it in part, the rest has to get there before any other row,
-/// because a row that stays cut off would garble those behind it.
-void ColumnStore::storeRow(std::string_view row) {
-  if (!unstored_.empty()) {
-    const bool attempt = lostRows_ % kRowsBetweenAttempts == 0;
-    if (!attempt || !storeBytes(std::string(unstored_))) {
-      ++lostRows_;
-      return;
-    }
+/// Hands the finished rows to the store, or loses them.
+void ColumnStore::storeRows() {
+  if (storeUnstored()) {
+    storeBytes(rows_.view());
+  } else {
+    lostRows_ += finishedRows_;
   }
-  storeBytes(row);
+  rows_.clear();
+  finishedRows_ = 0;
+}
+
+/// When the store takes a row in part, the rest has to get there before any other row, because a
+/// row that stays cut off would garble those behind it. True when nothing is left.
+bool ColumnStore::storeUnstored() {
+  if (unstored_.empty()) return true;
+  if (lostRows_ < nextAttempt_) return false;
+  if (storeBytes(std::string(unstored_))) return true;
+  nextAttempt_ = lostRows_ + kRowsBetweenAttempts;
+  return false;
 }
 
 bool ColumnStore::storeBytes(std::string_view bytes) {
@@ -146,7 +149,10 @@ int ColumnStore::writeTo(FILE* output, const std::string& separator, bool leadin
     PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Please provide a valid output file to write\n");
     return 1;
   }
-  if (!unstored_.empty()) storeBytes(std::string(unstored_));
+  rows_.truncate(rowStart_);  // without a row that was never completed
+  nextAttempt_ = 0;
+  storeRows();
+  rowStart_ = 0;
   ColumnPrinter printer(output, separator, placeholder_, columnWidths_);
   if (leadingNewline) printer.printLine("");
   printer.printLine(title_);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -24,6 +25,8 @@ class ColumnStore {
   using Column = std::uint32_t;
   static constexpr Column kMostColumns = 0x10000;
   static constexpr Column kNoColumn = kMostColumns;
+  /// In bytes: together with its length, what can be stored at once.
+  static constexpr std::size_t kLongestValue = 0xFFFFFFFE - RecordBuffer::kLengthSize;
 
   /// `placeholder` stands for the cells that get no value. `logName` is what log lines call the
   /// table, if not by its title. Throws what the backing store throws, a C string, when the
@@ -37,7 +40,15 @@ class ColumnStore {
 
   /// Sets a cell of the current row, in place of an earlier value. Returns 0, or 1 (logged) when
   /// there is no such column or the value is too long.
-  int setColumnData(std::string_view value, Column column);
+  int setColumnData(std::string_view value, Column column) {
+    if (column >= cells_.size() || value.size() > kLongestValue) return refuseCell(value, column);
+    columnWidths_[column] = std::max(columnWidths_[column], value.size());
+    inOrder_ = inOrder_ && column == cellsSet_;
+    ++cellsSet_;
+    cells_[column] = rows_.size() + RecordBuffer::kLengthSize;
+    rows_.append(value);
+    return 0;
+  }
 
   /// Stores the current row and begins a new one.
   void completeRow();
@@ -50,9 +61,11 @@ class ColumnStore {
  private:
   struct Chunk;
 
+  int refuseCell(std::string_view value, Column column) const;
   void assembleRow();
   void logRow() const;
-  void storeRow(std::string_view row);
+  void storeRows();
+  bool storeUnstored();
   bool storeBytes(std::string_view bytes);
   bool printRows(ColumnPrinter& printer);
   static std::size_t printRecords(ColumnPrinter& printer, std::string_view records);
@@ -68,15 +81,19 @@ class ColumnStore {
   std::vector<std::size_t> columnWidths_;  // bytes
   bool refusedColumn_ = false;
 
-  // The current row: records in the order in which they were set, and for each column where its
-  // text starts (0 for none). A row set in column order, as nearly all are, is stored as it is.
-  RecordBuffer row_;
+  // Finished rows, until there are enough of them for the store, and from `rowStart_` on the
+  // current one: records in the order in which they were set, and for each column where its text
+  // starts (0 for none). A row set in column order, as nearly all are, is stored as it is.
+  RecordBuffer rows_;
+  std::size_t rowStart_ = 0;
+  std::uint64_t finishedRows_ = 0;
   std::vector<std::size_t> cells_;
   std::size_t cellsSet_ = 0;
   bool inOrder_ = true;
   RecordBuffer assembled_;
 
-  // What is left of a row that the store took in part, and the rows that came after it.
+  // What is left of rows that the store took in part, and how many rows came after them.
   std::string unstored_;
   std::uint64_t lostRows_ = 0;
+  std::uint64_t nextAttempt_ = 0;  // number of lost rows at which the store is asked again
 };

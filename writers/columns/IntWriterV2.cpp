@@ -151,7 +151,7 @@ int IntWriterV2::buildSampledTable(const pwr::Metric& metric, unsigned int view,
                                    const std::string& placeholder) {
   const pwr::Metric::DataPoint& data = metric.getData();
   PlaceMap& places = placesOf(metric, view);
-  const std::string& time = formatTime(data.timestamp);
+  const std::string_view time = formatTime(data.timestamp);
   for (std::size_t n = 0; n < data.elements.size(); ++n) {
     const pwr::DataElement& element = data.elements[n];
     const PlaceMap::Key key = PlaceMap::keyOf(element.getEntity(), element.getDescriptor());
@@ -169,7 +169,7 @@ int IntWriterV2::buildSampledTable(const pwr::Metric& metric, unsigned int view,
       begunRows_.push_back(&table);
     }
     if (formatTraceValue(value_, metric, element, mode, clock_)) {
-      table.setCell(place->column, value_);
+      table.setCell(place->column, value_.view());
     }
   }
   for (TraceTable* table : begunRows_) table->completeRow();
@@ -207,11 +207,10 @@ IntWriterV2::Place* IntWriterV2::addSampledPlace(const PlaceMap::Key& key,
 int IntWriterV2::buildTracedTable(const pwr::Metric& metric) {
   const pwr::Metric::DataPoint& data = metric.getData();
   PlaceMap& places = placesOf(metric, kPlainView);
-  std::string& time = time_;
   if (showsTicks_) {
     formatTime(data.timestamp);
   } else {
-    formatTraceNumber(time, clock_.millisecondsAt(data.timestamp));
+    time_.setNumber(clock_.millisecondsAt(data.timestamp));
   }
   for (std::size_t n = 0; n < data.elements.size(); ++n) {
     const pwr::DataElement& element = data.elements[n];
@@ -220,7 +219,7 @@ int IntWriterV2::buildTracedTable(const pwr::Metric& metric) {
     if (place == nullptr) place = addTracedPlace(key, metric, element);
     if (place == nullptr) continue;
     TraceTable& table = *place->table;
-    table.beginRow(time);
+    table.beginRow(time_.view());
     table.setConstantCells();
     tracedCells_.setCells(table, metric, element);
     table.setDuration(element.getDuration(), formatDuration(element.getDuration()));
@@ -265,23 +264,23 @@ IntWriterV2::PlaceMap& IntWriterV2::placesOf(const pwr::Metric& metric, unsigned
   return latestPlaces_->at(view);
 }
 
-const std::string& IntWriterV2::formatTime(std::uint64_t timestamp) {
+std::string_view IntWriterV2::formatTime(std::uint64_t timestamp) {
   if (showsTicks_) {
-    time_ = std::to_string(timestamp);
+    time_.setText(std::to_string(timestamp));
   } else {
-    formatTraceNumber(time_, clock_.microsecondsAt(timestamp));
+    time_.setNumber(clock_.microsecondsAt(timestamp));
   }
-  return time_;
+  return time_.view();
 }
 
 std::string IntWriterV2::timeColumnName() const {
   return showsTicks_ ? "Timestamp" : "Continuous Time (usec)";
 }
 
-const std::string& IntWriterV2::formatDuration(std::uint64_t ticks) {
+std::string_view IntWriterV2::formatDuration(std::uint64_t ticks) {
   if (ticks != durationTicks_ || duration_.empty()) {
     durationTicks_ = ticks;
-    formatTraceNumber(duration_, clock_.milliseconds(ticks));
+    duration_.setNumber(clock_.milliseconds(ticks));
   }
-  return duration_;
+  return duration_.view();
 }

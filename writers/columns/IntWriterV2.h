@@ -56,7 +56,7 @@ class IntWriterV2 : public WriterPlugin {
   /// True, with a warning, when the sample is older than the collection.
   bool precedesStart(const pwr::Metric& metric) const;
   /// The time of a message's elements as the sampled tables show it.
-  const std::string& formatTime(std::uint64_t timestamp);
+  std::string_view formatTime(std::uint64_t timestamp);
   std::string timeColumnName() const;
 
   TableFile& file() { return file_; }
@@ -101,7 +101,7 @@ class IntWriterV2 : public WriterPlugin {
   TraceTable* addTable(const TableKey& key, std::uint64_t view, const std::string& title,
                        const std::string& placeholder, const std::string& timeColumn);
   PlaceMap& placesOf(const pwr::Metric& metric, unsigned int view);
-  const std::string& formatDuration(std::uint64_t ticks);
+  std::string_view formatDuration(std::uint64_t ticks);
 
   const bool showsTicks_;
   const bool showsResidencyTicks_;
@@ -115,8 +115,8 @@ class IntWriterV2 : public WriterPlugin {
   MetricPlaces* latestPlaces_ = nullptr;
   std::vector<TraceTable*> begunRows_;
   TracedCells tracedCells_;
-  std::string time_;
-  std::string duration_;
+  TraceText time_;
+  TraceText duration_;
   std::uint64_t durationTicks_ = 0;
-  std::string value_;
+  TraceText value_;
 };

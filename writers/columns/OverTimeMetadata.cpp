@@ -12,7 +12,7 @@ using Rows = std::vector<std::vector<std::string>>;
 
 std::string fixed(double number) {
   std::string text;
-  formatTraceNumber(text, number);
+  pwr::appendFixed(text, number, 2);
   return text;
 }
 

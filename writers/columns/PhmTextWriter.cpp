@@ -102,15 +102,15 @@ void PhmTextWriter::addValue(OverTimeSeries& series, const pwr::Metric& metric,
   bool isNumber = true;
   if (series.mode != TraceMode::Value) {
     if (!computeTraceValue(number, metric, element, series.mode, clock())) return;
-    formatTraceNumber(cell_, number);
+    cell_.setNumber(number);
   } else {
-    if (value.toFormattedString(cell_) != 0) return;
+    if (!cell_.setValue(value)) return;
     isNumber = value.toReal(number) == 0;
-    if (!isNumber && needsCsvQuotes(cell_)) cell_ = csvText(cell_);
+    if (!isNumber && needsCsvQuotes(cell_.view())) cell_.setText(csvText(cell_.view()));
   }
   ++series.samples;
   if (isNumber) series.addNumber(number);
-  table_->setColumnData(cell_, series.column);
+  table_->setColumnData(cell_.view(), series.column);
 }
 
 OverTimeSeries* PhmTextWriter::addSeries(const pwr::Metric& metric, const pwr::DataElement& element,

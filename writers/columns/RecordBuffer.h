@@ -30,7 +30,17 @@ class RecordBuffer {
     size_ = needed;
   }
 
+  /// Appends records that another buffer holds.
+  void append(const RecordBuffer& other) {
+    const std::size_t needed = size_ + other.size_;
+    if (needed > capacity_) grow(needed);
+    std::memcpy(bytes_.get() + size_, other.bytes_.get(), other.size_);
+    size_ = needed;
+  }
+
   void clear() { size_ = 0; }
+  /// Forgets what is behind the first `size` bytes.
+  void truncate(std::size_t size) { size_ = size; }
   std::size_t size() const { return size_; }
   const char* data() const { return bytes_.get(); }
   std::string_view view() const { return {bytes_.get(), size_}; }

@@ -1,8 +1,5 @@
 #include "writers/columns/TraceTable.h"
 
-#include <array>
-#include <charconv>
-
 #include "writers/host/Attribute.h"
 
 TraceTable::TraceTable(const std::string& title, const std::string& placeholder,
@@ -37,9 +34,8 @@ void TraceTable::addConstantCells(const pwr::AttributeValueManager& attributes) 
 bool TraceTable::beginRow(std::string_view time) {
   if (rowIsOpen_) return false;
   rowIsOpen_ = true;
-  std::array<char, 20> number{};  // the digits of the greatest 64-bit number
-  const auto end = std::to_chars(number.data(), number.data() + number.size(), ++rows_).ptr;
-  setCell(numberColumn_, {number.data(), static_cast<std::size_t>(end - number.data())});
+  rows_.increment();
+  setCell(numberColumn_, rows_.text());
   setCell(timeColumn_, time);
   return true;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,6 +11,28 @@
 
 #include "writers/columns/ColumnStore.h"
 #include "writers/host/DataHandle.h"
+
+/// Counts rows in decimal: as text, which is all that a number of a row is needed for.
+class RowNumber {
+ public:
+  RowNumber() = default;
+  RowNumber(const RowNumber&) = delete;
+  RowNumber& operator=(const RowNumber&) = delete;
+
+  void increment() {
+    char* digit = digits_.data() + digits_.size() - 1;
+    while (*digit == '9') *digit-- = '0';
+    *digit = static_cast<char>(*digit == 0 ? '1' : *digit + 1);
+    first_ = std::min(first_, digit);
+  }
+  std::string_view text() const {
+    return {first_, static_cast<std::size_t>(digits_.data() + digits_.size() - first_)};
+  }
+
+ private:
+  std::array<char, 20> digits_{};  // right-aligned, 0 in front of the first one
+  char* first_ = digits_.data() + digits_.size();
+};
 
 /// One table of the data trace file: its rows, and which column is whose. A column that could not
 /// be added is ColumnStore::kNoColumn, and cells for it are dropped.
@@ -50,7 +73,7 @@ class TraceTable {
   ColumnStore::Column durationColumn_ = ColumnStore::kNoColumn;
   std::unordered_map<std::uint64_t, ColumnStore::Column> columnById_;
   std::vector<std::pair<ColumnStore::Column, std::string>> constantCells_;
-  std::uint64_t rows_ = 0;
+  RowNumber rows_;
   bool rowIsOpen_ = false;
   std::optional<std::uint64_t> durationOfRow_;
 };

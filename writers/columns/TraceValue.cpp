@@ -1,6 +1,5 @@
 #include "writers/columns/TraceValue.h"
 
-#include "hostcommon/NumberText.h"
 #include "writers/TextLog.h"
 #include "writers/host/Quantity.h"
 
@@ -56,18 +55,13 @@ bool computeTraceValue(double& number, const pwr::Metric& metric, const pwr::Dat
   return true;
 }
 
-bool formatTraceValue(std::string& text, const pwr::Metric& metric, const pwr::DataElement& element,
+bool formatTraceValue(TraceText& text, const pwr::Metric& metric, const pwr::DataElement& element,
                       TraceMode mode, const TraceClock& clock) {
-  if (mode == TraceMode::Value) return element.getValue()->toFormattedString(text) == 0;
+  if (mode == TraceMode::Value) return text.setValue(*element.getValue());
   double number = 0.0;
   if (!computeTraceValue(number, metric, element, mode, clock)) return false;
-  formatTraceNumber(text, number);
+  text.setNumber(number);
   return true;
-}
-
-void formatTraceNumber(std::string& text, double number) {
-  text.clear();
-  pwr::appendFixed(text, number, 2);
 }
 
 std::string traceUnits(TraceMode mode, const pwr::Quantity* quantity) {

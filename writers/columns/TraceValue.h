@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "writers/columns/TraceText.h"
 #include "writers/host/Metric.h"
 
 /// How the value cell of a trace is made from an element's value. The numbers are those that the
@@ -38,11 +39,8 @@ bool computeTraceValue(double& number, const pwr::Metric& metric, const pwr::Dat
 
 /// Replaces `text` by the cell of a mode. Returns false, with `text` undefined, when the cell stays
 /// empty; `computeTraceValue` has warned then, and a missing value needs no warning.
-bool formatTraceValue(std::string& text, const pwr::Metric& metric, const pwr::DataElement& element,
+bool formatTraceValue(TraceText& text, const pwr::Metric& metric, const pwr::DataElement& element,
                       TraceMode mode, const TraceClock& clock);
-
-/// Replaces `text` by `number` as cells show it, with two decimals.
-void formatTraceNumber(std::string& text, double number);
 
 /// What a mode's values are measured in: "%", "usec", or the units of `quantity`. Empty without
 /// quantity, which may be null.
