@@ -58,10 +58,6 @@ bool ZtExtensibleBackingStore::openTempFile_i() {
   return false;
 }
 
-bool ZtExtensibleBackingStore::covers_i(std::uint64_t position) const {
-  return loaded_ && position >= bufferStart_ && position - bufferStart_ <= length_;
-}
-
 /// Moves the range in memory to `position`.
 bool ZtExtensibleBackingStore::reload_i(std::uint64_t position) {
   if (!flush_i()) {
@@ -101,7 +97,7 @@ bool ZtExtensibleBackingStore::flush_i() {
   return true;
 }
 
-std::uint32_t ZtExtensibleBackingStore::write(const void* source, std::uint32_t count) {
+std::uint32_t ZtExtensibleBackingStore::writeAnywhere_i(const void* source, std::uint32_t count) {
   writePosition_ = std::min(writePosition_, size_);
   if (!covers_i(writePosition_) && !reload_i(writePosition_)) return kFailed;
   const char* from = static_cast<const char*>(source);

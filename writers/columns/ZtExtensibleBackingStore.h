@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <span>
 #include <string>
 
@@ -21,7 +22,17 @@ class ZtExtensibleBackingStore final : public ZtBufferProvider {
   ~ZtExtensibleBackingStore() override;
 
   std::uint32_t read(void* destination, std::uint32_t count) override;
-  std::uint32_t write(const void* source, std::uint32_t count) override;
+  std::uint32_t write(const void* source, std::uint32_t count) override {
+    // Nearly all writes append within the range in memory.
+    const bool appends = writePosition_ == size_ && covers_i(writePosition_);
+    if (!appends || count == 0 || count > length_ - (writePosition_ - bufferStart_)) {
+      return writeAnywhere_i(source, count);
+    }
+    std::memcpy(buffer_.get() + (writePosition_ - bufferStart_), source, count);
+    dirty_ = true;
+    size_ = writePosition_ += count;
+    return count;
+  }
   std::uint32_t peek(void* destination, std::uint32_t count) override;
   std::uint64_t size() const override { return size_; }
   void resetForReading() override;
@@ -49,7 +60,10 @@ class ZtExtensibleBackingStore final : public ZtBufferProvider {
   };
 
   bool openTempFile_i();
-  bool covers_i(std::uint64_t position) const;
+  bool covers_i(std::uint64_t position) const {
+    return loaded_ && position >= bufferStart_ && position - bufferStart_ <= length_;
+  }
+  std::uint32_t writeAnywhere_i(const void* source, std::uint32_t count);
   bool reload_i(std::uint64_t position);
   bool flush_i();
   bool makeRoom_i();

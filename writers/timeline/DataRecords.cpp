@@ -37,6 +37,12 @@ int refuseTooMany() {
   return 1;
 }
 
+int refuseType() {
+  PW_LOG(kTimelineLog, PW_LOG_WARNING,
+         "WARNING: KorvellWriterPlugin:    Unsupported data type obtained.\n");
+  return 1;
+}
+
 /// `what`: "integer value" or one of its bounds.
 int addInt(AttributeType type, const char* what, long long value, AttributeList* list) {
   if (DataRecords::addAttribute(type, static_cast<std::uint64_t>(value), list) == 0) return 0;
@@ -90,52 +96,50 @@ void DataRecords::logAttribute_i(AttributeType type, std::uint64_t value,
       static_cast<int>(list.count));
 }
 
-int DataRecords::addDataValue(const pwr::Data* data, const pwr::Quantity* quantity,
-                              AttributeList* list, bool asString, std::string* outString) {
-  if (data == nullptr) return 0;
-  if (list == nullptr && outString == nullptr) return refuseNoList();
-  const bool isText = asString || outString != nullptr;
-  if (!isText && quantity != nullptr) {
-    const std::uint64_t id = quantities_.idOf(quantity);
-    if (id == pwrfile::kNone) {
-      PW_LOG(kTimelineLog, PW_LOG_WARNING,
-             "WARNING: KorvellWriterPlugin:    Failed to handle quantity metadata uid:%llu'.\n",
-             quantity->getId());
-      return 1;
-    }
-    if (addAttribute(AttributeType::Quantity, id, list) != 0) {
-      PW_LOG(kTimelineLog, PW_LOG_WARNING,
-             "WARNING: KorvellWriterPlugin:    Unable to add quantity attribute to the record.\n");
-      return 1;
-    }
+int DataRecords::addQuantity_i(const pwr::Quantity& quantity, AttributeList* list) {
+  const std::uint64_t id = quantities_.idOf(&quantity);
+  if (id == pwrfile::kNone) {
+    PW_LOG(kTimelineLog, PW_LOG_WARNING,
+           "WARNING: KorvellWriterPlugin:    Failed to handle quantity metadata uid:%llu'.\n",
+           quantity.getId());
+    return 1;
   }
-  if (data->getType() == DataType::String) return addString_i(*data, list, outString);
-  if (data->isNumeric() || isRange(data->getType())) {
-    if (isText) return addAsText_i(*data, quantity, list, outString);
-    return data->isNumeric() ? addNumber_i(*data, list) : addRange_i(*data, list);
-  }
+  if (addAttribute(AttributeType::Quantity, id, list) == 0) return 0;
   PW_LOG(kTimelineLog, PW_LOG_WARNING,
-         "WARNING: KorvellWriterPlugin:    Unsupported data type obtained.\n");
+         "WARNING: KorvellWriterPlugin:    Unable to add quantity attribute to the record.\n");
   return 1;
 }
 
 // The conversions of a value give it as it is and cannot fail.
 
-int DataRecords::addNumber_i(const pwr::Data& data, AttributeList* list) {
-  if (data.getType() == DataType::UInt) {
-    unsigned long long natural = 0;
-    data.toUInt(natural);
-    return addUInt(AttributeType::UInt, "unsigned integer value", natural, list);
-  }
-  if (data.getType() == DataType::Int) {
-    long long integer = 0;
-    data.toInt(integer);
-    return addInt(AttributeType::Int, "integer value", integer, list);
-  }
+int DataRecords::addValue_i(const pwr::Data& data, const pwr::Quantity* quantity,
+                            AttributeList* list) {
+  long long integer = 0;
+  unsigned long long natural = 0;
   double real = 0.0;
-  data.toReal(real);
-  noteReals_i(g_realNoteDone);
-  return addReal_i(AttributeType::Real, "real value", real, list);
+  if (quantity != nullptr && addQuantity_i(*quantity, list) != 0) return 1;
+  switch (data.getType()) {
+    case DataType::Int:
+      data.toInt(integer);
+      return addInt(AttributeType::Int, "integer value", integer, list);
+    case DataType::UInt:
+      data.toUInt(natural);
+      return addUInt(AttributeType::UInt, "unsigned integer value", natural, list);
+    case DataType::Real:
+      data.toReal(real);
+      noteReals_i(g_realNoteDone);
+      return addReal_i(AttributeType::Real, "real value", real, list);
+    case DataType::IntRange:
+    case DataType::UIntRange:
+    case DataType::RealRange:
+      return addRange_i(data, list);
+    case DataType::String:
+      return addString_i(data, list, nullptr);
+    case DataType::None:
+    case DataType::Handle:
+      break;
+  }
+  return refuseType();
 }
 
 int DataRecords::addRange_i(const pwr::Data& data, AttributeList* list) {
@@ -210,6 +214,8 @@ int DataRecords::addString_i(const pwr::Data& data, AttributeList* list, std::st
 /// A number or a range of numbers, with its unit.
 int DataRecords::addAsText_i(const pwr::Data& data, const pwr::Quantity* quantity,
                              AttributeList* list, std::string* outString) {
+  if (data.getType() == DataType::String) return addString_i(data, list, outString);
+  if (!data.isNumeric() && !isRange(data.getType())) return refuseType();
   std::string text;
   data.toString(text);
   if (quantity != nullptr) text += "(" + quantity->toUnitsString() + ")";

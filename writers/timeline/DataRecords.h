@@ -27,7 +27,12 @@ class DataRecords {
   /// `asString`, or with a place for the text in `outString`, the value becomes a text with its
   /// unit instead, which goes to `outString` or else, as an info, to the list.
   int addDataValue(const pwr::Data* data, const pwr::Quantity* quantity, AttributeList* list,
-                   bool asString, std::string* outString);
+                   bool asString, std::string* outString) {
+    if (data == nullptr) return 0;
+    if (list == nullptr && outString == nullptr) return refuseAttribute_i(list);
+    return asString || outString != nullptr ? addAsText_i(*data, quantity, list, outString)
+                                            : addValue_i(*data, quantity, list);
+  }
 
   /// Appends an info that stands for the text.
   int addStringValue(const std::string& text, AttributeList* list);
@@ -46,7 +51,8 @@ class DataRecords {
                              const AttributeList& list);
   static int refuseAttribute_i(const AttributeList* list);
   static void noteManyAttributes_i(const AttributeList& list);
-  int addNumber_i(const pwr::Data& data, AttributeList* list);
+  int addQuantity_i(const pwr::Quantity& quantity, AttributeList* list);
+  int addValue_i(const pwr::Data& data, const pwr::Quantity* quantity, AttributeList* list);
   int addRange_i(const pwr::Data& data, AttributeList* list);
   int addString_i(const pwr::Data& data, AttributeList* list, std::string* outString);
   int addAsText_i(const pwr::Data& data, const pwr::Quantity* quantity, AttributeList* list,

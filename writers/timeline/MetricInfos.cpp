@@ -87,37 +87,33 @@ MetricInfos::Announced MetricInfos::announce(const pwr::Metric& metric) {
 std::uint64_t MetricInfos::tabId_i(std::string_view name) {
   const auto known = tabs_.find(name);
   if (known != tabs_.end()) return known->second;
-  const std::uint64_t id = newId();
-  const std::string text(name);
-  if (infos_.write(info_type::kTabGroup, {name, shortGroupName(name), {}}, 0, id, kNone) != 0) {
-    PW_LOG(kTimelineLog, PW_LOG_WARNING,
-           "WARNING: KorvellWriterPlugin:    Failed to write tab group metadata '%s:%llu'.\n",
-           text.c_str(), static_cast<unsigned long long>(id));
-    return kNone;
-  }
-  PW_LOG(kTimelineLog, PW_LOG_DEBUG,
-         "DEBUG: KorvellWriterPlugin:    Wrote tab group metadata '%s:%llu'.\n", text.c_str(),
-         static_cast<unsigned long long>(id));
-  return tabs_.emplace(name, id).first->second;
+  const std::uint64_t id = writeGroup_i("tab", info_type::kTabGroup, name, kNone);
+  return id == kNone ? kNone : tabs_.emplace(name, id).first->second;
 }
 
 std::uint64_t MetricInfos::timelineId_i(const TimelineGroups& groups, std::uint64_t tabId) {
   const auto known = timelines_.find(groups);
   if (known != timelines_.end()) return known->second;
+  const std::uint64_t id =
+      writeGroup_i("timeline", info_type::kTimelineGroup, groups.timeline, tabId);
+  return id == kNone ? kNone : timelines_.emplace(groups, id).first->second;
+}
+
+/// Returns the new group's id, or `kNone` when it cannot be written.
+std::uint64_t MetricInfos::writeGroup_i(const char* kind, std::string_view typeName,
+                                        std::string_view name, std::uint64_t parent) {
   const std::uint64_t id = newId();
-  const std::string text(groups.timeline);
-  const InfoTexts texts{groups.timeline, shortGroupName(groups.timeline), {}};
-  if (infos_.write(info_type::kTimelineGroup, texts, 0, id, tabId) != 0) {
+  const std::string text(name);
+  if (infos_.write(typeName, {name, shortGroupName(name), {}}, 0, id, parent) != 0) {
     PW_LOG(kTimelineLog, PW_LOG_WARNING,
-           "WARNING: KorvellWriterPlugin:    Failed to write timeline group metadata "
-           "'%s:%llu'.\n",
+           "WARNING: KorvellWriterPlugin:    Failed to write %s group metadata '%s:%llu'.\n", kind,
            text.c_str(), static_cast<unsigned long long>(id));
     return kNone;
   }
   PW_LOG(kTimelineLog, PW_LOG_DEBUG,
-         "DEBUG: KorvellWriterPlugin:    Wrote timeline group metadata '%s:%llu'.\n", text.c_str(),
+         "DEBUG: KorvellWriterPlugin:    Wrote %s group metadata '%s:%llu'.\n", kind, text.c_str(),
          static_cast<unsigned long long>(id));
-  return timelines_.emplace(groups, id).first->second;
+  return id;
 }
 
 int MetricInfos::write(const pwr::Metric& metric, const Announced& announced) {

@@ -51,6 +51,8 @@ class MetricInfos {
 
   std::uint64_t tabId_i(std::string_view name);
   std::uint64_t timelineId_i(const TimelineGroups& groups, std::uint64_t tabId);
+  std::uint64_t writeGroup_i(const char* kind, std::string_view typeName, std::string_view name,
+                             std::uint64_t parent);
   int writeRelations_i(const pwr::Metric& metric, const Announced& announced);
   int writeFields_i(const pwr::Metric& metric, std::uint64_t metricId);
   int writeRelation_i(const pwr::Metric& metric, std::uint64_t metricId, const Relation& relation);

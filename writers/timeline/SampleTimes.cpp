@@ -2,7 +2,7 @@
 
 #include "writers/timeline/TimelineLog.h"
 
-int SampleTimes::check(std::uint64_t tsc) {
+int SampleTimes::checkNotLater_i(std::uint64_t tsc) const {
   if (tsc < start_) {
     PW_LOG(kTimelineLog, PW_LOG_NOTE,
            "FATAL: KorvellWriterPlugin:    Current sample TSC is <= collection start TSC. Samples "
@@ -13,7 +13,7 @@ int SampleTimes::check(std::uint64_t tsc) {
     return 1;
   }
   const bool isStillAtStart = tsc == start_ && last_ == start_;
-  if (tsc <= last_ && !isStillAtStart) {
+  if (!isStillAtStart) {
     PW_LOG(kTimelineLog, PW_LOG_NOTE,
            "FATAL: KorvellWriterPlugin:    Current sample TSC is <= previous sample's TSC. Samples "
            "are required to be monotonically increasing in time. '%s' current TSC: %llu <= "
@@ -22,6 +22,5 @@ int SampleTimes::check(std::uint64_t tsc) {
            static_cast<unsigned long long>(last_));
     return 1;
   }
-  last_ = tsc;
   return 0;
 }

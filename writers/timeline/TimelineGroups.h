@@ -1,7 +1,7 @@
 #pragma once
 
-#include <compare>
 #include <string_view>
+#include <tuple>
 
 #include "writers/host/Metric.h"
 
@@ -10,7 +10,9 @@ struct TimelineGroups {
   std::string_view tab;
   std::string_view timeline;
 
-  auto operator<=>(const TimelineGroups&) const = default;
+  bool operator<(const TimelineGroups& other) const {
+    return std::tie(tab, timeline) < std::tie(other.tab, other.timeline);
+  }
 };
 
 /// Chooses by what the metric measures (its quantity), what it belongs to (its feature) and on what

@@ -8,14 +8,6 @@
 #include "writers/timeline/DataRecords.h"
 #include "writers/timeline/TimelineLog.h"
 
-namespace {
-
-// What a stream is called, in front of its key, as long as its metric has no name.
-constexpr const char* kUnknownMetric = "unknown_metric ";
-constexpr const char* kUnnamedMetric = "metric ";
-
-}  // namespace
-
 TimelineOutput::TimelineOutput(const std::string& baseName) : path_(baseName + ".pwr") {}
 
 void TimelineOutput::setMetricName(std::uint32_t id, const std::string& name) {
@@ -29,16 +21,6 @@ std::string TimelineOutput::nameOf(std::uint64_t key) const {
 std::string TimelineOutput::nameOf_i(std::uint64_t key, const char* prefix) const {
   const auto known = metricNames_.find(key);
   return known != metricNames_.end() ? known->second : prefix + std::to_string(key);
-}
-
-int TimelineOutput::writeRecord(std::uint64_t key, const std::byte* bytes, std::size_t length) {
-  if (!usable_) return 1;
-  if (lastStream_ == nullptr || key != lastKey_) {
-    lastStream_ = findOrMake_i(key, kUnknownMetric);
-    lastKey_ = key;
-    if (lastStream_ == nullptr) return 1;
-  }
-  return lastStream_->supported ? append_i(*lastStream_, bytes, length) : 1;
 }
 
 /// Null, with the output unusable, when the stream cannot be made.

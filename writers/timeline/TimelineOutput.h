@@ -41,7 +41,15 @@ class TimelineOutput {
   std::string nameOf(std::uint64_t key) const;
 
   /// Appends a record to the stream of the key. Fails for a stream marked as unsupported.
-  int writeRecord(std::uint64_t key, const std::byte* bytes, std::size_t length);
+  int writeRecord(std::uint64_t key, const std::byte* bytes, std::size_t length) {
+    if (!usable_) return 1;
+    if (lastStream_ == nullptr || key != lastKey_) {
+      lastStream_ = findOrMake_i(key);
+      lastKey_ = key;
+    }
+    const bool isTaken = lastStream_ != nullptr && lastStream_->supported;
+    return isTaken ? append_i(*lastStream_, bytes, length) : 1;
+  }
 
   /// The file will not have the metric; what was written of it is left out.
   void markUnsupported(std::uint32_t metricId);
@@ -54,7 +62,11 @@ class TimelineOutput {
   int close();
 
  private:
-  RecordStream* findOrMake_i(std::uint64_t key, const char* prefix);
+  // What a stream is called, in front of its key, as long as its metric has no name.
+  static constexpr const char* kUnknownMetric = "unknown_metric ";
+  static constexpr const char* kUnnamedMetric = "metric ";
+
+  RecordStream* findOrMake_i(std::uint64_t key, const char* prefix = kUnknownMetric);
   std::string nameOf_i(std::uint64_t key, const char* prefix) const;
   int append_i(RecordStream& stream, const std::byte* bytes, std::size_t length);
   bool openFile_i();
