@@ -9,20 +9,18 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <limits>
 #include <string>
 #include <vector>
 
+#include "benchmarks/Measure.h"
 #include "benchmarks/PointMemory.h"
 #include "formats/ztbin_format.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/Platform.h"
 #include "hostcommon/WriterDispatch.h"
 #include "writers/continuous/BinaryWriter.h"
-#include "writers/host/HostFunctions.h"
 
 namespace {
 
@@ -50,13 +48,6 @@ std::vector<pwr::Metric> makeMessages(unsigned int elementsPerMessage) {
   return messages;
 }
 
-template <typename Work>
-double secondsOf(const Work& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 void open(BinaryWriter& writer, const std::string& base) {
   static const pwr::SystemMetadata system(pwr::SystemDescription{.tscFrequencyMHz = 1000.0F});
   writer.openOutput(base, false);
@@ -79,13 +70,6 @@ bool writeRun(const std::string& base, std::vector<pwr::Metric>& messages) {
   return writer.closeOutput() == 0;
 }
 
-bool writePlainly(const std::string& path, const std::vector<char>& bytes) {
-  FILE* file = nullptr;
-  if (!pwr::openFileHandle(&file, path.c_str(), "wb")) return false;
-  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  return std::fclose(file) == 0 && isWritten;
-}
-
 void binaryAgainstPlainWrite(benchmark::State& state) {
   const std::string folder = pwr::platform::createPrivateDirectory("");
   const std::string run = folder + "/run";
@@ -95,10 +79,11 @@ void binaryAgainstPlainWrite(benchmark::State& state) {
   double writing = encoding;
   while (state.KeepRunning()) {
     bool isWritten = true;
-    const double seconds = secondsOf([&] { isWritten = writeRun(run, messages); });
+    const double seconds = measure::secondsOf([&] { isWritten = writeRun(run, messages); });
     const std::vector<char> bytes(std::filesystem::file_size(run + ".ztbin"), 'x');
     pwr::platform::removeFile(run + ".ztbin");
-    const double least = secondsOf([&] { isWritten = writePlainly(plain, bytes) && isWritten; });
+    const double least =
+        measure::secondsOf([&] { isWritten = measure::writePlainly(plain, bytes) && isWritten; });
     pwr::platform::removeFile(plain);
     if (!isWritten || bytes.size() < kPoints * ztbin::point_record::kSize) {
       state.SkipWithError("cannot write the files");

@@ -11,12 +11,12 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <limits>
 #include <string>
 #include <vector>
 
+#include "benchmarks/Measure.h"
 #include "benchmarks/PointMemory.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/Platform.h"
@@ -108,13 +108,6 @@ std::size_t writeBareLoop() {
   return buffer.GetSize();
 }
 
-template <typename Work>
-double secondsOf(const Work& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 void traceAgainstBareLoop(benchmark::State& state) {
   const std::string folder = pwr::platform::createPrivateDirectory("");
   const std::string trace = folder + "/trace";
@@ -129,8 +122,8 @@ void traceAgainstBareLoop(benchmark::State& state) {
     pwr::Metric message(metric);
     message.editData().elements = makeElements(message);
     int status = 0;
-    const double write = secondsOf([&] { status = writeTrace(writer, trace, message); });
-    looping = std::min(looping, secondsOf([&] { loopBytes = writeBareLoop(); }));
+    const double write = measure::secondsOf([&] { status = writeTrace(writer, trace, message); });
+    looping = std::min(looping, measure::secondsOf([&] { loopBytes = writeBareLoop(); }));
     writing = std::min(writing, write);
     state.SetIterationTime(write);
     if (status != 0) state.SkipWithError("cannot write the trace");

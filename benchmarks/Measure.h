@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,27 @@
 
 /// What the benchmarks measure with.
 namespace measure {
+
+/// Makes a folder of its own the current one, until the end: what is measured works in it, and the
+/// stores put their temporary files there.
+class WorkFolder {
+ public:
+  WorkFolder()
+      : before_(std::filesystem::current_path()),
+        path_(std::filesystem::absolute(pwr::platform::createPrivateDirectory(""))) {
+    std::filesystem::current_path(path_);
+  }
+  ~WorkFolder() {
+    std::filesystem::current_path(before_);
+    std::filesystem::remove_all(path_);
+  }
+  WorkFolder(const WorkFolder&) = delete;
+  WorkFolder& operator=(const WorkFolder&) = delete;
+
+ private:
+  const std::filesystem::path before_;
+  const std::filesystem::path path_;
+};
 
 template <typename Work>
 double secondsOf(const Work& work) {

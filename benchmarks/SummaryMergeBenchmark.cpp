@@ -3,13 +3,13 @@
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "benchmarks/Measure.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/Platform.h"
 #include "hostcommon/WriterDispatch.h"
@@ -52,13 +52,6 @@ void copyFile(const std::string& from, const std::string& to) {
   std::fclose(in);
 }
 
-template <typename Work>
-double secondsOf(const Work& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 void mergeAgainstCopy(benchmark::State& state) {
   const std::string folder = pwr::platform::createPrivateDirectory("");
   const std::string report = folder + "/report";
@@ -72,8 +65,8 @@ void mergeAgainstCopy(benchmark::State& state) {
       break;
     }
     stageRows(writer);
-    const double merge = secondsOf([&] { writer.closeOutput(); });
-    copying += secondsOf([&] { copyFile(report + ".csv", copy); });
+    const double merge = measure::secondsOf([&] { writer.closeOutput(); });
+    copying += measure::secondsOf([&] { copyFile(report + ".csv", copy); });
     merging += merge;
     state.SetIterationTime(merge);
   }

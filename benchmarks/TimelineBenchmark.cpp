@@ -15,7 +15,6 @@
 #include "benchmarks/AllocationCount.h"
 #include "benchmarks/Measure.h"
 #include "hostcommon/Descriptions.h"
-#include "hostcommon/Platform.h"
 #include "hostcommon/WriterDispatch.h"
 #include "writers/timeline/KorvellWriter.h"
 
@@ -76,27 +75,9 @@ class TimelineRun {
   pwr::Metric message_ = residency();
 };
 
-/// Makes a private folder the current one, until the end.
-class WorkFolder {
- public:
-  WorkFolder() : before_(std::filesystem::current_path()) {
-    std::filesystem::current_path(folder_);
-  }
-  ~WorkFolder() {
-    std::filesystem::current_path(before_);
-    pwr::platform::removePrivateDirectory(folder_);
-  }
-  WorkFolder(const WorkFolder&) = delete;
-  WorkFolder& operator=(const WorkFolder&) = delete;
-
- private:
-  const std::filesystem::path before_;
-  const std::string folder_ = pwr::platform::createPrivateDirectory("");
-};
-
 // First, because a child begins with what its parent holds.
 void memory(benchmark::State& state) {
-  const WorkFolder folder;
+  const measure::WorkFolder folder;
   double peak = 0.0;
   while (state.KeepRunning()) {
     peak = measure::peakMemoryOf([&] {
@@ -116,7 +97,7 @@ BENCHMARK(memory)
     ->Unit(benchmark::kMillisecond);
 
 void allocations(benchmark::State& state) {
-  const WorkFolder folder;
+  const measure::WorkFolder folder;
   while (state.KeepRunning()) {
     TimelineRun run;
     run.write(kSamples / 4);
@@ -129,7 +110,7 @@ void allocations(benchmark::State& state) {
 BENCHMARK(allocations)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 void timelineAgainstPlainWrite(benchmark::State& state) {
-  const WorkFolder folder;
+  const measure::WorkFolder folder;
   double converting = std::numeric_limits<double>::max();
   double writing = converting;
   while (state.KeepRunning()) {

@@ -9,13 +9,9 @@
 //   peak_MiB         below 32 for 10,000,000 rows; for many tables below 1.2 per table
 
 #include <benchmark/benchmark.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -28,6 +24,7 @@
 #include <vector>
 
 #include "benchmarks/AllocationCount.h"
+#include "benchmarks/Measure.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/Platform.h"
 #include "hostcommon/WriterDispatch.h"
@@ -92,33 +89,6 @@ class TraceRun {
   pwr::Metric metric_;
   IntWriterV2 writer_;
 };
-
-/// A folder to work in, which is also where the stores put their temporary files.
-class WorkFolder {
- public:
-  WorkFolder()
-      : before_(std::filesystem::current_path()),
-        path_(std::filesystem::absolute(pwr::platform::createPrivateDirectory(""))) {
-    std::filesystem::current_path(path_);
-  }
-  ~WorkFolder() {
-    std::filesystem::current_path(before_);
-    std::filesystem::remove_all(path_);
-  }
-  WorkFolder(const WorkFolder&) = delete;
-  WorkFolder& operator=(const WorkFolder&) = delete;
-
- private:
-  std::filesystem::path before_;
-  std::filesystem::path path_;
-};
-
-template <typename Work>
-double secondsOf(const Work& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
 
 /// What else the machine does only ever adds to a time.
 double best(const std::vector<double>& times) {
@@ -190,28 +160,20 @@ void writeCells() {
   }
 }
 
-/// The most memory in MiB that a process of its own needs for a trace; negative when it fails.
-double peakOf(unsigned int tables, unsigned int rows) {
-  const pid_t child = fork();
-  if (child == 0) {
-    pwr::platform::raiseOpenFileLimit();
-    TraceRun run("peak", tables);
-    for (unsigned int row = 0; row < rows; ++row) run.write(row);
-    _exit(run.close() ? 0 : 1);
-  }
-  int status = 1;
-  rusage usage{};
-  if (child < 0 || wait4(child, &status, 0, &usage) != child || status != 0) return -1.0;
-  return static_cast<double>(usage.ru_maxrss) / 1024.0;
-}
-
 // First, because a child begins with what its parent holds.
 void memory(benchmark::State& state) {
-  const WorkFolder folder;
+  const measure::WorkFolder folder;
   const auto tables = static_cast<unsigned int>(state.range(0));
   const auto rows = static_cast<unsigned int>(state.range(1));
   double peak = 0.0;
-  while (state.KeepRunning()) peak = peakOf(tables, rows);
+  while (state.KeepRunning()) {
+    peak = measure::peakMemoryOf([&] {
+      pwr::platform::raiseOpenFileLimit();
+      TraceRun run("peak", tables);
+      for (unsigned int row = 0; row < rows; ++row) run.write(row);
+      return run.close();
+    });
+  }
   if (peak < 0) state.SkipWithError("the trace failed");
   state.counters["peak_MiB"] = peak;
   state.counters["peak_MiB/table"] = peak / tables;
@@ -225,7 +187,7 @@ BENCHMARK(memory)
     ->Unit(benchmark::kMillisecond);
 
 void allocations(benchmark::State& state) {
-  const WorkFolder folder;
+  const measure::WorkFolder folder;
   while (state.KeepRunning()) {
     TraceRun run("allocations", 1);
     constexpr unsigned int kHalf = kRows / 2;
@@ -238,7 +200,7 @@ void allocations(benchmark::State& state) {
 BENCHMARK(allocations)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 void trace(benchmark::State& state) {
-  const WorkFolder folder;
+  const measure::WorkFolder folder;
   writeCells();
   std::vector<double> traced;
   std::vector<double> plain;
@@ -249,23 +211,23 @@ void trace(benchmark::State& state) {
     for (const char* name : {"run_trace.csv", "plain", "staged", "streams", "columned"}) {
       std::filesystem::remove(name);
     }
-    traced.push_back(secondsOf([] {
+    traced.push_back(measure::secondsOf([] {
       TraceRun run("run", 1);
       for (unsigned int row = 0; row < kRows; ++row) run.write(row);
       run.close();
     }));
     state.SetIterationTime(traced.back());
     const std::string bytes = contentOf("run_trace.csv");
-    plain.push_back(secondsOf([&] { writePlainly(bytes); }));
+    plain.push_back(measure::secondsOf([&] { writePlainly(bytes); }));
     if (streams.size() == 3) continue;
     // The slow ones three times are enough.
-    streams.push_back(secondsOf(writeWithStreams));
+    streams.push_back(measure::secondsOf(writeWithStreams));
     if (contentOf("streams") != bytes) {
       state.SkipWithError("the string streams made another table");
       break;
     }
     int status = 0;
-    column.push_back(secondsOf(
+    column.push_back(measure::secondsOf(
         [&] { status = std::system("column -t -s , -o ', ' -R 1,2,3,4 cells > columned"); }));
     if (status != 0) {
       state.SkipWithError("column failed");

@@ -110,13 +110,16 @@ HANDLE createOwnedFile(const char* path) {
 
 }  // namespace
 
+// Not every C runtime tells the cause when there are as many streams as it allows.
 FILE* openFile(const char* path, const char* mode) {
+  errno = EMFILE;
   return _wfopen(wide(path).c_str(), (wide(mode) + L"N").c_str());
 }
 
 FILE* createExclusive(const char* path) {
   const HANDLE handle = createOwnedFile(path);
   if (handle == INVALID_HANDLE_VALUE) return nullptr;
+  errno = EMFILE;
   const int file =
       _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_RDWR | _O_BINARY | _O_NOINHERIT);
   FILE* const stream = file < 0 ? nullptr : _fdopen(file, "w+b");

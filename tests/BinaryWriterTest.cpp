@@ -265,9 +265,10 @@ TEST_F(BinaryWriterTest, WhatCannotBeWrittenIsReportedAndKept) {
   EXPECT_EQ(writer_->closeOutput(), 1);
   EXPECT_NE(log_.errors().find("later/run_1.ztbin: No such file or directory"), std::string::npos);
   fs::create_directory(folder_.path("later"));
-  fs::create_symlink("/dev/full", folder_.path("later/run_2.ztbin"));
+  obstruct(folder_.path("later/run_2.ztbin"));
   EXPECT_FALSE(flush());
-  EXPECT_FALSE(fs::exists(folder_.path("later/run_2.ztbin"))) << "the next file carries all of it";
+  EXPECT_EQ(fs::exists(folder_.path("later/run_2.ztbin")), kIsWindows)
+      << "the next file carries all of it";
   EXPECT_TRUE(flush());
   EXPECT_EQ(read("later/run_3.ztbin"), whole);
   EXPECT_EQ(writer_->closeOutput(), 0);
@@ -275,7 +276,7 @@ TEST_F(BinaryWriterTest, WhatCannotBeWrittenIsReportedAndKept) {
 
   reopen("full", false);
   EXPECT_FALSE(flush()) << "not continuous";
-  fs::create_symlink("/dev/full", folder_.path("full.ztbin"));
+  obstruct(folder_.path("full.ztbin"));
   EXPECT_EQ(writer_->closeOutput(), 1);
   reopen(std::string(1100, 'n'), false);
   EXPECT_EQ(writer_->closeOutput(), 1) << "a name that was cut would be another file's";

@@ -4,14 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <clocale>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <limits>
-#include <locale>
 
+#include "CommaLocale.h"
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/OutputConfigFile.h"
@@ -24,14 +23,6 @@
 
 using pwr::Data;
 using pwr::DataType;
-
-extern "C" {
-#if !defined(_WIN32)
-// The leak checker's switches, where it is linked in.
-__attribute__((weak)) void __lsan_disable();  // NOLINT
-__attribute__((weak)) void __lsan_enable();   // NOLINT
-#endif
-}
 
 namespace {
 
@@ -134,21 +125,9 @@ TEST(Data, MultiplyValueMakesReals) {
   EXPECT_EQ(text, Data("x"));
 }
 
-/// Puts a locale in force that writes numbers with a comma.
-void useCommaLocale() {
-#if defined(_WIN32)
-  std::setlocale(LC_ALL, "German");  // the only kind of locale that all C++ libraries know there
-#else
-  // The C library keeps what it allocates for a locale that it finds through LOCPATH.
-  if (__lsan_disable != nullptr) __lsan_disable();
-  ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr) << "LOCPATH must lead to this locale";
-  std::locale::global(std::locale("de_DE.UTF-8"));
-  if (__lsan_enable != nullptr) __lsan_enable();
-#endif
-}
-
 TEST(Locale, NumbersKeepTheirPoint) {
-  ASSERT_NO_FATAL_FAILURE(useCommaLocale());
+  const CommaLocale locale;
+  ASSERT_TRUE(locale.inForce());
   char proof[16];
   pw_snprintf(proof, sizeof proof, "%.1f", 1.5);
   ASSERT_STREQ(proof, "1,5") << "the locale is not in force";
@@ -162,8 +141,6 @@ TEST(Locale, NumbersKeepTheirPoint) {
   EXPECT_EQ(text, "0.1");
   Data(1234567).toString(text);
   EXPECT_EQ(text, "1234567");
-  std::setlocale(LC_ALL, "C");
-  std::locale::global(std::locale::classic());
 }
 
 TEST(RealFormatter, RefusesWhatIsNoNumber) {

@@ -346,10 +346,10 @@ TEST_F(JsonWriterTest, ContinuousFilesAreNumberedAndCarryWhatIsNew) {
   send(metric, 1000, {{pwr::Data(7), c1, cpu, 3}});
   EXPECT_EQ(send(second, metric, 2000, {{pwr::Data(state("S")), c6, nullptr, 5}}), 0);
   // A file that cannot be completed leaves nothing behind, and its points to the next.
-  std::filesystem::create_symlink("/dev/full", folder_.path("run_0.ztjson"));
+  obstruct(folder_.path("run_0.ztjson"));
   EXPECT_FALSE(second.flushContinuousResults(system_));
   EXPECT_EQ(second.closeOutput(), 1);
-  EXPECT_FALSE(std::filesystem::exists(folder_.path("run_0.ztjson")));
+  EXPECT_EQ(std::filesystem::exists(folder_.path("run_0.ztjson")), kIsWindows);
   system_.edit().collectionDurationSec = 1234567.5;
   EXPECT_TRUE(writer_.flushContinuousResults(system_));
   const std::string head =
@@ -380,13 +380,13 @@ TEST_F(JsonWriterTest, ContinuousFilesAreNumberedAndCarryWhatIsNew) {
 }
 
 TEST_F(JsonWriterTest, ATraceThatCannotBeWrittenIsReportedByTheCloseOnly) {
-  for (const char* target : {"/dev/full", "/nowhere/at/all"}) {
-    std::filesystem::create_symlink(target, folder_.path("run.ztjson"));
+  obstruct(folder_.path("run.ztjson"));
+  for (const char* name : {"run", "nowhere/run"}) {
     JSONWriter writer;
-    open(false, writer);
+    EXPECT_EQ(writer.openOutput(folder_.path(name), false), 0);
+    EXPECT_EQ(WriterDispatch::write(writer, pwr::SystemMessage(&system_)), 0);
     EXPECT_FALSE(writer.flushContinuousResults(system_));
     EXPECT_EQ(writer.closeOutput(), 1);
-    std::filesystem::remove(folder_.path("run.ztjson"));
   }
   EXPECT_EQ(log_.all(), "");
 }

@@ -82,6 +82,7 @@ TEST_F(OverTimeWriterTest, WholeFile) {
 
 // The reader is not ours; pandas has its say where it is installed.
 TEST_F(OverTimeWriterTest, ReadersOfCsvUnderstandIt) {
+  if (kIsWindows) GTEST_SKIP() << "there is no Python";
   writeEverything();
   closed("run_phm.csv");
   check(R"py(
@@ -165,6 +166,19 @@ TEST_F(OverTimeWriterTest, MoreSeriesThanColumns) {
 }
 
 TEST_F(OverTimeWriterTest, FailuresAreReported) {
+  EXPECT_EQ(writer_->closeOutput(), 0);
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  EXPECT_EQ(writer_->openOutput("/nowhere/run", false), 1);
+  std::filesystem::remove("run_phm_metadata.csv");
+  std::filesystem::create_directory("run_phm_metadata.csv");
+  EXPECT_EQ(PhmTextWriter().openOutput("run", false), 1);
+  EXPECT_EQ(log_.general(),
+            "WARNING: Output file run_phm.csv does not exist\n"
+            "WARNING: Could not create /nowhere/run_phm.csv\n"
+            "WARNING: Could not create run_phm_metadata.csv\n");
+  std::filesystem::remove("run_phm_metadata.csv");
+
+  if (kIsWindows) GTEST_SKIP() << kNoFullDevice;
   for (const char* full : {"run_phm.csv", "run_phm_metadata.csv"}) {
     SCOPED_TRACE(full);
     log_.clear();
@@ -174,15 +188,6 @@ TEST_F(OverTimeWriterTest, FailuresAreReported) {
     EXPECT_NE(log_.general().find("No space left on device"), std::string::npos) << log_.all();
     std::filesystem::remove(full);
   }
-  log_.clear();
-  EXPECT_EQ(writer_->closeOutput(), 1);
-  EXPECT_EQ(writer_->openOutput("/nowhere/run", false), 1);
-  std::filesystem::create_directory("run_phm_metadata.csv");
-  EXPECT_EQ(PhmTextWriter().openOutput("run", false), 1);
-  EXPECT_EQ(log_.general(),
-            "WARNING: Output file run_phm.csv does not exist\n"
-            "WARNING: Could not create /nowhere/run_phm.csv\n"
-            "WARNING: Could not create run_phm_metadata.csv\n");
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ inline constexpr bool kIsWindows = true;
 #else
 inline constexpr bool kIsWindows = false;
 #endif
+inline constexpr const char* kNoFullDevice = "there is no device that is always full";
 
 /// Sets an environment variable; null removes it. (Windows takes empty text for null.)
 inline void setEnvironment(const char* name, const char* value) {
@@ -59,6 +60,16 @@ class TempFolder {
 inline std::string readFile(const std::string& path) {
   std::ifstream file(pwr::pathFromUtf8(path), std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// Puts something in the place of a file that it cannot be written to: a device that is always
+/// full, or a folder where there is none.
+inline void obstruct(const std::string& path) {
+  if (kIsWindows) {
+    std::filesystem::create_directory(pwr::pathFromUtf8(path));
+  } else {
+    std::filesystem::create_symlink("/dev/full", pwr::pathFromUtf8(path));
+  }
 }
 
 /// Gives the process an environment whose log lines can be read, for as long as it exists.

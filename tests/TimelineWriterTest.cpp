@@ -134,8 +134,9 @@ TEST_F(TimelineWriterTest, RecordsOfEveryKindOfMetric) {
   ASSERT_EQ(records.size(), std::size(kCases));
   ASSERT_EQ(classes.size(), std::size(kCases));
   for (std::size_t n = 0; n < std::size(kCases); ++n) {
-    const std::string record = kCases[n].record;
-    EXPECT_EQ(records[n], "2000 METRIC=" + record + " " + record);
+    std::string record = "2000 METRIC=";
+    record.append(kCases[n].record).append(" ").append(kCases[n].record);
+    EXPECT_EQ(records[n], record);
     EXPECT_NE(classes[n].find("  " + std::string(kCases[n].metricClass) + " "), std::string::npos)
         << classes[n];
   }
@@ -276,19 +277,19 @@ TEST_F(TimelineWriterTest, UnsupportedMetricsLeaveNothingButANote) {
   tooMuch.setAdditionalInfo(many);
   const struct {
     std::string name;
-    Type type;
     DataElement element;
+    Type type;
     bool isSupported;
   } kCases[] = {
-      {"Late", Type::TracedEvent, tooMuch, false},
-      {"Held", Type::TracedValueTransition, tooMuch, false},
-      {"Package C-State Debug Counters", Type::SampledValue, {Data(1), c1_, cpu0_, 0}, false},
-      {"CPU PkgC Dbg", Type::SampledValue, {Data(1), c1_, cpu0_, 0}, false},
-      {"The TypeC Subsystem", Type::SampledValue, {Data(1), c1_, cpu0_, 0}, false},
-      {"S0ix Substate Requirements", Type::SampledValue, {Data(1), c1_, cpu0_, 0}, false},
-      {"cpu pkgc dbg", Type::SampledValue, {Data(1), c1_, cpu0_, 0}, true},
-      {std::string(399 - 6, 'n'), Type::SampledValue, {Data(1), c1_, cpu0_, 0}, true},
-      {std::string(399 - 5, 'n'), Type::SampledValue, {Data(1), c1_, cpu0_, 0}, false},
+      {"Late", tooMuch, Type::TracedEvent, false},
+      {"Held", tooMuch, Type::TracedValueTransition, false},
+      {"Package C-State Debug Counters", {Data(1), c1_, cpu0_, 0}, Type::SampledValue, false},
+      {"CPU PkgC Dbg", {Data(1), c1_, cpu0_, 0}, Type::SampledValue, false},
+      {"The TypeC Subsystem", {Data(1), c1_, cpu0_, 0}, Type::SampledValue, false},
+      {"S0ix Substate Requirements", {Data(1), c1_, cpu0_, 0}, Type::SampledValue, false},
+      {"cpu pkgc dbg", {Data(1), c1_, cpu0_, 0}, Type::SampledValue, true},
+      {std::string(399 - 6, 'n'), {Data(1), c1_, cpu0_, 0}, Type::SampledValue, true},
+      {std::string(399 - 5, 'n'), {Data(1), c1_, cpu0_, 0}, Type::SampledValue, false},
   };
   std::string notes;
   std::size_t supported = 0;
@@ -394,6 +395,7 @@ TEST_F(TimelineWriterTest, RunsWithoutAFile) {
 }
 
 TEST_F(TimelineWriterTest, FullDisk) {
+  if (kIsWindows) GTEST_SKIP() << kNoFullDevice;
   reopenOnFullDisk("run.pwr");
   EXPECT_EQ(sample(residency_, 2000, {{Data(1U), c1_, cpu0_, 9}}), 0);
   EXPECT_EQ(writer_->closeOutput(), 1);
