@@ -29,6 +29,9 @@ std::string installedConfig() {
   return {};
 }
 
+// What the runs of a folder share, under a name that is the same for all.
+constexpr const char* kSharedOutput = "Automation_Summary.csv";
+
 /// The last write of `file`, on the clock of `since`.
 bool isWrittenSince(const fs::path& file, std::chrono::system_clock::time_point since) {
   std::error_code error;
@@ -62,9 +65,10 @@ void listOutputs(const std::string& baseName, std::chrono::system_clock::time_po
   std::error_code error;
   for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
     const std::string name = pwr::utf8FromPath(entry.path().filename());
-    const bool isOurs = name.size() > stem.size() && name.starts_with(stem) &&
-                        (name[stem.size()] == '.' || name[stem.size()] == '_');
-    if (isOurs && entry.is_regular_file(error) && isWrittenSince(entry.path(), since)) {
+    const bool hasBaseName = name.size() > stem.size() && name.starts_with(stem) &&
+                             (name[stem.size()] == '.' || name[stem.size()] == '_');
+    if ((hasBaseName || name == kSharedOutput) && entry.is_regular_file(error) &&
+        isWrittenSince(entry.path(), since)) {
       files.push_back(base.has_parent_path() ? pwr::utf8FromPath(entry.path()) : name);
     }
   }

@@ -165,6 +165,9 @@ class CommandLine(unittest.TestCase):
                 process = self.start("record", "--sysroot", "tree", "-f", "thermal", "-i", "20")
                 time.sleep(0.5)
                 process.send_signal(number)
+                process.send_signal(number)  # as the tool timeout does
+                time.sleep(0.05)
+                process.send_signal(signal.SIGINT)
                 _, errors = process.communicate(timeout=60)
                 self.assertEqual(process.returncode, 0, errors)
                 self.assertIn("Temperature", self.report("tavrin.csv"))

@@ -5,12 +5,20 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <optional>
 
 namespace tavrin {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// One request may arrive more than once: a terminal or a tool such as timeout signals the process
+// and its group.
+constexpr std::chrono::milliseconds kSameRequest(250);
 
 sigset_t watchedSignals() {
   sigset_t signals;
@@ -38,7 +46,7 @@ SignalWatcher::~SignalWatcher() {
 }
 
 void SignalWatcher::watch() {
-  bool stopping = false;
+  std::optional<Clock::time_point> stoppingSince;
   for (;;) {
     pollfd sources[] = {{signals_, POLLIN, 0}, {quit_, POLLIN, 0}};
     if (poll(sources, 2, -1) < 0) continue;
@@ -47,10 +55,10 @@ void SignalWatcher::watch() {
     if (read(signals_, &info, sizeof info) != static_cast<ssize_t>(sizeof info)) continue;
     if (info.ssi_signo == SIGCHLD) {
       handlers_.onChild();
-    } else if (!stopping) {
-      stopping = true;
+    } else if (!stoppingSince) {
+      stoppingSince = Clock::now();
       handlers_.onStop();
-    } else if (info.ssi_signo != SIGHUP) {
+    } else if (info.ssi_signo != SIGHUP && Clock::now() - *stoppingSince > kSameRequest) {
       handlers_.onAbort();
     }
   }
