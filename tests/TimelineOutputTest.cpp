@@ -112,8 +112,10 @@ TEST_F(TimelineOutputTest, OncePerProcess) {
   const auto addReals = [](bool legacy) {
     Rig rig(legacy);
     AttributeList list;
-    for (const Data& data : {Data(Data::RealPair(1.5, 2.5)), Data(1.5)}) {
-      for (int i = 0; i < 2; ++i) rig.data.addDataValue(&data, nullptr, &list, false, nullptr);
+    const Data range(Data::RealPair(1.5, 2.5));
+    const Data real(1.5);
+    for (const Data* data : {&range, &range, &real, &real}) {
+      rig.data.addDataValue(data, nullptr, &list, false, nullptr);
     }
   };
   const auto addTo = [](std::uint32_t count) {

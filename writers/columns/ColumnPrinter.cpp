@@ -30,6 +30,7 @@ ColumnPrinter::ColumnPrinter(FILE* output, std::string_view separator, std::stri
       separator_(std::string(separator) + " "),
       placeholder_(placeholder),
       widths_(widths),
+      columnCount_(widths.size()),
       empty_(separator_ + std::string(kWidestFast + kSlack, ' ')),
       gathered_([this](std::string_view text) { write(text); }) {
   columns_.reserve(widths.size());
@@ -55,7 +56,7 @@ void ColumnPrinter::printHeader(const std::vector<std::string>& names) {
 }
 
 void ColumnPrinter::printCell(std::string_view text) {
-  if (column_ >= columns_.size()) return printAnyCell(text, column_ > 0);
+  if (column_ >= columnCount_) return printAnyCell(text, column_ > 0);
   const Column& column = columns_[column_];
   if (text.size() > column.width || column.size > kWidestFast) {
     return printAnyCell(text, column_ > 0);
@@ -78,7 +79,7 @@ void ColumnPrinter::printAnyCell(std::string_view text, bool separated) {
 
 void ColumnPrinter::endRow() {
   // Even the first cell gets the separator in a row that has none of its own.
-  while (column_ < columns_.size()) printAnyCell(placeholder_, true);
+  while (column_ < columnCount_) printAnyCell(placeholder_, true);
   *gathered_.extend(1) = '\n';
   column_ = 0;
 }

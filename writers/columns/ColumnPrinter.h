@@ -47,6 +47,7 @@ class ColumnPrinter {
   const std::string separator_;
   const std::string_view placeholder_;
   const std::vector<std::size_t>& widths_;
+  const std::size_t columnCount_;
   const std::string empty_;
   std::vector<Column> columns_;
   int errnum_ = 0;

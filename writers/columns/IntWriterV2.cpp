@@ -162,15 +162,17 @@ int IntWriterV2::buildSampledTable(const pwr::Metric& metric, unsigned int view,
       if (place == nullptr) continue;
     }
     TraceTable& table = *place->table;
+    // All texts before any of them is copied: a processor that reads what it has just written, in
+    // other pieces, waits.
+    const bool hasValue = formatTraceValue(value_, metric, element, mode, clock_);
+    const std::string_view duration = formatDuration(element.getDuration());
     const bool begins = table.beginRow(time);
-    table.setDuration(element.getDuration(), formatDuration(element.getDuration()));
+    table.setDuration(element.getDuration(), duration);
     if (begins) {
       table.setConstantCells();
       begunRows_.push_back(&table);
     }
-    if (formatTraceValue(value_, metric, element, mode, clock_)) {
-      table.setCell(place->column, value_.view());
-    }
+    if (hasValue) table.setCell(place->column, value_.view());
   }
   for (TraceTable* table : begunRows_) table->completeRow();
   begunRows_.clear();

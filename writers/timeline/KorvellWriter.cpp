@@ -75,9 +75,10 @@ int KorvellWriter::writeMessage(const pwr::SystemMessage& message) {
 int KorvellWriter::writeMessage(const pwr::Metric& metric) {
   if (output_ == nullptr || output_->system == nullptr) return 1;
   const std::string& name = metric.getDescription()->name;
-  output_->file.setMetricName(metric.getId(), name);
+  const bool isNewName = output_->file.setMetricName(metric.getId(), name);
   if (!output_->file.isSupported(metric.getId())) return 1;
-  if (!isExcluded(name) && output_->converter.convert(metric) == 0) return 0;
+  const bool isAllowed = !isNewName || !isExcluded(name);
+  if (isAllowed && output_->converter.convert(metric) == 0) return 0;
   output_->file.markUnsupported(metric.getId());
   return 1;
 }

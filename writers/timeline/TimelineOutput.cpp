@@ -10,8 +10,11 @@
 
 TimelineOutput::TimelineOutput(const std::string& baseName) : path_(baseName + ".pwr") {}
 
-void TimelineOutput::setMetricName(std::uint32_t id, const std::string& name) {
-  metricNames_[id] = name;
+bool TimelineOutput::setMetricName(std::uint32_t id, const std::string& name) {
+  const auto [place, isNew] = metricNames_.try_emplace(id, name);
+  if (!isNew && place->second == name) return false;
+  place->second = name;
+  return true;
 }
 
 std::string TimelineOutput::nameOf(std::uint64_t key) const {

@@ -36,7 +36,8 @@ class TimelineOutput {
   void setUnusable() { usable_ = false; }
 
   /// The name that messages show for the stream of this key; to be set before its first record.
-  void setMetricName(std::uint32_t id, const std::string& name);
+  /// False when it has that name already.
+  bool setMetricName(std::uint32_t id, const std::string& name);
   /// The metric's name, or "unknown_metric" and the key.
   std::string nameOf(std::uint64_t key) const;
 
