@@ -116,6 +116,10 @@ TEST_F(TimelineWriterTest, RecordsOfEveryKindOfMetric) {
        {Data(800U), nullptr, cpu0_, 0},
        "7",
        "ENTITY=Package0/CPU0 QUANTITY=Frequency UINT=800 COLOR=800 MHz DURATION=3000"},
+      {{.type = Type::TracedValueTransition},
+       {Data(Data::IntPair(-1, 2)), nullptr, nullptr, 0},
+       "7",
+       "INT_LOWER_BOUND=-1 INT_UPPER_BOUND=2 DURATION=3000"},
       {{.type = Type::TracedEvent},
        {Data(pwr::createHandle({.name = "a handle"})), nullptr, cpu0_, 12},
        "9",
@@ -270,11 +274,15 @@ TEST_F(TimelineWriterTest, SamplesOutOfTimeOrderAreDropped) {
 
 TEST_F(TimelineWriterTest, UnsupportedMetricsLeaveNothingButANote) {
   // More attributes than a record can have, from some sample on.
-  const auto many = std::make_shared<pwr::DynamicAttributeValueManager>();
   const auto* const attribute = pwr::Attribute::create("Much", nullptr, pwr::AttributeType::Info);
-  for (int n = 0; n < 2048; ++n) many->addAttributeValue(attribute->getId(), Data("much"));
-  DataElement tooMuch(Data("state"), nullptr, cpu0_, 0);
-  tooMuch.setAdditionalInfo(many);
+  const auto stateWith = [&](int infos) {
+    const auto many = std::make_shared<pwr::DynamicAttributeValueManager>();
+    for (int n = 0; n < infos; ++n) many->addAttributeValue(attribute->getId(), Data("much"));
+    DataElement element(Data("state"), nullptr, cpu0_, 0);
+    element.setAdditionalInfo(many);
+    return element;
+  };
+  const DataElement tooMuch = stateWith(2048);
   const struct {
     std::string name;
     DataElement element;
@@ -283,6 +291,8 @@ TEST_F(TimelineWriterTest, UnsupportedMetricsLeaveNothingButANote) {
   } kCases[] = {
       {"Late", tooMuch, Type::TracedEvent, false},
       {"Held", tooMuch, Type::TracedValueTransition, false},
+      // Metric, entity, value and colour fill the record, so that the duration finds no place.
+      {"Full", stateWith(2048 - 4), Type::TracedValueTransition, false},
       {"Package C-State Debug Counters", {Data(1), c1_, cpu0_, 0}, Type::SampledValue, false},
       {"CPU PkgC Dbg", {Data(1), c1_, cpu0_, 0}, Type::SampledValue, false},
       {"The TypeC Subsystem", {Data(1), c1_, cpu0_, 0}, Type::SampledValue, false},

@@ -36,9 +36,14 @@ bool hasValueStates(MetricClass metricClass) {
   return metricClass == MetricClass::FiniteSetValue || metricClass == MetricClass::TracedFiniteSet;
 }
 
-/// Numbers are states when the metric says which there are, and frequencies always are.
+bool isText(const pwr::Data& value) {
+  return value.getType() == pwr::DataType::String || value.getType() == pwr::DataType::Handle;
+}
+
+/// Texts are states; numbers are when the metric says which there are, and frequencies always.
 bool isState(const pwr::Metric& metric, const pwr::Data& value) {
-  if (!value.isNumeric() || !metric.getFiniteSetValues().empty()) return true;
+  if (isText(value) || !metric.getFiniteSetValues().empty()) return true;
+  if (!value.isNumeric()) return false;
   const pwr::Quantity* const quantity = metric.getQuantity();
   return quantity != nullptr && (quantity->toQuantity() == pwr::QuantityType::Frequency ||
                                  quantity->toQuantity() == pwr::QuantityType::State);
@@ -158,9 +163,9 @@ int SampleConverter::addOwner_i(const pwr::DataElement& element, AttributeList& 
 
 int SampleConverter::addValue_i(const pwr::Metric& metric, const pwr::Data& value,
                                 AttributeList& list) {
-  const bool isText =
-      value.getType() == pwr::DataType::String || value.getType() == pwr::DataType::Handle;
-  if (!isText) return records_.addDataValue(&value, metric.getQuantity(), &list, false, nullptr);
+  if (!isText(value)) {
+    return records_.addDataValue(&value, metric.getQuantity(), &list, false, nullptr);
+  }
   // A handle is known by its name. Of a text, an info record takes so much and no more.
   value.toString(text_);
   const pwr::Data text{std::string(cutToFit(text_, InfoRecords::kMaxText))};
@@ -194,9 +199,13 @@ int SampleConverter::addInfos_i(const pwr::DataElement& element, AttributeList& 
   return status;
 }
 
-/// The state before the new one is over; the new one waits for its own end.
+/// The state before the new one is over; the new one waits for its own end. There must be a place
+/// for its duration: when that is found missing at the end of the run, it costs the whole file.
 int SampleConverter::changeState_i(std::uint32_t metricId, SampleSeries& series, std::uint64_t tsc,
-                                   const AttributeList& list) {
+                                   AttributeList& list) {
+  if (list.count == AttributeList::kCapacity) {
+    return DataRecords::addAttribute(AttributeType::Duration, 0, &list);  // refused, which it logs
+  }
   const int status = endState_i(metricId, series, tsc);
   series.held.hold(tsc, list);
   return status;

@@ -57,7 +57,7 @@ class SampleConverter {
   int addStateColor_i(const pwr::Metric& metric, const pwr::Data& value, AttributeList& list);
   int addInfos_i(const pwr::DataElement& element, AttributeList& list);
   int changeState_i(std::uint32_t metricId, SampleSeries& series, std::uint64_t tsc,
-                    const AttributeList& list);
+                    AttributeList& list);
   int endState_i(std::uint32_t metricId, SampleSeries& series, std::uint64_t end);
 
   TimelineOutput& output_;
