@@ -1,16 +1,15 @@
 #include "tavrin/inspect/InputFile.h"
 
 #include <cstdio>
-#include <filesystem>
 
+#include "hostcommon/Utf8Path.h"
 #include "readers/PlainText.h"
 #include "tavrin/CommandError.h"
 
 namespace tavrin {
 
 std::ifstream openFile(const std::string& name) {
-  std::ifstream file(std::filesystem::path(std::u8string(name.begin(), name.end())),
-                     std::ios::binary);
+  std::ifstream file(pwr::pathFromUtf8(name), std::ios::binary);
   if (!file) throw CommandError(kExitIncomplete, "cannot read " + name);
   return file;
 }

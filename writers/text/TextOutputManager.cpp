@@ -5,6 +5,7 @@
 #include <system_error>
 #include <unordered_set>
 
+#include "hostcommon/Utf8Path.h"
 #include "writers/TextLog.h"
 #include "writers/host/WriterInterfaceConfigFileParser.h"
 
@@ -13,9 +14,8 @@ namespace {
 /// The absolute path of the directory of a file; "" when the system cannot tell it.
 std::string directoryOf(const std::string& file) {
   std::error_code error;
-  const std::filesystem::path path(std::u8string(file.begin(), file.end()));
-  const std::u8string parent = std::filesystem::absolute(path, error).parent_path().u8string();
-  return error ? std::string() : std::string(parent.begin(), parent.end());
+  const std::filesystem::path absolute = std::filesystem::absolute(pwr::pathFromUtf8(file), error);
+  return error ? std::string() : pwr::utf8FromPath(absolute.parent_path());
 }
 
 template <typename Map, typename Key>
