@@ -4,6 +4,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <array>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "hostcommon/NumberText.h"
+#include "hostcommon/TwoDecimals.h"
 
 namespace {
 
@@ -85,6 +87,17 @@ void timeText(benchmark::State& state, const Append& append) {
     benchmark::DoNotOptimize(text.data());
   }
 }
+
+void twoDecimalsInPlace(benchmark::State& state) {
+  const std::vector<double> values = makeValues();
+  std::array<char, pwr::TwoDecimals::kRoom> text{};
+  std::size_t n = 0;
+  while (state.KeepRunning()) {
+    pwr::TwoDecimals(values[n++ % values.size()]).put(text.data());
+    benchmark::DoNotOptimize(text);
+  }
+}
+BENCHMARK(twoDecimalsInPlace);
 
 void twoDecimals(benchmark::State& state) {
   timeText(state, [](std::string& text, double value) { pwr::appendFixed(text, value, 2); });

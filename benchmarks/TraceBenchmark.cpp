@@ -35,10 +35,10 @@ namespace {
 constexpr unsigned int kRows = 2000000;
 constexpr unsigned int kClockMHz = 1000;
 
-/// What row `n` of the trace shows. The values repeat, so that they can be made before the time is
-/// taken: what makes a message is no part of what writes it.
+/// What row `n` of the trace shows. The values repeat, so that the messages can be made before the
+/// time is taken: what makes a message is no part of what writes it.
 struct Sample {
-  static constexpr unsigned int kValues = 4096;
+  static constexpr unsigned int kValues = 1024;
   explicit Sample(unsigned int n)
       : ticks(n * 1000037ULL + n * 7919ULL % 1000),
         value((n % kValues * 2654435761U % 1000003) / 7.0) {}
@@ -48,32 +48,29 @@ struct Sample {
   double value;
 };
 
-const pwr::Data& valueOf(unsigned int row) {
-  static const std::vector<pwr::Data> values = [] {
-    std::vector<pwr::Data> all;
-    for (unsigned int n = 0; n < Sample::kValues; ++n) all.emplace_back(Sample(n).value);
-    return all;
-  }();
-  return values[row % Sample::kValues];
-}
-
 class TraceRun {
  public:
-  /// Opens a trace of a metric with one element for each of `tables` entities.
-  TraceRun(const std::string& base, unsigned int tables) : metric_(describe()) {
+  /// Opens a trace of a metric with one element for each of `tables` entities, and makes messages
+  /// with all values that the memory for one table allows.
+  TraceRun(const std::string& base, unsigned int tables) {
     writer_.openOutput(base, false);
     WriterDispatch::write(writer_, pwr::SystemMessage(&system_));
-    for (unsigned int n = 0; n < tables; ++n) {
-      const auto* const entity = pwr::createEntity({.name = "E" + std::to_string(n)});
-      metric_.editData().elements.emplace_back(valueOf(0), nullptr, entity, Sample::kDuration);
+    std::vector<pwr::Data> values;
+    for (unsigned int n = 0; n < Sample::kValues; ++n) values.emplace_back(Sample(n).value);
+    messages_.assign(Sample::kValues / tables, pwr::Metric(describe()));
+    for (unsigned int table = 0; table < tables; ++table) {
+      const auto* const entity = pwr::createEntity({.name = "E" + std::to_string(table)});
+      for (std::size_t n = 0; n < messages_.size(); ++n) {
+        messages_[n].editData().elements.emplace_back(values[n], nullptr, entity,
+                                                      Sample::kDuration);
+      }
     }
   }
 
   void write(unsigned int row) {
-    metric_.editData().timestamp = Sample(row).ticks;
-    const pwr::Data& value = valueOf(row);
-    for (pwr::DataElement& element : metric_.editData().elements) element.setValue(value);
-    WriterDispatch::write(writer_, metric_);
+    messages_[next_].editData().timestamp = Sample(row).ticks;
+    WriterDispatch::write(writer_, messages_[next_]);
+    if (++next_ == messages_.size()) next_ = 0;
   }
 
   bool close() { return writer_.closeOutput() == 0; }
@@ -86,7 +83,8 @@ class TraceRun {
   }
 
   pwr::SystemMetadata system_{pwr::SystemDescription{.timestampClockFrequencyMHz = kClockMHz}};
-  pwr::Metric metric_;
+  std::vector<pwr::Metric> messages_;
+  std::size_t next_ = 0;
   IntWriterV2 writer_;
 };
 

@@ -91,8 +91,7 @@ int Data::toInt(long long& out) const {
   return 0;
 }
 
-int Data::toUInt(unsigned long long& out) const {
-  if (getAs<unsigned long long>(value_, out) == 0) return 0;
+int Data::convert(unsigned long long& out) const {
   if (const auto* value = std::get_if<long long>(&value_)) {
     if (*value < 0) return 1;
     out = static_cast<unsigned long long>(*value);
@@ -104,8 +103,7 @@ int Data::toUInt(unsigned long long& out) const {
   return 0;
 }
 
-int Data::toReal(double& out) const {
-  if (getAs<double>(value_, out) == 0) return 0;
+int Data::convert(double& out) const {
   if (const auto* value = std::get_if<long long>(&value_)) {
     out = static_cast<double>(*value);
     return 0;

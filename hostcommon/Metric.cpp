@@ -16,17 +16,8 @@ Metric::~Metric() = default;
 std::string Metric::getName() const {
   return description_->name;
 }
-unsigned int Metric::getId() const {
-  return description_->id;
-}
-Metric::MetricType Metric::getMetricType() const {
-  return description_->type;
-}
 RealTableClass Metric::getLegacyMetricType() const {
   return description_->legacyType;
-}
-const Quantity* Metric::getQuantity() const {
-  return description_->quantity;
 }
 
 const std::vector<const EntityHandle*>& Metric::getEntityList() const {

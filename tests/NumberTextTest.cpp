@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -9,6 +10,7 @@
 #include <string>
 
 #include "hostcommon/NumberText.h"
+#include "hostcommon/TwoDecimals.h"
 
 namespace {
 
@@ -73,6 +75,27 @@ TEST(NumberTextTest, TwoDecimalsAreTheStandardOnes) {
           edge + static_cast<double>(random() % 1000) / 200}) {
       ASSERT_EQ(fixed(value), standard(value)) << std::hexfloat << value;
     }
+  }
+}
+
+// A number keeps what it knows of its first digits: numbers in all orders, from one digit to more
+// than are covered.
+TEST(NumberTextTest, NumbersAfterOneAnother) {
+  const unsigned int seed = std::random_device()();
+  std::printf("seed %u\n", seed);
+  std::mt19937_64 random(seed);
+  pwr::TwoDecimals number;
+  EXPECT_FALSE(number.isCovered());
+  double value = 0.0;
+  for (int n = 0; n < 300000; ++n) {
+    value += std::ldexp(static_cast<double>(random() % 2000) - 700, static_cast<int>(random() % 8));
+    if (random() % 16 == 0) value = std::ldexp(1.0, static_cast<int>(random() % 51)) * -1.1;
+    number.set(value);
+    ASSERT_EQ(number.isCovered(), std::abs(value) < 1e14) << value;
+    if (!number.isCovered()) continue;
+    std::array<char, pwr::TwoDecimals::kRoom> text{};
+    number.put(text.data());
+    ASSERT_EQ("=" + std::string(text.data(), number.size()), standard(value));
   }
 }
 

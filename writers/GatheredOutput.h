@@ -36,13 +36,16 @@ class GatheredOutput {
     return pending_.get() + (used_ - count);
   }
 
+  /// Takes the bytes of the latest `extend` back.
+  void retract(std::size_t count) { used_ -= count; }
+
   /// Hands everything gathered so far to the sink. Not done by the destructor.
   void drain();
 
  private:
   // Beyond this size larger writes no longer save anything. A power of two, so that each of them
   // fills pages of the file's cache, large ones where there are such.
-  static constexpr std::size_t kPiece = std::size_t{256} * 1024;
+  static constexpr std::size_t kPiece = std::size_t{512} * 1024;
   static constexpr std::size_t kCapacity = kPiece + kMostAtOnce;
 
   void appendLarge(std::string_view text);

@@ -1,20 +1,24 @@
 #include "writers/columns/ColumnPrinter.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 
 #include "writers/TextLog.h"
+#include "writers/columns/RecordBuffer.h"
 
 namespace {
 
-// Wider columns are printed piece by piece, which nobody notices beside the bytes themselves.
-constexpr std::size_t kWidestFast = 256;
+constexpr std::size_t kSlack = GatheredOutput::kSlack;
+constexpr std::size_t kRowCompleteSize =
+    RecordBuffer::kLengthSize + RecordBuffer::kRowComplete.size();
 
 /// Copies at least `count` bytes. Up to `kSize` it copies just that many: the lengths of cells vary
 /// too much for the processor to foresee them, and telling them apart takes longer than the copy.
 template <std::size_t kSize>
 void copyAtLeast(char* to, const char* from, std::size_t count) {
-  static_assert(kSize <= ColumnPrinter::kSlack);
+  static_assert(kSize <= kSlack);
   if (count <= kSize) {
     std::memcpy(to, from, kSize);
   } else {
@@ -30,10 +34,19 @@ ColumnPrinter::ColumnPrinter(FILE* output, std::string_view separator, std::stri
       separator_(std::string(separator) + " "),
       placeholder_(placeholder),
       widths_(widths),
-      columnCount_(widths.size()),
-      empty_(separator_ + std::string(kWidestFast + kSlack, ' ')),
       gathered_([this](std::string_view text) { write(text); }) {
-  columns_.reserve(widths.size());
+  rowRoom_ = kRowCompleteSize + kSlack;
+  for (const std::size_t width : widths) {
+    lineSize_ += width + separator_.size();
+    rowRoom_ += width + RecordBuffer::kLengthSize;
+  }
+  // Longer lines are printed cell by cell, which nobody notices beside the bytes themselves.
+  if (lineSize_ > GatheredOutput::kMostAtOnce) {
+    rowRoom_ = std::numeric_limits<std::size_t>::max();
+    return;
+  }
+  lineSize_ -= std::min(widths.size(), std::size_t{1}) * separator_.size();
+  empty_ = separator_ + std::string(lineSize_ + kSlack, ' ');
   for (const std::size_t width : widths) {
     const std::size_t lead = columns_.empty() ? 0 : separator_.size();
     columns_.push_back({width, lead + width, empty_.data() + separator_.size() - lead});
@@ -49,23 +62,33 @@ void ColumnPrinter::printHeader(const std::vector<std::string>& names) {
   for (const std::string& name : names) {
     PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Column width=%llu\n",
            static_cast<unsigned long long>(widths_[column_]));
-    printAnyCell(name, column_ > 0);
+    printCell(name);
   }
   gathered_.append("\n");
   column_ = 0;
 }
 
-void ColumnPrinter::printCell(std::string_view text) {
-  if (column_ >= columnCount_) return printAnyCell(text, column_ > 0);
-  const Column& column = columns_[column_];
-  if (text.size() > column.width || column.size > kWidestFast) {
-    return printAnyCell(text, column_ > 0);
+std::size_t ColumnPrinter::printRow(const char* records) {
+  if (column_ != 0) return 0;
+  char* cell = gathered_.extend(lineSize_);
+  std::string_view text = RecordBuffer::textAt(records);
+  for (const Column& column : columns_) {
+    if (text.size() > column.width || text == RecordBuffer::kRowComplete) {
+      gathered_.retract(lineSize_);
+      return 0;
+    }
+    // An empty cell, and the text over it. What they leave behind themselves is overwritten next.
+    copyAtLeast<32>(cell, column.empty, column.size);
+    cell += column.size;
+    copyAtLeast<16>(cell - text.size(), text.data(), text.size());
+    text = RecordBuffer::textAt(text.data() + text.size());
   }
-  ++column_;
-  // An empty cell, and the text over it. What they leave behind themselves is overwritten next.
-  char* const cell = gathered_.extend(column.size);
-  copyAtLeast<32>(cell, column.empty, column.size);
-  copyAtLeast<16>(cell + column.size - text.size(), text.data(), text.size());
+  if (text != RecordBuffer::kRowComplete) {
+    gathered_.retract(lineSize_);
+    return 0;
+  }
+  *cell = '\n';
+  return static_cast<std::size_t>(text.data() + text.size() - records);
 }
 
 /// Prints the next cell whatever its size.
@@ -79,8 +102,8 @@ void ColumnPrinter::printAnyCell(std::string_view text, bool separated) {
 
 void ColumnPrinter::endRow() {
   // Even the first cell gets the separator in a row that has none of its own.
-  while (column_ < columnCount_) printAnyCell(placeholder_, true);
-  *gathered_.extend(1) = '\n';
+  while (column_ < widths_.size()) printAnyCell(placeholder_, true);
+  gathered_.append("\n");
   column_ = 0;
 }
 

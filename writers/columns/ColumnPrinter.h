@@ -12,9 +12,6 @@
 /// is kept for `finish`; what follows is dropped.
 class ColumnPrinter {
  public:
-  /// How many bytes behind the text of a cell have to be readable for `printCell`.
-  static constexpr std::size_t kSlack = GatheredOutput::kSlack;
-
   /// `separator` stands between two cells, followed by a blank; `placeholder` in the cells that a
   /// row lacks. Both and `widths` (bytes) have to outlive the printer.
   ColumnPrinter(FILE* output, std::string_view separator, std::string_view placeholder,
@@ -22,8 +19,14 @@ class ColumnPrinter {
 
   void printLine(std::string_view text);
   void printHeader(const std::vector<std::string>& names);
-  /// Prints the next cell of the current row. `kSlack` bytes behind it have to be readable.
-  void printCell(std::string_view text);
+  /// Prints the next cell of the current row.
+  void printCell(std::string_view text) { printAnyCell(text, column_ > 0); }
+  /// How many bytes have to be readable from a row's first record on for `printRow`.
+  std::size_t rowRoom() const { return rowRoom_; }
+  /// Prints the row whose records start at `records`, all of it at once. Returns how many bytes its
+  /// records take, or 0 when it has to be printed cell by cell: because part of it is, or it is not
+  /// one cell for each column, none of them wider than that.
+  std::size_t printRow(const char* records);
   /// Fills the current row up and ends it.
   void endRow();
 
@@ -47,9 +50,10 @@ class ColumnPrinter {
   const std::string separator_;
   const std::string_view placeholder_;
   const std::vector<std::size_t>& widths_;
-  const std::size_t columnCount_;
-  const std::string empty_;
+  std::string empty_;
   std::vector<Column> columns_;
+  std::size_t lineSize_ = 1;
+  std::size_t rowRoom_ = 0;
   int errnum_ = 0;
   std::size_t column_ = 0;
   GatheredOutput gathered_;

@@ -3,32 +3,30 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <span>
 #include <utility>
 
-#include "writers/TextLog.h"
 #include "writers/columns/ColumnPrinter.h"
 
 namespace {
 
-constexpr std::string_view kRowComplete = "\n";
 constexpr std::size_t kLengthSize = RecordBuffer::kLengthSize;
 // Counts are 32 bits wide and all ones means failure.
 constexpr std::size_t kMostAtOnce = ColumnStore::kLongestValue + RecordBuffer::kLengthSize;
 constexpr std::size_t kSmallestChunk = 4096;
 constexpr std::size_t kLargestFirstChunk = 0x100000;
-// How many bytes of finished rows go to the store at once.
-constexpr std::size_t kGatheredBytes = 1024;
 // While the temporary file cannot be written, every attempt to go on is a log line.
 constexpr std::uint64_t kRowsBetweenAttempts = 256;
 
 }  // namespace
 
-/// What one read gets from the store.
+/// Memory for records that the range of the store cannot hold. As long as there are none, what the
+/// store has in memory is read where it is.
 struct ColumnStore::Chunk {
   /// Without its old content, which is read again. False when memory is short.
   bool allocate(std::size_t size) {
     bytes.reset();
-    bytes.reset(new (std::nothrow) char[size + ColumnPrinter::kSlack]);
+    bytes.reset(new (std::nothrow) char[size]);
     capacity = size;
     return bytes != nullptr;
   }
@@ -52,36 +50,49 @@ ColumnStore::Column ColumnStore::addColumn(const std::string& name) {
     return kNoColumn;
   }
   columnNames_.push_back(name);
+  ++columnCount_;
   columnWidths_.push_back(name.size());
-  cells_.push_back(0);
+  if (nextColumn_ == kOutOfOrder) cells_.push_back(0);
   PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Column#%zu width=%zu\n", columnNames_.size(),
          columnWidths_.back());
-  return static_cast<Column>(columnNames_.size() - 1);
+  return columnCount_ - 1;
 }
 
-int ColumnStore::refuseCell(std::string_view value, Column column) const {
-  if (column >= cells_.size()) {
-    PW_LOG(kTextLog, PW_LOG_WARNING,
-           "WARNING: Trying to set data for a column %u before adding it to the store.Columns "
-           "added=%zu\n",
-           column, cells_.size());
-  } else {
-    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: A value of %zu bytes is too long for a table\n",
-           value.size());
-  }
+int ColumnStore::refuseColumn(Column column) const {
+  if (column == kNoColumn) return 1;
+  PW_LOG(kTextLog, PW_LOG_WARNING,
+         "WARNING: Trying to set data for a column %u before adding it to the store.Columns "
+         "added=%zu\n",
+         column, columnNames_.size());
   return 1;
 }
 
-void ColumnStore::completeRow() {
-  if (!inOrder_ || cellsSet_ != cells_.size()) assembleRow();
-  rows_.append(kRowComplete);
-  if (kTextLog.shows(PW_LOG_INFO)) logRow();
-  ++finishedRows_;
-  if (rows_.size() >= kGatheredBytes) storeRows();
-  rowStart_ = rows_.size();
-  std::ranges::fill(cells_, 0);
-  cellsSet_ = 0;
-  inOrder_ = true;
+int ColumnStore::refuseLength(std::size_t length) {
+  PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: A value of %zu bytes is too long for a table\n",
+         length);
+  return 1;
+}
+
+/// Has the next record be the cell of `column` in a row whose cells come in any order.
+void ColumnStore::noteOutOfOrder(Column column) {
+  if (nextColumn_ != kOutOfOrder) {
+    cells_.assign(columnNames_.size(), 0);
+    std::size_t start = rowStart_;
+    for (Column earlier = 0; earlier < nextColumn_; ++earlier) {
+      cells_[earlier] = start + kLengthSize;
+      start = cells_[earlier] + RecordBuffer::textAt(rows_.data() + start).size();
+    }
+    nextColumn_ = kOutOfOrder;
+  }
+  cells_[column] = rows_.size() + kLengthSize;
+}
+
+/// Gives every column of the current row a cell.
+void ColumnStore::fillRow() {
+  if (nextColumn_ == kOutOfOrder) return assembleRow();
+  for (; nextColumn_ < columnNames_.size(); ++nextColumn_) {
+    rows_.append(std::string_view(placeholder_));
+  }
 }
 
 /// Brings the records of the current row into column order, without gaps and replaced values.
@@ -97,7 +108,7 @@ void ColumnStore::assembleRow() {
 
 void ColumnStore::logRow() const {
   std::size_t start = rowStart_;
-  for (std::size_t column = 0; column < cells_.size(); ++column) {
+  for (std::size_t column = 0; column < columnNames_.size(); ++column) {
     const std::string_view text = RecordBuffer::textAt(rows_.data() + start);
     const int length = static_cast<int>(text.size());
     PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Wrote %d\n", length);
@@ -170,30 +181,36 @@ int ColumnStore::writeTo(FILE* output, const std::string& separator, bool leadin
 bool ColumnStore::printRows(ColumnPrinter& printer) {
   store_.resetForReading();
   Chunk chunk;
-  if (!chunk.allocate(static_cast<std::size_t>(
-          std::clamp<std::uint64_t>(store_.size(), kSmallestChunk, kLargestFirstChunk)))) {
-    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Failed to allocate buffer of size %llu\n",
-           static_cast<unsigned long long>(chunk.capacity));
-    return false;
-  }
+  chunk.capacity = static_cast<std::size_t>(
+      std::clamp<std::uint64_t>(store_.size(), kSmallestChunk, kLargestFirstChunk));
   bool enoughMemory = true;
   bool readFailed = false;
   while (enoughMemory && !printer.hasFailed()) {
-    const auto wanted = static_cast<std::uint32_t>(std::min(chunk.capacity, kMostAtOnce));
-    const std::uint32_t count = store_.read(chunk.bytes.get(), wanted);
-    readFailed = count == pwr::ZtBufferProvider::kFailed;
-    if (count == 0 || readFailed) break;
+    const std::string_view records = readRecords(chunk);
+    const bool atEnd = store_.getReadPosition() == store_.size();
+    readFailed = records.empty() && !atEnd;
+    if (records.empty()) break;
     PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Read %lld bytes from store\n",
-           static_cast<long long>(count));
-    const std::string_view records(chunk.bytes.get(), count);
+           static_cast<long long>(records.size()));
     const std::string_view rest = records.substr(printRecords(printer, records));
     if (rest.empty()) continue;
     // The store ends within a record when its last row could not be stored completely.
-    if (count < wanted) break;
-    enoughMemory = prepareRest(chunk, rest, count);
+    if (atEnd) break;
+    enoughMemory = prepareRest(chunk, rest, records.size());
   }
   printer.printLine("");
   return enoughMemory && !reportMissingRows(readFailed);
+}
+
+/// Empty at the end of the store, and when it cannot be read.
+std::string_view ColumnStore::readRecords(Chunk& chunk) {
+  if (chunk.bytes == nullptr) {
+    const std::span<const char> range = store_.readInPlace();
+    return {range.data(), range.size()};
+  }
+  const auto wanted = static_cast<std::uint32_t>(std::min(chunk.capacity, kMostAtOnce));
+  const std::uint32_t count = store_.read(chunk.bytes.get(), wanted);
+  return {chunk.bytes.get(), count == pwr::ZtBufferProvider::kFailed ? 0 : count};
 }
 
 /// Returns how many bytes the complete records at the start of `records` take.
@@ -201,13 +218,18 @@ std::size_t ColumnStore::printRecords(ColumnPrinter& printer, std::string_view r
   const bool chatty = kTextLog.shows(PW_LOG_INFO);
   std::size_t start = 0;
   while (records.size() - start >= kLengthSize) {
+    if (!chatty && records.size() - start >= printer.rowRoom()) {
+      const std::size_t row = printer.printRow(records.data() + start);
+      start += row;
+      if (row > 0) continue;
+    }
     const std::string_view text = RecordBuffer::textAt(records.data() + start);
     if (text.size() > records.size() - start - kLengthSize) break;
     start += kLengthSize + text.size();
     if (chatty) {
       kTextLog.write(PW_LOG_INFO, "INFO: Read %.*s\n", static_cast<int>(text.size()), text.data());
     }
-    if (text == kRowComplete) {
+    if (text == RecordBuffer::kRowComplete) {
       printer.endRow();
     } else {
       printer.printCell(text);
@@ -227,10 +249,11 @@ bool ColumnStore::prepareRest(Chunk& chunk, std::string_view rest, std::size_t c
            "INFO: Rewinding store by %lld bytes to read next complete string\n", distance);
     return true;
   }
+  const std::size_t size = RecordBuffer::textAt(rest.data()).size();  // gone with the rewind
   rewind(rest.size());
   PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Rewinding store by %lld bytes to read complete string\n",
          distance);
-  if (RecordBuffer::textAt(rest.data()).size() + kLengthSize <= count) return true;
+  if (size + kLengthSize <= count) return true;
   PW_LOG(kTextLog, PW_LOG_INFO,
          "INFO: Doubling buffer size to %zu bytes to get the next complete string\n",
          chunk.capacity);

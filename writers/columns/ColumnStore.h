@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -8,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "writers/TextLog.h"
+#include "writers/columns/CellText.h"
 #include "writers/columns/RecordBuffer.h"
 #include "writers/columns/ZtExtensibleBackingStore.h"
 
@@ -39,19 +40,25 @@ class ColumnStore {
   Column addColumn(const std::string& name);
 
   /// Sets a cell of the current row, in place of an earlier value. Returns 0, or 1 (logged) when
-  /// there is no such column or the value is too long.
+  /// there is no such column or the value is too long; `kNoColumn` is refused without a line.
+  /// Cheapest for cells set in column order.
   int setColumnData(std::string_view value, Column column) {
-    if (column >= cells_.size() || value.size() > kLongestValue) return refuseCell(value, column);
-    columnWidths_[column] = std::max(columnWidths_[column], value.size());
-    inOrder_ = inOrder_ && column == cellsSet_;
-    ++cellsSet_;
-    cells_[column] = rows_.size() + RecordBuffer::kLengthSize;
-    rows_.append(value);
-    return 0;
+    return value.size() <= kLongestValue ? setCell(value, column) : refuseLength(value.size());
+  }
+  int setColumnData(const CellText& value, Column column) {
+    return value.isNumber() ? setCell(value.number(), column) : setColumnData(value.text(), column);
   }
 
   /// Stores the current row and begins a new one.
-  void completeRow();
+  void completeRow() {
+    if (nextColumn_ != columnCount_) fillRow();
+    rows_.append(RecordBuffer::kRowComplete);
+    if (kTextLog.shows(PW_LOG_INFO)) logRow();
+    ++finishedRows_;
+    if (rows_.size() >= kGatheredBytes) storeRows();
+    rowStart_ = rows_.size();
+    nextColumn_ = 0;
+  }
 
   /// Prints the table to an open stream. Returns 1, with a warning, when `output` is null, memory
   /// is short, rows were lost because the temporary file could not be written, or the output could
@@ -61,13 +68,33 @@ class ColumnStore {
  private:
   struct Chunk;
 
-  int refuseCell(std::string_view value, Column column) const;
+  // How many bytes of finished rows go to the store at once.
+  static constexpr std::size_t kGatheredBytes = 1024;
+
+  template <typename Text>
+  int setCell(const Text& text, Column column) {
+    if (column >= columnCount_) return refuseColumn(column);
+    const std::size_t size = text.size();
+    if (size > columnWidths_[column]) columnWidths_[column] = size;
+    if (column == nextColumn_) {
+      ++nextColumn_;
+    } else {
+      noteOutOfOrder(column);
+    }
+    rows_.append(text);
+    return 0;
+  }
+  int refuseColumn(Column column) const;
+  static int refuseLength(std::size_t length);
+  void noteOutOfOrder(Column column);
+  void fillRow();
   void assembleRow();
   void logRow() const;
   void storeRows();
   bool storeUnstored();
   bool storeBytes(std::string_view bytes);
   bool printRows(ColumnPrinter& printer);
+  std::string_view readRecords(Chunk& chunk);
   static std::size_t printRecords(ColumnPrinter& printer, std::string_view records);
   bool prepareRest(Chunk& chunk, std::string_view rest, std::size_t count);
   void rewind(std::size_t distance);
@@ -77,19 +104,22 @@ class ColumnStore {
   const std::string title_;
   const std::string placeholder_;
   const std::string logName_;
+  Column columnCount_ = 0;
   std::vector<std::string> columnNames_;
   std::vector<std::size_t> columnWidths_;  // bytes
   bool refusedColumn_ = false;
 
   // Finished rows, until there are enough of them for the store, and from `rowStart_` on the
-  // current one: records in the order in which they were set, and for each column where its text
-  // starts (0 for none). A row set in column order, as nearly all are, is stored as it is.
+  // current one: records in the order in which they were set. A row set in column order, as nearly
+  // all are, is stored as it is.
   RecordBuffer rows_;
   std::size_t rowStart_ = 0;
   std::uint64_t finishedRows_ = 0;
+  // The first column without a cell while the row is in column order, or that it is not. For such
+  // a row alone it is known where the latest text of each column starts, 0 for none.
+  static constexpr Column kOutOfOrder = ~Column{0};
+  Column nextColumn_ = 0;
   std::vector<std::size_t> cells_;
-  std::size_t cellsSet_ = 0;
-  bool inOrder_ = true;
   RecordBuffer assembled_;
 
   // What is left of rows that the store took in part, and how many rows came after them.

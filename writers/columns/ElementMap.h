@@ -27,10 +27,7 @@ class ElementMap {
   /// `position` is the element's place in its sample. Null when nothing is kept under the key. The
   /// pointer stays valid as long as the map.
   Kept* find(std::size_t position, const Key& key) {
-    if (position < recent_.size() && recent_[position].kept != nullptr &&
-        recent_[position].key == key) {
-      return recent_[position].kept;
-    }
+    if (position < recent_.size() && recent_[position].key == key) return recent_[position].kept;
     const auto found = kept_.find(key);
     if (found == kept_.end()) return nullptr;
     if (recent_.size() <= position) recent_.resize(position + 1);
@@ -52,8 +49,8 @@ class ElementMap {
     }
   };
   struct Recent {
-    Key key;
-    Kept* kept;
+    Key key = {~std::uint64_t{0}, ~std::uint64_t{0}};  // of nothing
+    Kept* kept = nullptr;
   };
 
   std::unordered_map<Key, Kept, Hash> kept_;

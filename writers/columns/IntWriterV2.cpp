@@ -75,7 +75,7 @@ int IntWriterV2::writeMessage(const pwr::SystemMessage& message) {
   const pwr::SystemMetadata& system = *message.getSystemMetadata();
   clock_ = {.ticksPerMicrosecond = static_cast<double>(system.getTimestampClockFrequencyMHz()),
             .start = system.getCollectionStartTimestamp()};
-  duration_.clear();
+  durationTicks_.reset();
   if (system.getTimestampClockFrequencyMHz() != 0) return 0;
   PW_LOG(kTextLog, PW_LOG_WARNING,
          "WARNING: Frequency of timestamps is zero. Please check the clock frequency in the system "
@@ -151,28 +151,28 @@ int IntWriterV2::buildSampledTable(const pwr::Metric& metric, unsigned int view,
                                    const std::string& placeholder) {
   const pwr::Metric::DataPoint& data = metric.getData();
   PlaceMap& places = placesOf(metric, view);
-  const std::string_view time = formatTime(data.timestamp);
-  for (std::size_t n = 0; n < data.elements.size(); ++n) {
-    const pwr::DataElement& element = data.elements[n];
+  const CellText& time = formatTime(data.timestamp);
+  std::size_t position = 0;
+  for (const pwr::DataElement& element : data.elements) {
     const PlaceMap::Key key = PlaceMap::keyOf(element.getEntity(), element.getDescriptor());
-    const Place* place = places.find(n, key);
+    const Place* place = places.find(position++, key);
     if (place == nullptr) {
       place =
           addSampledPlace(key, metric, element, {view, mode, quantity, titleSuffix, placeholder});
       if (place == nullptr) continue;
     }
     TraceTable& table = *place->table;
-    // All texts before any of them is copied: a processor that reads what it has just written, in
-    // other pieces, waits.
-    const bool hasValue = formatTraceValue(value_, metric, element, mode, clock_);
-    const std::string_view duration = formatDuration(element.getDuration());
-    const bool begins = table.beginRow(time);
-    table.setDuration(element.getDuration(), duration);
-    if (begins) {
+    CellText value;
+    const bool hasValue = formatTraceValue(value, valueMemory_, metric, element, mode, clock_);
+    const std::uint64_t ticks = element.getDuration();
+    if (table.beginRow(time)) {
+      table.setDuration(ticks, formatDuration(ticks));
       table.setConstantCells();
       begunRows_.push_back(&table);
+    } else if (ticks != table.durationOfRow()) {
+      table.setDuration(ticks, formatDuration(ticks));
     }
-    if (hasValue) table.setCell(place->column, value_.view());
+    if (hasValue) table.setCell(place->column, value);
   }
   for (TraceTable* table : begunRows_) table->completeRow();
   begunRows_.clear();
@@ -212,7 +212,7 @@ int IntWriterV2::buildTracedTable(const pwr::Metric& metric) {
   if (showsTicks_) {
     formatTime(data.timestamp);
   } else {
-    time_.setNumber(clock_.millisecondsAt(data.timestamp));
+    time_.setNumber(clock_.millisecondsAt(data.timestamp), timeMemory_);
   }
   for (std::size_t n = 0; n < data.elements.size(); ++n) {
     const pwr::DataElement& element = data.elements[n];
@@ -221,7 +221,7 @@ int IntWriterV2::buildTracedTable(const pwr::Metric& metric) {
     if (place == nullptr) place = addTracedPlace(key, metric, element);
     if (place == nullptr) continue;
     TraceTable& table = *place->table;
-    table.beginRow(time_.view());
+    table.beginRow(time_);
     table.setConstantCells();
     tracedCells_.setCells(table, metric, element);
     table.setDuration(element.getDuration(), formatDuration(element.getDuration()));
@@ -258,31 +258,12 @@ TraceTable* IntWriterV2::addTable(const TableKey& key, std::uint64_t view, const
   }
 }
 
-IntWriterV2::PlaceMap& IntWriterV2::placesOf(const pwr::Metric& metric, unsigned int view) {
-  if (latestPlaces_ == nullptr || latestMetric_ != metric.getId()) {
-    latestMetric_ = metric.getId();
-    latestPlaces_ = &places_[latestMetric_];
-  }
-  return latestPlaces_->at(view);
-}
-
-std::string_view IntWriterV2::formatTime(std::uint64_t timestamp) {
-  if (showsTicks_) {
-    time_.setText(std::to_string(timestamp));
-  } else {
-    time_.setNumber(clock_.microsecondsAt(timestamp));
-  }
-  return time_.view();
+const CellText& IntWriterV2::formatTicks(std::uint64_t timestamp) {
+  timeMemory_ = std::to_string(timestamp);
+  time_.setText(timeMemory_);
+  return time_;
 }
 
 std::string IntWriterV2::timeColumnName() const {
   return showsTicks_ ? "Timestamp" : "Continuous Time (usec)";
-}
-
-std::string_view IntWriterV2::formatDuration(std::uint64_t ticks) {
-  if (ticks != durationTicks_ || duration_.empty()) {
-    durationTicks_ = ticks;
-    duration_.setNumber(clock_.milliseconds(ticks));
-  }
-  return duration_.view();
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <unordered_map>
@@ -56,7 +57,11 @@ class IntWriterV2 : public WriterPlugin {
   /// True, with a warning, when the sample is older than the collection.
   bool precedesStart(const pwr::Metric& metric) const;
   /// The time of a message's elements as the sampled tables show it.
-  std::string_view formatTime(std::uint64_t timestamp);
+  const CellText& formatTime(std::uint64_t timestamp) {
+    if (showsTicks_) return formatTicks(timestamp);
+    time_.setNumber(clock_.microsecondsAt(timestamp), timeMemory_);
+    return time_;
+  }
   std::string timeColumnName() const;
 
   TableFile& file() { return file_; }
@@ -100,8 +105,22 @@ class IntWriterV2 : public WriterPlugin {
   /// Null, with the loss noted, when the table's store cannot be made.
   TraceTable* addTable(const TableKey& key, std::uint64_t view, const std::string& title,
                        const std::string& placeholder, const std::string& timeColumn);
-  PlaceMap& placesOf(const pwr::Metric& metric, unsigned int view);
-  std::string_view formatDuration(std::uint64_t ticks);
+  PlaceMap& placesOf(const pwr::Metric& metric, unsigned int view) {
+    const unsigned int id = metric.getId();
+    if (latestPlaces_ == nullptr || latestMetric_ != id) {
+      latestMetric_ = id;
+      latestPlaces_ = places_[id].data();
+    }
+    return latestPlaces_[view];
+  }
+  const CellText& formatTicks(std::uint64_t timestamp);
+  const CellText& formatDuration(std::uint64_t ticks) {
+    if (ticks != durationTicks_) {
+      durationTicks_ = ticks;
+      duration_.setNumber(clock_.milliseconds(ticks), durationMemory_);
+    }
+    return duration_;
+  }
 
   const bool showsTicks_;
   const bool showsResidencyTicks_;
@@ -112,11 +131,13 @@ class IntWriterV2 : public WriterPlugin {
   // What was looked up or formatted before, so that most samples do neither.
   std::unordered_map<unsigned int, MetricPlaces> places_;
   unsigned int latestMetric_ = 0;
-  MetricPlaces* latestPlaces_ = nullptr;
+  PlaceMap* latestPlaces_ = nullptr;  // one for each view
   std::vector<TraceTable*> begunRows_;
   TracedCells tracedCells_;
-  TraceText time_;
-  TraceText duration_;
-  std::uint64_t durationTicks_ = 0;
-  TraceText value_;
+  CellText time_;
+  std::string timeMemory_;
+  CellText duration_;
+  std::string durationMemory_;
+  std::string valueMemory_;
+  std::optional<std::uint64_t> durationTicks_;  // of what `duration_` shows
 };

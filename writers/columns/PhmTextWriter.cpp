@@ -98,19 +98,23 @@ void PhmTextWriter::addValues(const pwr::Metric& metric, TraceMode mode,
 void PhmTextWriter::addValue(OverTimeSeries& series, const pwr::Metric& metric,
                              const pwr::DataElement& element) {
   const pwr::Data& value = *element.getValue();
+  CellText cell;
   double number = 0.0;
   bool isNumber = true;
   if (series.mode != TraceMode::Value) {
     if (!computeTraceValue(number, metric, element, series.mode, clock())) return;
-    cell_.setNumber(number);
+    cell.setNumber(number, cellMemory_);
   } else {
-    if (!cell_.setValue(value)) return;
+    if (!cell.setValue(value, cellMemory_)) return;
     isNumber = value.toReal(number) == 0;
-    if (!isNumber && needsCsvQuotes(cell_.view())) cell_.setText(csvText(cell_.view()));
+    if (!isNumber && needsCsvQuotes(cell.text())) {
+      cellMemory_ = csvText(cell.text());
+      cell.setText(cellMemory_);
+    }
   }
   ++series.samples;
   if (isNumber) series.addNumber(number);
-  table_->setColumnData(cell_.view(), series.column);
+  table_->setColumnData(cell, series.column);
 }
 
 OverTimeSeries* PhmTextWriter::addSeries(const pwr::Metric& metric, const pwr::DataElement& element,

@@ -49,5 +49,5 @@ class PhmTextWriter : public IntWriterV2 {
   bool isFull_ = false;
   bool rowIsOpen_ = false;
   std::uint64_t timeOfRow_ = 0;
-  TraceText cell_;
+  std::string cellMemory_;
 };

@@ -51,7 +51,7 @@ int RawWriterV2::writeMessage(const pwr::Metric& metric) {
     if (column == nullptr) {
       column = addColumn(*table, metric, element.getEntity(), element.getDescriptor());
     }
-    if (*column != ColumnStore::kNoColumn && element.getValue()->toFormattedString(cell_) == 0) {
+    if (element.getValue()->toFormattedString(cell_) == 0) {
       table->store.setColumnData(cell_, *column);
     }
   }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string_view>
 
+#include "hostcommon/TwoDecimals.h"
 #include "writers/ShortCopy.h"
 
 /// Records in memory, each the number of its bytes (32 bits wide, in the byte order of the machine)
@@ -13,6 +14,8 @@
 class RecordBuffer {
  public:
   static constexpr std::size_t kLengthSize = sizeof(std::uint32_t);
+  /// The text of the record behind the cells of a row.
+  static constexpr std::string_view kRowComplete = "\n";
 
   /// The text of the record at `start`, the first byte of its length.
   static std::string_view textAt(const char* start) {
@@ -22,12 +25,15 @@ class RecordBuffer {
   }
 
   void append(std::string_view text) {
-    const std::size_t needed = size_ + kLengthSize + text.size();
-    if (needed > capacity_) grow(needed);
-    const auto length = static_cast<std::uint32_t>(text.size());
-    std::memcpy(bytes_.get() + size_, &length, kLengthSize);
-    copyShort(bytes_.get() + size_ + kLengthSize, text.data(), text.size());
-    size_ = needed;
+    copyShort(startRecord(text.size(), text.size()), text.data(), text.size());
+    size_ += kLengthSize + text.size();
+  }
+
+  /// `number` has to be covered.
+  void append(const pwr::TwoDecimals& number) {
+    const std::size_t size = number.size();
+    number.put(startRecord(size, pwr::TwoDecimals::kRoom));
+    size_ += kLengthSize + size;
   }
 
   /// Appends records that another buffer holds.
@@ -46,6 +52,16 @@ class RecordBuffer {
   std::string_view view() const { return {bytes_.get(), size_}; }
 
  private:
+  /// Writes the length of a record behind the others, and returns where its text goes: to `room`
+  /// bytes.
+  char* startRecord(std::size_t length, std::size_t room) {
+    const std::size_t needed = size_ + kLengthSize + room;
+    if (needed > capacity_) grow(needed);
+    char* const start = bytes_.get() + size_;
+    const auto count = static_cast<std::uint32_t>(length);
+    std::memcpy(start, &count, kLengthSize);
+    return start + kLengthSize;
+  }
   void grow(std::size_t needed);
 
   std::unique_ptr<char[]> bytes_;

@@ -30,28 +30,3 @@ void TraceTable::addConstantCells(const pwr::AttributeValueManager& attributes) 
     if (value.toFormattedString(text) == 0) constantCells_.emplace_back(column, std::move(text));
   }
 }
-
-bool TraceTable::beginRow(std::string_view time) {
-  if (rowIsOpen_) return false;
-  rowIsOpen_ = true;
-  rows_.increment();
-  setCell(numberColumn_, rows_.text());
-  setCell(timeColumn_, time);
-  return true;
-}
-
-void TraceTable::setDuration(std::uint64_t ticks, std::string_view text) {
-  if (durationOfRow_ == ticks) return;
-  durationOfRow_ = ticks;
-  setCell(durationColumn_, text);
-}
-
-void TraceTable::setConstantCells() {
-  for (const auto& [column, text] : constantCells_) setCell(column, text);
-}
-
-void TraceTable::completeRow() {
-  store_.completeRow();
-  rowIsOpen_ = false;
-  durationOfRow_.reset();
-}

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -12,26 +11,31 @@
 #include "writers/columns/ColumnStore.h"
 #include "writers/host/DataHandle.h"
 
-/// Counts rows in decimal: as text, which is all that a number of a row is needed for.
+/// The number of the next row, from 1: as text, which is all that it is needed for.
 class RowNumber {
  public:
-  RowNumber() = default;
+  RowNumber() {
+    digits_.fill('0');
+    increment();
+  }
   RowNumber(const RowNumber&) = delete;
   RowNumber& operator=(const RowNumber&) = delete;
 
   void increment() {
-    char* digit = digits_.data() + digits_.size() - 1;
+    char* digit = digits_.data() + kMostDigits - 1;
     while (*digit == '9') *digit-- = '0';
-    *digit = static_cast<char>(*digit == 0 ? '1' : *digit + 1);
-    first_ = std::min(first_, digit);
+    ++*digit;
+    if (digit < first_) first_ = digit;
   }
   std::string_view text() const {
-    return {first_, static_cast<std::size_t>(digits_.data() + digits_.size() - first_)};
+    return {first_, static_cast<std::size_t>(digits_.data() + kMostDigits - first_)};
   }
 
  private:
-  std::array<char, 20> digits_{};  // right-aligned, 0 in front of the first one
-  char* first_ = digits_.data() + digits_.size();
+  static constexpr std::size_t kMostDigits = 20;
+
+  std::array<char, kMostDigits> digits_;  // right-aligned, with zeros in front
+  char* first_ = digits_.data() + kMostDigits;
 };
 
 /// One table of the data trace file: its rows, and which column is whose. A column that could not
@@ -54,15 +58,33 @@ class TraceTable {
   void addConstantCells(const pwr::AttributeValueManager& attributes);
 
   /// Begins a row with its number and its time, unless it is begun. True when it did.
-  bool beginRow(std::string_view time);
-  /// Sets the cell of the duration, unless it shows the same number of ticks already: a cell that
-  /// is set twice costs the store its shortest way.
-  void setDuration(std::uint64_t ticks, std::string_view text);
-  void setConstantCells();
-  void setCell(ColumnStore::Column column, std::string_view text) {
-    if (column != ColumnStore::kNoColumn) store_.setColumnData(text, column);
+  bool beginRow(const CellText& time) {
+    if (rowIsOpen_) return false;
+    rowIsOpen_ = true;
+    setCell(numberColumn_, nextNumber_.text());
+    // Long before it is read: a processor waits when it reads what it has just written in pieces.
+    nextNumber_.increment();
+    setCell(timeColumn_, time);
+    return true;
   }
-  void completeRow();
+  /// Sets the cell of the duration, in ticks and as text.
+  void setDuration(std::uint64_t ticks, const CellText& text) {
+    durationOfRow_ = ticks;
+    setCell(durationColumn_, text);
+  }
+  /// The duration in the current row. To set it again costs the store its shortest way.
+  std::uint64_t durationOfRow() const { return durationOfRow_; }
+  void setConstantCells() {
+    for (const auto& [column, text] : constantCells_) setCell(column, std::string_view(text));
+  }
+  template <typename Text>
+  void setCell(ColumnStore::Column column, const Text& text) {
+    store_.setColumnData(text, column);
+  }
+  void completeRow() {
+    store_.completeRow();
+    rowIsOpen_ = false;
+  }
 
   ColumnStore& getStore() { return store_; }
 
@@ -73,7 +95,7 @@ class TraceTable {
   ColumnStore::Column durationColumn_ = ColumnStore::kNoColumn;
   std::unordered_map<std::uint64_t, ColumnStore::Column> columnById_;
   std::vector<std::pair<ColumnStore::Column, std::string>> constantCells_;
-  RowNumber rows_;
+  RowNumber nextNumber_;
   bool rowIsOpen_ = false;
-  std::optional<std::uint64_t> durationOfRow_;
+  std::uint64_t durationOfRow_ = 0;
 };

@@ -55,15 +55,6 @@ bool computeTraceValue(double& number, const pwr::Metric& metric, const pwr::Dat
   return true;
 }
 
-bool formatTraceValue(TraceText& text, const pwr::Metric& metric, const pwr::DataElement& element,
-                      TraceMode mode, const TraceClock& clock) {
-  if (mode == TraceMode::Value) return text.setValue(*element.getValue());
-  double number = 0.0;
-  if (!computeTraceValue(number, metric, element, mode, clock)) return false;
-  text.setNumber(number);
-  return true;
-}
-
 std::string traceUnits(TraceMode mode, const pwr::Quantity* quantity) {
   if (mode == TraceMode::Percentage) return "%";
   if (mode == TraceMode::Time) return "usec";

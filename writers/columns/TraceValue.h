@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "writers/columns/TraceText.h"
+#include "writers/columns/CellText.h"
 #include "writers/host/Metric.h"
 
 /// How the value cell of a trace is made from an element's value. The numbers are those that the
@@ -37,10 +37,18 @@ const pwr::Quantity* rateQuantityOf(const pwr::Metric& metric, double& factor);
 bool computeTraceValue(double& number, const pwr::Metric& metric, const pwr::DataElement& element,
                        TraceMode mode, const TraceClock& clock);
 
-/// Replaces `text` by the cell of a mode. Returns false, with `text` undefined, when the cell stays
-/// empty; `computeTraceValue` has warned then, and a missing value needs no warning.
-bool formatTraceValue(TraceText& text, const pwr::Metric& metric, const pwr::DataElement& element,
-                      TraceMode mode, const TraceClock& clock);
+/// Sets `text` to the cell of a mode, with `memory` for its text. Returns false, with `text`
+/// undefined, when the cell stays empty; `computeTraceValue` has warned then, and a missing value
+/// needs no warning.
+inline bool formatTraceValue(CellText& text, std::string& memory, const pwr::Metric& metric,
+                             const pwr::DataElement& element, TraceMode mode,
+                             const TraceClock& clock) {
+  if (mode == TraceMode::Value) return text.setValue(*element.getValue(), memory);
+  double number = 0.0;
+  if (!computeTraceValue(number, metric, element, mode, clock)) return false;
+  text.setNumber(number, memory);
+  return true;
+}
 
 /// What a mode's values are measured in: "%", "usec", or the units of `quantity`. Empty without
 /// quantity, which may be null.

@@ -63,8 +63,18 @@ class PW_HOST_API Data {
   bool isNumeric() const;
 
   int toInt(long long& out) const;
-  int toUInt(unsigned long long& out) const;
-  int toReal(double& out) const;
+  int toUInt(unsigned long long& out) const {
+    const auto* const value = std::get_if<unsigned long long>(&value_);
+    if (value == nullptr) return convert(out);
+    out = *value;
+    return 0;
+  }
+  int toReal(double& out) const {
+    const auto* const value = std::get_if<double>(&value_);
+    if (value == nullptr) return convert(out);
+    out = *value;
+    return 0;
+  }
   /// The whole value as text: integers in decimal, reals in the shortest form that reads back to
   /// the same value, ranges as "first - last", a handle as its name. Fails only for None.
   int toString(std::string& out) const;
@@ -86,6 +96,10 @@ class PW_HOST_API Data {
   bool operator==(const Data&) const = default;
 
  private:
+  /// What `toUInt` and `toReal` do with a value that is of another type.
+  int convert(unsigned long long& out) const;
+  int convert(double& out) const;
+
   // The order of the alternatives is that of DataType.
   std::variant<std::monostate, long long, unsigned long long, double, IntPair, UIntPair, RealPair,
                const DataHandle*, std::string>

@@ -111,11 +111,11 @@ class PW_HOST_API Metric : public Message {
   const MetricDescription* getDescription() const { return description_; }
   std::string getName() const;
   /// Not 0, unique in the process, ascending in the order of creation.
-  unsigned int getId() const;
-  MetricType getMetricType() const;
+  inline unsigned int getId() const;
+  inline MetricType getMetricType() const;
   RealTableClass getLegacyMetricType() const;
   /// Null for a metric without a quantity.
-  const Quantity* getQuantity() const;
+  inline const Quantity* getQuantity() const;
   const std::vector<const EntityHandle*>& getEntityList() const;
   const std::vector<EntityDescCombo>& getEntityDescriptorCombinations() const;
   /// Null where the metric has no such group.
@@ -154,5 +154,16 @@ struct MetricDescription {
   bool traceSampleEntityAttributes = false;
   std::vector<const EntityHandle*> entities;  ///< set by `createMetric` from the combinations
 };
+
+// Asked for with every sample.
+inline unsigned int Metric::getId() const {
+  return description_->id;
+}
+inline Metric::MetricType Metric::getMetricType() const {
+  return description_->type;
+}
+inline const Quantity* Metric::getQuantity() const {
+  return description_->quantity;
+}
 
 }  // namespace pwr
