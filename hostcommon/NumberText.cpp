@@ -26,8 +26,7 @@ void appendFixed(std::string& out, double value, int decimals) {
     if (const TwoDecimals number(value); number.isCovered()) {
       const std::size_t start = out.size();
       out.resize(start + TwoDecimals::kRoom);
-      number.put(out.data() + start);
-      out.resize(start + number.size());
+      out.resize(static_cast<std::size_t>(number.put(out.data() + start) - out.data()));
       return;
     }
   }

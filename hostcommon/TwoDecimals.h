@@ -26,7 +26,7 @@ class PW_HOST_API TwoDecimals {
   /// Numbers whose first digits are those of the number before, as times are, take less.
   void set(double value) {
     constexpr double kUnit = 0x1p52;  // added to a smaller number, it leaves a whole one
-    isNegative_ = static_cast<unsigned int>(std::signbit(value));
+    isNegative_ = static_cast<std::size_t>(std::signbit(value));
     const double scaled = std::abs(value) * 100.0;
     const double sum = scaled + kUnit;
     const std::uint64_t hundredths =
@@ -44,16 +44,16 @@ class PW_HOST_API TwoDecimals {
 
   /// False for a number that is not finite or 10^14 or more away from zero: it has no text here.
   bool isCovered() const { return leadingSize_ != 0; }
-  /// Length of the text in bytes.
-  std::size_t size() const { return isNegative_ + leadingSize_ + middleSize_ + sizeof decimals_; }
-  /// Writes the text to `size()` bytes, and anything to the rest of the `kRoom` bytes.
-  void put(char* to) const {
+  /// Writes the text and returns where it ends. The rest of the `kRoom` bytes may be overwritten.
+  char* put(char* to) const {
     *to = '-';
     to += isNegative_;
     std::memcpy(to, &leading_, sizeof leading_);
     to += leadingSize_;
     std::memcpy(to, &middle_, sizeof middle_);
-    std::memcpy(to + middleSize_, &decimals_, sizeof decimals_);
+    to += middleSize_;
+    std::memcpy(to, &decimals_, sizeof decimals_);
+    return to + sizeof decimals_;
   }
 
  private:
@@ -91,7 +91,7 @@ class PW_HOST_API TwoDecimals {
 
   /// How many digits a number of at most eight has before its last `kLast`, and at least one.
   template <unsigned int kLast>
-  static unsigned int digitsBefore(std::uint64_t number) {
+  static std::size_t digitsBefore(std::uint64_t number) {
     // For each width in bits what to add to a number so that the upper half of the sum is the
     // answer: that of the largest such number, or one less below the power of ten among them.
     static constexpr std::array<std::uint64_t, 28> kCounts = [] {
@@ -108,7 +108,7 @@ class PW_HOST_API TwoDecimals {
       return counts;
     }();
     const auto bits = static_cast<unsigned int>(std::bit_width(number));
-    return static_cast<unsigned int>((number + kCounts[bits]) >> 32U);
+    return (number + kCounts[bits]) >> 32U;
   }
 
   void setExactly(double magnitude);
@@ -135,12 +135,12 @@ class PW_HOST_API TwoDecimals {
 
   // The text: a sign or none, digits without zeros in front, more digits or none and the point, two
   // digits.
-  unsigned int isNegative_ = 0;
-  unsigned int leadingSize_ = 0;
-  unsigned int middleSize_ = 0;
-  std::uint16_t decimals_ = 0;
+  std::size_t isNegative_ = 0;
+  std::size_t leadingSize_ = 0;
+  std::size_t middleSize_ = 0;
   std::uint64_t leading_ = 0;
   std::uint64_t middle_ = 0;
+  std::uint16_t decimals_ = 0;
   std::uint64_t first_ = 0;  // the number whose digits lead a long text
 };
 

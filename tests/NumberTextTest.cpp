@@ -94,8 +94,7 @@ TEST(NumberTextTest, NumbersAfterOneAnother) {
     ASSERT_EQ(number.isCovered(), std::abs(value) < 1e14) << value;
     if (!number.isCovered()) continue;
     std::array<char, pwr::TwoDecimals::kRoom> text{};
-    number.put(text.data());
-    ASSERT_EQ("=" + std::string(text.data(), number.size()), standard(value));
+    ASSERT_EQ("=" + std::string(text.data(), number.put(text.data())), standard(value));
   }
 }
 

@@ -88,7 +88,8 @@ std::size_t ColumnPrinter::printRow(const char* records) {
     return 0;
   }
   *cell = '\n';
-  return static_cast<std::size_t>(text.data() + text.size() - records);
+  // Known without the text, for which the next row would have to wait.
+  return static_cast<std::size_t>(text.data() + RecordBuffer::kRowComplete.size() - records);
 }
 
 /// Prints the next cell whatever its size.

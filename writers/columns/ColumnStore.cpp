@@ -103,7 +103,7 @@ void ColumnStore::assembleRow() {
                                 : std::string_view(placeholder_));
   }
   rows_.truncate(rowStart_);
-  rows_.append(assembled_);
+  rows_.appendRecords(assembled_);
 }
 
 void ColumnStore::logRow() const {

@@ -49,6 +49,19 @@ class ColumnStore {
     return value.isNumber() ? setCell(value.number(), column) : setColumnData(value.text(), column);
   }
 
+  /// Sets the cells of the first columns at once. They have to be there, no cell of the row may be
+  /// set yet, and numbers have to be covered.
+  template <typename... Texts>
+  void beginRow(const Texts&... texts) {
+    for (const std::size_t length : rows_.append(texts...)) widen(nextColumn_++, length);
+  }
+
+  /// As `setColumnData`, for a number that `RecordBuffer::append` takes.
+  template <typename Number>
+  int setColumnNumber(const Number& number, Column column) {
+    return setCell(number, column);
+  }
+
   /// Stores the current row and begins a new one.
   void completeRow() {
     if (nextColumn_ != columnCount_) fillRow();
@@ -74,15 +87,16 @@ class ColumnStore {
   template <typename Text>
   int setCell(const Text& text, Column column) {
     if (column >= columnCount_) return refuseColumn(column);
-    const std::size_t size = text.size();
-    if (size > columnWidths_[column]) columnWidths_[column] = size;
     if (column == nextColumn_) {
       ++nextColumn_;
     } else {
       noteOutOfOrder(column);
     }
-    rows_.append(text);
+    widen(column, rows_.append(text)[0]);
     return 0;
+  }
+  void widen(Column column, std::size_t length) {
+    if (length > columnWidths_[column]) columnWidths_[column] = length;
   }
   int refuseColumn(Column column) const;
   static int refuseLength(std::size_t length);

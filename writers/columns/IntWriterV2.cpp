@@ -165,8 +165,8 @@ int IntWriterV2::buildSampledTable(const pwr::Metric& metric, unsigned int view,
     CellText value;
     const bool hasValue = formatTraceValue(value, valueMemory_, metric, element, mode, clock_);
     const std::uint64_t ticks = element.getDuration();
-    if (table.beginRow(time)) {
-      table.setDuration(ticks, formatDuration(ticks));
+    if (!table.isRowBegun()) {
+      table.beginRow(time, ticks, formatDuration(ticks));
       table.setConstantCells();
       begunRows_.push_back(&table);
     } else if (ticks != table.durationOfRow()) {

@@ -1,12 +1,12 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string_view>
 
-#include "hostcommon/TwoDecimals.h"
 #include "writers/ShortCopy.h"
 
 /// Records in memory, each the number of its bytes (32 bits wide, in the byte order of the machine)
@@ -24,20 +24,19 @@ class RecordBuffer {
     return {start + kLengthSize, length};
   }
 
-  void append(std::string_view text) {
-    copyShort(startRecord(text.size(), text.size()), text.data(), text.size());
-    size_ += kLengthSize + text.size();
+  /// Appends a record for each of the texts, and returns their lengths. A text is a string_view, or
+  /// a number that puts itself where it is told to, in at most `kRoom` bytes.
+  template <typename... Texts>
+  std::array<std::size_t, sizeof...(Texts)> append(const Texts&... texts) {
+    const std::size_t needed = size_ + ((kLengthSize + roomOf(texts)) + ...);
+    if (needed > capacity_) grow(needed);
+    char* end = bytes_.get() + size_;
+    const std::array<std::size_t, sizeof...(Texts)> lengths = {putRecord(end, texts)...};
+    size_ = static_cast<std::size_t>(end - bytes_.get());
+    return lengths;
   }
 
-  /// `number` has to be covered.
-  void append(const pwr::TwoDecimals& number) {
-    const std::size_t size = number.size();
-    number.put(startRecord(size, pwr::TwoDecimals::kRoom));
-    size_ += kLengthSize + size;
-  }
-
-  /// Appends records that another buffer holds.
-  void append(const RecordBuffer& other) {
+  void appendRecords(const RecordBuffer& other) {
     const std::size_t needed = size_ + other.size_;
     if (needed > capacity_) grow(needed);
     std::memcpy(bytes_.get() + size_, other.bytes_.get(), other.size_);
@@ -52,15 +51,27 @@ class RecordBuffer {
   std::string_view view() const { return {bytes_.get(), size_}; }
 
  private:
-  /// Writes the length of a record behind the others, and returns where its text goes: to `room`
-  /// bytes.
-  char* startRecord(std::size_t length, std::size_t room) {
-    const std::size_t needed = size_ + kLengthSize + room;
-    if (needed > capacity_) grow(needed);
-    char* const start = bytes_.get() + size_;
-    const auto count = static_cast<std::uint32_t>(length);
-    std::memcpy(start, &count, kLengthSize);
-    return start + kLengthSize;
+  static std::size_t roomOf(std::string_view text) { return text.size(); }
+  template <typename Number>
+  static std::size_t roomOf(const Number& /*number*/) {
+    return Number::kRoom;
+  }
+  static char* put(char* to, std::string_view text) {
+    copyShort(to, text.data(), text.size());
+    return to + text.size();
+  }
+  template <typename Number>
+  static char* put(char* to, const Number& number) {
+    return number.put(to);
+  }
+  /// Has `end` be that of the record that is put there, and returns the length of the text.
+  template <typename Text>
+  static std::size_t putRecord(char*& end, const Text& text) {
+    char* const start = end;
+    end = put(start + kLengthSize, text);
+    const auto length = static_cast<std::uint32_t>(end - start - kLengthSize);
+    std::memcpy(start, &length, kLengthSize);
+    return length;
   }
   void grow(std::size_t needed);
 

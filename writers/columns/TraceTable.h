@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -9,34 +8,8 @@
 #include <vector>
 
 #include "writers/columns/ColumnStore.h"
+#include "writers/columns/RowNumber.h"
 #include "writers/host/DataHandle.h"
-
-/// The number of the next row, from 1: as text, which is all that it is needed for.
-class RowNumber {
- public:
-  RowNumber() {
-    digits_.fill('0');
-    increment();
-  }
-  RowNumber(const RowNumber&) = delete;
-  RowNumber& operator=(const RowNumber&) = delete;
-
-  void increment() {
-    char* digit = digits_.data() + kMostDigits - 1;
-    while (*digit == '9') *digit-- = '0';
-    ++*digit;
-    if (digit < first_) first_ = digit;
-  }
-  std::string_view text() const {
-    return {first_, static_cast<std::size_t>(digits_.data() + kMostDigits - first_)};
-  }
-
- private:
-  static constexpr std::size_t kMostDigits = 20;
-
-  std::array<char, kMostDigits> digits_;  // right-aligned, with zeros in front
-  char* first_ = digits_.data() + kMostDigits;
-};
 
 /// One table of the data trace file: its rows, and which column is whose. A column that could not
 /// be added is ColumnStore::kNoColumn, and cells for it are dropped.
@@ -57,22 +30,31 @@ class TraceTable {
   /// Gives each of the attributes a column, for whose cells `setConstantCells` has their values.
   void addConstantCells(const pwr::AttributeValueManager& attributes);
 
-  /// Begins a row with its number and its time, unless it is begun. True when it did.
-  bool beginRow(const CellText& time) {
-    if (rowIsOpen_) return false;
-    rowIsOpen_ = true;
-    setCell(numberColumn_, nextNumber_.text());
-    // Long before it is read: a processor waits when it reads what it has just written in pieces.
-    nextNumber_.increment();
+  /// Begins a row with its number and its time. There must be none yet.
+  void beginRow(const CellText& time) {
+    store_.setColumnNumber(nextNumber_, numberColumn_);
     setCell(timeColumn_, time);
-    return true;
+    noteBegun();
   }
-  /// Sets the cell of the duration, in ticks and as text.
+  /// Begins a row of a table whose third column is the duration, which is `ticks` long. There must
+  /// be none yet.
+  void beginRow(const CellText& time, std::uint64_t ticks, const CellText& duration) {
+    if (time.isNumber() && duration.isNumber()) {
+      store_.beginRow(nextNumber_, time.number(), duration.number());
+      durationOfRow_ = ticks;
+      noteBegun();
+    } else {
+      beginRow(time);
+      setDuration(ticks, duration);
+    }
+  }
+  bool isRowBegun() const { return isRowBegun_; }
   void setDuration(std::uint64_t ticks, const CellText& text) {
     durationOfRow_ = ticks;
     setCell(durationColumn_, text);
   }
-  /// The duration in the current row. To set it again costs the store its shortest way.
+  /// The ticks of the duration in the current row. To set it again costs the store its shortest
+  /// way.
   std::uint64_t durationOfRow() const { return durationOfRow_; }
   void setConstantCells() {
     for (const auto& [column, text] : constantCells_) setCell(column, std::string_view(text));
@@ -83,12 +65,18 @@ class TraceTable {
   }
   void completeRow() {
     store_.completeRow();
-    rowIsOpen_ = false;
+    isRowBegun_ = false;
   }
 
   ColumnStore& getStore() { return store_; }
 
  private:
+  void noteBegun() {
+    // Long before it is read: a processor waits when it reads what it has just written in pieces.
+    nextNumber_.increment();
+    isRowBegun_ = true;
+  }
+
   ColumnStore store_;
   ColumnStore::Column numberColumn_;
   ColumnStore::Column timeColumn_;
@@ -96,6 +84,6 @@ class TraceTable {
   std::unordered_map<std::uint64_t, ColumnStore::Column> columnById_;
   std::vector<std::pair<ColumnStore::Column, std::string>> constantCells_;
   RowNumber nextNumber_;
-  bool rowIsOpen_ = false;
+  bool isRowBegun_ = false;
   std::uint64_t durationOfRow_ = 0;
 };
