@@ -11,7 +11,7 @@
 /// bytes each.
 class GatheredOutput {
  public:
-  static constexpr std::size_t kMostAtOnce = 4096;
+  static constexpr std::size_t kMostAtOnce = 0x10000;
   static constexpr std::size_t kSlack = 32;
 
   /// `sink` gets the pieces, each valid during the call only. It deals with its own failures.

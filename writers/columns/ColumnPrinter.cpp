@@ -6,13 +6,11 @@
 #include <limits>
 
 #include "writers/TextLog.h"
-#include "writers/columns/RecordBuffer.h"
 
 namespace {
 
 constexpr std::size_t kSlack = GatheredOutput::kSlack;
-constexpr std::size_t kRowCompleteSize =
-    RecordBuffer::kLengthSize + RecordBuffer::kRowComplete.size();
+constexpr std::size_t kMostAtOnce = GatheredOutput::kMostAtOnce;
 
 /// Copies at least `count` bytes. Up to `kSize` it copies just that many: the lengths of cells vary
 /// too much for the processor to foresee them, and telling them apart takes longer than the copy.
@@ -35,22 +33,16 @@ ColumnPrinter::ColumnPrinter(FILE* output, std::string_view separator, std::stri
       placeholder_(placeholder),
       widths_(widths),
       gathered_([this](std::string_view text) { write(text); }) {
-  rowRoom_ = kRowCompleteSize + kSlack;
-  for (const std::size_t width : widths) {
-    lineSize_ += width + separator_.size();
-    rowRoom_ += width + RecordBuffer::kLengthSize;
-  }
-  // Longer lines are printed cell by cell, which nobody notices beside the bytes themselves.
-  if (lineSize_ > GatheredOutput::kMostAtOnce) {
-    rowRoom_ = std::numeric_limits<std::size_t>::max();
-    return;
-  }
-  lineSize_ -= std::min(widths.size(), std::size_t{1}) * separator_.size();
-  empty_ = separator_ + std::string(lineSize_ + kSlack, ' ');
+  const std::size_t widest = widths.empty() ? 0 : *std::ranges::max_element(widths);
+  empty_ = separator_ + std::string(std::min(widest, kMostAtOnce) + kSlack, ' ');
+  columns_.reserve(widths.size());
   for (const std::size_t width : widths) {
     const std::size_t lead = columns_.empty() ? 0 : separator_.size();
     columns_.push_back({width, lead + width, empty_.data() + separator_.size() - lead});
+    lineSize_ += lead + width;
+    rowRoom_ += RecordBuffer::kLengthSize + width;
   }
+  if (lineSize_ > kMostAtOnce) rowRoom_ = std::numeric_limits<std::size_t>::max();
 }
 
 void ColumnPrinter::printLine(std::string_view text) {
@@ -90,6 +82,18 @@ std::size_t ColumnPrinter::printRow(const char* records) {
   *cell = '\n';
   // Known without the text, for which the next row would have to wait.
   return static_cast<std::size_t>(text.data() + RecordBuffer::kRowComplete.size() - records);
+}
+
+void ColumnPrinter::printCell(std::string_view text) {
+  if (column_ >= columns_.size()) return printAnyCell(text, column_ > 0);
+  const Column& column = columns_[column_];
+  if (text.size() > column.width || column.size > kMostAtOnce) {
+    return printAnyCell(text, column_ > 0);
+  }
+  ++column_;
+  char* const cell = gathered_.extend(column.size);
+  copyAtLeast<32>(cell, column.empty, column.size);
+  copyShort(cell + column.size - text.size(), text.data(), text.size());
 }
 
 /// Prints the next cell whatever its size.

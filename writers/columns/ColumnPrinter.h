@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "writers/GatheredOutput.h"
+#include "writers/columns/RecordBuffer.h"
 
 /// Prints the lines of one table, every cell right-aligned to its column. A first write that fails
 /// is kept for `finish`; what follows is dropped.
@@ -20,8 +21,9 @@ class ColumnPrinter {
   void printLine(std::string_view text);
   void printHeader(const std::vector<std::string>& names);
   /// Prints the next cell of the current row.
-  void printCell(std::string_view text) { printAnyCell(text, column_ > 0); }
-  /// How many bytes have to be readable from a row's first record on for `printRow`.
+  void printCell(std::string_view text);
+  /// How many bytes have to be readable from a row's first record on for `printRow`: more than
+  /// there can be when the lines are too long for it.
   std::size_t rowRoom() const { return rowRoom_; }
   /// Prints the row whose records start at `records`, all of it at once. Returns how many bytes its
   /// records take, or 0 when it has to be printed cell by cell: because part of it is, or it is not
@@ -52,8 +54,9 @@ class ColumnPrinter {
   const std::vector<std::size_t>& widths_;
   std::string empty_;
   std::vector<Column> columns_;
-  std::size_t lineSize_ = 1;
-  std::size_t rowRoom_ = 0;
+  std::size_t lineSize_ = 1;  // with the line break
+  std::size_t rowRoom_ =
+      RecordBuffer::kLengthSize + RecordBuffer::kRowComplete.size() + GatheredOutput::kSlack;
   int errnum_ = 0;
   std::size_t column_ = 0;
   GatheredOutput gathered_;
