@@ -90,6 +90,18 @@ TEST_F(ColumnStoreTest, Tables) {
   EXPECT_EQ(filesHere(), 0U);
 }
 
+// What rows that are out of line do to those around them, where many follow.
+TEST_F(ColumnStoreTest, UnusualRowsAmongMany) {
+  const std::optional<std::string> none;
+  std::vector<Row> rows;
+  std::string expected = "T\n A, B\n";
+  for (int n = 0; n < 2000; ++n) {
+    rows.insert(rows.end(), {{"1", "2"}, {none, "3"}, {"\n", "4"}, {"55", "\n"}});
+    expected += " 1, 2\nn/a, 3\n, n/a, n/a\n 4, n/a\n55, n/a\n, n/a, n/a\n";
+  }
+  EXPECT_EQ(print(*makeTable({"A", "B"}, rows)), expected + "\n");
+}
+
 TEST_F(ColumnStoreTest, CellsInAnyOrder) {
   const auto table = makeTable({"A", "B", "C"}, {});
   for (const auto& [value, column] :
@@ -101,9 +113,17 @@ TEST_F(ColumnStoreTest, CellsInAnyOrder) {
   // A column that comes late reads as the placeholder in the rows before it.
   EXPECT_EQ(table->addColumn("D"), 3U);
   addRow(*table, {"a", "b", "c", "d"});
+  // The first columns at once, and one of them again.
+  table->beginRow(std::string_view("x"), pwr::TwoDecimals(0.25));
+  EXPECT_EQ(table->setColumnData("y", 1), 0);
+  // One that comes within a row, behind a gap.
+  EXPECT_EQ(table->addColumn("E"), 4U);
+  EXPECT_EQ(table->setColumnData("e", 4), 0);
+  table->completeRow();
   EXPECT_EQ(print(*table),
-            "T\n      A, B,     C, D\n      1, n/a, third, n/a\n      a, b,     c, n/a\n"
-            "      a, b,     c, d\n\n");
+            "T\n      A,    B,     C, D, E\n      1,  n/a, third, n/a, n/a\n"
+            "      a,    b,     c, n/a, n/a\n      a,    b,     c, d, n/a\n"
+            "      x,    y,   n/a, n/a, e\n\n");
 }
 
 TEST_F(ColumnStoreTest, RefusedColumns) {
