@@ -94,21 +94,23 @@ TEST(Data, ConversionsRefuseWhatDoesNotFit) {
       {Data(), false, false, false},
   };
   int index = 0;
-  for (const auto& [value, asInt, asUInt, asReal] : cases) {
+  for (const auto& expected : cases) {
     SCOPED_TRACE(index++);
+    const Data& value = expected.value;
     long long signedValue = 77;
     unsigned long long unsignedValue = 77;
     double real = 77;
-    EXPECT_EQ(value.toInt(signedValue) == 0, asInt);
-    EXPECT_EQ(value.toUInt(unsignedValue) == 0, asUInt);
-    EXPECT_EQ(value.toReal(real) == 0, asReal);
-    if (!asInt) {
+    EXPECT_EQ(value.toInt(signedValue) == 0, expected.asInt);
+    EXPECT_EQ(value.toUInt(unsignedValue) == 0, expected.asUInt);
+    EXPECT_EQ(value.toReal(real) == 0, expected.asReal);
+    if (!expected.asInt) {
       EXPECT_EQ(signedValue, 77);
     }
-    if (!asUInt) {
+    if (!expected.asUInt) {
       EXPECT_EQ(unsignedValue, 77U);
     }
-    EXPECT_EQ(Data::convertToReal(&value).getType(), asReal ? DataType::Real : DataType::None);
+    EXPECT_EQ(Data::convertToReal(&value).getType(),
+              expected.asReal ? DataType::Real : DataType::None);
   }
   EXPECT_EQ(Data::convertToReal(nullptr).getType(), DataType::None);
 }
