@@ -140,7 +140,9 @@ TEST_F(ColumnStoreTest, RefusedColumns) {
   EXPECT_EQ(table->addColumn("later"), ColumnStore::kNoColumn);
   EXPECT_EQ(log_.general(),
             "WARNING: The table T has 65536 columns and can take no more: late is left out\n");
+  log_.clear();
   EXPECT_EQ(table->setColumnData("x", ColumnStore::kNoColumn), 1);
+  EXPECT_EQ(log_.all(), "");  // that it was refused has been told
   EXPECT_EQ(table->setColumnData("last", 65535), 0);
   table->completeRow();
   const std::string printed = print(*table);

@@ -118,7 +118,7 @@ class ColumnStore {
   const std::string title_;
   const std::string placeholder_;
   const std::string logName_;
-  Column columnCount_ = 0;
+  Column columnCount_ = 0;  // that of the names, which every cell would have to compute
   std::vector<std::string> columnNames_;
   std::vector<std::size_t> columnWidths_;  // bytes
   bool refusedColumn_ = false;
