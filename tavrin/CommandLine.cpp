@@ -1,5 +1,3 @@
-#include "tavrin/CommandLine.h"
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <functional>
@@ -7,9 +5,9 @@
 #include <vector>
 
 #include "hostcommon/Version.h"
-#include "tavrin/CommandError.h"
 #include "tavrin/Commands.h"
 #include "tavrin/Options.h"
+#include "tavrin/common/CommandError.h"
 
 namespace tavrin {
 

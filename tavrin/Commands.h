@@ -1,10 +1,18 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "tavrin/Options.h"
 
-/// The commands of the tool. Each returns the process's exit status, or throws CommandError.
 namespace tavrin {
 
+/// Runs the command that the arguments name; the name of the program is none of them. Returns the
+/// exit status; throws CommandError where the command fails. Prints help, version and usage errors
+/// itself.
+int runCommandLine(std::vector<std::string> arguments);
+
+/// The commands. Each returns the process's exit status, or throws CommandError.
 int runRecord(const Options& options);
 int runReport(const Options& options);
 int runList(const Options& options);

@@ -6,9 +6,9 @@
 #include "hostcommon/OutputConfigFile.h"
 #include "hostcommon/Platform.h"
 #include "hostcommon/Utf8Path.h"
-#include "tavrin/CommandError.h"
-#include "tavrin/Messages.h"
-#include "tavrin/run/DynamicLibrary.h"
+#include "tavrin/common/CommandError.h"
+#include "tavrin/common/Messages.h"
+#include "tavrin/platform/DynamicLibrary.h"
 #include "writers/host/PluginEnvironment.h"
 
 namespace tavrin {

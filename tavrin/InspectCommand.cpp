@@ -2,8 +2,8 @@
 #include <cstdio>
 #include <string>
 
-#include "tavrin/CommandError.h"
 #include "tavrin/Commands.h"
+#include "tavrin/common/CommandError.h"
 #include "tavrin/inspect/BinaryRun.h"
 #include "tavrin/inspect/TimelineFile.h"
 #include "tavrin/inspect/TraceFile.h"

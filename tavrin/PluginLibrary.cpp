@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "hostcommon/Utf8Path.h"
-#include "tavrin/CommandError.h"
-#include "tavrin/run/DynamicLibrary.h"
+#include "tavrin/common/CommandError.h"
+#include "tavrin/platform/DynamicLibrary.h"
 
 namespace tavrin {
 

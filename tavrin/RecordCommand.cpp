@@ -1,3 +1,8 @@
+#include "tavrin/Commands.h"
+#include "tavrin/common/CommandError.h"
+
+#if defined(__linux__)
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -9,19 +14,16 @@
 
 #include "hostcommon/NumberText.h"
 #include "hostcommon/Version.h"
-#include "tavrin/CommandError.h"
-#include "tavrin/Commands.h"
 #include "tavrin/HostSetup.h"
-#include "tavrin/Messages.h"
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
 #include "tavrin/collect/CpuEntities.h"
 #include "tavrin/collect/FeatureRegistry.h"
 #include "tavrin/collect/SysRoot.h"
 #include "tavrin/collect/SystemProbe.h"
-#include "tavrin/run/ChildProcess.h"
-#include "tavrin/run/Interrupt.h"
-#include "tavrin/run/Progress.h"
+#include "tavrin/common/Messages.h"
+#include "tavrin/platform/ChildProcess.h"
+#include "tavrin/platform/Interrupt.h"
 #include "tavrin/run/Sampler.h"
 #include "tavrin/stream/StreamWriter.h"
 #include "writers/host/HostFunctions.h"
@@ -275,3 +277,16 @@ int runRecord(const Options& options) {
 }
 
 }  // namespace tavrin
+
+#else
+
+namespace tavrin {
+
+int runRecord(const Options& /*options*/) {
+  throw CommandError(kExitUsage,
+                     "live collection is available on Linux only; 'tavrin report' works here");
+}
+
+}  // namespace tavrin
+
+#endif

@@ -4,13 +4,13 @@
 #include <cstring>
 #include <memory>
 
-#include "tavrin/CommandError.h"
 #include "tavrin/Commands.h"
 #include "tavrin/HostSetup.h"
-#include "tavrin/Messages.h"
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
-#include "tavrin/run/Interrupt.h"
+#include "tavrin/common/CommandError.h"
+#include "tavrin/common/Messages.h"
+#include "tavrin/platform/Interrupt.h"
 #include "tavrin/stream/StreamReader.h"
 #include "writers/host/HostFunctions.h"
 

@@ -6,9 +6,9 @@
 
 #include "hostcommon/NumberText.h"
 #include "hostcommon/WriterDispatch.h"
-#include "tavrin/CommandError.h"
-#include "tavrin/Messages.h"
 #include "tavrin/PluginLibrary.h"
+#include "tavrin/common/CommandError.h"
+#include "tavrin/common/Messages.h"
 
 namespace tavrin {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tavrin/MessageSink.h"
+#include "tavrin/common/MessageSink.h"
 #include "tavrin/summary/SummaryTables.h"
 #include "writers/host/WriterPlugin.h"
 

@@ -1,9 +1,9 @@
 #include <exception>
 
-#include "tavrin/CommandError.h"
-#include "tavrin/CommandLine.h"
-#include "tavrin/Messages.h"
-#include "tavrin/run/ProcessStart.h"
+#include "tavrin/Commands.h"
+#include "tavrin/common/CommandError.h"
+#include "tavrin/common/Messages.h"
+#include "tavrin/platform/ProcessStart.h"
 
 int main(int argc, char** argv) {
   try {

@@ -10,8 +10,8 @@
 #include <thread>
 
 #include "hostcommon/Descriptions.h"
-#include "tavrin/CommandError.h"
-#include "tavrin/run/ChildProcess.h"
+#include "tavrin/common/CommandError.h"
+#include "tavrin/platform/ChildProcess.h"
 #include "tavrin/run/Sampler.h"
 
 using namespace tavrin;  // NOLINT: the tests are about this namespace

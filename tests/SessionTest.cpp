@@ -7,9 +7,9 @@
 
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
-#include "tavrin/CommandError.h"
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
+#include "tavrin/common/CommandError.h"
 #include "tavrin/summary/SummaryTables.h"
 #include "writers/host/Quantity.h"
 

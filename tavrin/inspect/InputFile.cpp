@@ -4,7 +4,7 @@
 
 #include "hostcommon/Utf8Path.h"
 #include "readers/PlainText.h"
-#include "tavrin/CommandError.h"
+#include "tavrin/common/CommandError.h"
 
 namespace tavrin {
 

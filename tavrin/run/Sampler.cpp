@@ -1,11 +1,8 @@
 #include "tavrin/run/Sampler.h"
 
-#include <sys/prctl.h>
-
 #include <algorithm>
-#include <ctime>
 
-#include "tavrin/run/WakeCpus.h"
+#include "tavrin/platform/SamplingThread.h"
 
 namespace tavrin {
 
@@ -15,13 +12,6 @@ constexpr std::chrono::milliseconds kShortestToWake{100};
 constexpr std::chrono::milliseconds kShortestToWakePerCpu{5};
 
 }  // namespace
-
-unsigned long long nowTicks() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC_RAW, &now);
-  return static_cast<unsigned long long>(now.tv_sec) * 1'000'000'000ULL +
-         static_cast<unsigned long long>(now.tv_nsec);
-}
 
 Sampler::Sampler(std::vector<Feature*> features, std::chrono::nanoseconds interval,
                  SampleQueue& queue, StopRequest& stop)
@@ -65,7 +55,7 @@ void Sampler::pass() {
 }
 
 void Sampler::run() {
-  prctl(PR_SET_TIMERSLACK, 1UL);  // wake at the deadline, not up to 50 µs behind it
+  wakeAtDeadlines();
   for (auto deadline = start_ + interval_; !stop_.waitUntil(deadline);) {
     const auto lateness = StopRequest::Clock::now() - deadline;
     report_.lateness.add(static_cast<std::uint64_t>(lateness.count()));

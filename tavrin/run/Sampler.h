@@ -6,14 +6,11 @@
 #include <vector>
 
 #include "tavrin/collect/Feature.h"
+#include "tavrin/platform/StopRequest.h"
 #include "tavrin/run/LatenessHistogram.h"
 #include "tavrin/run/SampleQueue.h"
-#include "tavrin/run/StopRequest.h"
 
 namespace tavrin {
-
-/// Now, in ticks of the time base: nanoseconds of CLOCK_MONOTONIC_RAW.
-unsigned long long nowTicks();
 
 /// How well the sampling kept its times.
 struct SamplingReport {

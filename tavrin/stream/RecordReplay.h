@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "tavrin/MessageSink.h"
+#include "tavrin/common/MessageSink.h"
 #include "tavrin/stream/DefinitionReader.h"
 #include "tavrin/stream/JsonObject.h"
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "tavrin/MessageSink.h"
+#include "tavrin/common/MessageSink.h"
 
 namespace tavrin {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "tavrin/MessageSink.h"
+#include "tavrin/common/MessageSink.h"
 
 namespace tavrin {
 

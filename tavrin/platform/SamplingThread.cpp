@@ -1,7 +1,9 @@
-#include "tavrin/run/WakeCpus.h"
+#include "tavrin/platform/SamplingThread.h"
 
 #include <sched.h>
+#include <sys/prctl.h>
 
+#include <ctime>
 #include <memory>
 
 namespace tavrin {
@@ -16,6 +18,17 @@ struct FreeSet {
 using CpuSet = std::unique_ptr<cpu_set_t, FreeSet>;
 
 }  // namespace
+
+unsigned long long nowTicks() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_RAW, &now);
+  return static_cast<unsigned long long>(now.tv_sec) * 1'000'000'000ULL +
+         static_cast<unsigned long long>(now.tv_nsec);
+}
+
+void wakeAtDeadlines() {
+  prctl(PR_SET_TIMERSLACK, 1UL);
+}
 
 void wakeCpus() {
   const std::size_t size = CPU_ALLOC_SIZE(kMostCpus);

@@ -1,4 +1,4 @@
-#include "tavrin/run/ChildProcess.h"
+#include "tavrin/platform/ChildProcess.h"
 
 #include <spawn.h>
 #include <sys/stat.h>
@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "tavrin/CommandError.h"
+#include "tavrin/common/CommandError.h"
 #include "writers/host/Tokenizer.h"
 
 namespace tavrin {

@@ -2,10 +2,16 @@
 
 #include <string>
 
+/// What the command says to its user, on standard error, through the same sink and thresholds as
+/// the writers' log lines.
 namespace tavrin {
 
+void fail(const std::string& text);    ///< "tavrin: error: …"
+void warn(const std::string& text);    ///< "tavrin: warning: …"
+void inform(const std::string& text);  ///< "tavrin: …", unless the user asked for quiet
+
 /// One line on standard error that tells how the run goes, rewritten in place. Shown only when
-/// standard error is a terminal.
+/// standard error is a terminal. The other messages take it away before they appear.
 class Progress {
  public:
   /// `enabled` false keeps it silent also on a terminal.
@@ -16,14 +22,8 @@ class Progress {
 
   void show(const std::string& text);
 
-  /// Takes the line away, if one is shown, so that something else can be printed.
-  static void clearLine();
-
  private:
   bool enabled_;
 };
-
-/// True when text to standard error may be coloured or rewritten: it is a terminal.
-bool isTerminal();
 
 }  // namespace tavrin

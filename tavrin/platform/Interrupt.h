@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "tavrin/run/StopRequest.h"
+#include "tavrin/platform/StopRequest.h"
 
 namespace tavrin {
 

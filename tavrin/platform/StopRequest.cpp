@@ -1,4 +1,4 @@
-#include "tavrin/run/StopRequest.h"
+#include "tavrin/platform/StopRequest.h"
 
 namespace tavrin {
 

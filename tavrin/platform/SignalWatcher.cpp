@@ -1,4 +1,4 @@
-#include "tavrin/run/SignalWatcher.h"
+#include "tavrin/platform/SignalWatcher.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>

@@ -1,4 +1,4 @@
-#include "tavrin/run/DynamicLibrary.h"
+#include "tavrin/platform/DynamicLibrary.h"
 
 #if defined(_WIN32)
 #include <windows.h>

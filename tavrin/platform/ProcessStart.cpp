@@ -1,4 +1,4 @@
-#include "tavrin/run/ProcessStart.h"
+#include "tavrin/platform/ProcessStart.h"
 
 #if defined(_WIN32)
 // clang-format off: the other headers of the system need this one

@@ -1,16 +1,15 @@
-#include "tavrin/run/Interrupt.h"
+#include "tavrin/platform/Interrupt.h"
 
 #include <cstdlib>
 
 #include "hostcommon/Platform.h"
-#include "tavrin/CommandError.h"
-#include "tavrin/Messages.h"
-#include "tavrin/run/Progress.h"
+#include "tavrin/common/CommandError.h"
+#include "tavrin/common/Messages.h"
 
 #if defined(_WIN32)
 #include <windows.h>
 #else
-#include "tavrin/run/SignalWatcher.h"
+#include "tavrin/platform/SignalWatcher.h"
 #endif
 
 namespace tavrin {
@@ -19,7 +18,6 @@ namespace {
 
 [[noreturn]] void abortRun() {
   fail("aborted: the outputs are not complete");
-  Progress::clearLine();
   pwr::platform::removeAllPrivateDirectories();
   std::_Exit(kExitAborted);
 }

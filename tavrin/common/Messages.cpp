@@ -1,0 +1,67 @@
+#include "tavrin/common/Messages.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+
+#include "writers/host/PluginEnvironment.h"
+
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace tavrin {
+
+namespace {
+
+std::atomic<bool> g_progressShown{false};
+
+void clearProgress() {
+  if (!g_progressShown.exchange(false)) return;
+  std::fputs("\r\033[K", stderr);
+  std::fflush(stderr);
+}
+
+bool isTerminal() {
+#if defined(_WIN32)
+  return _isatty(_fileno(stderr)) != 0;
+#else
+  return isatty(STDERR_FILENO) != 0;
+#endif
+}
+
+void say(PWLogLevel threshold, const std::string& line) {
+  if (g_pluginEnvironment->getVerbosity() < threshold) return;
+  clearProgress();
+  g_pluginEnvironment->getLogger(threshold)->log(threshold, (line + "\n").c_str());
+}
+
+}  // namespace
+
+void fail(const std::string& text) {
+  say(PW_LOG_NOTE, "tavrin: error: " + text);
+}
+void warn(const std::string& text) {
+  say(PW_LOG_WARNING, "tavrin: warning: " + text);
+}
+void inform(const std::string& text) {
+  say(PW_LOG_ERROR, "tavrin: " + text);
+}
+
+Progress::Progress(bool enabled) : enabled_(enabled && isTerminal()) {}
+Progress::~Progress() {
+  clearProgress();
+}
+
+void Progress::show(const std::string& text) {
+  if (!enabled_) return;
+  const char* const noColor = std::getenv("NO_COLOR");
+  const bool plain = noColor != nullptr && *noColor != '\0';
+  std::fprintf(stderr, plain ? "\r\033[K%s" : "\r\033[K\033[2m%s\033[0m", text.c_str());
+  std::fflush(stderr);
+  g_progressShown = true;
+}
+
+}  // namespace tavrin
