@@ -13,6 +13,7 @@
 #include "TimelineTestSupport.h"
 #include "hostcommon/Descriptions.h"
 #include "writers/timeline/FixedRecords.h"
+#include "writers/timeline/RecentIds.h"
 
 namespace {
 
@@ -150,6 +151,12 @@ TEST_F(TimelineRecordsTest, Snapshot) {
     EXPECT_EQ(std::pair(system.tscHz, system.cpuHz), std::pair(hz, hz)) << mhz;
   }
 
+  // The processor's frequency is that of the timestamp clock where it is unknown.
+  const SystemSnapshot unknown =
+      snapshotOf({.tscFrequencyMHz = 2000.0F, .timestampClockFrequencyMHz = 1000});
+  EXPECT_EQ(std::tuple(unknown.tscHz, unknown.cpuHz, unknown.cpuMhz),
+            std::tuple(2'000'000'000U, 1'000'000'000U, 0U));
+
   // Modules number their cores on their own: cores of the same number are counted as one.
   using Core = std::tuple<unsigned int, int, unsigned int>;
   pwr::SystemDescription description;
@@ -276,6 +283,28 @@ TEST_F(TimelineRecordsTest, Metadata) {
                 "#14 #2 #0: nameid_attribute/nameid_attribute/info_type_info//0\n"
                 "#15 #14 #0: " +
                 x + "/" + x + "/nameid_attribute//0\n");
+}
+
+TEST_F(TimelineRecordsTest, TextsThatComeAgainSoonHaveOneId) {
+  constexpr unsigned int kRecent = 16384;
+  Rig rig;
+  const std::uint64_t often = rig.infos.getTextId("often");
+  const std::uint64_t once = rig.infos.getTextId("once");
+  for (unsigned int n = 0; n < 3 * kRecent; ++n) {
+    if (n % (kRecent / 2) == 0) {
+      EXPECT_EQ(rig.infos.getTextId("often"), often);
+    }
+    EXPECT_NE(rig.infos.getTextId(std::to_string(n)), kNone);
+  }
+  EXPECT_NE(rig.infos.getTextId("once"), once) << "any number of texts takes a bounded memory";
+  RecentIds ids(3);
+  for (unsigned int n = 0; n < 100; ++n) {
+    ids.add(std::to_string(n), n);
+    EXPECT_LE(ids.size(), 6U);
+    for (unsigned int recent = n < 2 ? 0 : n - 2; recent <= n; ++recent) {
+      EXPECT_EQ(ids.find(std::to_string(recent)), recent);
+    }
+  }
 }
 
 TEST_F(TimelineRecordsTest, Zt2Record) {

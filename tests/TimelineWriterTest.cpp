@@ -3,14 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
+#include <cmath>
 #include <string>
 #include <vector>
 
-#include "ColumnWriterTestSupport.h"
-#include "readers/PwrReader.h"
-#include "readers/PwrText.h"
-#include "writers/timeline/KorvellWriter.h"
+#include "TimelineFileLines.h"
 #include "writers/timeline/StateColors.h"
 
 namespace {
@@ -18,38 +15,10 @@ namespace {
 using column_test::descriptor;
 using pwr::Data;
 using pwr::DataElement;
+using timeline_test::Lines;
+using timeline_test::linesOf;
+using timeline_test::namesOf;
 using Type = pwr::Metric::MetricType;
-using Lines = std::vector<std::string>;
-
-/// The lines about records of a kind, without the tabs: "data", or "info" and a type.
-Lines linesOf(const std::string& bytes, const std::string& kind) {
-  std::istringstream file(bytes);
-  pwrfile::PwrReader reader;
-  Lines lines;
-  pwrfile::PwrText text(reader, [&](const std::string& line) {
-    std::string plain = line;
-    std::ranges::replace(plain, '\t', ' ');
-    // An id of the process is of no interest.
-    if (plain.starts_with("info ")) plain.erase(0, plain.find(' ', 5) + 1);
-    if (plain.starts_with(kind + " ")) lines.push_back(plain.substr(kind.size() + 1));
-  });
-  reader.readFile(file, text);
-  return lines;
-}
-
-/// Without what is "NUMBER (NAME)" but the name.
-Lines namesOf(const std::string& bytes, const std::string& kind) {
-  Lines lines = linesOf(bytes, kind);
-  for (std::string& line : lines) {
-    for (std::size_t end = line.find(" ("); end != std::string::npos; end = line.find(" (", end)) {
-      const std::size_t start = line.find_last_not_of("0123456789", end - 1) + 1;
-      line.erase(start, end + 1 - start);
-      end = start + 1;
-    }
-  }
-  return lines;
-}
-
 class TimelineWriterTest : public column_test::ColumnWriterTest<KorvellWriter> {
  protected:
   const pwr::MetricDescription* metric(pwr::MetricDescription description) {
@@ -115,11 +84,19 @@ TEST_F(TimelineWriterTest, RecordsOfEveryKindOfMetric) {
       {{.type = Type::TracedValueTransition, .quantity = megahertz},
        {Data(800U), nullptr, cpu0_, 0},
        "7",
-       "ENTITY=Package0/CPU0 QUANTITY=Frequency UINT=800 COLOR=800 MHz DURATION=3000"},
+       "ENTITY=Package0/CPU0 QUANTITY=Frequency UINT=800 COLOR=#3E3577 DURATION=3000"},
       {{.type = Type::TracedValueTransition},
        {Data(Data::IntPair(-1, 2)), nullptr, nullptr, 0},
        "7",
        "INT_LOWER_BOUND=-1 INT_UPPER_BOUND=2 DURATION=3000"},
+      {{.type = Type::TracedValueTransition},
+       {Data(5), nullptr, nullptr, 0},
+       "7",
+       "INT=5 COLOR=#21918C DURATION=3000"},
+      {{.type = Type::TracedValueTransition, .quantity = count_},
+       {Data(5), nullptr, nullptr, 0},
+       "7",
+       "QUANTITY=Count INT=5 DURATION=3000"},
       {{.type = Type::TracedEvent},
        {Data(pwr::createHandle({.name = "a handle"})), nullptr, cpu0_, 12},
        "9",
@@ -169,8 +146,8 @@ TEST_F(TimelineWriterTest, Descriptions) {
   EXPECT_EQ(namesOf(file, "timeline_group"),
             (Lines{"Core C-State Core C-State  0 (Core C-State)", "Power power  0 (Power)"}));
   EXPECT_EQ(namesOf(file, "state"), (Lines{"C1 C1  (C1) (CPU C-State)", "C6 C6  (C6) (CPU C-State)",
-                                           "0 percent 0 percent  (0 percent) (Load)",
-                                           "1 percent 1 percent  (1 percent) (Load)"}));
+                                           "0 percent 0 percent  (#E69F00) (Load)",
+                                           "1 percent 1 percent  (#56B4E9) (Load)"}));
   EXPECT_EQ(namesOf(file, "quantity_id"),
             (Lines{"CPU C-State Time  (Time) (CPU C-State)", "Load Count  (Count) (Load)"}));
   EXPECT_EQ(namesOf(file, "field_id"),
@@ -178,7 +155,7 @@ TEST_F(TimelineWriterTest, Descriptions) {
                    "Load C1  (C1) (Load)", "Load C6  (C6) (Load)"}));
   EXPECT_EQ(linesOf(file, "data").back(),
             "3000 METRIC=Load ENTITY=Package0/CPU1 FIELD=Shown QUANTITY=Count UINT=1 "
-            "COLOR=1 percent");
+            "COLOR=#56B4E9");
   EXPECT_EQ(linesOf(file, "color").front(), "C1 #BDDB3D  12442429 -");
 }
 
@@ -190,28 +167,40 @@ TEST_F(TimelineWriterTest, GroupsByFeatureQuantityAndLevel) {
     const char* feature;
     const pwr::EntityHandle* entity;
     const pwr::Quantity* quantity;
-    const char* group;  // timeline and, in parentheses, tab
+    std::string timeline;
+    std::string tab;
   } kCases[] = {
-      {"pkg-cstate", package_, nullptr, "Package C-State Package C-State  0 (Package C-State)"},
-      {"mod-cstate", module, nullptr, "Module C-State Module C-State  0 (Module C-State)"},
-      {"cstate", nullptr, nullptr, "Core C-State Core C-State  0 (Core C-State)"},
-      {"wakeups", nullptr, nullptr, "Wakeups Wakeups  0 (Wakeups)"},
-      {"s0ix-aborts", nullptr, nullptr, "Aborts Aborts  0 (Aborts)"},
-      {"vm", nullptr, nullptr, "VM Residency VM Residency  0 (VM Residency)"},
-      {"thermal", nullptr, celsius, "Temperature temperature  0 (Thermals)"},
-      {"thermal", nullptr, nullptr, "Thermals thermals  0 (Thermals)"},
-      {"anything", nullptr, nullptr, "Power power  0 (Power)"},
+      {"pkg-cstate", package_, nullptr, "Package C-State", "Package C-State"},
+      {"pkg-c-state", package_, nullptr, "Package C-State", "Package C-State"},
+      {"mod-cstate", module, nullptr, "Module C-State", "Module C-State"},
+      {"cstate", nullptr, nullptr, "Core C-State", "Core C-State"},
+      {"wakeups", nullptr, nullptr, "Wakeups", "Wakeups"},
+      {"interrupts", nullptr, nullptr, "Wakeups", "Wakeups"},
+      {"s0ix-aborts", nullptr, nullptr, "Aborts", "Aborts"},
+      {"vm", nullptr, nullptr, "VM Residency", "VM Residency"},
+      {"anything", nullptr, celsius, "Temperature", "Thermals"},
+      {"thermal", nullptr, nullptr, "Thermals", "Thermals"},
+      {"gpu-temps", nullptr, nullptr, "Thermals", "Thermals"},
+      {"anything", nullptr, nullptr, "Power", "Power"},
   };
-  Lines expected;
+  Lines timelines;
+  Lines tabs;
   for (const auto& testCase : kCases) {
     const auto* const described = pwr::createMetric({.name = "M",
                                                      .featureTag = testCase.feature,
                                                      .quantity = testCase.quantity,
                                                      .combinations = {{testCase.entity, nullptr}}});
     EXPECT_EQ(sample(described, 2000, {{Data(1), nullptr, testCase.entity, 0}}), 0);
-    expected.emplace_back(testCase.group);
+    for (const auto& [lines, name] :
+         {std::pair(&timelines, testCase.timeline), std::pair(&tabs, testCase.tab)}) {
+      lines->push_back("M " + name + "  (" + name + ") (M)");
+    }
   }
-  EXPECT_EQ(namesOf(closed("run.pwr"), "timeline_group"), expected);
+  const std::string file = closed("run.pwr");
+  EXPECT_EQ(namesOf(file, "timeline_group_id"), timelines);
+  EXPECT_EQ(namesOf(file, "tab_group_id"), tabs);
+  EXPECT_EQ(namesOf(file, "timeline_group").back(), "Power power  0 (Power)");
+  EXPECT_EQ(linesOf(file, "tab_group")[6], "Thermals thermals  0 -");
 }
 
 TEST_F(TimelineWriterTest, StatesLastUntilTheNextOneOrTheStop) {
@@ -248,28 +237,35 @@ TEST_F(TimelineWriterTest, SamplesOutOfTimeOrderAreDropped) {
     unsigned long long time;
     const pwr::EntityHandle* entity;
     std::string line;
+    PWLogLevel level = PW_LOG_DEBUG;  ///< the first fault of a series is for everyone
   } kSamples[] = {
       {1000, cpu0_, ""},
       {1000, cpu0_, ""},
-      {999, cpu0_, kStart + series0 + "current TSC: 999 <= collection start TSC: 1000\n"},
+      {999, cpu0_, kStart + series0 + "current TSC: 999 <= collection start TSC: 1000\n",
+       PW_LOG_NOTE},
       {1005, cpu0_, ""},
       {1000, cpu1_, ""},
       {1000, cpu0_, kPrevious + series0 + "current TSC: 1000 <= previous TSC: 1005\n"},
       {1005, cpu0_, kPrevious + series0 + "current TSC: 1005 <= previous TSC: 1005\n"},
       {1006, cpu0_, ""},
   };
-  std::size_t accepted = 0;
-  for (const auto& [time, entity, line] : kSamples) {
-    log_.clear();
-    EXPECT_EQ(sample(value_, time, {{Data(1), nullptr, entity, 0}}), 0);
-    EXPECT_EQ(log_.all(), line);
-    if (line.empty()) ++accepted;
+  constexpr std::size_t kAccepted = 5;
+  for (const PWLogLevel verbosity : {PW_LOG_DEBUG, PW_LOG_NOTE}) {
+    reopen();
+    g_pluginEnvironment->setVerbosity(verbosity);
+    for (const auto& [time, entity, line, level] : kSamples) {
+      log_.clear();
+      EXPECT_EQ(sample(value_, time, {{Data(1), nullptr, entity, 0}}), 0);
+      const std::size_t fatal = log_.all().find("FATAL");
+      EXPECT_EQ(fatal == std::string::npos ? "" : log_.all().substr(fatal),
+                level <= verbosity ? line : "");
+    }
   }
   g_pluginEnvironment->setVerbosity(static_cast<PWLogLevel>(-1));
   log_.clear();
-  EXPECT_EQ(sample(value_, 1006, {{Data(1), nullptr, cpu0_, 0}}), 0);
+  EXPECT_EQ(sample(value_, 999, {{Data(1), nullptr, cpu1_, 0}}), 0);
   EXPECT_EQ(log_.all(), "");
-  EXPECT_EQ(linesOf(closed("run.pwr"), "data").size(), accepted);
+  EXPECT_EQ(linesOf(closed("run.pwr"), "data").size(), kAccepted);
 }
 
 TEST_F(TimelineWriterTest, UnsupportedMetricsLeaveNothingButANote) {
@@ -328,50 +324,79 @@ TEST_F(TimelineWriterTest, UnsupportedMetricsLeaveNothingButANote) {
   EXPECT_EQ(linesOf(file, "metric").size(), supported);
 }
 
-TEST_F(TimelineWriterTest, ProcessesAndThreads) {
-  const auto event = [](const std::vector<std::pair<const char*, Data>>& values) {
-    DataElement element(Data("alarm"), nullptr, nullptr, 40);
-    auto attributes = std::make_shared<pwr::AttributeValueManager>();
-    for (const auto& [name, value] : values) {
-      attributes->addAttributeValue(pwr::Attribute::create(name, nullptr, pwr::AttributeType::Int),
-                                    value);
-    }
-    element.setAttributes(attributes);
-    return element;
-  };
-  const auto* const wakelock =
-      pwr::createMetric({.name = "Wakelock", .featureTag = "wakelock", .type = Type::TracedEvent});
-  const std::vector<DataElement> events[] = {
-      {event({{"PID", Data(7)}, {"TID", Data(71U)}, {"Reason", Data("user")}})},
-      {event({{"TID", Data(72)}, {"Nothing", Data()}, {"Share", Data(0.5)}})},
-      {event({{"PID", Data(99)}})},
-      {event({{"PID", Data("a text")}})},
-  };
-  unsigned long long time = 2000;
-  for (const auto& elements : events) EXPECT_EQ(sample(wakelock, time += 10, elements), 0);
-  // 1 and 2 are each other's parents, which cannot be; 7 is used twice.
-  metadata_->edit().processes = {{7, 8, "/bin/old", 5, 20},
-                                 {7, 8, "/bin/new", 30, 0},
-                                 {8, 0, std::string(500, 'p'), 1, 0},
-                                 {1, 2, "", 1, 2},
-                                 {2, 1, "two", 1, 2}};
-  metadata_->edit().threads = {{8, 72, 3, 4}};
+TEST_F(TimelineWriterTest, StatesThatAreNumbersShareTheirColors) {
+  const pwr::Quantity* const hertz = pwr::createQuantity(
+      {.type = pwr::QuantityType::Frequency, .name = "Frequency", .units = "Hz"});
+  const auto* const states =
+      metric({.name = "Clock", .type = Type::TracedValueTransition, .quantity = hertz});
+  for (unsigned int n = 0; n < 20000; ++n) {
+    EXPECT_EQ(sample(states, 2000 + n, {{Data(n * 400'000ULL), nullptr, cpu0_, 0}}), 0);
+  }
+  const double strange[] = {std::nan(""), -1.0, 1e300, HUGE_VAL};
+  for (unsigned int n = 0; n < std::size(strange); ++n) {
+    EXPECT_EQ(sample(states, 90000 + n, {{Data(strange[n]), nullptr, cpu0_, 0}}), 0);
+  }
   const std::string file = closed("run.pwr");
-  EXPECT_EQ(linesOf(file, "data"),
-            (Lines{"2010 METRIC=Wakelock PROCESS=/bin/new THREAD=Thread 71 INFO=alarm "
-                   "INFO=Reason: user DURATION=40",
-                   "2020 METRIC=Wakelock THREAD=Thread 72 INFO=alarm INFO=Share: 0.5 DURATION=40",
-                   "2030 METRIC=Wakelock PROCESS=Process 99 INFO=alarm DURATION=40",
-                   "2040 METRIC=Wakelock INFO=alarm INFO=PID: a text DURATION=40"}));
-  const std::string longest(196, 'p');  // half of what the names have room for
-  EXPECT_EQ(namesOf(file, "process"),
-            (Lines{"two two start 1 end 2 2 -", "Process 1 Process 1 start 1 end 2 1 (two)",
-                   longest + " " + longest + "  8 -",
-                   "/bin/new new start 5 end 20; start 30 end 0 7 (" + longest + ")",
-                   "Process 99 Process 99  99 -"}));
-  EXPECT_EQ(namesOf(file, "thread"), (Lines{"Thread 71 71  71 (/bin/new)",
-                                            "Thread 72 72 start 3 end 4 72 (" + longest + ")"}));
-  EXPECT_EQ(namesOf(file, "nameid_attribute").size(), 4U);
+  EXPECT_LT(linesOf(file, "color").size(), 640U);
+  EXPECT_EQ(linesOf(file, "data").size(), 20000 + std::size(strange));
+}
+
+TEST_F(TimelineWriterTest, DescriptionsThatAreKnownAreToldForDebugging) {
+  g_pluginEnvironment->setVerbosity(PW_LOG_DEBUG);
+  for (const auto* cpu : {cpu0_, cpu1_}) {
+    EXPECT_EQ(sample(residency_, 2000, {{Data(1U), c1_, cpu, 9}, {Data(2U), c6_, cpu, 9}}), 0);
+  }
+  closed("run.pwr");
+  const std::string start = "DEBUG: KorvellWriterPlugin:    ";
+  for (const char* line :
+       {"Entity 'CPU0' metadata", "Entity 'Package0' topology", "Entity 'CPU1' metadata",
+        "State 'C1' metadata", "State 'C6' metadata"}) {
+    EXPECT_NE(log_.all().find(start + line + " already processed. Skipping...\n"),
+              std::string::npos)
+        << line;
+  }
+}
+
+TEST_F(TimelineWriterTest, EntitiesBelowTooManyOthersAreRefused) {
+  const pwr::EntityHandle* entity = nullptr;
+  std::vector<const pwr::EntityHandle*> chain;
+  for (int n = 0; n < 100000; ++n) {
+    entity = pwr::createEntity({.name = "E" + std::to_string(n), .parent = entity});
+    chain.push_back(entity);
+  }
+  const auto* const other = metric({.name = "Deep"});
+  EXPECT_EQ(sample(value_, 2000, {{Data(1), nullptr, chain[255], 0}}), 0);
+  EXPECT_EQ(log_.all(), "");
+  EXPECT_EQ(sample(other, 2000, {{Data(1), nullptr, chain[256], 0}}), 1);
+  EXPECT_EQ(sample(metric({}), 2000, {{Data(1), nullptr, entity, 0}}), 1);
+  EXPECT_EQ(log_.all(),
+            "WARNING: KorvellWriterPlugin:    Entity 'E256' is below more than 255 "
+            "others.\nWARNING: KorvellWriterPlugin:    Entity 'E99999' is below more "
+            "than 255 others.\n");
+  const std::string file = closed("run.pwr");
+  EXPECT_EQ(linesOf(file, "entity").size(), 256U);
+  EXPECT_EQ(linesOf(file, "data").size(), 1U);
+}
+
+TEST_F(TimelineWriterTest, TextsAreKeptAsTheyAre) {
+  using namespace std::string_literals;
+  const pwr::Quantity* const bare = pwr::createQuantity({.name = "Bare"});
+  const pwr::Attribute* const range = pwr::Attribute::create("R", bare, pwr::AttributeType::Info);
+  const pwr::Attribute* const plain = pwr::Attribute::create("", nullptr, pwr::AttributeType::Info);
+  const auto attributes = std::make_shared<pwr::AttributeValueManager>();
+  attributes->addAttributeValue(range, Data(Data::RealPair(0.5, -2)));
+  attributes->addAttributeValue(plain, Data("\xff\x80"));
+  DataElement element(Data("a\0b"s), nullptr, nullptr, 0);
+  element.setAttributes(attributes);
+  EXPECT_EQ(sample(value_, 2000, {element}), 0);
+  EXPECT_EQ(sample(value_, 3000, {{Data("a\0c"s), nullptr, nullptr, 0}}), 0);
+  EXPECT_EQ(sample(value_, 4000, {{Data(std::string(70000, '\x80')), nullptr, nullptr, 0}}), 0);
+  const std::string file = closed("run.pwr");
+  EXPECT_NE(file.find("a\0ba\0bnameid_attribute\0"s), std::string::npos);
+  const Lines data = linesOf(file, "data");
+  EXPECT_EQ(data[0].substr(0, 56), "2000 METRIC=Value INFO=a\\x00b INFO=R: 0.5 - -2() INFO=: ");
+  EXPECT_EQ(data[1], "3000 METRIC=Value INFO=a\\x00c");
+  EXPECT_EQ(linesOf(file, "nameid_attribute").size(), 5U);
 }
 
 TEST_F(TimelineWriterTest, LongTextsAreCutBetweenCharacters) {
@@ -424,12 +449,25 @@ TEST(StateColors, DarkerTheDeeperAndStableForOtherNames) {
       {"Active", "idle", "Off"},
       {"S0", "S3", "S0i3", "S5"},
       {"4.2 GHz", "3600 MHz", "800000 kHz", "0 Hz"},
+      {"Guest", "cpu-sleep-0", "cpu-sleep-1", "cluster-sleep-0", "suspend"},
+      {"L0", "L0s", "L1", "L1.2", "L2", "L3"},
+      {"running", "standby", "Suspend"},
   };
   for (const auto& names : kFromLightToDark) {
     for (std::size_t n = 1; n < names.size(); ++n) {
       EXPECT_GT(lightness(names[n - 1]), lightness(names[n])) << names[n];
     }
   }
+  const std::pair<const char*, const char*> kSame[] = {
+      {"C1_ACPI", "C1"},        {"c1e_acpi", "C1E"},
+      {"C3-x", "C3"},           {"RC6", "C6"},
+      {"Guest", "user"},        {"standby", "sleep"},
+      {"suspend", "suspended"}, {"cpu-sleep-0-1", "cpu-sleep-0"},
+  };
+  for (const auto& [name, same] : kSame) EXPECT_EQ(stateColor(name), stateColor(same)) << name;
+  EXPECT_EQ(stateColor(6, ""), stateColor("C6"));
+  EXPECT_EQ(stateColor(2.4, "GHz"), stateColor("2400 MHz"));
+  EXPECT_EQ(stateColor(-12, ""), stateColor(4, "mV"));
   EXPECT_EQ(stateColor("C0"), 0xFDE725U);
   EXPECT_EQ(stateColor("C10"), 0x440154U);
   EXPECT_EQ(stateColor("info"), stateColor("info"));

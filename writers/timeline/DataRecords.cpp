@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-#include "writers/timeline/TruncatedReal.h"
+#include "writers/timeline/RecordBytes.h"
 
 namespace {
 
@@ -15,7 +15,6 @@ namespace zt2 = pwrfile::zt2_record;
 // Once per process, as analyzers are told about the kind of file and not about each one.
 bool g_realNoteDone = false;
 bool g_realRangeNoteDone = false;
-bool g_dataWritten = false;
 
 constexpr std::array<const char*, pwrfile::kAttributeTypes> kTypeNames = {
     "METRIC          ", "ENTITY          ", "FIELD           ", "PROCESS         ",
@@ -25,36 +24,31 @@ constexpr std::array<const char*, pwrfile::kAttributeTypes> kTypeNames = {
     "REAL_LOWER_BOUND", "REAL_UPPER_BOUND", "DURATION        "};
 
 int refuseNoList() {
-  PW_LOG(kTimelineLog, PW_LOG_WARNING,
-         "WARNING: KorvellWriterPlugin:    Invalid attribute list.\n");
+  TIMELINE_WARNING("Invalid attribute list.\n");
   return 1;
 }
 
 int refuseTooMany() {
-  PW_LOG(kTimelineLog, PW_LOG_WARNING,
-         "WARNING: KorvellWriterPlugin:    Maximum attribute count '%d' exceeded.\n",
-         static_cast<int>(AttributeList::kCapacity));
+  TIMELINE_WARNING("Maximum attribute count '%d' exceeded.\n",
+                   static_cast<int>(AttributeList::kCapacity));
   return 1;
 }
 
 int refuseType() {
-  PW_LOG(kTimelineLog, PW_LOG_WARNING,
-         "WARNING: KorvellWriterPlugin:    Unsupported data type obtained.\n");
+  TIMELINE_WARNING("Unsupported data type obtained.\n");
   return 1;
 }
 
 /// `what`: "integer value" or one of its bounds.
 int addInt(AttributeType type, const char* what, long long value, AttributeList* list) {
   if (DataRecords::addAttribute(type, static_cast<std::uint64_t>(value), list) == 0) return 0;
-  PW_LOG(kTimelineLog, PW_LOG_WARNING,
-         "WARNING: KorvellWriterPlugin:    Unable to add %s '%lld' to the record.\n", what, value);
+  TIMELINE_WARNING("Unable to add %s '%lld' to the record.\n", what, value);
   return 1;
 }
 
 int addUInt(AttributeType type, const char* what, unsigned long long value, AttributeList* list) {
   if (DataRecords::addAttribute(type, value, list) == 0) return 0;
-  PW_LOG(kTimelineLog, PW_LOG_WARNING,
-         "WARNING: KorvellWriterPlugin:    Unable to add %s '%llu' to the record.\n", what, value);
+  TIMELINE_WARNING("Unable to add %s '%llu' to the record.\n", what, value);
   return 1;
 }
 
@@ -67,10 +61,6 @@ bool isRange(DataType type) {
 DataRecords::DataRecords(TimelineOutput& output, InfoRecords& infos, QuantityInfos& quantities,
                          bool legacy)
     : output_(output), infos_(infos), quantities_(quantities), legacy_(legacy) {}
-
-bool DataRecords::isDataWritten() {
-  return g_dataWritten;
-}
 
 int DataRecords::refuseAttribute_i(const AttributeList* list) {
   return list == nullptr ? refuseNoList() : refuseTooMany();
@@ -89,24 +79,19 @@ void DataRecords::noteManyAttributes_i(const AttributeList& list) {
 
 void DataRecords::logAttribute_i(AttributeType type, std::uint64_t value,
                                  const AttributeList& list) {
-  kTimelineLog.write(
-      PW_LOG_DEBUG,
-      "DEBUG: KorvellWriterPlugin:    Adding 'type: %s value: %llu' to record at [%d].\n",
-      kTypeNames.at(static_cast<std::size_t>(type)), static_cast<unsigned long long>(value),
-      static_cast<int>(list.count));
+  TIMELINE_DEBUG("Adding 'type: %s value: %llu' to record at [%d].\n",
+                 kTypeNames.at(static_cast<std::size_t>(type)),
+                 static_cast<unsigned long long>(value), static_cast<int>(list.count));
 }
 
 int DataRecords::addQuantity_i(const pwr::Quantity& quantity, AttributeList* list) {
   const std::uint64_t id = quantities_.idOf(&quantity);
   if (id == pwrfile::kNone) {
-    PW_LOG(kTimelineLog, PW_LOG_WARNING,
-           "WARNING: KorvellWriterPlugin:    Failed to handle quantity metadata uid:%llu'.\n",
-           quantity.getId());
+    TIMELINE_WARNING("Failed to handle quantity metadata uid:%llu'.\n", quantity.getId());
     return 1;
   }
   if (addAttribute(AttributeType::Quantity, id, list) == 0) return 0;
-  PW_LOG(kTimelineLog, PW_LOG_WARNING,
-         "WARNING: KorvellWriterPlugin:    Unable to add quantity attribute to the record.\n");
+  TIMELINE_WARNING("Unable to add quantity attribute to the record.\n");
   return 1;
 }
 
@@ -175,19 +160,18 @@ int DataRecords::addRange_i(const pwr::Data& data, AttributeList* list) {
 int DataRecords::addReal_i(AttributeType type, const char* what, double value,
                            AttributeList* list) {
   if (addAttribute(type, encodeReal_i(what, value), list) == 0) return 0;
-  PW_LOG(kTimelineLog, PW_LOG_WARNING,
-         "WARNING: KorvellWriterPlugin:    Unable to add %s '%lf' to the record.\n", what, value);
+  TIMELINE_WARNING("Unable to add %s '%lf' to the record.\n", what, value);
   return 1;
 }
 
 std::uint64_t DataRecords::encodeReal_i(const char* what, double value) const {
   const std::uint64_t encoded =
       legacy_ ? truncatedReal(value) : std::bit_cast<std::uint64_t>(value);
-  PW_LOG(kTimelineLog, PW_LOG_DEBUG,
-         "DEBUG: KorvellWriterPlugin:    Adding %s '%lf' to the record. Encoded 64bit value: %llu, "
-         "real value: %lf\n",
-         what, value, static_cast<unsigned long long>(encoded),
-         legacy_ ? static_cast<double>(encoded) : std::bit_cast<double>(encoded));
+  TIMELINE_DEBUG(
+      "Adding %s '%lf' to the record. Encoded 64bit value: %llu, "
+      "real value: %lf\n",
+      what, value, static_cast<unsigned long long>(encoded),
+      legacy_ ? static_cast<double>(encoded) : std::bit_cast<double>(encoded));
   return encoded;
 }
 
@@ -206,8 +190,7 @@ int DataRecords::addString_i(const pwr::Data& data, AttributeList* list, std::st
     return 0;
   }
   if (addStringValue(text, list) == 0) return 0;
-  PW_LOG(kTimelineLog, PW_LOG_WARNING,
-         "WARNING: KorvellWriterPlugin:    Unable to process string value '%s'.\n", text.c_str());
+  TIMELINE_WARNING("Unable to process string value '%s'.\n", text.c_str());
   return 1;
 }
 
@@ -224,9 +207,8 @@ int DataRecords::addAsText_i(const pwr::Data& data, const pwr::Quantity* quantit
     return 0;
   }
   if (addStringValue(text, list) == 0) return 0;
-  PW_LOG(kTimelineLog, PW_LOG_WARNING,
-         "WARNING: KorvellWriterPlugin:    Unable to process value%s attribute as string'.\n",
-         isRange(data.getType()) ? " range" : "");
+  TIMELINE_WARNING("Unable to process value%s attribute as string'.\n",
+                   isRange(data.getType()) ? " range" : "");
   return 1;
 }
 
@@ -252,22 +234,16 @@ int DataRecords::writeZt2Record(std::uint64_t tsc, std::uint64_t streamKey, Attr
   putLittleEndian(start + pwrfile::kDataVersion,
                   legacy_ ? pwrfile::kLegacyVersion : pwrfile::kVersion);
   putLittleEndian(start + zt2::kCount, static_cast<std::uint16_t>(list->count));
-  const int status = output_.writeRecord(streamKey, start, size);
-  if (status == 0) g_dataWritten = true;
-  return status;
+  return output_.writeData(streamKey, start, size);
 }
 
 void DataRecords::logRecord_i(std::uint64_t tsc, std::uint64_t streamKey, const AttributeList& list,
                               std::size_t size) const {
-  kTimelineLog.write(PW_LOG_DEBUG,
-                     "DEBUG: KorvellWriterPlugin:    Writing ZT2 record. Metric: %s. TSC: %llu.\n",
-                     output_.nameOf(streamKey).c_str(), static_cast<unsigned long long>(tsc));
+  TIMELINE_DEBUG("Writing ZT2 record. Metric: %s. TSC: %llu.\n", output_.nameOf(streamKey).c_str(),
+                 static_cast<unsigned long long>(tsc));
   for (std::uint32_t i = 0; i < list.count; ++i) {
-    kTimelineLog.write(PW_LOG_DEBUG, "DEBUG: KorvellWriterPlugin:    \tType: %s Value: %llu\n",
-                       kTypeNames.at(list.typeAt(i)),
-                       static_cast<unsigned long long>(list.valueAt(i)));
+    TIMELINE_DEBUG("\tType: %s Value: %llu\n", kTypeNames.at(list.typeAt(i)),
+                   static_cast<unsigned long long>(list.valueAt(i)));
   }
-  kTimelineLog.write(PW_LOG_DEBUG,
-                     "DEBUG: KorvellWriterPlugin:    Size of zt2 record is: %lu bytes.\n",
-                     static_cast<unsigned long>(size));
+  TIMELINE_DEBUG("Size of zt2 record is: %lu bytes.\n", static_cast<unsigned long>(size));
 }

@@ -41,9 +41,6 @@ class DataRecords {
   /// metric's id. `tsc`: ticks.
   int writeZt2Record(std::uint64_t tsc, std::uint64_t streamKey, AttributeList* list);
 
-  /// Whether a data record was written in this process, by whatever writer.
-  static bool isDataWritten();
-
  private:
   static inline bool attributeNoteDone_ = false;  // once per process
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -25,7 +26,8 @@ void forEachAttribute(const pwr::DataElement& element, const Visit& visit) {
   }
 }
 
-/// The process and the thread that an event belongs to, where its attributes tell.
+/// The process and the thread that an event belongs to, by their numbers, where its attributes
+/// tell.
 struct EventOwner {
   std::optional<long long> pid;
   std::optional<long long> tid;
@@ -47,4 +49,10 @@ struct EventOwner {
         value.getType() == pwr::DataType::Int || value.getType() == pwr::DataType::UInt;
     return isWhole && (attribute == pwr::kPidAttribute || attribute == pwr::kTidAttribute);
   }
+};
+
+/// The same by the ids of their descriptions. One that is not told has none.
+struct OwnerIds {
+  std::uint64_t process = 0;
+  std::uint64_t thread = 0;
 };

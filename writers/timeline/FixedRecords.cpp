@@ -6,57 +6,24 @@
 #include <string_view>
 
 #include "formats/pwr_format.h"
-#include "writers/LittleEndian.h"
+#include "writers/timeline/RecordBytes.h"
 #include "writers/timeline/TimelineLog.h"
 
 namespace {
 
 using pwrfile::FixedRecord;
 
-/// A record under construction, filled field by field.
-class RecordBytes {
- public:
-  template <typename T>
-  void put(T value) {
-    std::array<std::byte, sizeof(T)> field{};
-    putLittleEndian(field.data(), value);
-    for (const std::byte byte : field) bytes_ += static_cast<char>(byte);
-  }
-  /// The header; `expectedSize` is the size that the whole record should come to.
-  void putHeader(FixedRecord id, std::size_t expectedSize) {
-    using namespace pwrfile;
-    put(kFixedMark);
-    put(static_cast<std::uint16_t>(expectedSize - kFixedLengthLess));
-    put(static_cast<std::uint16_t>(id));
-    put(kFixedVersionValue);
-  }
-  void putText(std::string_view text) { bytes_ += text; }
-  void putZeroes(std::size_t count) { bytes_.append(count, '\0'); }
+int writeTo(TimelineOutput& output, const RecordBytes& record, std::uint64_t streamKey) {
+  return output.writeRecord(streamKey, record.data(), record.size());
+}
 
-  int writeTo(TimelineOutput& output, std::uint64_t streamKey) const {
-    return output.writeRecord(streamKey, reinterpret_cast<const std::byte*>(bytes_.data()),
-                              bytes_.size());
-  }
-  /// For records of variable size; `name` is how messages call them.
-  int writeChecked(const char* name, TimelineOutput& output, std::uint64_t streamKey) const {
-    if (hasStatedSize_i()) return writeTo(output, streamKey);
-    PW_LOG(kTimelineLog, PW_LOG_WARNING,
-           "WARNING: KorvellWriterPlugin:    %s record size mismatch.\n", name);
-    return 1;
-  }
-
- private:
-  /// Whether the record is as long as its header says: a length beyond 16 bits never is.
-  bool hasStatedSize_i() const {
-    std::size_t stated = 0;
-    for (const std::size_t i : {std::size_t{1}, std::size_t{0}}) {
-      stated = stated << 8U | static_cast<unsigned char>(bytes_[pwrfile::kFixedLength + i]);
-    }
-    return bytes_.size() == stated + pwrfile::kFixedLengthLess;
-  }
-
-  std::string bytes_;
-};
+/// For records of variable size; `name` is how messages call them.
+int writeChecked(const char* name, TimelineOutput& output, const RecordBytes& record,
+                 std::uint64_t streamKey) {
+  if (record.hasStatedSize()) return writeTo(output, record, streamKey);
+  TIMELINE_WARNING("%s record size mismatch.\n", name);
+  return 1;
+}
 
 /// What the file has of a text: it ends at the first NUL, and its length with terminator has to
 /// fit into 16 bits.
@@ -80,7 +47,7 @@ int writeCollectionInfo(const SystemSnapshot& system, std::uint64_t streamKey,
   bytes.put(record::kFlagsValue);
   bytes.put(static_cast<std::uint8_t>(record::kCollector.size()));
   bytes.putText(record::kCollector);
-  return bytes.writeChecked("Collection info", output, streamKey);
+  return writeChecked("Collection info", output, bytes, streamKey);
 }
 
 int writeSystemInfo(const SystemSnapshot& system, std::uint64_t streamKey, TimelineOutput& output) {
@@ -98,7 +65,7 @@ int writeSystemInfo(const SystemSnapshot& system, std::uint64_t streamKey, Timel
     bytes.putText(text);
     bytes.putZeroes(1);
   }
-  return bytes.writeChecked("System info", output, streamKey);
+  return writeChecked("System info", output, bytes, streamKey);
 }
 
 /// Each failure also tells the other frequency, which is the valid one.
@@ -106,23 +73,19 @@ bool checkFrequencies(const SystemSnapshot& system) {
   const unsigned long long tscHz = system.tscHz;
   const unsigned long long cpuHz = system.cpuHz;
   if (tscHz == 0) {
-    PW_LOG(kTimelineLog, PW_LOG_WARNING,
-           "WARNING: KorvellWriterPlugin:    Invalid TSC clock frequency: %lluHz\n", tscHz);
-    PW_LOG(kTimelineLog, PW_LOG_INFO, "INFO: KorvellWriterPlugin:    CPU frequency: %lluHz\n",
-           cpuHz);
+    TIMELINE_WARNING("Invalid TSC clock frequency: %lluHz\n", tscHz);
+    TIMELINE_INFO("CPU frequency: %lluHz\n", cpuHz);
     return false;
   }
   if (cpuHz == 0) {
-    PW_LOG(kTimelineLog, PW_LOG_WARNING,
-           "WARNING: KorvellWriterPlugin:    Invalid CPU frequency: %lluHz\n", cpuHz);
-    PW_LOG(kTimelineLog, PW_LOG_INFO, "INFO: KorvellWriterPlugin:    TSC clock frequency: %lluHz\n",
-           tscHz);
+    TIMELINE_WARNING("Invalid CPU frequency: %lluHz\n", cpuHz);
+    TIMELINE_INFO("TSC clock frequency: %lluHz\n", tscHz);
     return false;
   }
-  PW_LOG(kTimelineLog, PW_LOG_DEBUG,
-         "DEBUG: KorvellWriterPlugin:    TSC frequency: %lluHz, CPU frequency: %lluHz, Korvell CPU "
-         "frequency: %lluHz\n",
-         tscHz, cpuHz, tscHz);
+  TIMELINE_DEBUG(
+      "TSC frequency: %lluHz, CPU frequency: %lluHz, Korvell CPU "
+      "frequency: %lluHz\n",
+      tscHz, cpuHz, tscHz);
   return true;
 }
 
@@ -145,7 +108,7 @@ int writeHardwareConfiguration(const SystemSnapshot& system, std::uint64_t strea
       bytes.put(static_cast<std::uint8_t>(id));
     }
   }
-  return bytes.writeChecked("Hardware configuration", output, streamKey);
+  return writeChecked("Hardware configuration", output, bytes, streamKey);
 }
 
 int writeCollectionStart(const SystemSnapshot& system, std::uint64_t streamKey,
@@ -157,7 +120,7 @@ int writeCollectionStart(const SystemSnapshot& system, std::uint64_t streamKey,
   bytes.put(record::kThird);
   bytes.put(system.collectionStartTsc);
   bytes.put(system.collectionValueDiv100);
-  return bytes.writeTo(output, streamKey);
+  return writeTo(output, bytes, streamKey);
 }
 
 int writeFrequency(const SystemSnapshot& system, std::uint64_t streamKey, TimelineOutput& output) {
@@ -167,7 +130,7 @@ int writeFrequency(const SystemSnapshot& system, std::uint64_t streamKey, Timeli
   bytes.put(record::kKindValue);
   bytes.putZeroes(record::kCpuMhz - record::kKind - sizeof(record::kKindValue));
   bytes.put(static_cast<std::uint32_t>(system.cpuMhz));
-  return bytes.writeTo(output, streamKey);
+  return writeTo(output, bytes, streamKey);
 }
 
 }  // namespace
@@ -176,7 +139,7 @@ int writeMagicRecord(std::uint64_t streamKey, TimelineOutput& output) {
   RecordBytes bytes;
   bytes.put(pwrfile::magic_record::kMark);
   bytes.put(pwrfile::magic_record::kMagic);
-  return bytes.writeTo(output, streamKey);
+  return writeTo(output, bytes, streamKey);
 }
 
 int writeFixedRecords(const SystemSnapshot& system, std::uint64_t streamKey,
@@ -196,8 +159,7 @@ int writeFixedRecords(const SystemSnapshot& system, std::uint64_t streamKey,
   }};
   for (const Step& step : kSteps) {
     if (step.write(system, streamKey, output) == 0) continue;
-    PW_LOG(kTimelineLog, PW_LOG_WARNING,
-           "WARNING: KorvellWriterPlugin:    Failed to write %s record.\n", step.name);
+    TIMELINE_WARNING("Failed to write %s record.\n", step.name);
     return 1;
   }
   return 0;

@@ -63,9 +63,9 @@ int KorvellWriter::writeMessage(const pwr::SystemMessage& message) {
   output_->converter.setCollectionStart(system.collectionStartTsc);
   int status = writeFixedRecords(system, message.getId(), output_->file);
   if (status == 0 && output_->infos.writeMetricTypes() != 0) {
-    PW_LOG(kTimelineLog, PW_LOG_WARNING,
-           "WARNING: KorvellWriterPlugin:    Failed to write metric class type metadata "
-           "records.\n");
+    TIMELINE_WARNING(
+        "Failed to write metric class type metadata "
+        "records.\n");
     status = 1;
   }
   if (status != 0) output_->file.setUnusable();
@@ -96,8 +96,7 @@ int KorvellWriter::closeOutput() {
 bool KorvellWriter::endRun_i() {
   const char* fault = nullptr;
   if (output_->system == nullptr) {
-    PW_LOG(kTimelineLog, PW_LOG_WARNING,
-           "WARNING: KorvellWriterPlugin:    Failed to obtain a system metadata message.\n");
+    TIMELINE_WARNING("Failed to obtain a system metadata message.\n");
     output_->file.setUnusable();
     return true;
   }
@@ -107,7 +106,7 @@ bool KorvellWriter::endRun_i() {
     fault = "Failed to write magic record.";
   }
   if (fault == nullptr) return true;
-  PW_LOG(kTimelineLog, PW_LOG_WARNING, "WARNING: KorvellWriterPlugin:    %s\n", fault);
+  TIMELINE_WARNING("%s\n", fault);
   output_->file.setUnusable();
   return false;
 }

@@ -2,7 +2,6 @@
 
 #include <set>
 
-#include "writers/timeline/InfoTexts.h"
 #include "writers/timeline/TimelineLog.h"
 
 using pwrfile::kNone;
@@ -22,6 +21,23 @@ std::string_view nameOf(MetricClass metricClass) {
     if (entry.metricClass == metricClass) return entry.longName;
   }
   return {};
+}
+
+/// The name of the state that a value stands for: its text, with its unit where there is one.
+std::string stateName(const pwr::Data& value, const pwr::Quantity* quantity) {
+  std::string name;
+  value.toString(name);
+  if (value.isNumeric() && quantity != nullptr && !quantity->toUnitsString().empty()) {
+    name += ' ' + quantity->toUnitsString();
+  }
+  return name;
+}
+
+/// Several entities have the same states.
+bool isNewState(const std::string& name, std::set<std::string>& written) {
+  if (written.insert(name).second) return true;
+  TIMELINE_DEBUG("State '%s' metadata already processed. Skipping...\n", name.c_str());
+  return false;
 }
 
 bool nameFits(const pwr::Metric& metric) {
@@ -49,15 +65,6 @@ MetricClass metricClassOf(const pwr::Metric& metric) {
   return MetricClass::TracedEvent;
 }
 
-std::string stateName(const pwr::Data& value, const pwr::Quantity* quantity) {
-  std::string name;
-  value.toString(name);
-  if (value.isNumeric() && quantity != nullptr && !quantity->toUnitsString().empty()) {
-    name += ' ' + quantity->toUnitsString();
-  }
-  return name;
-}
-
 MetricInfos::Announced MetricInfos::announce(const pwr::Metric& metric) {
   Announced announced;
   const pwr::Quantity* const quantity = metric.getQuantity();
@@ -79,7 +86,7 @@ MetricInfos::Announced MetricInfos::announce(const pwr::Metric& metric) {
   if (fault == nullptr) {
     announced.id = newId();
   } else {
-    PW_LOG(kTimelineLog, PW_LOG_WARNING, "WARNING: KorvellWriterPlugin:    %s\n", fault);
+    TIMELINE_WARNING("%s\n", fault);
   }
   return announced;
 }
@@ -104,22 +111,20 @@ std::uint64_t MetricInfos::writeGroup_i(const char* kind, std::string_view typeN
                                         std::string_view name, std::uint64_t parent) {
   const std::uint64_t id = newId();
   const std::string text(name);
-  if (infos_.write(typeName, {name, shortGroupName(name), {}}, 0, id, parent) != 0) {
-    PW_LOG(kTimelineLog, PW_LOG_WARNING,
-           "WARNING: KorvellWriterPlugin:    Failed to write %s group metadata '%s:%llu'.\n", kind,
-           text.c_str(), static_cast<unsigned long long>(id));
+  if (infos_.writeNew(typeName, {name, shortGroupName(name), {}}, 0, id, parent) != 0) {
+    TIMELINE_WARNING("Failed to write %s group metadata '%s:%llu'.\n", kind, text.c_str(),
+                     static_cast<unsigned long long>(id));
     return kNone;
   }
-  PW_LOG(kTimelineLog, PW_LOG_DEBUG,
-         "DEBUG: KorvellWriterPlugin:    Wrote %s group metadata '%s:%llu'.\n", kind, text.c_str(),
-         static_cast<unsigned long long>(id));
+  TIMELINE_DEBUG("Wrote %s group metadata '%s:%llu'.\n", kind, text.c_str(),
+                 static_cast<unsigned long long>(id));
   return id;
 }
 
 int MetricInfos::write(const pwr::Metric& metric, const Announced& announced) {
   const std::string name = metric.getName();
-  if (infos_.write(info_type::kMetric, {name, metric.getFeatureSwitchTag(), {}}, metric.getId(),
-                   announced.id, kNone) != 0) {
+  if (infos_.writeNew(info_type::kMetric, {name, metric.getFeatureSwitchTag(), {}}, metric.getId(),
+                      announced.id, kNone) != 0) {
     return 1;
   }
   return writeRelations_i(metric, announced) != 0 || writeStates_i(metric, announced.id) != 0 ? 1
@@ -163,29 +168,33 @@ int MetricInfos::writeRelation_i(const pwr::Metric& metric, std::uint64_t metric
                                  const Relation& relation) {
   const std::string name = metric.getName();
   const InfoTexts texts = InfoTexts{name, relation.shortName, {}}.fitting(relation.typeName);
-  return infos_.write(relation.typeName, texts, relation.value, newId(), metricId);
+  return infos_.writeNew(relation.typeName, texts, relation.value, newId(), metricId);
 }
 
 int MetricInfos::writeStates_i(const pwr::Metric& metric, std::uint64_t metricId) {
+  std::set<std::string> written;
   if (metricClassOf(metric) != MetricClass::FiniteSetCounter) {
     for (const pwr::Data& value : metric.getFiniteSetValues()) {
-      if (writeState_i(stateName(value, metric.getQuantity()), metricId) != 0) return 1;
+      const std::string name = stateName(value, metric.getQuantity());
+      if (!isNewState(name, written)) continue;
+      const std::uint64_t color = descriptions_.colorId(value, metric.getQuantity());
+      if (writeState_i(name, color, metricId) != 0) return 1;
     }
     return 0;
   }
   // The states of a counter are its fields: how often or how long each of them was taken.
-  std::set<std::string> written;
   for (const auto& combination : metric.getEntityDescriptorCombinations()) {
-    const pwr::DataDescriptor* const field = combination.descriptor;
-    if (field == nullptr || !written.insert(field->getName()).second) continue;
-    if (writeState_i(field->getName(), metricId) != 0) return 1;
+    if (combination.descriptor == nullptr) continue;
+    const std::string& name = combination.descriptor->getName();
+    if (!isNewState(name, written)) continue;
+    if (writeState_i(name, descriptions_.colorId(name), metricId) != 0) return 1;
   }
   return 0;
 }
 
-int MetricInfos::writeState_i(const std::string& name, std::uint64_t metricId) {
-  const std::uint64_t color = descriptions_.colorId(name);
+int MetricInfos::writeState_i(const std::string& name, std::uint64_t color,
+                              std::uint64_t metricId) {
   if (color == kNone) return 1;
   const InfoTexts texts = InfoTexts{name, name, {}}.fitting(info_type::kState);
-  return infos_.write(info_type::kState, texts, color, newId(), metricId);
+  return infos_.writeNew(info_type::kState, texts, color, newId(), metricId);
 }

@@ -16,9 +16,6 @@
 /// a finite set.
 pwrfile::MetricClass metricClassOf(const pwr::Metric& metric);
 
-/// The name of the state that a value stands for: its text, with its unit where there is one.
-std::string stateName(const pwr::Data& value, const pwr::Quantity* quantity);
-
 /// Writes what describes the metrics of a timeline file. A metric is announced when its first
 /// sample comes, which gives it an id and writes what it refers to; the metric itself is written at
 /// the end of the run, when it is known that its data is in the file. (Descriptions precede all
@@ -57,7 +54,7 @@ class MetricInfos {
   int writeFields_i(const pwr::Metric& metric, std::uint64_t metricId);
   int writeRelation_i(const pwr::Metric& metric, std::uint64_t metricId, const Relation& relation);
   int writeStates_i(const pwr::Metric& metric, std::uint64_t metricId);
-  int writeState_i(const std::string& name, std::uint64_t metricId);
+  int writeState_i(const std::string& name, std::uint64_t color, std::uint64_t metricId);
 
   InfoRecords& infos_;
   QuantityInfos& quantities_;

@@ -1,113 +1,168 @@
 #include "writers/timeline/ProcessInfos.h"
 
+#include <string>
+#include <string_view>
+#include <vector>
+
 #include "formats/pwr_format.h"
-#include "writers/timeline/InfoTexts.h"
+#include "writers/host/UniqueId.h"
 
 using pwrfile::kNone;
 namespace info_type = pwrfile::info_type;
 
 namespace {
 
-/// "start 5 end 9; start 12 end 0"
-template <typename Life>
-std::string lifetimesText(const std::vector<const Life*>& lives) {
-  std::string text;
-  for (const Life* life : lives) {
-    if (!text.empty()) text += "; ";
-    text += "start " + std::to_string(life->getStartTime()) + " end " +
-            std::to_string(life->getEndTime());
-  }
-  return text;
+template <typename Described>
+Lifetime lifetimeFrom(const Described& described) {
+  Lifetime life{.start = described.getStartTime()};
+  // 0: it still runs.
+  if (described.getEndTime() != 0)
+    life.end = std::max(life.start, std::uint64_t{described.getEndTime()});
+  return life;
 }
 
-std::string lastPart(const std::string& path) {
-  return path.substr(path.find_last_of("/\\") + 1);
+/// "start 5 end 9"; empty where nothing is known.
+template <typename Described>
+std::string lifetimeText(const Described* described) {
+  if (described == nullptr) return {};
+  return "start " + std::to_string(described->getStartTime()) + " end " +
+         std::to_string(described->getEndTime());
+}
+
+/// The texts of a process. Times are told in full, so that it is the path that gives way: its last
+/// part loses its end, and the path as a whole its start.
+InfoTexts processTexts(std::string_view path, std::string_view lifetime, std::string& shortened) {
+  constexpr std::string_view kCut = "...";
+  std::size_t room =
+      pwrfile::info_record::kMaxNames - 1 - info_type::kProcess.size() - lifetime.size();
+  const std::string_view lastPart = path.substr(path.find_last_of("/\\") + 1);
+  const std::string_view shortName = cutToFit(lastPart, room / 2);
+  room -= shortName.size();
+  if (path.size() <= room) return {path, shortName, lifetime};
+  shortened.assign(kCut).append(endThatFits(path, room - kCut.size()));
+  return {shortened, shortName, lifetime};
 }
 
 }  // namespace
 
-ProcessInfos::KnownProcess& ProcessInfos::process_i(long long pid) {
-  KnownProcess& process = processes_[pid];
-  if (process.id == 0) process.id = pwr::UniqueId().getId();
-  return process;
-}
-
-ProcessInfos::KnownThread& ProcessInfos::thread_i(long long tid) {
-  KnownThread& thread = threads_[tid];
-  if (thread.id == 0) thread.id = pwr::UniqueId().getId();
-  return thread;
-}
-
-std::uint64_t ProcessInfos::processId(long long pid) {
-  return process_i(pid).id;
-}
-
-std::uint64_t ProcessInfos::threadId(long long tid) {
-  return thread_i(tid).id;
-}
-
-std::uint64_t ProcessInfos::threadId(long long pid, long long tid) {
-  KnownThread& thread = thread_i(tid);
-  thread.hasProcess = true;
-  thread.pid = pid;
-  return thread.id;
-}
-
-int ProcessInfos::write(const pwr::SystemMetadata& metadata) {
-  collect_i(metadata);
-  for (auto& [pid, process] : processes_) {
-    if (writeProcess_i(pid, process) != 0) return 1;
-  }
-  for (const auto& [tid, thread] : threads_) {
-    if (writeThread_i(tid, thread) != 0) return 1;
-  }
-  return 0;
-}
-
-void ProcessInfos::collect_i(const pwr::SystemMetadata& metadata) {
+void ProcessInfos::setLifetimes(const pwr::SystemMetadata& metadata) {
   for (const pwr::Process& process : metadata.getProcesses()) {
-    process_i(process.getPid()).lives.push_back(&process);
+    processes_[process.getPid()].push_back({lifetimeFrom(process), process.getPid(), 0, &process});
+  }
+  for (auto& [pid, lives] : processes_) sortLives(lives);
+  for (auto& [pid, lives] : processes_) {
+    for (ProcessLife& life : lives) life.parent = parentOf_i(life);
   }
   for (const pwr::Thread& thread : metadata.getThreads()) {
-    threadId(thread.getPid(), thread.getTid());
-    thread_i(thread.getTid()).lives.push_back(&thread);
+    const ProcessLife& process = processAt_i(thread.getPid(), thread.getStartTime());
+    threads_[{thread.getTid(), thread.getPid()}].push_back(
+        {lifetimeFrom(thread), 0, &thread, &process});
   }
-  for (const auto& [tid, thread] : threads_) {
-    if (thread.hasProcess) process_i(thread.pid);
+  for (auto& [number, lives] : threads_) sortLives(lives);
+}
+
+/// The process that had the number then, described or not.
+ProcessInfos::ProcessLife& ProcessInfos::processAt_i(long long pid, std::uint64_t tsc) {
+  Lives<ProcessLife>& lives = processes_[pid];
+  if (lives.empty()) lives.push_back({{}, pid});
+  return livingAt(lives, tsc);
+}
+
+/// Null for none. The number 0 is no process, unless the host describes it.
+ProcessInfos::ProcessLife* ProcessInfos::parentOf_i(const ProcessLife& process) {
+  if (process.described == nullptr) return nullptr;
+  const int pid = process.described->getParentPid();
+  return pid > 0 || processes_.contains(pid) ? &processAt_i(pid, process.start) : nullptr;
+}
+
+void ProcessInfos::addOwner(const EventOwner& owner, std::uint64_t tsc) {
+  if (owner.pid) {
+    const ProcessLife& process = processAt_i(*owner.pid, tsc);
+    if (owner.tid) addThread_i(*owner.pid, *owner.tid, process);
+  } else if (owner.tid) {
+    threadsOfNumber_.try_emplace(*owner.tid);
   }
 }
 
-int ProcessInfos::writeProcess_i(long long pid, KnownProcess& process) {
-  if (process.isStarted) return 0;
-  process.isStarted = true;
-  std::string path = "Process " + std::to_string(pid);
-  std::uint64_t parentId = kNone;
-  if (!process.lives.empty()) {
-    const pwr::Process& last = *process.lives.back();
-    if (!last.getPath().empty()) path = last.getPath();
-    const auto parent = processes_.find(last.getParentPid());
-    if (parent != processes_.end()) {
-      if (writeProcess_i(parent->first, parent->second) != 0) return 1;
-      // Not written yet if the host says that the process is its own ancestor.
-      if (parent->second.isWritten) parentId = parent->second.id;
+/// A thread that the host does not describe is one for each process that it was seen in.
+void ProcessInfos::addThread_i(long long pid, long long tid, const ProcessLife& process) {
+  Lives<ThreadLife>& lives = threads_[{tid, pid}];
+  if (!lives.empty() && lives.front().described != nullptr) return;
+  const auto place = std::ranges::lower_bound(lives, process.start, {}, &Lifetime::start);
+  if (place != lives.end() && place->process == &process) return;
+  lives.insert(place, {process, 0, nullptr, &process});
+}
+
+int ProcessInfos::write() {
+  for (auto& [pid, lives] : processes_) {
+    for (ProcessLife& life : lives) {
+      if (writeParentsFirst_i(life) != 0) return 1;
     }
   }
-  const std::string shortName = lastPart(path);
-  const std::string description = lifetimesText(process.lives);
-  const InfoTexts texts = InfoTexts{path, shortName, description}.fitting(info_type::kProcess);
-  if (infos_.write(info_type::kProcess, texts, static_cast<std::uint64_t>(pid), process.id,
-                   parentId) != 0) {
-    return 1;
+  findThreadsOfNumbers_i();
+  for (auto& [number, lives] : threads_) {
+    for (ThreadLife& life : lives) {
+      if (writeThread_i(number.first, life) != 0) return 1;
+    }
   }
-  process.isWritten = true;
   return 0;
 }
 
-int ProcessInfos::writeThread_i(long long tid, const KnownThread& thread) {
+void ProcessInfos::findThreadsOfNumbers_i() {
+  for (auto& [tid, lives] : threadsOfNumber_) {
+    const ThreadKey unowned{tid, std::nullopt};
+    for (auto place = threads_.lower_bound(unowned);
+         place != threads_.end() && place->first.first == tid; ++place) {
+      for (const ThreadLife& life : place->second) lives.push_back(&life);
+    }
+    if (lives.empty()) lives.push_back(&threads_[unowned].emplace_back());
+    std::ranges::stable_sort(lives, {}, [](const ThreadLife* life) { return life->start; });
+  }
+}
+
+/// A host may describe processes that are each other's ancestors. One of them is written without a
+/// parent then.
+int ProcessInfos::writeParentsFirst_i(ProcessLife& process) {
+  std::vector<ProcessLife*> chain;
+  for (ProcessLife* next = &process; next != nullptr && !next->isReached; next = next->parent) {
+    next->isReached = true;
+    chain.push_back(next);
+  }
+  for (auto next = chain.rbegin(); next != chain.rend(); ++next) {
+    if (writeProcess_i(**next) != 0) return 1;
+  }
+  return 0;
+}
+
+int ProcessInfos::writeProcess_i(ProcessLife& process) {
+  std::string path;
+  if (process.described != nullptr) path = process.described->getPath();
+  if (path.empty()) path = "Process " + std::to_string(process.pid);
+  const std::string lifetime = lifetimeText(process.described);
+  std::string shortened;
+  const bool hasParent = process.parent != nullptr && process.parent->isWritten;
+  process.id = pwr::UniqueId().getId();
+  process.isWritten = true;
+  return infos_.writeNew(info_type::kProcess, processTexts(path, lifetime, shortened),
+                         static_cast<std::uint64_t>(process.pid), process.id,
+                         hasParent ? process.parent->id : kNone);
+}
+
+int ProcessInfos::writeThread_i(long long tid, ThreadLife& thread) {
   const std::string number = std::to_string(tid);
   const std::string name = "Thread " + number;
-  const std::string description = lifetimesText(thread.lives);
-  const InfoTexts texts = InfoTexts{name, number, description}.fitting(info_type::kThread);
-  return infos_.write(info_type::kThread, texts, static_cast<std::uint64_t>(tid), thread.id,
-                      thread.hasProcess ? processes_.at(thread.pid).id : kNone);
+  const std::string lifetime = lifetimeText(thread.described);
+  thread.id = pwr::UniqueId().getId();
+  return infos_.writeNew(info_type::kThread, {name, number, lifetime},
+                         static_cast<std::uint64_t>(tid), thread.id,
+                         thread.process != nullptr ? thread.process->id : kNone);
+}
+
+OwnerIds ProcessInfos::idsOf(const EventOwner& owner, std::uint64_t tsc) const {
+  OwnerIds ids;
+  if (owner.pid) ids.process = livingAt(processes_.at(*owner.pid), tsc).id;
+  if (!owner.tid) return ids;
+  ids.thread = owner.pid ? livingAt(threads_.at({*owner.tid, owner.pid}), tsc).id
+                         : livingAt(threadsOfNumber_.at(*owner.tid), tsc)->id;
+  return ids;
 }

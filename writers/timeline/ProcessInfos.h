@@ -2,51 +2,60 @@
 
 #include <cstdint>
 #include <map>
-#include <string>
-#include <vector>
+#include <optional>
+#include <utility>
 
 #include "writers/host/SystemMetadata.h"
-#include "writers/host/UniqueId.h"
+#include "writers/timeline/EventAttributes.h"
 #include "writers/timeline/InfoRecords.h"
+#include "writers/timeline/Lifetimes.h"
 
-/// Writes what describes processes and threads into the timeline file. Events refer to them by
-/// their numbers while they run; what they are is known at the end of the run, and written then.
+/// Writes what describes processes and threads into the timeline file, and finds those that an
+/// event belongs to. A number is given again when its owner has ended: whose it was tells the time,
+/// once the lifetimes are known, which is at the end of the run. The operations are called then, in
+/// the order in which they stand here.
 class ProcessInfos {
  public:
   explicit ProcessInfos(InfoRecords& infos) : infos_(infos) {}
 
-  /// The ids that data records refer to, given to a number at first sight.
-  std::uint64_t processId(long long pid);
-  std::uint64_t threadId(long long tid);
-  /// The same for a thread that is known to belong to process `pid`.
-  std::uint64_t threadId(long long pid, long long tid);
-
-  /// Writes a record for every process and thread that the host describes or an event referred to,
-  /// parents first. A number that several processes had is written once, with every lifetime.
-  /// Returns 0, or 1 on failure.
-  int write(const pwr::SystemMetadata& metadata);
+  /// Takes the processes and threads that the host describes, which must not change any more.
+  void setLifetimes(const pwr::SystemMetadata& metadata);
+  /// Sees to it that the owner of an event is described, if need be by its number alone. `tsc`:
+  /// when the event was, in ticks.
+  void addOwner(const EventOwner& owner, std::uint64_t tsc);
+  /// Writes a record for every process and thread, parents first. Returns 0, or 1 on failure.
+  int write();
+  /// The owner of an event, which was added with the same time.
+  OwnerIds idsOf(const EventOwner& owner, std::uint64_t tsc) const;
 
  private:
-  struct KnownProcess {
+  struct ProcessLife : Lifetime {
+    long long pid = 0;
     std::uint64_t id = 0;
-    std::vector<const pwr::Process*> lives;
-    bool isStarted = false;
+    const pwr::Process* described = nullptr;  // null: known by its number alone
+    ProcessLife* parent = nullptr;
+    bool isReached = false;
     bool isWritten = false;
   };
-  struct KnownThread {
+  struct ThreadLife : Lifetime {
     std::uint64_t id = 0;
-    bool hasProcess = false;
-    long long pid = 0;
-    std::vector<const pwr::Thread*> lives;
+    const pwr::Thread* described = nullptr;
+    const ProcessLife* process = nullptr;
   };
+  /// Thread number, and number of the process where it is known.
+  using ThreadKey = std::pair<long long, std::optional<long long>>;
 
-  KnownProcess& process_i(long long pid);
-  KnownThread& thread_i(long long tid);
-  void collect_i(const pwr::SystemMetadata& metadata);
-  int writeProcess_i(long long pid, KnownProcess& process);
-  int writeThread_i(long long tid, const KnownThread& thread);
+  ProcessLife& processAt_i(long long pid, std::uint64_t tsc);
+  ProcessLife* parentOf_i(const ProcessLife& process);
+  void addThread_i(long long pid, long long tid, const ProcessLife& process);
+  void findThreadsOfNumbers_i();
+  int writeParentsFirst_i(ProcessLife& process);
+  int writeProcess_i(ProcessLife& process);
+  int writeThread_i(long long tid, ThreadLife& thread);
 
   InfoRecords& infos_;
-  std::map<long long, KnownProcess> processes_;
-  std::map<long long, KnownThread> threads_;
+  std::map<long long, Lives<ProcessLife>> processes_;
+  std::map<ThreadKey, Lives<ThreadLife>> threads_;
+  // For events that tell the thread but not its process: all threads of the number.
+  std::map<long long, Lives<const ThreadLife*>> threadsOfNumber_;
 };

@@ -48,11 +48,11 @@ std::uint64_t QuantityInfos::write_i(const pwr::Quantity& quantity) {
   if (infos_.write(kQuantity, texts, static_cast<std::uint64_t>(type), uid, rateUid) != 0) {
     return pwrfile::kNone;
   }
-  PW_LOG(kTimelineLog, PW_LOG_DEBUG,
-         "DEBUG: KorvellWriterPlugin:    Wrote quantity metadata name:'%s' units:'%s' type:'%d' "
-         "uid:'%llu' rate uid:'%s' multiplier:'%f'.\n",
-         quantity.toQuantityString().c_str(), units.c_str(), type,
-         static_cast<unsigned long long>(uid),
-         rate == nullptr ? "none" : std::to_string(rateUid).c_str(), multiplier);
+  TIMELINE_DEBUG(
+      "Wrote quantity metadata name:'%s' units:'%s' type:'%d' "
+      "uid:'%llu' rate uid:'%s' multiplier:'%f'.\n",
+      quantity.toQuantityString().c_str(), units.c_str(), type,
+      static_cast<unsigned long long>(uid),
+      rate == nullptr ? "none" : std::to_string(rateUid).c_str(), multiplier);
   return uid;
 }

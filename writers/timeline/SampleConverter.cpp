@@ -1,6 +1,7 @@
 #include "writers/timeline/SampleConverter.h"
 
 #include "writers/timeline/EventAttributes.h"
+#include "writers/timeline/OwnedRecord.h"
 
 using pwrfile::AttributeType;
 using pwrfile::kNone;
@@ -40,13 +41,15 @@ bool isText(const pwr::Data& value) {
   return value.getType() == pwr::DataType::String || value.getType() == pwr::DataType::Handle;
 }
 
-/// Texts are states; numbers are when the metric says which there are, and frequencies always.
+/// Texts are states. Numbers are when the metric says which there are, when they are frequencies,
+/// and when they are whole and measure nothing.
 bool isState(const pwr::Metric& metric, const pwr::Data& value) {
   if (isText(value) || !metric.getFiniteSetValues().empty()) return true;
   if (!value.isNumeric()) return false;
   const pwr::Quantity* const quantity = metric.getQuantity();
-  return quantity != nullptr && (quantity->toQuantity() == pwr::QuantityType::Frequency ||
-                                 quantity->toQuantity() == pwr::QuantityType::State);
+  if (quantity == nullptr) return value.getType() != pwr::DataType::Real;
+  return quantity->toQuantity() == pwr::QuantityType::Frequency ||
+         quantity->toQuantity() == pwr::QuantityType::State;
 }
 
 }  // namespace
@@ -81,16 +84,18 @@ SampleConverter::KnownMetric& SampleConverter::known_i(const pwr::Metric& metric
 /// Null when something that the samples refer to cannot be described.
 SampleSeries* SampleConverter::makeSeries_i(const pwr::Metric& metric, KnownMetric& known,
                                             const pwr::DataElement& element) {
-  SampleSeries series{SampleTimes(seriesKey(metric, element), collectionStart_)};
+  std::uint64_t entityId = kNone;
+  SampleField field;
   if (const auto* const entity = element.getEntity(); entity != nullptr) {
-    series.entityId = descriptions_.entityId(*entity);
-    if (series.entityId == kNone) return nullptr;
+    entityId = descriptions_.entityId(*entity);
+    if (entityId == kNone) return nullptr;
   }
   if (const auto* const descriptor = element.getDescriptor(); descriptor != nullptr) {
-    series.field = field_i(known, *descriptor);
-    if (series.field.id == kNone) return nullptr;
+    field = field_i(known, *descriptor);
+    if (field.id == kNone) return nullptr;
   }
-  return &known.series.emplace_back(std::move(series));
+  SampleTimes times(seriesKey(metric, element), collectionStart_);
+  return &known.series.emplace_back(SampleSeries{std::move(times), entityId, field});
 }
 
 SampleField SampleConverter::field_i(const KnownMetric& known,
@@ -127,7 +132,7 @@ int SampleConverter::convertElement_i(const pwr::Metric& metric, KnownMetric& kn
   return records_.writeZt2Record(tsc, metric.getId(), &list);
 }
 
-int SampleConverter::addAttributes_i(const pwr::Metric& metric, const KnownMetric& known,
+int SampleConverter::addAttributes_i(const pwr::Metric& metric, KnownMetric& known,
                                      const SampleSeries& series, const pwr::DataElement& element,
                                      AttributeList& list) {
   SampleField field = series.field;
@@ -141,7 +146,7 @@ int SampleConverter::addAttributes_i(const pwr::Metric& metric, const KnownMetri
     return 1;
   }
   const bool hasMore = element.getAttributes() != nullptr || element.getAdditionalInfo() != nullptr;
-  if (hasMore && addOwner_i(element, list) != 0) return 1;
+  if (hasMore && addOwner_i(element, known, list) != 0) return 1;
   if (addValue_i(metric, *element.getValue(), list) != 0) return 1;
   const int colored = hasValueStates(known.metricClass)
                           ? addStateColor_i(metric, *element.getValue(), list)
@@ -150,15 +155,17 @@ int SampleConverter::addAttributes_i(const pwr::Metric& metric, const KnownMetri
   return hasMore ? addInfos_i(element, list) : 0;
 }
 
-int SampleConverter::addOwner_i(const pwr::DataElement& element, AttributeList& list) {
+/// By their numbers, until the file is put together.
+int SampleConverter::addOwner_i(const pwr::DataElement& element, KnownMetric& known,
+                                AttributeList& list) {
   const EventOwner owner = EventOwner::of(element);
-  if (owner.pid && addId(AttributeType::Process, processes_.processId(*owner.pid), list) != 0) {
-    return 1;
-  }
-  if (!owner.tid) return 0;
-  const std::uint64_t thread =
-      owner.pid ? processes_.threadId(*owner.pid, *owner.tid) : processes_.threadId(*owner.tid);
-  return addId(AttributeType::Thread, thread, list);
+  known.hasOwners = known.hasOwners || owner.pid || owner.tid;
+  const auto add = [&](AttributeType type, std::optional<long long> number) {
+    return number ? DataRecords::addAttribute(type, static_cast<std::uint64_t>(*number), &list) : 0;
+  };
+  return add(AttributeType::Process, owner.pid) != 0 || add(AttributeType::Thread, owner.tid) != 0
+             ? 1
+             : 0;
 }
 
 int SampleConverter::addValue_i(const pwr::Metric& metric, const pwr::Data& value,
@@ -175,7 +182,7 @@ int SampleConverter::addValue_i(const pwr::Metric& metric, const pwr::Data& valu
 int SampleConverter::addStateColor_i(const pwr::Metric& metric, const pwr::Data& value,
                                      AttributeList& list) {
   if (!isState(metric, value)) return 0;
-  const std::uint64_t color = descriptions_.colorId(stateName(value, metric.getQuantity()));
+  const std::uint64_t color = descriptions_.colorId(value, metric.getQuantity());
   return color == kNone ? 1 : addId(AttributeType::Color, color, list);
 }
 
@@ -225,12 +232,27 @@ int SampleConverter::endState_i(std::uint32_t metricId, SampleSeries& series, st
 }
 
 int SampleConverter::finish(const pwr::SystemMetadata& metadata) {
+  processes_.setLifetimes(metadata);
   for (auto& [id, known] : known_) {
     if (!output_.isSupported(id) || known.announced.id == kNone) continue;
     for (SampleSeries& series : known.series) {
       if (endState_i(id, series, metadata.getCollectionStopTimestamp()) != 0) return 1;
     }
     if (metrics_.write(pwr::Metric(known.description), known.announced) != 0) return 1;
+    if (known.hasOwners) findOwners_i(id);
   }
-  return processes_.write(metadata);
+  return processes_.write();
+}
+
+/// The owners have to be known before they can be described, and described before the records that
+/// refer to them.
+void SampleConverter::findOwners_i(std::uint32_t metricId) {
+  output_.visitData(metricId, [this](std::byte* record) {
+    const OwnedRecord event(record);
+    processes_.addOwner(event.owner(), event.tsc());
+  });
+  output_.setEdit(metricId, [this](std::byte* record) {
+    OwnedRecord event(record);
+    event.setIds(processes_.idsOf(event.owner(), event.tsc()));
+  });
 }

@@ -30,7 +30,8 @@ class SampleConverter {
   int convert(const pwr::Metric& metric);
 
   /// Ends the states that still last with the stop of the collection, and writes what describes
-  /// the metrics, the processes and the threads. To be called once, at the end.
+  /// the metrics, the processes and the threads. To be called once, at the end; the converter must
+  /// live until the output is closed.
   int finish(const pwr::SystemMetadata& metadata);
 
  private:
@@ -39,6 +40,7 @@ class SampleConverter {
     MetricInfos::Announced announced;
     pwrfile::MetricClass metricClass;
     bool hasTicks;                      ///< durations are in ticks
+    bool hasOwners = false;             ///< some records tell processes or threads
     std::deque<SampleSeries> series{};  // in a place of its own each, which the table points to
     SeriesTable<SampleSeries*> table{};
   };
@@ -49,16 +51,16 @@ class SampleConverter {
   SampleField field_i(const KnownMetric& known, const pwr::DataDescriptor& descriptor);
   int convertElement_i(const pwr::Metric& metric, KnownMetric& known,
                        const pwr::DataElement& element);
-  int addAttributes_i(const pwr::Metric& metric, const KnownMetric& known,
-                      const SampleSeries& series, const pwr::DataElement& element,
-                      AttributeList& list);
-  int addOwner_i(const pwr::DataElement& element, AttributeList& list);
+  int addAttributes_i(const pwr::Metric& metric, KnownMetric& known, const SampleSeries& series,
+                      const pwr::DataElement& element, AttributeList& list);
+  int addOwner_i(const pwr::DataElement& element, KnownMetric& known, AttributeList& list);
   int addValue_i(const pwr::Metric& metric, const pwr::Data& value, AttributeList& list);
   int addStateColor_i(const pwr::Metric& metric, const pwr::Data& value, AttributeList& list);
   int addInfos_i(const pwr::DataElement& element, AttributeList& list);
   int changeState_i(std::uint32_t metricId, SampleSeries& series, std::uint64_t tsc,
                     AttributeList& list);
   int endState_i(std::uint32_t metricId, SampleSeries& series, std::uint64_t end);
+  void findOwners_i(std::uint32_t metricId);
 
   TimelineOutput& output_;
   QuantityInfos quantities_;

@@ -1,14 +1,39 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "formats/pwr_format.h"
 #include "writers/timeline/AttributeList.h"
-#include "writers/timeline/SampleTimes.h"
+
+/// The time order of one series of samples (metric, descriptor and entity).
+class SampleTimes {
+ public:
+  /// `key` names the series in messages. Times are in ticks.
+  SampleTimes(std::string key, std::uint64_t collectionStart)
+      : key_(std::move(key)), start_(collectionStart), last_(collectionStart) {}
+
+  /// To be called once for every sample before its record is written. Returns 0 when the sample may
+  /// be written: it is later than the one before it, or both are at the very start of the
+  /// collection. Otherwise returns 1, and the sample must be dropped. What is wrong is logged: the
+  /// first time always, from then on for those who look for faults.
+  int check(std::uint64_t tsc) {
+    if (tsc <= last_) return checkNotLater_i(tsc);
+    last_ = tsc;
+    return 0;
+  }
+
+ private:
+  int checkNotLater_i(std::uint64_t tsc);
+
+  const std::string key_;
+  const std::uint64_t start_;
+  std::uint64_t last_;
+  bool isFaultTold_ = false;
+};
 
 /// A state that lasts until the next transition of its series: its record lacks the duration.
 class HeldState {
@@ -17,19 +42,9 @@ class HeldState {
   /// Of the transition, in ticks.
   std::uint64_t tsc() const { return tsc_; }
 
-  void hold(std::uint64_t tsc, const AttributeList& list) {
-    tsc_ = tsc;
-    count_ = list.count;
-    record_.assign(list.record.begin(),
-                   list.record.begin() + static_cast<std::ptrdiff_t>(list.end()));
-    isHeld_ = true;
-  }
+  void hold(std::uint64_t tsc, const AttributeList& list);
   /// Fills the list with what was held, and holds nothing any more.
-  void release(AttributeList& list) {
-    std::ranges::copy(record_, list.record.begin());
-    list.count = count_;
-    isHeld_ = false;
-  }
+  void release(AttributeList& list);
 
  private:
   bool isHeld_ = false;
@@ -46,10 +61,8 @@ struct SampleField {
 
 /// What is kept of one series of samples: of one metric, descriptor and entity.
 struct SampleSeries {
-  explicit SampleSeries(SampleTimes order) : times(std::move(order)) {}
-
   SampleTimes times;
   std::uint64_t entityId = pwrfile::kNone;
   SampleField field;
-  HeldState held;
+  HeldState held{};
 };

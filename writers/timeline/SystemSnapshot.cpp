@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "writers/timeline/TruncatedReal.h"
+#include "writers/timeline/RecordBytes.h"
 
 namespace {
 
@@ -75,11 +75,13 @@ SystemSnapshot SystemSnapshot::of(const pwr::SystemMetadata& metadata) {
   system.osArchCode = archCode(system.osName, system.osType);
   system.osVersion = parsedVersion(metadata.getOSVersion());
   system.tscHz = lowHz(metadata.getTscFrequencyMHz());
-  system.cpuHz = lowHz(metadata.getCPUFrequencyMHz());
+  const float cpuMhz = metadata.getCPUFrequencyMHz();
+  system.cpuHz =
+      lowHz(cpuMhz != 0.0F ? cpuMhz : static_cast<float>(metadata.getTimestampClockFrequencyMHz()));
   std::ranges::copy(metadata.getCPUId(), system.cpuId.begin());
   system.collectionStartTsc = metadata.getCollectionStartTimestamp();
   system.collectionStopTsc = metadata.getCollectionStopTimestamp();
   system.collectionValueDiv100 = metadata.getCollectionStartTimeNs() / 100;
-  system.cpuMhz = truncatedReal(metadata.getCPUFrequencyMHz());
+  system.cpuMhz = truncatedReal(cpuMhz);
   return system;
 }

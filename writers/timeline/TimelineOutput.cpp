@@ -1,12 +1,23 @@
 #include "writers/timeline/TimelineOutput.h"
 
 #include <algorithm>
-#include <span>
+#include <utility>
 
-#include "hostcommon/Platform.h"
+#include "formats/pwr_format.h"
+#include "writers/LittleEndian.h"
 #include "writers/host/HostFunctions.h"
-#include "writers/timeline/DataRecords.h"
 #include "writers/timeline/TimelineLog.h"
+
+namespace {
+
+/// Says so, and is false.
+bool failToRead(const RecordStream& stream) {
+  TIMELINE_WARNING("Failed to read from backing store '%s'. \n",
+                   stream.store.getTempFileName().c_str());
+  return false;
+}
+
+}  // namespace
 
 TimelineOutput::TimelineOutput(const std::string& baseName) : path_(baseName + ".pwr") {}
 
@@ -52,9 +63,7 @@ int TimelineOutput::append_i(RecordStream& stream, const std::byte* bytes, std::
   }
   stream.endsInHalfRecord = true;
   incomplete_ = true;
-  PW_LOG(kTimelineLog, PW_LOG_WARNING,
-         "WARNING: KorvellWriterPlugin:    Failed to write to tmp file %s\n",
-         store.getTempFileName().c_str());
+  TIMELINE_WARNING("Failed to write to tmp file %s\n", store.getTempFileName().c_str());
   return 1;
 }
 
@@ -68,26 +77,50 @@ bool TimelineOutput::isSupported(std::uint32_t metricId) const {
   return place == streams_.end() || place->second.supported;
 }
 
+void TimelineOutput::visitData(std::uint64_t key, const RecordEdit& visit) {
+  const auto place = streams_.find(key);
+  if (place == streams_.end() || !place->second.hasData) return;
+  RecordStream& stream = place->second;
+  std::vector<std::byte> record;
+  std::uint64_t visited = 0;
+  stream.store.resetForReading();
+  while (visited < stream.length && readData_i(stream, record)) {
+    visit(record.data());
+    visited += record.size();
+  }
+  if (visited == stream.length) return;
+  stream.length = visited;
+  incomplete_ = true;
+}
+
+void TimelineOutput::setEdit(std::uint64_t key, RecordEdit edit) {
+  const auto place = streams_.find(key);
+  if (place != streams_.end() && place->second.hasData) place->second.edit = std::move(edit);
+}
+
 int TimelineOutput::close() {
   lastStream_ = nullptr;
+  const bool hasFile = usable_ && hasData_i();
+  if (hasFile && !openFile_i()) return 1;
   for (auto place = streams_.begin(); place != streams_.end(); place = streams_.erase(place)) {
     RecordStream& stream = place->second;
-    if (usable_) {
-      if (file_ == nullptr && !openFile_i()) return 1;
-      if (!copy_i(stream)) incomplete_ = true;
-    }
-    PW_LOG(kTimelineLog, PW_LOG_INFO,
-           "INFO: KorvellWriterPlugin:    Removing tmp backing store file: %s\n",
-           stream.store.getTempFileName().c_str());
+    if (usable_ && !copy_i(stream)) incomplete_ = true;
+    TIMELINE_INFO("Removing tmp backing store file: %s\n", stream.store.getTempFileName().c_str());
   }
-  return usable_ && file_ != nullptr && DataRecords::isDataWritten() ? keepFile_i()
-                                                                     : discardFile_i();
+  if (hasFile) return closeFile_i();
+  PW_LOG(kTimelineLog, PW_LOG_NOTE,
+         "Note: A .pwr result file was not created. No supported metric was found.\n");
+  return status_i();
+}
+
+bool TimelineOutput::hasData_i() const {
+  return std::ranges::any_of(
+      streams_, [](const auto& entry) { return entry.second.supported && entry.second.hasData; });
 }
 
 bool TimelineOutput::openFile_i() {
   if (!pwr::openFileHandle(&file_, path_.c_str(), "wb")) {
-    PW_LOG(kTimelineLog, PW_LOG_WARNING, "WARNING: KorvellWriterPlugin:    Could not create %s\n",
-           path_.c_str());
+    TIMELINE_WARNING("Could not create %s\n", path_.c_str());
     return false;
   }
   // The pieces are large: a buffer would only copy them once more.
@@ -95,11 +128,9 @@ bool TimelineOutput::openFile_i() {
   return true;
 }
 
+/// Without an open file there is only the note on what is left out.
 bool TimelineOutput::copy_i(RecordStream& stream) {
-  pwr::ZtExtensibleBackingStore& store = stream.store;
-  const char* const tempFile = store.getTempFileName().c_str();
-  PW_LOG(kTimelineLog, PW_LOG_INFO, "INFO: KorvellWriterPlugin:    Processing tmp file: %s\n",
-         tempFile);
+  TIMELINE_INFO("Processing tmp file: %s\n", stream.store.getTempFileName().c_str());
   if (!stream.supported) {
     PW_LOG(kTimelineLog, PW_LOG_NOTE,
            "Note: The .pwr file will not contain data associated with '%s'. This metric is not "
@@ -107,47 +138,60 @@ bool TimelineOutput::copy_i(RecordStream& stream) {
            stream.name.c_str());
     return true;
   }
-  store.resetForReading();
+  if (file_ == nullptr) return true;
+  stream.store.resetForReading();
+  return stream.edit == nullptr ? copyBytes_i(stream) : copyData_i(stream);
+}
+
+bool TimelineOutput::copyBytes_i(RecordStream& stream) {
   for (std::uint64_t left = stream.length; left > 0;) {
-    const std::span<const char> bytes = store.readInPlace();
-    if (bytes.empty()) {
-      PW_LOG(kTimelineLog, PW_LOG_WARNING,
-             "WARNING: KorvellWriterPlugin:    Failed to read from backing store '%s'. \n",
-             tempFile);
-      return false;
-    }
+    const std::span<const char> bytes = stream.store.readInPlace();
+    if (bytes.empty()) return failToRead(stream);
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, bytes.size()));
-    if (std::fwrite(bytes.data(), 1, count, file_) != count) {
-      PW_LOG(kTimelineLog, PW_LOG_WARNING,
-             "WARNING: KorvellWriterPlugin:    Failed to write backing store '%s' buffer to main "
-             "output file. \n",
-             tempFile);
-      return false;
-    }
+    if (!write_i(stream, bytes.data(), count)) return false;
     left -= count;
   }
   return true;
 }
 
-int TimelineOutput::keepFile_i() {
+bool TimelineOutput::copyData_i(RecordStream& stream) {
+  constexpr std::size_t kPiece = std::size_t{64} * 1024;
+  std::vector<std::byte> record;
+  std::vector<std::byte> piece;
+  for (std::uint64_t left = stream.length; left > 0; left -= record.size()) {
+    if (!readData_i(stream, record)) return false;
+    stream.edit(record.data());
+    piece.insert(piece.end(), record.begin(), record.end());
+    if (piece.size() < kPiece && record.size() < left) continue;
+    if (!write_i(stream, piece.data(), piece.size())) return false;
+    piece.clear();
+  }
+  return true;
+}
+
+/// Reads the next data record.
+bool TimelineOutput::readData_i(RecordStream& stream, std::vector<std::byte>& record) {
+  const auto read = [&](std::size_t from, std::size_t to) {
+    record.resize(to);
+    const auto count = static_cast<std::uint32_t>(to - from);
+    return stream.store.read(record.data() + from, count) == count;
+  };
+  if (!read(0, pwrfile::kDataHeaderSize)) return failToRead(stream);
+  const auto length = getLittleEndian<std::uint16_t>(record.data() + pwrfile::kDataLength);
+  const bool isRead = read(pwrfile::kDataHeaderSize, length + pwrfile::kDataLengthLess);
+  return isRead || failToRead(stream);
+}
+
+bool TimelineOutput::write_i(const RecordStream& stream, const void* bytes, std::size_t count) {
+  if (std::fwrite(bytes, 1, count, file_) == count) return true;
+  TIMELINE_WARNING("Failed to write backing store '%s' buffer to main output file. \n",
+                   stream.store.getTempFileName().c_str());
+  return false;
+}
+
+int TimelineOutput::closeFile_i() {
   const bool isFlushed = std::fflush(file_) == 0;
   const bool isClosed = std::fclose(file_) == 0;
   if (!isFlushed || !isClosed) incomplete_ = true;
-  return status_i();
-}
-
-int TimelineOutput::discardFile_i() {
-  if (file_ != nullptr) {
-    const bool isClosed = std::fclose(file_) == 0;
-    const bool isRemoved = pwr::platform::removeFile(path_);
-    if (isClosed && !isRemoved) {
-      PW_LOG(kTimelineLog, PW_LOG_ERROR,
-             "ERROR: Failed to remove the .pwr result file \"%s\", the file is unusable.\n",
-             path_.c_str());
-      return status_i();
-    }
-  }
-  PW_LOG(kTimelineLog, PW_LOG_NOTE,
-         "Note: A .pwr result file was not created. No supported metric was found.\n");
   return status_i();
 }

@@ -3,10 +3,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <map>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "writers/columns/ZtExtensibleBackingStore.h"
+
+/// Gets a data record whole, and may change what it says, but not its length.
+using RecordEdit = std::function<void(std::byte* record)>;
 
 /// The records of one stream key, until the file is put together.
 struct RecordStream {
@@ -15,6 +21,8 @@ struct RecordStream {
   bool supported = true;          ///< false: the file gets nothing of the stream
   std::uint64_t length = 0;       ///< bytes of whole records
   bool endsInHalfRecord = false;  ///< after a record that the store did not take
+  bool hasData = false;           ///< the records are data records
+  RecordEdit edit;                ///< of data records on their way into the file; none if empty
 };
 
 /// The output file of the timeline writer. Records are gathered in one temporary store per stream
@@ -52,14 +60,27 @@ class TimelineOutput {
     return isTaken ? append_i(*lastStream_, bytes, length) : 1;
   }
 
+  /// The same for a data record.
+  int writeData(std::uint64_t key, const std::byte* bytes, std::size_t length) {
+    if (writeRecord(key, bytes, length) != 0) return 1;
+    lastStream_->hasData = true;
+    return 0;
+  }
+
+  /// Passes the data records that the stream of the key has so far to `visit`. Those that cannot be
+  /// read back are lost to the file, which is a failure then.
+  void visitData(std::uint64_t key, const RecordEdit& visit);
+  /// From now on until `close`, `edit` completes the data records of the key for the file.
+  void setEdit(std::uint64_t key, RecordEdit edit);
+
   /// The file will not have the metric; what was written of it is left out.
   void markUnsupported(std::uint32_t metricId);
   /// True also for a metric of which nothing is known yet.
   bool isSupported(std::uint32_t metricId) const;
 
-  /// Puts the file together and deletes the temporary stores. A file without any data record is
-  /// deleted again. Returns 1 when the file could not be created, and when it lacks anything that
-  /// was written, in which case it is kept for what it has. Call once, as the last operation.
+  /// Puts the file together and deletes the temporary stores. Without any data record for it there
+  /// is no file. Returns 1 when the file could not be created, and when it lacks anything that was
+  /// written, in which case it is kept for what it has. Call once, as the last operation.
   int close();
 
  private:
@@ -70,10 +91,14 @@ class TimelineOutput {
   RecordStream* findOrMake_i(std::uint64_t key, const char* prefix = kUnknownMetric);
   std::string nameOf_i(std::uint64_t key, const char* prefix) const;
   int append_i(RecordStream& stream, const std::byte* bytes, std::size_t length);
+  bool hasData_i() const;
   bool openFile_i();
   bool copy_i(RecordStream& stream);
-  int keepFile_i();
-  int discardFile_i();
+  bool copyBytes_i(RecordStream& stream);
+  bool copyData_i(RecordStream& stream);
+  bool write_i(const RecordStream& stream, const void* bytes, std::size_t count);
+  int closeFile_i();
+  static bool readData_i(RecordStream& stream, std::vector<std::byte>& record);
   int status_i() const { return incomplete_ ? 1 : 0; }
 
   const std::string path_;
