@@ -33,7 +33,7 @@ struct AttributeRule {
 };
 
 /// In the order of AttributeType.
-constexpr std::array<AttributeRule, kAttributeTypes> kRules{{
+constexpr std::array<AttributeRule, kAttributeTypes> kAttributeRules{{
     {"METRIC", kMetricRank, true, InfoType::Metric},
     {"ENTITY", kEntityRank, true, InfoType::Entity},
     {"FIELD", kFieldRank, true, InfoType::Field},
@@ -56,7 +56,7 @@ constexpr std::array<AttributeRule, kAttributeTypes> kRules{{
 }};
 
 const AttributeRule& ruleOf(AttributeType type) {
-  return kRules[static_cast<std::size_t>(type)];
+  return kAttributeRules[static_cast<std::size_t>(type)];
 }
 
 bool isLowerBound(AttributeType type) {

@@ -19,5 +19,12 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 echo "== installing ${missing[*]}" >&2
 export DEBIAN_FRONTEND=noninteractive
-"${sudo[@]}" apt-get update -qq >&2
-"${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+{
+  "${sudo[@]}" apt-get update -qq
+  "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
+} >"$log" 2>&1 || {
+  cat "$log" >&2
+  exit 1
+}

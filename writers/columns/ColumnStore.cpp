@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kLengthSize = RecordBuffer::kLengthSize;
 // Counts are 32 bits wide and all ones means failure.
-constexpr std::size_t kMostAtOnce = ColumnStore::kLongestValue + RecordBuffer::kLengthSize;
+constexpr std::size_t kMostPerCall = ColumnStore::kLongestValue + RecordBuffer::kLengthSize;
 constexpr std::size_t kSmallestChunk = 4096;
 constexpr std::size_t kLargestFirstChunk = 0x100000;
 // While the temporary file cannot be written, every attempt to go on is a log line.
@@ -141,7 +141,7 @@ bool ColumnStore::storeUnstored() {
 
 bool ColumnStore::storeBytes(std::string_view bytes) {
   while (!bytes.empty()) {
-    const std::string_view piece = bytes.substr(0, kMostAtOnce);
+    const std::string_view piece = bytes.substr(0, kMostPerCall);
     const std::uint64_t size = store_.size();
     const std::uint32_t count =
         store_.write(piece.data(), static_cast<std::uint32_t>(piece.size()));
@@ -208,7 +208,7 @@ std::string_view ColumnStore::readRecords(Chunk& chunk) {
     const std::span<const char> range = store_.readInPlace();
     return {range.data(), range.size()};
   }
-  const auto wanted = static_cast<std::uint32_t>(std::min(chunk.capacity, kMostAtOnce));
+  const auto wanted = static_cast<std::uint32_t>(std::min(chunk.capacity, kMostPerCall));
   const std::uint32_t count = store_.read(chunk.bytes.get(), wanted);
   return {chunk.bytes.get(), count == pwr::ZtBufferProvider::kFailed ? 0 : count};
 }
