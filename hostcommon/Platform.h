@@ -17,9 +17,6 @@ FILE* openFile(const char* path, const char* mode);
 /// or empties anything that is there already: null with errno EEXIST then.
 PW_HOST_API FILE* createExclusive(const char* path);
 
-/// Moves a stream to `offset` bytes from the start. False with errno set on failure.
-PW_HOST_API bool seek(FILE* stream, std::uint64_t offset);
-
 PW_HOST_API int processId();
 
 /// The system's text for an errno value.
@@ -45,6 +42,34 @@ PW_HOST_API bool removeFile(const std::string& path);
 
 /// Raises the number of files that may be open at once as far as the system allows.
 PW_HOST_API void raiseOpenFileLimit();
+
+/// A new file for temporary data, with one position for reading and writing. A plain descriptor: of
+/// streams the C library keeps a list that it goes through whenever one of them is closed, which
+/// thousands of temporary files would turn into minutes.
+class PW_HOST_API PrivateFile {
+ public:
+  PrivateFile() = default;
+  /// Closes the file, if `close` was not called.
+  ~PrivateFile() { close(); }
+  PrivateFile(const PrivateFile&) = delete;
+  PrivateFile& operator=(const PrivateFile&) = delete;
+
+  // What returns false does so with errno set.
+
+  /// Creates a file that only the user can open and child processes do not inherit. Never opens,
+  /// follows or empties anything that is there already: errno is EEXIST then. Call once.
+  bool create(const std::string& path);
+  /// Moves the position to `offset` bytes from the start.
+  bool seek(std::uint64_t offset);
+  /// Reads `size` bytes. A file that ends before is a failure, with errno EIO.
+  bool read(char* buffer, std::size_t size);
+  /// Writes `size` bytes, or some of them before it fails.
+  bool write(const char* bytes, std::size_t size);
+  bool close();
+
+ private:
+  int descriptor_ = -1;
+};
 
 /// A file that several processes extend. Whoever opens it in this way has it alone until it is
 /// closed; others who do, in this process or another, wait. Child processes do not inherit it.

@@ -25,6 +25,26 @@ namespace {
   return text;
 }
 
+/// The descriptor of a new file that only the user can open, or -1 with errno set.
+int createOwnedFile(const char* path) {
+  return open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+}
+
+/// Calls `transfer` with what is left of `size` bytes, and how many are behind it, until nothing
+/// is. False with errno set when it fails or moves nothing.
+template <typename Transfer>
+bool transferAll(std::size_t size, const Transfer& transfer) {
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t count = transfer(done, size - done);
+    if (count < 0 && errno == EINTR) continue;
+    if (count == 0) errno = EIO;
+    if (count <= 0) return false;
+    done += static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
 }  // namespace
 
 FILE* openFile(const char* path, const char* mode) {
@@ -32,7 +52,7 @@ FILE* openFile(const char* path, const char* mode) {
 }
 
 FILE* createExclusive(const char* path) {
-  const int file = open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  const int file = createOwnedFile(path);
   if (file < 0) return nullptr;
   FILE* const stream = fdopen(file, "w+b");
   if (stream == nullptr) {
@@ -42,10 +62,6 @@ FILE* createExclusive(const char* path) {
     errno = errnum;
   }
   return stream;
-}
-
-bool seek(FILE* stream, std::uint64_t offset) {
-  return fseeko(stream, static_cast<off_t>(offset), SEEK_SET) == 0;
 }
 
 int processId() {
@@ -75,6 +91,33 @@ void raiseOpenFileLimit() {
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= limit.rlim_max) return;
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+bool PrivateFile::create(const std::string& path) {
+  descriptor_ = createOwnedFile(path.c_str());
+  return descriptor_ >= 0;
+}
+
+bool PrivateFile::seek(std::uint64_t offset) {
+  return lseek(descriptor_, static_cast<off_t>(offset), SEEK_SET) >= 0;
+}
+
+bool PrivateFile::read(char* buffer, std::size_t size) {
+  return transferAll(size, [&](std::size_t done, std::size_t left) {
+    return ::read(descriptor_, buffer + done, left);
+  });
+}
+
+bool PrivateFile::write(const char* bytes, std::size_t size) {
+  return transferAll(size, [&](std::size_t done, std::size_t left) {
+    return ::write(descriptor_, bytes + done, left);
+  });
+}
+
+bool PrivateFile::close() {
+  if (descriptor_ < 0) return true;
+  // Not tried again when it fails: the descriptor is gone all the same.
+  return ::close(std::exchange(descriptor_, -1)) == 0;
 }
 
 bool SharedFile::open(const std::string& path) {

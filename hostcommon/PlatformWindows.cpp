@@ -95,17 +95,44 @@ int createOwnedDirectory(const std::string& path) {
   return 0;
 }
 
-/// The handle of a new file, or INVALID_HANDLE_VALUE with errno set. Nobody else can open the file
-/// while it is open here.
-HANDLE createOwnedFile(const char* path) {
+/// The descriptor of a new file, or -1 with errno set. Nobody else can open the file while it is
+/// open here.
+int createOwnedFile(const char* path) {
   UserOnlyAccess access;
   HANDLE handle = INVALID_HANDLE_VALUE;
   if (access.isValid()) {
     handle = CreateFileW(wide(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, access.get(),
                          CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY, nullptr);
   }
-  if (handle == INVALID_HANDLE_VALUE) errno = lastErrno();
-  return handle;
+  if (handle == INVALID_HANDLE_VALUE) {
+    errno = lastErrno();
+    return -1;
+  }
+  errno = EMFILE;
+  const int file =
+      _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_RDWR | _O_BINARY | _O_NOINHERIT);
+  if (file < 0) {
+    const int cause = errno;
+    CloseHandle(handle);
+    _wunlink(wide(path).c_str());
+    errno = cause;
+  }
+  return file;
+}
+
+/// Calls `transfer` with what is left of `size` bytes, in pieces that it can tell the size of,
+/// until nothing is. False with errno set when it fails or moves nothing.
+template <typename Transfer>
+bool transferAll(std::size_t size, const Transfer& transfer) {
+  constexpr std::size_t kMostAtOnce = std::size_t{1} << 30U;
+  std::size_t done = 0;
+  while (done < size) {
+    const int count = transfer(done, static_cast<unsigned int>(std::min(size - done, kMostAtOnce)));
+    if (count == 0) errno = EIO;
+    if (count <= 0) return false;
+    done += static_cast<std::size_t>(count);
+  }
+  return true;
 }
 
 }  // namespace
@@ -117,27 +144,17 @@ FILE* openFile(const char* path, const char* mode) {
 }
 
 FILE* createExclusive(const char* path) {
-  const HANDLE handle = createOwnedFile(path);
-  if (handle == INVALID_HANDLE_VALUE) return nullptr;
+  const int file = createOwnedFile(path);
+  if (file < 0) return nullptr;
   errno = EMFILE;
-  const int file =
-      _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_RDWR | _O_BINARY | _O_NOINHERIT);
-  FILE* const stream = file < 0 ? nullptr : _fdopen(file, "w+b");
+  FILE* const stream = _fdopen(file, "w+b");
   if (stream == nullptr) {
     const int cause = errno;
-    if (file < 0) {
-      CloseHandle(handle);
-    } else {
-      _close(file);
-    }
+    _close(file);
     _wunlink(wide(path).c_str());
     errno = cause;
   }
   return stream;
-}
-
-bool seek(FILE* stream, std::uint64_t offset) {
-  return _fseeki64(stream, static_cast<long long>(offset), SEEK_SET) == 0;
 }
 
 int processId() {
@@ -173,6 +190,32 @@ void raiseOpenFileLimit() {
   for (const int most : {8192, 2048}) {
     if (_setmaxstdio(most) == most) return;
   }
+}
+
+bool PrivateFile::create(const std::string& path) {
+  descriptor_ = createOwnedFile(path.c_str());
+  return descriptor_ >= 0;
+}
+
+bool PrivateFile::seek(std::uint64_t offset) {
+  return _lseeki64(descriptor_, static_cast<long long>(offset), SEEK_SET) >= 0;
+}
+
+bool PrivateFile::read(char* buffer, std::size_t size) {
+  return transferAll(size, [&](std::size_t done, unsigned int left) {
+    return _read(descriptor_, buffer + done, left);
+  });
+}
+
+bool PrivateFile::write(const char* bytes, std::size_t size) {
+  return transferAll(size, [&](std::size_t done, unsigned int left) {
+    return _write(descriptor_, bytes + done, left);
+  });
+}
+
+bool PrivateFile::close() {
+  if (descriptor_ < 0) return true;
+  return _close(std::exchange(descriptor_, -1)) == 0;
 }
 
 bool SharedFile::open(const std::string& path) {

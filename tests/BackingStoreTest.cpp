@@ -156,6 +156,34 @@ TEST_F(BackingStoreTest, Positions) {
   EXPECT_EQ(log_.all(), "");
 }
 
+// A write position that moves back leaves behind it what is in memory alone: it is neither written
+// out then, nor when the range moves.
+TEST_F(BackingStoreTest, WhatTheWritePositionLeavesBehind) {
+  for (const bool insertsInstead : {false, true}) {
+    ZtExtensibleBackingStore store;
+    const std::string& file = store.getTempFileName();
+    write(store, std::string(kMiB, 'x') + "0123456789");
+    EXPECT_EQ(std::filesystem::file_size(file), kMiB);
+    EXPECT_TRUE(store.setReadPosition(kMiB));  // writes everything out
+    write(store, "abcdef");
+    EXPECT_EQ(read(store, 13), "0123456789abc");
+    if (insertsInstead) {
+      // In front of the range: all of it is left behind.
+      EXPECT_EQ(store.insert(5, "", 0), 0);
+      EXPECT_EQ(store.getWritePosition(), 5U);
+    } else {
+      EXPECT_EQ(store.seekWriteToRead(), kMiB + 13);
+      EXPECT_EQ(write(store, "C"), 1U);
+      EXPECT_EQ(read(store, 3), "Cef");
+    }
+    EXPECT_TRUE(store.isDirty());
+    EXPECT_EQ(std::filesystem::file_size(file), kMiB + 10);
+    EXPECT_EQ(log_.all(), "");
+    store.resetForReading();
+    EXPECT_EQ(readFile(file).substr(kMiB), insertsInstead ? "0123456789" : "0123456789abcC");
+  }
+}
+
 /// Takes random steps on a store and on bytes in memory. A step is false when they differ.
 class RandomSteps {
  public:
@@ -196,7 +224,7 @@ class RandomSteps {
         return true;
       case 5:
         write_ = read_;
-        return store_->seekWriteToRead() == read_;
+        return store_->setReadPosition(read_) && store_->seekWriteToRead() == read_;
       case 6:
         read_ = somewhere;
         return store_->setReadPosition(read_);
@@ -205,7 +233,8 @@ class RandomSteps {
         if (size > 0 && size < 100) return true;
         bytes_.insert(somewhere, text);
         write_ = text.empty() ? somewhere : bytes_.size();
-        return store_->insert(bytes_.size() + 1, text.data(), size) == -1 &&
+        return store_->setReadPosition(read_) &&
+               store_->insert(bytes_.size() + 1, text.data(), size) == -1 &&
                store_->insert(somewhere, text.data(), size) == 0;
       case 8:
         if (bytes_.size() < 4 * kMiB) return true;
@@ -273,8 +302,6 @@ TEST_P(ScarceStoreTest, NoRoom) {
   EXPECT_EQ(log_.all(),
             failure + "WARNING: WARNING: couldn't reset buffer for reading!\n" + failure);
   EXPECT_EQ(store.getReadPosition(), 0U);
-  EXPECT_EQ(store.seekWriteToRead(), std::uint64_t(-1));
-  EXPECT_EQ(store.insert(5, "abc", 3), -1);
   const std::uint64_t taken = store.size();
   EXPECT_EQ(store.getWritePosition(), taken);
   scarce.makeRoom();

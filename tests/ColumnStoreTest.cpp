@@ -20,6 +20,9 @@ using storage_test::ScarceStorage;
 using Row = std::vector<std::optional<std::string>>;
 using Names = std::vector<std::string>;
 
+const std::string kMissing =
+    "WARNING: Rows of the table T are missing: its temporary file could not be ";
+
 class ColumnStoreTest : public storage_test::StorageTest {
  protected:
   static std::string print(ColumnStore& table, const std::string& separator = ",",
@@ -260,8 +263,7 @@ TEST_P(ScarceTableTest, LostRows) {
   scarce.makeRoom();
   for (int n = 0; n < 1000; ++n) addRow(table, {"again"});
   const std::string printed = print(table, ",", false, 1);
-  EXPECT_EQ(log_.all(),
-            "WARNING: Rows of the table T are missing: its temporary file could not be written\n");
+  EXPECT_EQ(log_.all(), kMissing + "written\n");
   std::string expected = "T\n   Row\n";
   int kept = 0;
   while (printed.compare(expected.size(), 7, std::to_string(100000 + kept) + "\n") == 0) {
@@ -287,9 +289,10 @@ TEST_P(ScarceTableTest, LastRowsCannotBeStored) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "ERROR flushing dirty buffer while rewinding!\n"
             "ERROR flushing dirty buffer while rewinding!\n");
+  EXPECT_TRUE(log_.all().ends_with(kMissing + "written\n")) << log_.all();
 }
 
-// A table whose temporary file cannot be read ends there. The store has said why.
+// A table whose temporary file cannot be read ends there, and is not complete.
 TEST_F(ColumnStoreTest, UnreadableRows) {
   constexpr std::size_t kMiB = 0x100000;
   const std::vector<Row> rows(3000, {std::string(1000, 'x')});
@@ -297,12 +300,33 @@ TEST_F(ColumnStoreTest, UnreadableRows) {
   EXPECT_TRUE(print(*table) == layOut({"A"}, rows));
   std::filesystem::resize_file(tempFile(), kMiB + 1);
   testing::internal::CaptureStderr();
-  const std::string printed = print(*table);
+  const std::string printed = print(*table, ",", false, 1);
   // One row takes 1009 bytes, so the first MiB ends 225 bytes into a row.
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: couldn't rewind 225 bytes\n");
   EXPECT_TRUE(printed == layOut({"A"}, std::vector<Row>(1039, rows[0])));
   const std::string failure = "WARNING: read error: errnum=5: Input/output error\n";
-  EXPECT_EQ(log_.all(), failure + failure);
+  EXPECT_EQ(log_.all(), failure + failure + kMissing + "read\n");
+}
+
+TEST_F(ColumnStoreTest, UnseekableRows) {
+  const auto table = makeTable({"A"}, std::vector<Row>(3000, {std::string(1000, 'x')}));
+  print(*table);
+  storage_test::makeUnseekable(tempFile());
+  EXPECT_EQ(print(*table, ",", false, 1), "T\n" + std::string(999, ' ') + "A\n\n");
+  const std::string failure = "WARNING: seekg error: errnum=29: Illegal seek\n";
+  EXPECT_EQ(log_.all(), failure + "WARNING: WARNING: couldn't reset buffer for reading!\n" +
+                            failure + kMissing + "read\n");
+}
+
+// The cells of a row that is never completed are not part of the table, whatever comes before it.
+TEST_F(ColumnStoreTest, RowThatIsNotCompleted) {
+  for (const std::size_t rows : {0U, 1U, 20U, 3000U}) {
+    const std::vector<Row> finished(rows, {"1", "2"});
+    const auto table = makeTable({"A", "B"}, finished);
+    EXPECT_EQ(table->setColumnData("x", 1), 0);
+    EXPECT_EQ(table->setColumnData("y", 0), 0);
+    EXPECT_EQ(print(*table), layOut({"A", "B"}, finished));
+  }
 }
 
 // Lengths that somebody else has overwritten neither hang the print nor make it ask for memory
@@ -314,7 +338,8 @@ TEST_F(ColumnStoreTest, DamagedRows) {
     std::string bytes(20, *damage);
     bytes.replace(0, 5, std::string("\1\0\0\0x", 5));
     folder_.write(tempFile(), bytes);
-    EXPECT_EQ(print(*table), "T\nA\nx\n");
+    EXPECT_EQ(print(*table, ",", false, 1), "T\nA\nx\n");
+    EXPECT_TRUE(log_.all().ends_with(kMissing + "read\n")) << log_.all();
   }
 }
 

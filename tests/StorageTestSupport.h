@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -110,6 +111,14 @@ inline int descriptorOf(const std::string& name) {
     }
   }
   return -1;
+}
+
+/// Has an open file be one that has no positions, as long as it is open.
+inline void makeUnseekable(const std::string& name) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  dup2(ends[1], descriptorOf(name));
+  for (const int end : ends) close(end);
 }
 
 }  // namespace storage_test

@@ -177,29 +177,33 @@ int ColumnStore::writeTo(FILE* output, const std::string& separator, bool leadin
   return complete && errnum == 0 ? 0 : 1;
 }
 
-/// False when rows are missing. A store that cannot be read ends the table without a failure.
+/// False when rows are missing. A store that cannot be read ends the table.
 bool ColumnStore::printRows(ColumnPrinter& printer) {
   store_.resetForReading();
   Chunk chunk;
   chunk.capacity = static_cast<std::size_t>(
       std::clamp<std::uint64_t>(store_.size(), kSmallestChunk, kLargestFirstChunk));
   bool enoughMemory = true;
-  bool readFailed = false;
+  bool isReadable = true;
   while (enoughMemory && !printer.hasFailed()) {
     const std::string_view records = readRecords(chunk);
     const bool atEnd = store_.getReadPosition() == store_.size();
-    readFailed = records.empty() && !atEnd;
+    isReadable = atEnd || !records.empty();
     if (records.empty()) break;
     PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Read %lld bytes from store\n",
            static_cast<long long>(records.size()));
     const std::string_view rest = records.substr(printRecords(printer, records));
     if (rest.empty()) continue;
-    // The store ends within a record when its last row could not be stored completely.
-    if (atEnd) break;
+    // The store ends within a record when its last row could not be stored completely, or somebody
+    // else has written to its file.
+    if (atEnd) {
+      isReadable = !unstored_.empty();
+      break;
+    }
     enoughMemory = prepareRest(chunk, rest, records.size());
   }
   printer.printLine("");
-  return enoughMemory && !reportMissingRows(readFailed);
+  return enoughMemory && !reportMissingRows(isReadable);
 }
 
 /// Empty at the end of the store, and when it cannot be read.
@@ -272,12 +276,13 @@ void ColumnStore::rewind(std::size_t distance) {
   }
 }
 
-bool ColumnStore::reportMissingRows(bool readFailed) const {
-  const bool missing = !unstored_.empty() || lostRows_ > 0 || (readFailed && store_.isDirty());
-  if (missing) {
-    PW_LOG(kTextLog, PW_LOG_WARNING,
-           "WARNING: Rows of the table %s are missing: its temporary file could not be written\n",
-           logName_.c_str());
-  }
-  return missing;
+bool ColumnStore::reportMissingRows(bool isReadable) const {
+  const bool areStored = unstored_.empty() && lostRows_ == 0;
+  if (areStored && isReadable) return false;
+  // What could not be written out is in the way of reading the rest.
+  const bool failedToWrite = !areStored || store_.isDirty();
+  PW_LOG(kTextLog, PW_LOG_WARNING,
+         "WARNING: Rows of the table %s are missing: its temporary file could not be %s\n",
+         logName_.c_str(), failedToWrite ? "written" : "read");
+  return true;
 }

@@ -30,8 +30,8 @@ class ColumnStore {
   static constexpr std::size_t kLongestValue = 0xFFFFFFFE - RecordBuffer::kLengthSize;
 
   /// `placeholder` stands for the cells that get no value. `logName` is what log lines call the
-  /// table, if not by its title. Throws what the backing store throws, a C string, when the
-  /// temporary file cannot be created.
+  /// table, if not by its title. Throws what the backing store throws, a C string, with errno
+  /// telling why, when the temporary file cannot be created.
   ColumnStore(const std::string& title, const std::string& placeholder,
               const std::string& logName = {});
 
@@ -74,8 +74,8 @@ class ColumnStore {
   }
 
   /// Prints the table to an open stream. Returns 1, with a warning, when `output` is null, memory
-  /// is short, rows were lost because the temporary file could not be written, or the output could
-  /// not be written completely; the stream's own buffer is flushed to know that.
+  /// is short, rows were lost because the temporary file could not be written or read back, or the
+  /// output could not be written completely; the stream's own buffer is flushed to know that.
   int writeTo(FILE* output, const std::string& separator, bool leadingNewline);
 
  private:
@@ -112,7 +112,7 @@ class ColumnStore {
   static std::size_t printRecords(ColumnPrinter& printer, std::string_view records);
   bool prepareRest(Chunk& chunk, std::string_view rest, std::size_t count);
   void rewind(std::size_t distance);
-  bool reportMissingRows(bool readFailed) const;
+  bool reportMissingRows(bool isReadable) const;
 
   pwr::ZtExtensibleBackingStore store_;
   const std::string title_;

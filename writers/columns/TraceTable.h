@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -39,6 +40,7 @@ class TraceTable {
   /// Begins a row of a table whose third column is the duration, which is `ticks` long. There must
   /// be none yet.
   void beginRow(const CellText& time, std::uint64_t ticks, const CellText& duration) {
+    assert(numberColumn_ == 0 && timeColumn_ == 1 && durationColumn_ == 2);
     if (time.isNumber() && duration.isNumber()) {
       store_.beginRow(nextNumber_, time.number(), duration.number());
       durationOfRow_ = ticks;

@@ -36,8 +36,9 @@ class ZtBufferProvider {
   virtual void resetForReading() = 0;
   virtual void resetToEnd() = 0;
 
-  /// Moves the write position to the read position and returns it. All ones, with the write
-  /// position where it was, when what was written there cannot be kept.
+  /// Moves the write position to the read position and returns it. What lies behind the new write
+  /// position and has not been written out yet may get lost, so whoever wants to keep it has it
+  /// written out before: `resetForReading` and `resetToEnd` do so.
   virtual std::uint64_t seekWriteToRead() = 0;
 
   /// A new, empty store of the same kind. Throws as the constructor of that kind does.
@@ -45,6 +46,7 @@ class ZtBufferProvider {
 
   /// Inserts `count` bytes at `offset` and shifts what is behind them towards the end. The read
   /// position keeps its value; the write position ends up behind the last byte that was moved.
+  /// Moves the write position to `offset` first, with what `seekWriteToRead` says of that.
   /// Returns 0, or -1 on failure or when `offset` lies behind the end (nothing is changed then).
   virtual int insert(std::uint64_t offset, const void* source, std::uint32_t count) = 0;
 

@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <limits>
 #include <new>
 
-#include "hostcommon/Platform.h"
 #include "writers/TextLog.h"
 
 namespace pwr {
@@ -33,11 +31,12 @@ ZtExtensibleBackingStore::ZtExtensibleBackingStore() {
   logFailure("open error", errnum);
   PW_LOG(kPlainLog, PW_LOG_ERROR, "ERROR: Failed to initialize temporary file %s: errnum=%d: %s\n",
          tempFileName_.c_str(), errnum, systemErrorText(errnum).c_str());
+  errno = errnum;
   throw "Couldn't initialize buffer\n";
 }
 
 ZtExtensibleBackingStore::~ZtExtensibleBackingStore() {
-  std::fclose(file_);
+  file_.close();
   if (platform::removeFile(tempFileName_)) return;
   PW_LOG(kPlainLog, PW_LOG_DEBUG, "DEBUG: couldn't delete tmp file %s\n", tempFileName_.c_str());
 }
@@ -47,12 +46,7 @@ bool ZtExtensibleBackingStore::openTempFile_i() {
   const std::string start = "./_" + std::to_string(platform::processId()) + "_";
   for (int attempt = 0; attempt < RAND_MAX; ++attempt) {
     tempFileName_ = start + std::to_string(std::rand());
-    file_ = platform::createExclusive(tempFileName_.c_str());
-    if (file_ != nullptr) {
-      // Every access moves a whole range, for which a second buffer is of no use.
-      std::setvbuf(file_, nullptr, _IONBF, 0);
-      return true;
-    }
+    if (file_.create(tempFileName_)) return true;
     if (errno != EEXIST) return false;
   }
   return false;
@@ -64,7 +58,7 @@ bool ZtExtensibleBackingStore::reload_i(std::uint64_t position) {
     std::fputs("ERROR flushing dirty buffer while rewinding!\n", stderr);
     return false;
   }
-  if (!platform::seek(file_, position)) {
+  if (!file_.seek(position)) {
     logFailure("seekg error", errno);
     return false;
   }
@@ -72,25 +66,23 @@ bool ZtExtensibleBackingStore::reload_i(std::uint64_t position) {
   loaded_ = true;
   if (position >= size_) return true;
   const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(length_, size_ - position));
-  if (std::fread(buffer_.get(), 1, count, file_) == count) return true;
-  // A file that ends too early sets no errno value.
-  logFailure("read error", std::feof(file_) != 0 ? EIO : errno);
-  std::clearerr(file_);
+  if (file_.read(buffer_.get(), count)) return true;
+  logFailure("read error", errno);
   loaded_ = false;
   return false;
 }
 
-/// Writes what the file lacks: never anything behind the write position.
+/// Writes the range up to the write position, and nothing of what is behind it.
 bool ZtExtensibleBackingStore::flush_i() {
   if (!dirty_) return true;
-  if (!platform::seek(file_, bufferStart_)) {
+  if (!file_.seek(bufferStart_)) {
     logFailure("seekg error", errno);
     return false;
   }
-  const auto count = static_cast<std::size_t>(writePosition_ - bufferStart_);
-  if (std::fwrite(buffer_.get(), 1, count, file_) != count) {
+  const std::uint64_t end = std::min({writePosition_, size_, bufferStart_ + length_});
+  const std::uint64_t count = end > bufferStart_ ? end - bufferStart_ : 0;
+  if (!file_.write(buffer_.get(), static_cast<std::size_t>(count))) {
     logFailure("write error while flushing to disk!\n", errno);
-    std::clearerr(file_);
     return false;
   }
   dirty_ = false;
@@ -205,11 +197,7 @@ std::uint64_t ZtExtensibleBackingStore::startOfRangeBefore_i(std::uint64_t end) 
 }
 
 std::uint64_t ZtExtensibleBackingStore::seekWriteToRead() {
-  if (readPosition_ != writePosition_ && !flush_i()) {
-    return std::numeric_limits<std::uint64_t>::max();
-  }
-  writePosition_ = readPosition_;
-  return writePosition_;
+  return writePosition_ = readPosition_;
 }
 
 std::unique_ptr<ZtBufferProvider> ZtExtensibleBackingStore::create() const {
@@ -221,7 +209,7 @@ int ZtExtensibleBackingStore::insert(std::uint64_t offset, const void* source,
   if (offset > size_) return -1;
   const std::unique_ptr<char[]> first(new (std::nothrow) char[count]);
   const std::unique_ptr<char[]> second(new (std::nothrow) char[count]);
-  if (first == nullptr || second == nullptr || !flush_i()) return -1;
+  if (first == nullptr || second == nullptr) return -1;
   const std::uint64_t position = readPosition_;
   readPosition_ = writePosition_ = offset;
   const bool shifted =

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <span>
 #include <string>
 
+#include "hostcommon/Platform.h"
 #include "writers/columns/ZtBufferProvider.h"
 
 namespace pwr {
@@ -17,7 +17,7 @@ namespace pwr {
 class ZtExtensibleBackingStore final : public ZtBufferProvider {
  public:
   /// Creates the temporary file in the current folder, readable by the user alone. Throws a C
-  /// string (after logging the cause) when that fails.
+  /// string, after logging the cause, when that fails; errno has the cause then.
   ZtExtensibleBackingStore();
   ~ZtExtensibleBackingStore() override;
 
@@ -44,8 +44,9 @@ class ZtExtensibleBackingStore final : public ZtBufferProvider {
 
   std::uint64_t getReadPosition() const { return readPosition_; }
   std::uint64_t getWritePosition() const { return writePosition_; }
-  /// Moves the read position and has the range in memory start there. False when the range could
-  /// not be moved; the position is set all the same.
+  /// Moves the read position and has the range in memory start there, for which everything before
+  /// the write position is written to the file. False when the range could not be moved; the
+  /// position is set all the same.
   bool setReadPosition(std::uint64_t position);
   /// Reads what the range in memory has from the read position on, without copying it: valid until
   /// the next operation. Empty at the end of the store, and when the range could not be moved.
@@ -72,9 +73,9 @@ class ZtExtensibleBackingStore final : public ZtBufferProvider {
   bool shiftBehind_i(const char* source, std::uint32_t count, char* const (&scratch)[2]);
   std::uint64_t startOfRangeBefore_i(std::uint64_t end) const;
 
-  FILE* file_ = nullptr;
-  // While dirty, the write position lies in the range, and the bytes from the start of the range to
-  // the write position are what the file lacks: whatever moves either of them flushes first.
+  platform::PrivateFile file_;
+  // Whether the range has bytes that the file lacks. Those before the write position get there
+  // before the range moves.
   bool dirty_ = false;
   std::uint64_t readPosition_ = 0;
   std::uint64_t writePosition_ = 0;

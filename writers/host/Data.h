@@ -1,6 +1,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -100,10 +101,22 @@ class PW_HOST_API Data {
   int convert(unsigned long long& out) const;
   int convert(double& out) const;
 
-  // The order of the alternatives is that of DataType.
-  std::variant<std::monostate, long long, unsigned long long, double, IntPair, UIntPair, RealPair,
-               const DataHandle*, std::string>
-      value_;
+  using Value = std::variant<std::monostate, long long, unsigned long long, double, IntPair,
+                             UIntPair, RealPair, const DataHandle*, std::string>;
+  template <DataType kType>
+  using Held = std::variant_alternative_t<static_cast<std::size_t>(kType), Value>;
+  static_assert(std::is_same_v<Held<DataType::None>, std::monostate> &&
+                    std::is_same_v<Held<DataType::Int>, long long> &&
+                    std::is_same_v<Held<DataType::UInt>, unsigned long long> &&
+                    std::is_same_v<Held<DataType::Real>, double> &&
+                    std::is_same_v<Held<DataType::IntRange>, IntPair> &&
+                    std::is_same_v<Held<DataType::UIntRange>, UIntPair> &&
+                    std::is_same_v<Held<DataType::RealRange>, RealPair> &&
+                    std::is_same_v<Held<DataType::Handle>, const DataHandle*> &&
+                    std::is_same_v<Held<DataType::String>, std::string>,
+                "the order of the alternatives is that of DataType");
+
+  Value value_;
 };
 
 }  // namespace pwr
