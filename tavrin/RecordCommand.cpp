@@ -71,6 +71,7 @@ class Recording {
   void consume(SampleBatch& batch);
   void showProgress(Clock::time_point now);
   void complete(const Sampler& sampler);
+  void deliverRemainders();
   void report(const SamplingReport& sampling) const;
 
   const Options& options_;
@@ -221,6 +222,12 @@ void Recording::complete(const Sampler& sampler) {
       static_cast<double>(sampler.stopTicks() - sampler.startTicks()) / 1e9;
 }
 
+void Recording::deliverRemainders() {
+  SampleBatch batch;
+  for (const Feature* feature : present_) feature->remainder(batch);
+  for (pwr::Metric& metric : batch) session_->remainder(metric);
+}
+
 void Recording::report(const SamplingReport& sampling) const {
   const auto microseconds = [](std::uint64_t ns) {
     return withDecimals(static_cast<double>(ns) / 1e3, 0) + " us";
@@ -254,6 +261,7 @@ int Recording::run() {
     sampling = sampler.join();
     complete(sampler);
   }
+  deliverRemainders();
   if (command_) command_->terminate();
   progress_.show("writing the outputs");
   std::vector<std::string> incomplete = session_->finish();

@@ -79,7 +79,7 @@ void Session::container(const pwr::MetricContainerInfoMessage& message) {
   deliver(message);
 }
 
-void Session::metric(pwr::Metric& metric) {
+void Session::leaveOutNonFinite(pwr::Metric& metric) {
   const auto removed =
       std::erase_if(metric.editData().elements,
                     [](const pwr::DataElement& element) { return !isFinite(*element.getValue()); });
@@ -87,11 +87,21 @@ void Session::metric(pwr::Metric& metric) {
     warn("a value of metric '" + metric.getName() +
          "' is not finite and is left out; further ones are left out silently");
   }
+}
+
+void Session::metric(pwr::Metric& metric) {
+  leaveOutNonFinite(metric);
   ++samples_;
   unflushed_ = true;
   summary_.add(metric);
   if (recorder_ != nullptr) recorder_->metric(metric);
   deliver(metric);
+}
+
+void Session::remainder(pwr::Metric& metric) {
+  leaveOutNonFinite(metric);
+  summary_.addRemainder(metric);
+  if (recorder_ != nullptr) recorder_->remainder(metric);
 }
 
 void Session::table(const pwr::TableMessage& message) {

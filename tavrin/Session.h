@@ -33,6 +33,8 @@ class Session final : public MessageSink {
   void container(const pwr::MetricContainerInfoMessage& message) override;
   /// Takes out values that are not finite, with one warning per metric: no output can carry them.
   void metric(pwr::Metric& metric) override;
+  /// Goes into the summary tables; the writers do not get it. Like `metric` otherwise.
+  void remainder(pwr::Metric& metric) override;
   void table(const pwr::TableMessage& message) override;
   void text(const pwr::TextMessage& message) override;
   void id(const pwr::IdMessage& message) override;
@@ -49,6 +51,7 @@ class Session final : public MessageSink {
  private:
   template <typename Message>
   void deliver(const Message& message);
+  void leaveOutNonFinite(pwr::Metric& metric);
   void flushWriters();
   void deliverHeader();
   std::vector<std::string> close();

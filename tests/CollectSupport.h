@@ -63,6 +63,18 @@ class FeatureDriver {
     return text;
   }
 
+  /// What the intervals did not get, as above without times; "" for nothing.
+  std::string remainder() {
+    batch_.clear();
+    feature_->remainder(batch_);
+    std::string text;
+    for (const pwr::Metric& metric : batch_) {
+      if (metric.getData().elements.empty()) continue;
+      text += metric.getName() + ":" + describeElements(metric) + "\n";
+    }
+    return text;
+  }
+
  private:
   static std::string number(double value) {
     std::string text;
@@ -71,12 +83,18 @@ class FeatureDriver {
   }
 
   static std::string describe(const pwr::Metric& metric) {
-    const bool residency = metric.getMetricType() == pwr::Metric::MetricType::SampledResidency;
     const pwr::Metric::DataPoint& point = metric.getData();
     std::string text = metric.getName() + " @" + number(static_cast<double>(point.timestamp) / 1e9);
     text += "+" + number(static_cast<double>(point.elements.at(0).getDuration()) / 1e9) + ":";
-    for (const pwr::DataElement& element : point.elements) {
-      EXPECT_EQ(element.getDuration(), point.elements[0].getDuration());
+    return text + describeElements(metric) + "\n";
+  }
+
+  static std::string describeElements(const pwr::Metric& metric) {
+    const bool residency = metric.getMetricType() == pwr::Metric::MetricType::SampledResidency;
+    const auto& elements = metric.getData().elements;
+    std::string text;
+    for (const pwr::DataElement& element : elements) {
+      EXPECT_EQ(element.getDuration(), elements[0].getDuration());
       double value = 0;
       EXPECT_EQ(element.getValue()->toReal(value), 0);
       text += " ";
@@ -84,7 +102,7 @@ class FeatureDriver {
       if (element.getDescriptor() != nullptr) text += "/" + element.getDescriptor()->getName();
       text += "=" + number(residency ? value / 1e6 : value);
     }
-    return text + "\n";
+    return text;
   }
 
   const SysRoot root_;

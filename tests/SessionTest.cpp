@@ -86,11 +86,13 @@ TEST(SummaryTables, OneFormPerKindOfMetric) {
     }
   };
   const auto count = [](unsigned long long value) { return Data(value); };
-  add(Machine::metric("Idle", Type::SampledResidency, pwr::Quantity::time()),
-      {{{count(kSecond), m.states[0], m.cpus[0], 2 * kSecond},
-        {count(0), m.states[1], m.cpus[0], 2 * kSecond},
-        {count(kSecond), m.states[1], m.cpus[1], 2 * kSecond}},
-       {{count(kSecond), m.states[0], m.cpus[0], 2 * kSecond}}});
+  pwr::Metric idle = Machine::metric("Idle", Type::SampledResidency, pwr::Quantity::time());
+  add(idle, {{{count(kSecond), m.states[0], m.cpus[0], 2 * kSecond},
+              {count(0), m.states[1], m.cpus[0], 2 * kSecond},
+              {count(kSecond), m.states[1], m.cpus[1], 2 * kSecond}},
+             {{count(kSecond), m.states[0], m.cpus[0], 2 * kSecond}}});
+  idle.editData().elements = {{count(kSecond), m.states[1], m.cpus[0], 0}};
+  tables.addRemainder(idle);
   add(Machine::metric("Entries", Type::SampledDelta, m.entries),
       {{{count(3), m.states[0], m.cpus[1], kSecond}},
        {{count(4), m.states[0], m.cpus[1], kSecond}}});
@@ -106,6 +108,8 @@ TEST(SummaryTables, OneFormPerKindOfMetric) {
        {{Data("off"), nullptr, m.cpus[0], kSecond}},
        {{Data("on"), nullptr, m.cpus[0], kSecond}, {Data(), nullptr, m.cpus[0], kSecond}}});
   add(Machine::metric("Nothing", Type::SampledValue, nullptr), {{}});
+  pwr::Metric silent = Machine::metric("Silent", Type::SampledResidency, pwr::Quantity::time());
+  tables.addRemainder(silent);
   TablePrinter printer;
   unsigned int ownContainer = 0;
   tables.deliver(
@@ -115,7 +119,7 @@ TEST(SummaryTables, OneFormPerKindOfMetric) {
   EXPECT_EQ(printer.text,
             "Idle Summary: Residency (Percentage and Time)\n"
             "Where | C1 (%) | C6 (%) | C1 (ms) | C6 (ms)\n"
-            "CPU0 | 50.00 | 0.00 | 2000000000 | 0\n"
+            "CPU0 | 50.00 | 50.00 | 2000000000 | 1000000000\n"
             "CPU1 | n/a | 50.00 | n/a | 1000000000\n"
             "Entries Summary: Entry Counts\n"
             "Where | C1\n"
@@ -136,6 +140,9 @@ TEST(SummaryTables, OneFormPerKindOfMetric) {
             "Nothing Summary: Sampled Values\n"
             "Where | Minimum | Average | Maximum | Samples\n"
             "\n"
+            "Silent Summary: Residency (Percentage and Time)\n"
+            "Where\n"
+            "\n"
             "Collection Summary: Total Samples Received\n"
             "Metric | Feature | Samples | Values\n"
             "Idle | test | 2 | 4\n"
@@ -144,7 +151,8 @@ TEST(SummaryTables, OneFormPerKindOfMetric) {
             "Faults | test | 1 | 1\n"
             "Volts | test | 2 | 2\n"
             "Mode | test | 3 | 3\n"
-            "Nothing | test | 1 | 0\n");
+            "Nothing | test | 1 | 0\n"
+            "Silent | test | 0 | 0\n");
 }
 
 TEST(Session, LeavesOutWhatIsNotFinite) {

@@ -75,6 +75,7 @@ class Recorder : public tavrin::MessageSink {
     values.clear();
     for (const pwr::DataElement& e : m.getData().elements) values.push_back(*e.getValue());
   }
+  void remainder(pwr::Metric& m) override { writer.remainder(m); }
   void table(const pwr::TableMessage& m) override { writer.table(m); }
   void text(const pwr::TextMessage& m) override {
     writer.text(m);
@@ -254,6 +255,9 @@ TEST(Stream, FaultyLineEndsTheReplayWithItsCause) {
        "member \"time\" is not an integer", Refuses},
       {R"({"type":"sample","metric":2,"time":-1,"elements":[]})", "member \"time\" is out of range",
        Refuses},
+      {R"({"type":"remainder","metric":2,"elements":[1]})",
+       "member \"metric\" is not of kind delta or residency", Takes},
+      {R"({"type":"remainder","metric":2,"time":0})", "member \"time\" is unknown here", Refuses},
       {sample + "[]]}", "member \"elements\" is not of elements with 1 to 5 items", Refuses},
       {sample + "[1,null,null,0,{},1]]}",
        "member \"elements\" is not of elements with 1 to 5 items", Refuses},

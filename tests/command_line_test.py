@@ -201,6 +201,24 @@ class CommandLine(unittest.TestCase):
                 self.assertEqual(read(os.path.join(self.folder, name), "rb"),
                                  read(os.path.join(self.folder, again), "rb"))
 
+    def test_a_sleep_that_ends_with_a_run_of_short_intervals(self):
+        state = os.path.join(self.folder, "tree/sys/devices/system/cpu/cpu0/cpuidle/state0")
+        os.makedirs(state)
+        for name, text in (("name", "C6"), ("time", "0"), ("usage", "0")):
+            with open(os.path.join(state, name), "w") as file:
+                file.write(text)
+        self.run_tavrin("record", "--sysroot", "tree", "-f", "core-cstate", "-i", "10", "-o", "live",
+                        "-w", "sum,int", "--capture", "live.jsonl", "--", "sh", "-c",
+                        f"sleep 1; echo 1000000 > {state}/time")
+        row = next(line for line in self.report("live.csv").splitlines() if line.startswith("CPU0"))
+        percentage, milliseconds = map(float, row.split(",")[1:])
+        self.assertGreater(milliseconds, 950)
+        self.assertTrue(70 < percentage <= 100, row)
+        self.assertNotRegex(self.report("live_trace.csv"), r"(?m), [2-9]\d\.")
+        self.run_tavrin("report", "-w", "sum,int", "-o", "again", "live.jsonl")
+        for name in ("live.csv", "live_trace.csv"):
+            self.assertEqual(self.report(name), self.report(name.replace("live", "again")))
+
     def test_replay_from_a_pipe(self):
         recorder = subprocess.Popen(
             [TAVRIN, "record", "-q", "--sysroot", "tree", "-f", "thermal", "-o", "one",

@@ -1,9 +1,11 @@
 #include "tavrin/collect/CoreCStateFeature.h"
 
+#include <algorithm>
+#include <limits>
 #include <set>
+#include <utility>
 
 #include "hostcommon/Descriptions.h"
-#include "tavrin/collect/CpuEntities.h"
 #include "tavrin/collect/SysRoot.h"
 
 namespace tavrin {
@@ -11,6 +13,8 @@ namespace tavrin {
 namespace {
 
 constexpr unsigned long long kTicksPerMicrosecond = kTicksPerSecond / 1'000'000;
+constexpr unsigned long long kLongestTime =
+    std::numeric_limits<unsigned long long>::max() / kTicksPerMicrosecond;
 
 }  // namespace
 
@@ -24,12 +28,14 @@ std::string CoreCStateFeature::probe(const SysRoot& root, CpuEntities& cpus,
     std::vector<State> states = findStates(root, cpu.number);
     const std::size_t count = states.size();
     if (count == 0) continue;
-    cpus_.push_back({.entity = cpu.entity,
+    cpus_.push_back({.number = cpu.number,
+                     .entity = cpu.entity,
                      .states = std::move(states),
                      .carry = ResidencyCarry(count),
                      .ticks = std::vector<unsigned long long>(count)});
   }
   if (cpus_.empty()) return "no sleep states (cpuidle) below /sys/devices/system/cpu";
+  online_.emplace(root);
   createMetrics(containerId);
   return {};
 }
@@ -46,8 +52,8 @@ std::vector<CoreCStateFeature::State> CoreCStateFeature::findStates(const SysRoo
     State state{.time = OpenFile(root.path(path + "time")),
                 .usage = OpenFile(root.path(path + "usage"))};
     // A state that is incomplete from the start would make its CPU one long gap.
-    const bool readable =
-        state.time.readNumber(state.lastTime) == 0 && state.usage.readNumber(state.lastUsage) == 0;
+    const bool readable = state.time.readNumber(state.last.time) == 0 &&
+                          state.usage.readNumber(state.last.usage) == 0;
     if (name.empty() || !readable) continue;
     if (!names.insert(name).second) name += " (" + id + ")";
     state.descriptor = descriptor(name, root.readLine(path + "desc"));
@@ -92,37 +98,50 @@ void CoreCStateFeature::createMetrics(unsigned int containerId) {
   addMetric(pwr::createMetric(std::move(metric)));
 }
 
-/// Takes the readings of all states and their growth since the last ones. Returns false when one
-/// cannot be read.
-bool CoreCStateFeature::read(SleepingCpu& cpu, bool& forwards) {
-  forwards = true;
+/// Takes the readings of all states. Returns false when one cannot be read.
+bool CoreCStateFeature::read(SleepingCpu& cpu) {
+  return std::ranges::all_of(cpu.states, [](State& state) {
+    return state.time.readNumber(state.present.time) == 0 &&
+           state.usage.readNumber(state.present.usage) == 0;
+  });
+}
+
+/// Takes the growth of the states from their last to their present readings, which become the last
+/// ones. Returns false when a counter has run backwards.
+bool CoreCStateFeature::advance(SleepingCpu& cpu) {
+  bool forwards = true;
   for (std::size_t i = 0; i < cpu.states.size(); ++i) {
     State& state = cpu.states[i];
-    unsigned long long time = 0;
-    unsigned long long usage = 0;
-    if (state.time.readNumber(time) != 0 || state.usage.readNumber(usage) != 0) return false;
-    forwards = forwards && time >= state.lastTime && usage >= state.lastUsage;
-    cpu.ticks[i] = (time - state.lastTime) * kTicksPerMicrosecond;
-    state.entries = usage - state.lastUsage;
-    state.lastTime = time;
-    state.lastUsage = usage;
+    const Reading last = std::exchange(state.last, state.present);
+    forwards = forwards && state.last.time >= last.time && state.last.usage >= last.usage;
+    cpu.ticks[i] = std::min(state.last.time - last.time, kLongestTime) * kTicksPerMicrosecond;
+    state.entries = state.last.usage - last.usage;
   }
-  return true;
+  return forwards;
+}
+
+void CoreCStateFeature::update(SleepingCpu& cpu, unsigned long long now, bool hasInterval) {
+  cpu.complete = false;
+  const bool wasValid = std::exchange(cpu.valid, online_->contains(cpu.number));
+  if (!read(cpu)) {
+    cpu.valid = false;
+    return;
+  }
+  const unsigned long long sinceLast = now - std::exchange(cpu.lastRead, now);
+  if (!advance(cpu)) {
+    cpu.carry.restart();
+  } else if (hasInterval && wasValid && cpu.valid) {
+    cpu.carry.attribute(interval_.length(), cpu.ticks);
+    cpu.complete = true;
+  } else {
+    cpu.carry.restart(sinceLast, cpu.ticks);
+  }
 }
 
 void CoreCStateFeature::sample(unsigned long long now, SampleBatch& batch) {
-  const bool complete = interval_.advance(now);
-  for (SleepingCpu& cpu : cpus_) {
-    bool forwards = false;
-    const bool wasValid = cpu.valid;
-    cpu.valid = read(cpu, forwards);
-    cpu.complete = complete && wasValid && cpu.valid && forwards;
-    if (cpu.complete) {
-      cpu.carry.attribute(interval_.length(), cpu.ticks);
-    } else {
-      cpu.carry.restart();
-    }
-  }
+  const bool hasInterval = interval_.advance(now);
+  online_->read();
+  for (SleepingCpu& cpu : cpus_) update(cpu, now, hasInterval);
   IntervalPoint residencies(batch, metrics()[0], interval_);
   for (const SleepingCpu& cpu : cpus_) {
     for (std::size_t i = 0; cpu.complete && i < cpu.states.size(); ++i) {
@@ -135,6 +154,19 @@ void CoreCStateFeature::sample(unsigned long long now, SampleBatch& batch) {
       entries.add(pwr::Data(cpu.states[i].entries), cpu.states[i].descriptor, cpu.entity);
     }
   }
+}
+
+void CoreCStateFeature::remainder(SampleBatch& batch) const {
+  pwr::Metric::DataPoint& residencies = batch.add(metrics()[0], 0);
+  for (const SleepingCpu& cpu : cpus_) {
+    const std::vector<unsigned long long> ticks = cpu.carry.remainder();
+    for (std::size_t i = 0; i < ticks.size(); ++i) {
+      if (ticks[i] == 0) continue;
+      residencies.elements.emplace_back(pwr::Data(ticks[i]), cpu.states[i].descriptor, cpu.entity,
+                                        0ULL);
+    }
+  }
+  batch.add(metrics()[1], 0);
 }
 
 }  // namespace tavrin

@@ -1,5 +1,6 @@
 #include "tavrin/collect/CpuEntities.h"
 
+#include <algorithm>
 #include <set>
 #include <tuple>
 
@@ -12,28 +13,31 @@ namespace {
 
 constexpr std::string_view kCpuFolder = "/sys/devices/system/cpu";
 
-/// Reads a list such as "0-3,8".
-std::vector<unsigned int> parseCpuList(std::string_view text) {
-  constexpr unsigned int kMostCpus = 65536;  // keeps a damaged range from filling the memory
-  std::vector<unsigned int> cpus;
+constexpr unsigned int kMostCpus = 65536;  // keeps damaged numbers from filling the memory
+
+/// Reads a list such as "0-3,8", as far as it ascends.
+void parseCpuList(std::string_view text, std::vector<unsigned int>& cpus) {
+  cpus.clear();
   unsigned int first = 0;
-  while (takeNumber(text, first)) {
+  while (takeNumber(text, first) && first < kMostCpus) {
     unsigned int last = first;
     if (text.starts_with('-')) {
       text.remove_prefix(1);
-      if (!takeNumber(text, last)) break;
+      if (!takeNumber(text, last)) return;
     }
-    if (last >= kMostCpus) break;
+    if (last >= kMostCpus || (!cpus.empty() && first <= cpus.back())) return;
     for (unsigned int cpu = first; cpu <= last; ++cpu) cpus.push_back(cpu);
-    if (!text.starts_with(',')) break;
+    if (!text.starts_with(',')) return;
     text.remove_prefix(1);
   }
-  return cpus;
 }
 
-std::vector<unsigned int> onlineCpus(const SysRoot& root) {
-  std::vector<unsigned int> cpus = parseCpuList(root.readLine(std::string(kCpuFolder) + "/online"));
-  return cpus.empty() ? root.listNumbered(kCpuFolder, "cpu") : cpus;
+std::vector<unsigned int> presentCpus(const SysRoot& root) {
+  OnlineCpus online(root);
+  if (!online.cpus().empty()) return online.cpus();
+  std::vector<unsigned int> folders = root.listNumbered(kCpuFolder, "cpu");
+  std::erase_if(folders, [](unsigned int cpu) { return cpu >= kMostCpus; });
+  return folders;
 }
 
 /// A number of the CPU's topology, or `fallback` where the file is missing or tells -1.
@@ -47,6 +51,21 @@ Number readId(const SysRoot& root, unsigned int cpu, const char* file, Number fa
 
 }  // namespace
 
+OnlineCpus::OnlineCpus(const SysRoot& root)
+    : list_(root.path(std::string(kCpuFolder) + "/online")) {
+  read();
+}
+
+void OnlineCpus::read() {
+  std::string_view text;
+  if (list_.readText(text) != 0) text = {};
+  parseCpuList(text, cpus_);
+}
+
+bool OnlineCpus::contains(unsigned int cpu) const {
+  return cpus_.empty() || std::ranges::binary_search(cpus_, cpu);
+}
+
 CpuEntities::CpuEntities(const SysRoot& root) {
   readTopology(root);
   dropMeaninglessModules();
@@ -54,7 +73,7 @@ CpuEntities::CpuEntities(const SysRoot& root) {
 }
 
 void CpuEntities::readTopology(const SysRoot& root) {
-  for (const unsigned int number : onlineCpus(root)) {
+  for (const unsigned int number : presentCpus(root)) {
     cpus_.push_back({.number = number,
                      .package = readId(root, number, "physical_package_id", 0U),
                      .module = readId(root, number, "cluster_id", -1),

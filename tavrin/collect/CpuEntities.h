@@ -5,11 +5,29 @@
 #include <utility>
 #include <vector>
 
+#include "tavrin/collect/OpenFile.h"
 #include "tavrin/collect/SysRoot.h"
 #include "writers/host/EntityHandle.h"
 #include "writers/host/TopTree.h"
 
 namespace tavrin {
+
+/// Which CPUs are online at a moment.
+class OnlineCpus {
+ public:
+  explicit OnlineCpus(const SysRoot& root);
+
+  /// Asks the kernel again.
+  void read();
+  /// Ascending; empty where the kernel does not tell.
+  const std::vector<unsigned int>& cpus() const { return cpus_; }
+  /// True for every CPU where the kernel does not tell.
+  bool contains(unsigned int cpu) const;
+
+ private:
+  OpenFile list_;  // its text is about all CPUs: reading theirs waits for a CPU that is on its way
+  std::vector<unsigned int> cpus_;
+};
 
 /// The CPUs that were online at the start, with their entities: "Package0" (level "Package"),
 /// "Core0" ("Core") below it, "CPU0" ("Thread") below that. CPUs that come later are not collected.

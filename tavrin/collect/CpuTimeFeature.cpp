@@ -129,4 +129,15 @@ void CpuTimeFeature::sample(unsigned long long now, SampleBatch& batch) {
   for (BusyCpu& cpu : cpus_) cpu.valid = std::exchange(cpu.seen, false);
 }
 
+void CpuTimeFeature::remainder(SampleBatch& batch) const {
+  pwr::Metric::DataPoint& point = batch.add(metrics().front(), 0);
+  for (const BusyCpu& cpu : cpus_) {
+    const std::vector<unsigned long long> ticks = cpu.carry.remainder();
+    for (std::size_t i = 0; i < kStates; ++i) {
+      if (ticks[i] == 0) continue;
+      point.elements.emplace_back(pwr::Data(ticks[i]), descriptors_[i], cpu.entity, 0ULL);
+    }
+  }
+}
+
 }  // namespace tavrin

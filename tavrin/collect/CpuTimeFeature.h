@@ -21,6 +21,7 @@ class CpuTimeFeature : public Feature {
 
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
   void sample(unsigned long long now, SampleBatch& batch) override;
+  void remainder(SampleBatch& batch) const override;
 
  private:
   static constexpr std::size_t kStates = 8;

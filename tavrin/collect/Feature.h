@@ -14,7 +14,7 @@ class SysRoot;
 /// One kind of live telemetry: a metric container with its metrics and the code that samples them.
 ///
 /// Calls: `probe` once; if it found the feature, `sample` at the start of the collection, which
-/// only takes the first readings, and then at the end of every interval.
+/// only takes the first readings, and then at the end of every interval; `remainder` at the end.
 class Feature {
  public:
   /// `tag`: the name by which users and the output configuration know the feature.
@@ -45,6 +45,12 @@ class Feature {
   /// now; a sample's timestamp is the interval's start. A reading that fails is a gap, not an
   /// error.
   virtual void sample(unsigned long long now, SampleBatch& batch) = 0;
+
+  /// To be called after the last `sample`: appends a message for each metric, with what was counted
+  /// in the time of its intervals and that none of them has (`MessageSink::remainder`).
+  virtual void remainder(SampleBatch& batch) const {
+    for (const pwr::MetricDescription* metric : metrics_) batch.add(metric, 0);
+  }
 
  protected:
   const pwr::MetricDescription* addMetric(const pwr::MetricDescription* metric) {

@@ -21,6 +21,10 @@ class MessageSink {
   virtual void container(const pwr::MetricContainerInfoMessage& message) = 0;
   /// The sink may take elements out of the metric's data point.
   virtual void metric(pwr::Metric& metric) = 0;
+  /// What the run has of a counted or timed metric beyond its samples, for totals only: the
+  /// elements tell value, entity and descriptor; the timestamp says nothing. A metric with a
+  /// remainder, even without elements, is reported although it may have no samples.
+  virtual void remainder(pwr::Metric& metric) = 0;
   virtual void table(const pwr::TableMessage& message) = 0;
   virtual void text(const pwr::TextMessage& message) = 0;
   virtual void id(const pwr::IdMessage& message) = 0;

@@ -76,6 +76,7 @@ void RecordReplay::message(std::string_view type, const json::Value& value) {
   static constexpr std::pair<std::string_view, Read> kReads[] = {
       {"sample", &RecordReplay::sample},
       {"row", &RecordReplay::row},
+      {"remainder", &RecordReplay::remainder},
       {"definition", &RecordReplay::definition},
       {"container", &RecordReplay::container},
       {"text", &RecordReplay::text},
@@ -101,6 +102,22 @@ void RecordReplay::sample(const json::Value& value) {
   }
   noteEnd(metric);
   sink_.metric(metric);
+}
+
+void RecordReplay::remainder(const json::Value& value) {
+  using Type = pwr::Metric::MetricType;
+  const JsonObject record(value, "remainder", {"type", "metric", "elements"});
+  pwr::Metric& metric = definitions_.table().metric(record.require("metric"), "metric");
+  pwr::Metric::DataPoint& point = metric.editData();
+  point.timestamp = 0;
+  point.elements.clear();
+  record.forEach("elements",
+                 [&](const json::Value& item) { point.elements.push_back(element(item)); });
+  const Type type = metric.getMetricType();
+  if (!point.elements.empty() && type != Type::SampledDelta && type != Type::SampledResidency) {
+    json::fail("metric", "not of kind delta or residency");
+  }
+  sink_.remainder(metric);
 }
 
 pwr::DataElement RecordReplay::element(const json::Value& value) const {

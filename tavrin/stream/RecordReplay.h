@@ -33,6 +33,7 @@ class RecordReplay {
   void stop(const json::Value& value);
   void message(std::string_view type, const json::Value& value);
   void sample(const json::Value& value);
+  void remainder(const json::Value& value);
   void container(const json::Value& value);
   void definition(const json::Value& value);
   void row(const json::Value& value);

@@ -17,6 +17,8 @@ class StreamWriter::Recorder {
   void need(const pwr::TableMessage& table);
   void need(const pwr::DataElement& element);
   void cells(const pwr::TableMessage& table);
+  void beginOf(const pwr::Metric& metric, std::string_view type);
+  void elements(const pwr::Metric& metric);
   void element(const pwr::DataElement& element);
 
   RecordWriter records;
@@ -91,6 +93,20 @@ void StreamWriter::Recorder::element(const pwr::DataElement& element) {
   records.endArray();
 }
 
+/// Defines what the metric's record needs and begins it.
+void StreamWriter::Recorder::beginOf(const pwr::Metric& metric, std::string_view type) {
+  definitions.need(metric.getDescription());
+  for (const pwr::DataElement& element : metric.getData().elements) need(element);
+  definitions.write();
+  records.begin(type);
+  records.required("metric", definitions.idOf(*metric.getDescription()));
+}
+
+void StreamWriter::Recorder::elements(const pwr::Metric& metric) {
+  records.key("elements");
+  records.array(metric.getData().elements, [this](const pwr::DataElement& one) { element(one); });
+}
+
 void StreamWriter::Recorder::cells(const pwr::TableMessage& table) {
   if (table.getTableMessageType() != pwr::TableMessageType::Row) return;
   records.key("cells");
@@ -137,18 +153,16 @@ void StreamWriter::container(const pwr::MetricContainerInfoMessage& message) {
 }
 
 void StreamWriter::metric(pwr::Metric& metric) {
-  RecordWriter& records = recorder_->records;
-  const pwr::Metric::DataPoint& point = metric.getData();
-  recorder_->definitions.need(metric.getDescription());
-  for (const pwr::DataElement& element : point.elements) recorder_->need(element);
-  recorder_->definitions.write();
-  records.begin("sample");
-  records.required("metric", recorder_->definitions.idOf(*metric.getDescription()));
-  records.required("time", point.timestamp);
-  records.key("elements");
-  records.array(point.elements,
-                [this](const pwr::DataElement& element) { recorder_->element(element); });
-  records.end();
+  recorder_->beginOf(metric, "sample");
+  recorder_->records.required("time", metric.getData().timestamp);
+  recorder_->elements(metric);
+  recorder_->records.end();
+}
+
+void StreamWriter::remainder(pwr::Metric& metric) {
+  recorder_->beginOf(metric, "remainder");
+  if (!metric.getData().elements.empty()) recorder_->elements(metric);
+  recorder_->records.end();
 }
 
 void StreamWriter::table(const pwr::TableMessage& message) {

@@ -30,6 +30,7 @@ class StreamWriter final : public MessageSink {
   void system(const pwr::SystemMetadata& metadata) override;
   void container(const pwr::MetricContainerInfoMessage& message) override;
   void metric(pwr::Metric& metric) override;
+  void remainder(pwr::Metric& metric) override;
   void table(const pwr::TableMessage& message) override;
   void text(const pwr::TextMessage& message) override;
   void id(const pwr::IdMessage& message) override;

@@ -49,4 +49,11 @@ void MetricTotals::add(const pwr::Metric::DataPoint& point) {
   }
 }
 
+void MetricTotals::addRemainder(const pwr::Metric::DataPoint& point) {
+  for (const pwr::DataElement& element : point.elements) {
+    double number = 0.0;
+    if (element.getValue()->toReal(number) == 0) find(element).sum += number;
+  }
+}
+
 }  // namespace tavrin

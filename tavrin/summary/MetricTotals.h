@@ -30,6 +30,8 @@ class MetricTotals {
   explicit MetricTotals(const pwr::MetricDescription* metric);
 
   void add(const pwr::Metric::DataPoint& point);
+  /// Adds to the sums only.
+  void addRemainder(const pwr::Metric::DataPoint& point);
 
   const pwr::MetricDescription* metric() const { return metric_; }
   /// In the order of first appearance.

@@ -232,9 +232,17 @@ TableBuilder tableOf(const MetricTotals& totals, unsigned int tableId, double ti
 
 }  // namespace
 
-void SummaryTables::add(const pwr::Metric& metric) {
+MetricTotals& SummaryTables::totalsOf(const pwr::Metric& metric) {
   noteContainer(metric.getDescription()->containerId);
-  totals_.try_emplace(metric.getId(), metric.getDescription()).first->second.add(metric.getData());
+  return totals_.try_emplace(metric.getId(), metric.getDescription()).first->second;
+}
+
+void SummaryTables::add(const pwr::Metric& metric) {
+  totalsOf(metric).add(metric.getData());
+}
+
+void SummaryTables::addRemainder(const pwr::Metric& metric) {
+  totalsOf(metric).addRemainder(metric.getData());
 }
 
 void SummaryTables::noteContainer(unsigned int containerId) {

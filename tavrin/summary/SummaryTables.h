@@ -30,6 +30,8 @@ class SummaryTables {
   using ContainerSink = std::function<void(const pwr::MetricContainerInfoMessage&)>;
 
   void add(const pwr::Metric& metric);
+  /// Adds the elements to the totals of their series, but to no count and no duration.
+  void addRemainder(const pwr::Metric& metric);
   /// Tells which containers exist, so that the tables' own container gets an id of its own.
   void noteContainer(unsigned int containerId);
 
@@ -38,6 +40,8 @@ class SummaryTables {
                const TableSink& tables) const;
 
  private:
+  MetricTotals& totalsOf(const pwr::Metric& metric);
+
   std::map<unsigned int, MetricTotals> totals_;  // by metric id
   unsigned int highestContainer_ = 0;
 };
