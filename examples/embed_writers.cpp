@@ -38,7 +38,6 @@ int writeReport(WriterPlugin& writer, const std::string& baseName) {
 
   pwr::SystemDescription system;
   system.hostName = "example";
-  system.tscFrequencyMHz = 1000.0F;
   system.timestampClockFrequencyMHz = 1000;
   const pwr::SystemMetadata metadata(std::move(system));  // must live until the writer is closed
   WriterDispatch::write(writer, pwr::SystemMessage(&metadata));

@@ -27,6 +27,21 @@ std::string nameOf(const WriterPlugin& writer) {
   return PluginLibrary::capability(writer).getName();
 }
 
+std::string shortest(double number) {
+  std::string text;
+  pwr::appendShortest(text, number);
+  return text;
+}
+
+/// Warns of a time stamp counter that cannot be the timestamp clock.
+void checkClock(const pwr::SystemMetadata& metadata) {
+  const double counter = metadata.getDescription().tscFrequencyMHz;
+  const unsigned int clock = metadata.getTimestampClockFrequencyMHz();
+  if (counter == 0.0 || clock == 0 || std::abs(counter - clock) < 1.0) return;
+  warn("the time stamp counter runs at " + shortest(counter) + " MHz, the timestamp clock at " +
+       std::to_string(clock) + " MHz; times are taken as ticks of the timestamp clock");
+}
+
 std::string joined(const std::vector<std::string>& names) {
   std::string text;
   for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
@@ -69,6 +84,7 @@ void Session::deliver(const Message& message) {
 
 void Session::system(const pwr::SystemMetadata& metadata) {
   metadata_ = &metadata;
+  checkClock(metadata);
   if (recorder_ != nullptr) recorder_->system(metadata);
   deliver(pwr::SystemMessage(&metadata));
 }
@@ -163,7 +179,7 @@ std::vector<std::string> Session::finish() {
   if (metadata_ != nullptr) {
     if (!hasHeader_) deliverHeader();
     summary_.deliver(
-        metadata_->getTimestampClockFrequencyMHz(),
+        metadata_->getTscFrequencyMHz(),
         [this](const pwr::MetricContainerInfoMessage& message) { deliver(message); },
         [this](const pwr::TableMessage& message) { deliver(message); });
   }

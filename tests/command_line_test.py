@@ -32,6 +32,16 @@ TREE = {
     "sys/class/thermal/thermal_zone0/temp": "-1500\n",
 }
 
+# A CPU that sleeps half a second of two.
+CLOCK_STREAM = """{"type":"tavrin-stream","version":1}
+{"type":"system","clockMHz":1000,"tscMHz":1.0}
+{"type":"entity","id":1,"name":"CPU0"}
+{"type":"descriptor","id":2,"name":"C6"}
+{"type":"metric","id":3,"name":"Idle","kind":"residency","legacy":"residency","quantity":0,\
+"combinations":[[1,2]],"entityGroup":{"name":"CPU"},"descriptorGroup":{"name":"State"}}
+{"type":"sample","metric":3,"time":1500000000,"elements":[[500000000,1,2,2000000000]]}
+"""
+
 
 def read(path, mode="r"):
     with open(path, mode) as file:
@@ -256,6 +266,45 @@ class CommandLine(unittest.TestCase):
                 with open(expected, "wb") as file:
                     file.write(read(now, "rb"))
             self.assertEqual(read(now, "rb"), read(expected, "rb"), name)
+
+    def test_the_pages_streams_work(self):
+        pages = os.path.join(TESTS, "..", "docs", "formats")
+        streams = [(page, text) for page in sorted(os.listdir(pages)) if page.endswith(".md")
+                   for text in re.findall(r'(?ms)^```\n(\{"type":"tavrin-stream".*?)^```',
+                                          read(os.path.join(pages, page)))]
+        self.assertGreaterEqual(len(streams), 3)
+        for page, text in streams:
+            with self.subTest(page):
+                done = self.run_tavrin("report", "-w", "all", "-o", page, "-", input=text)
+                self.assertNotIn("warning", done.stderr.lower())
+        self.assertRegex(self.report("recorded-stream.md.csv"),
+                         r"\nAir , 21.50 +, 21.88 +, 22.25 +, 2 ")
+        self.assertRegex(self.report("recorded-stream.md_trace.csv"),
+                         r"\n +1, +0.00, +1000.00, +21.50\n +2, +1000000.00, +1000.00, +22.25\n")
+        self.assertIn('"points":[{"x":0,"x1":1000000,"y":21.5},{"x":1000000,"x1":2000000,"y":22.25}]',
+                      self.report("recorded-stream.md.ztjson"))
+        self.assertIn("1000000000\t1e+06\tRoom\tRoom\tAir\t22.25\n",
+                      self.run_tavrin("inspect", "--points", "recorded-stream.md.ztbin").stdout)
+        self.assertIn("\ndata\t1000000000\tMETRIC=Room\tFIELD=Air\tQUANTITY=Temperature\t"
+                      "REAL=22.25\tDURATION=1000000000\n", self.records("recorded-stream.md.pwr"))
+
+    def test_times_are_ticks_of_the_timestamp_clock(self):
+        for tsc, warned in (("", 0), (',"tscMHz":1000.75', 0), (',"tscMHz":1001', 1),
+                            (',"tscMHz":0.5', 1), (',"tscMHz":{"real":"nan"}', 1)):
+            with self.subTest(tsc):
+                stream = CLOCK_STREAM.replace(',"tscMHz":1.0', tsc)
+                done = self.run_tavrin("report", "-w", "all", "-o", "run", "-", input=stream)
+                self.assertEqual(done.stderr.count("the time stamp counter runs at"), warned)
+                self.assertRegex(self.report("run.csv"), r"CPU0, 25.00 *, 500.00 ")
+                self.assertRegex(self.report("Automation_Summary.csv"), r",3.5,25.00,500.00,\n")
+                self.assertRegex(self.report("run_trace.csv"), r" 1500000.00, +2000.00, ")
+                self.assertIn('"x":1500000,"x1":3500000,', self.report("run.ztjson"))
+                points = self.run_tavrin("inspect", "--points", "run.ztbin").stdout
+                self.assertIn("\n1500000000\t2e+06\tIdle\t", points)
+                records = self.records("run.pwr")
+                self.assertIn("\nhardware\ttscHz=1000000000\t", records)
+                self.assertIn("\nfrequency\tcpuMHz=0\n", records)
+                os.remove(os.path.join(self.folder, "Automation_Summary.csv"))
 
     def test_every_writer_gives_the_same_file_alone(self):
         listed = self.run_tavrin("list", "writers").stdout

@@ -242,9 +242,9 @@ void RecordReplay::complete() {
   pwr::SystemDescription& description = metadata_.edit();
   const unsigned long long start = description.collectionStartTimestamp;
   description.collectionStopTimestamp = std::max(start, latestEnd_);
-  if (description.timestampClockFrequencyMHz == 0) return;
+  if (metadata_.getTscFrequencyMHz() == 0.0F) return;
   const auto ticks = static_cast<double>(description.collectionStopTimestamp - start);
-  description.collectionDurationSec = ticks / (1e6 * description.timestampClockFrequencyMHz);
+  description.collectionDurationSec = ticks / (1e6 * metadata_.getTscFrequencyMHz());
 }
 
 }  // namespace tavrin

@@ -85,7 +85,7 @@ void writeProcessor(RecordWriter& records, const pwr::SystemMetadata& metadata) 
   records.array("pchDevices", metadata.getPCHDeviceNames(),
                 [&](const std::string& name) { records.text(name); });
   records.required("clockMHz", metadata.getTimestampClockFrequencyMHz());
-  records.member("tscMHz", metadata.getTscFrequencyMHz());
+  records.member("tscMHz", metadata.getDescription().tscFrequencyMHz);
   records.member("cpuMHz", metadata.getCPUFrequencyMHz());
   records.member("hfmMHz", metadata.getHFMFrequencyMHz());
   records.member("lfmMHz", metadata.getLFMFrequencyMHz());

@@ -25,8 +25,8 @@ struct SystemDescription {
   std::string cpuNativeModelName;
   std::vector<std::string> pchDeviceNames;
 
-  float tscFrequencyMHz = 0.0F;
-  unsigned int timestampClockFrequencyMHz = 0;
+  float tscFrequencyMHz = 0.0F;                 ///< of the processor's time stamp counter
+  unsigned int timestampClockFrequencyMHz = 0;  ///< of the clock whose ticks all times are
   float cpuFrequencyMHz = 0.0F;
   float hfmFrequencyMHz = 0.0F;  ///< highest frequency
   float lfmFrequencyMHz = 0.0F;  ///< lowest frequency
@@ -75,8 +75,14 @@ class PW_HOST_API SystemMetadata {
   std::string getFormattedPCHDeviceNamesStr(const std::string& separator) const;
   const std::vector<std::string>& getPCHDeviceNames() const { return d_.pchDeviceNames; }
 
-  float getTscFrequencyMHz() const { return d_.tscFrequencyMHz; }
-  /// Ticks of the timestamp clock per microsecond.
+  /// Ticks per microsecond, by which a writer converts times. That is the timestamp clock's
+  /// frequency, whatever is told of the time stamp counter; the counter's counts only where the
+  /// clock's is unknown.
+  float getTscFrequencyMHz() const {
+    return d_.timestampClockFrequencyMHz == 0 ? d_.tscFrequencyMHz
+                                              : static_cast<float>(d_.timestampClockFrequencyMHz);
+  }
+  /// The same as the whole number that was told; 0 where the clock's frequency is unknown.
   unsigned int getTimestampClockFrequencyMHz() const { return d_.timestampClockFrequencyMHz; }
   float getCPUFrequencyMHz() const { return d_.cpuFrequencyMHz; }
   float getHFMFrequencyMHz() const { return d_.hfmFrequencyMHz; }
@@ -102,6 +108,8 @@ class PW_HOST_API SystemMetadata {
   const std::vector<Thread>& getThreads() const { return d_.threads; }
   const std::vector<NameValuePair>& getInfoValues() const { return d_.infoValues; }
 
+  /// Everything as it was told, for those that pass it on.
+  const SystemDescription& getDescription() const { return d_; }
   /// For the host: what to complete while the collection runs.
   SystemDescription& edit() { return d_; }
 
