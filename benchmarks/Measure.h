@@ -4,7 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -37,12 +37,52 @@ class WorkFolder {
   const std::filesystem::path path_;
 };
 
+/// The processor time of this process and of the children that it has waited for, in seconds. (The
+/// time on the clock tells what else the machine does as well.)
+inline double processorSeconds() {
+  double seconds = 0.0;
+  for (const auto who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
+    rusage usage{};
+    getrusage(who, &usage);
+    for (const timeval& time : {usage.ru_utime, usage.ru_stime}) {
+      seconds += static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    }
+  }
+  return seconds;
+}
+
 template <typename Work>
 double secondsOf(const Work& work) {
-  const auto start = std::chrono::steady_clock::now();
+  const double start = processorSeconds();
   work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return processorSeconds() - start;
 }
+
+/// The median of an odd number of values, or the upper one of the two in the middle.
+inline double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::ranges::nth_element(values, middle);
+  return *middle;
+}
+
+/// How long something takes, and how many times as long as something else. The two run in turns, so
+/// that a slower moment of the machine meets both.
+class Pairs {
+ public:
+  /// Returns the seconds of `work`.
+  template <typename Work, typename Other>
+  double add(const Work& work, const Other& other) {
+    seconds_.push_back(secondsOf(work));
+    ratios_.push_back(seconds_.back() / secondsOf(other));
+    return seconds_.back();
+  }
+  double seconds() const { return median(seconds_); }
+  double ratio() const { return median(ratios_); }
+
+ private:
+  std::vector<double> seconds_;
+  std::vector<double> ratios_;
+};
 
 /// Writes a new file with one call: the least that any way of keeping the bytes has to do.
 inline bool writePlainly(const std::string& path, const std::vector<char>& bytes) {

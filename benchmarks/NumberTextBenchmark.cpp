@@ -1,6 +1,7 @@
-// What the fixed text of a real number costs. Before anything is timed, many millions of random
-// values are compared with the standard library's text: a fast routine that rounds differently is
-// of no use.
+// What the fixed text of a real number costs. First, many millions of random values are compared
+// with the standard library's text: a fast routine that rounds differently is of no use.
+//   to_chars/appended    at least 2: the standard library / a text appended to a string
+//   to_chars/in place    at least 4: the standard library / a text put where there is room for it
 
 #include <benchmark/benchmark.h>
 
@@ -10,11 +11,12 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "benchmarks/Figures.h"
+#include "benchmarks/Measure.h"
 #include "hostcommon/NumberText.h"
 #include "hostcommon/TwoDecimals.h"
 
@@ -50,23 +52,22 @@ double measured(Random& random) {
   return random() % 2 == 0 ? number / 100 : number / static_cast<double>(random() % 100000 + 1);
 }
 
-void checkAgainstStandard() {
+void comparedWithStandard(benchmark::State& state) {
   const auto seed = std::random_device()();
-  constexpr int kValuesOfEachKind = 10000000;
-  std::fprintf(stderr, "comparing 3 x %d values, seed %u\n", kValuesOfEachKind, seed);
   Random random(seed);
   std::string text;
-  for (int n = 0; n < kValuesOfEachKind; ++n) {
+  while (state.KeepRunning()) {
     for (const double value : {anyBits(random), nearTie(random), measured(random)}) {
       text.clear();
       pwr::appendFixed(text, value, 2);
       if (text == standardText(value)) continue;
-      std::fprintf(stderr, "WRONG: %a is %s, not %s\n", value, standardText(value).c_str(),
+      std::fprintf(stderr, "seed %u: %a is %s, not %s\n", seed, value, standardText(value).c_str(),
                    text.c_str());
-      std::exit(1);
+      return figures::fail(state, "a text is wrong");
     }
   }
 }
+BENCHMARK(comparedWithStandard)->Iterations(10'000'000);
 
 std::vector<double> makeValues() {
   Random random(1);
@@ -76,53 +77,44 @@ std::vector<double> makeValues() {
 }
 
 template <typename Append>
-void timeText(benchmark::State& state, const Append& append) {
-  const std::vector<double> values = makeValues();
-  std::string text;
-  text.reserve(1000);
-  std::size_t n = 0;
-  while (state.KeepRunning()) {
-    text.clear();
-    append(text, values[n++ % values.size()]);
-    benchmark::DoNotOptimize(text.data());
-  }
-}
-
-void twoDecimalsInPlace(benchmark::State& state) {
-  const std::vector<double> values = makeValues();
-  std::array<char, pwr::TwoDecimals::kRoom> text{};
-  std::size_t n = 0;
-  while (state.KeepRunning()) {
-    pwr::TwoDecimals(values[n++ % values.size()]).put(text.data());
-    benchmark::DoNotOptimize(text);
-  }
-}
-BENCHMARK(twoDecimalsInPlace);
-
-void twoDecimals(benchmark::State& state) {
-  timeText(state, [](std::string& text, double value) { pwr::appendFixed(text, value, 2); });
-}
-BENCHMARK(twoDecimals);
-
-void threeDecimals(benchmark::State& state) {
-  timeText(state, [](std::string& text, double value) { pwr::appendFixed(text, value, 3); });
-}
-BENCHMARK(threeDecimals);
-
-void standardToChars(benchmark::State& state) {
-  timeText(state, [](std::string& text, double value) {
-    char buffer[400];
-    text.append(
-        buffer,
-        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, 2).ptr);
+double secondsOfTexts(const std::vector<double>& values, const Append& append) {
+  return measure::secondsOf([&] {
+    for (int round = 0; round < 500; ++round) {
+      for (const double value : values) append(value);
+    }
   });
 }
-BENCHMARK(standardToChars);
+
+void textsAgainstStandard(benchmark::State& state) {
+  const std::vector<double> values = makeValues();
+  std::string text;
+  std::array<char, pwr::TwoDecimals::kRoom> inPlace{};
+  const auto appended = [&](double value) {
+    text.clear();
+    pwr::appendFixed(text, value, 2);
+    benchmark::DoNotOptimize(text.data());
+  };
+  const auto put = [&](double value) {
+    pwr::TwoDecimals(value).put(inPlace.data());
+    benchmark::DoNotOptimize(inPlace);
+  };
+  const auto standard = [&](double value) {
+    std::array<char, 400> buffer;
+    text.assign(
+        buffer.data(),
+        std::to_chars(buffer.begin(), buffer.end(), value, std::chars_format::fixed, 2).ptr);
+    benchmark::DoNotOptimize(text.data());
+  };
+  std::vector<double> appending;
+  std::vector<double> putting;
+  while (state.KeepRunning()) {
+    const double least = secondsOfTexts(values, standard);
+    appending.push_back(least / secondsOfTexts(values, appended));
+    putting.push_back(least / secondsOfTexts(values, put));
+  }
+  figures::atLeast(state, "to_chars/appended", measure::median(appending), 2);
+  figures::atLeast(state, "to_chars/in place", measure::median(putting), 4);
+}
+BENCHMARK(textsAgainstStandard)->Iterations(9)->Unit(benchmark::kMillisecond);
 
 }  // namespace
-
-int main(int argc, char** argv) {
-  checkAgainstStandard();
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-}

@@ -6,13 +6,12 @@
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <limits>
 #include <string>
 #include <vector>
 
 #include "benchmarks/AllocationCount.h"
+#include "benchmarks/Figures.h"
 #include "benchmarks/Measure.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/WriterDispatch.h"
@@ -86,8 +85,8 @@ void memory(benchmark::State& state) {
       return run.close();
     });
   }
-  if (peak < 0) state.SkipWithError("the timeline failed");
-  state.counters["peak_MiB"] = peak;
+  if (peak < 0) return figures::fail(state, "the timeline failed");
+  figures::atMost(state, "peak_MiB (" + std::to_string(state.range(0)) + ")", peak, 32);
 }
 BENCHMARK(memory)
     ->ArgName("samples")
@@ -103,40 +102,33 @@ void allocations(benchmark::State& state) {
     run.write(kSamples / 4);
     const std::uint64_t before = allocationCount();
     run.write(kSamples / 4);
-    state.counters["allocations/sample"] =
-        static_cast<double>(allocationCount() - before) / (kSamples / 4);
+    figures::atMost(state, "allocations/sample",
+                    static_cast<double>(allocationCount() - before) / (kSamples / 4), 0);
   }
 }
 BENCHMARK(allocations)->Iterations(1)->Unit(benchmark::kMillisecond);
 
+bool writeRun() {
+  TimelineRun run;
+  run.write(kSamples);
+  return run.close();
+}
+
 void timelineAgainstPlainWrite(benchmark::State& state) {
   const measure::WorkFolder folder;
-  double converting = std::numeric_limits<double>::max();
-  double writing = converting;
+  bool isWritten = writeRun();
+  const std::vector<char> bytes(std::filesystem::file_size("run.pwr"), 'x');
+  if (bytes.size() < kSamples * kBytesPerSample) isWritten = false;
+  measure::Pairs pairs;
   while (state.KeepRunning()) {
-    bool isWritten = true;
-    const double seconds = measure::secondsOf([&] {
-      TimelineRun run;
-      run.write(kSamples);
-      isWritten = run.close();
-    });
-    const std::vector<char> bytes(std::filesystem::file_size("run.pwr"), 'x');
-    std::filesystem::remove("run.pwr");
-    const double least =
-        measure::secondsOf([&] { isWritten = measure::writePlainly("plain", bytes) && isWritten; });
-    std::filesystem::remove("plain");
-    if (!isWritten || bytes.size() < kSamples * kBytesPerSample) {
-      state.SkipWithError("cannot write the files");
-      break;
-    }
-    converting = std::min(converting, seconds);
-    writing = std::min(writing, least);
-    state.SetIterationTime(seconds);
+    for (const char* name : {"run.pwr", "plain"}) std::filesystem::remove(name);
+    state.SetIterationTime(
+        pairs.add([&] { isWritten = writeRun() && isWritten; },
+                  [&] { isWritten = measure::writePlainly("plain", bytes) && isWritten; }));
   }
-  // The best of all iterations: what else the machine does only ever adds to a time.
-  state.counters["ns/sample"] = converting / kSamples * 1e9;
-  state.counters["plain_ns/sample"] = writing / kSamples * 1e9;
-  state.counters["timeline/plain"] = converting / writing;
+  if (!isWritten) return figures::fail(state, "cannot write the files");
+  state.counters["ns/sample"] = pairs.seconds() / kSamples * 1e9;
+  figures::atMost(state, "timeline/plain", pairs.ratio(), 4);
 }
 BENCHMARK(timelineAgainstPlainWrite)->UseManualTime()->Iterations(9)->Unit(benchmark::kMillisecond);
 

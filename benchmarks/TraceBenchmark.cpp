@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "benchmarks/AllocationCount.h"
+#include "benchmarks/Figures.h"
 #include "benchmarks/Measure.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/Platform.h"
@@ -86,11 +87,6 @@ class TraceRun {
   std::size_t next_ = 0;
   IntWriterV2 writer_;
 };
-
-/// What else the machine does only ever adds to a time.
-double best(const std::vector<double>& times) {
-  return *std::ranges::min_element(times);
-}
 
 std::string contentOf(const char* path) {
   std::ifstream file(path, std::ios::binary);
@@ -171,9 +167,9 @@ void memory(benchmark::State& state) {
       return run.close();
     });
   }
-  if (peak < 0) state.SkipWithError("the trace failed");
-  state.counters["peak_MiB"] = peak;
-  state.counters["peak_MiB/table"] = peak / tables;
+  if (peak < 0) return figures::fail(state, "the trace failed");
+  if (tables == 1) figures::atMost(state, "peak_MiB", peak, 32);
+  if (tables > 1) figures::atMost(state, "peak_MiB/table", peak / tables, 1.2);
 }
 // 25,000 rows of a table are 1.3 MiB in its store.
 BENCHMARK(memory)
@@ -191,52 +187,59 @@ void allocations(benchmark::State& state) {
     for (unsigned int row = 0; row < kHalf; ++row) run.write(row);
     const std::uint64_t before = allocationCount();
     for (unsigned int row = kHalf; row < kRows; ++row) run.write(row);
-    state.counters["allocations/row"] = static_cast<double>(allocationCount() - before) / kHalf;
+    figures::atMost(state, "allocations/row",
+                    static_cast<double>(allocationCount() - before) / kHalf, 0);
   }
 }
 BENCHMARK(allocations)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-void trace(benchmark::State& state) {
-  const measure::WorkFolder folder;
-  writeCells();
-  std::vector<double> traced;
-  std::vector<double> plain;
-  std::vector<double> streams;
-  std::vector<double> column;
-  while (state.KeepRunning()) {
-    // All write new files: to empty an old one takes time too, and leaves warm pages behind.
-    for (const char* name : {"run_trace.csv", "plain", "staged", "streams", "columned"}) {
-      std::filesystem::remove(name);
-    }
-    traced.push_back(measure::secondsOf([] {
-      TraceRun run("run", 1);
-      for (unsigned int row = 0; row < kRows; ++row) run.write(row);
-      run.close();
-    }));
-    state.SetIterationTime(traced.back());
-    const std::string bytes = contentOf("run_trace.csv");
-    plain.push_back(measure::secondsOf([&] { writePlainly(bytes); }));
-    if (streams.size() == 3) continue;
-    // The slow ones three times are enough.
-    streams.push_back(measure::secondsOf(writeWithStreams));
-    if (contentOf("streams") != bytes) {
-      state.SkipWithError("the string streams made another table");
-      break;
-    }
-    int status = 0;
-    column.push_back(measure::secondsOf(
-        [&] { status = std::system("column -t -s , -o ', ' -R 1,2,3,4 cells > columned"); }));
-    if (status != 0) {
-      state.SkipWithError("column failed");
-      break;
-    }
-  }
-  const double seconds = best(traced);
-  state.counters["ns/row"] = seconds * 1e9 / kRows;
-  state.counters["trace/write"] = seconds / best(plain);
-  state.counters["streams/trace"] = best(streams) / seconds;
-  state.counters["column/trace"] = best(column) / seconds;
+bool writeTrace() {
+  TraceRun run("run", 1);
+  for (unsigned int row = 0; row < kRows; ++row) run.write(row);
+  return run.close();
 }
-BENCHMARK(trace)->UseManualTime()->Iterations(21)->Unit(benchmark::kMillisecond);
+
+void traceAgainstPlainWrite(benchmark::State& state) {
+  const measure::WorkFolder folder;
+  measure::Pairs pairs;
+  bool isWritten = writeTrace();
+  const std::string bytes = contentOf("run_trace.csv");
+  while (state.KeepRunning()) {
+    // Both write new files: to empty an old one takes time too, and leaves warm pages behind.
+    for (const char* name : {"run_trace.csv", "plain"}) std::filesystem::remove(name);
+    state.SetIterationTime(
+        pairs.add([&] { isWritten = writeTrace() && isWritten; }, [&] { writePlainly(bytes); }));
+  }
+  if (!isWritten) return figures::fail(state, "the trace failed");
+  state.counters["ns/row"] = pairs.seconds() * 1e9 / kRows;
+  figures::atMost(state, "trace/write", pairs.ratio(), 6);
+}
+BENCHMARK(traceAgainstPlainWrite)->UseManualTime()->Iterations(15)->Unit(benchmark::kMillisecond);
+
+void otherWaysAgainstTrace(benchmark::State& state) {
+  const measure::WorkFolder folder;
+  measure::Pairs streams;
+  measure::Pairs column;
+  writeCells();
+  bool isSound = true;
+  const auto trace = [&] {
+    std::filesystem::remove("run_trace.csv");
+    isSound = writeTrace() && isSound;
+  };
+  const auto align = [&] {
+    const char* const command = "column -t -s , -o ', ' -R 1,2,3,4 cells > columned";
+    isSound = std::system(command) == 0 && isSound;
+  };
+  while (state.KeepRunning()) {
+    for (const char* name : {"staged", "streams", "columned"}) std::filesystem::remove(name);
+    state.SetIterationTime(streams.add(writeWithStreams, trace));
+    isSound = isSound && contentOf("streams") == contentOf("run_trace.csv");
+    column.add(align, trace);
+  }
+  if (!isSound) return figures::fail(state, "a way failed, or the tables are not the same");
+  figures::atLeast(state, "streams/trace", streams.ratio(), 10);
+  figures::atLeast(state, "column/trace", column.ratio(), 15);
+}
+BENCHMARK(otherWaysAgainstTrace)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 
 }  // namespace
