@@ -109,6 +109,17 @@ void addMachineOptions(CLI::App& app, Options& options) {
       ->check(CLI::ExistingDirectory);
 }
 
+/// A time of at least `least` seconds. (The library's own check of a range lets "nan" through.)
+CLI::Validator secondsFrom(double least) {
+  constexpr double kMost = 1e9;
+  const auto check = [least](std::string& text) {
+    double value = 0.0;
+    const bool fits = CLI::detail::lexical_cast(text, value) && value >= least && value <= kMost;
+    return fits ? std::string() : "'" + text + "' is not a time in seconds that is long enough";
+  };
+  return {check, ""};
+}
+
 CLI::App* addRecord(CLI::App& app, Options& options) {
   CLI::App* const record =
       app.add_subcommand("record", "Collect live telemetry while a command runs, or until Ctrl-C");
@@ -127,12 +138,12 @@ CLI::App* addRecord(CLI::App& app, Options& options) {
       ->capture_default_str();
   record->add_option("-d,--duration", options.durationSec, "Collect for this many seconds")
       ->type_name("S")
-      ->check(CLI::Range(0.001, 1e9));
+      ->check(secondsFrom(0.001));
   record
       ->add_option("--continuous", options.continuousSec,
                    "Flush continuous results every S seconds (writers that support it)")
       ->type_name("S")
-      ->check(CLI::Range(0.01, 1e9));
+      ->check(secondsFrom(0.01));
   record
       ->add_option("--capture", options.capture,
                    "Also keep the recorded stream in this file, - for standard output")

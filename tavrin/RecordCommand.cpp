@@ -4,16 +4,15 @@
 #if defined(__linux__)
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <cstdio>
-#include <cstring>
+#include <csignal>
 #include <ctime>
 #include <memory>
 #include <optional>
 
 #include "hostcommon/NumberText.h"
 #include "hostcommon/Version.h"
+#include "tavrin/Capture.h"
 #include "tavrin/HostSetup.h"
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
@@ -25,8 +24,6 @@
 #include "tavrin/platform/ChildProcess.h"
 #include "tavrin/platform/Interrupt.h"
 #include "tavrin/run/Sampler.h"
-#include "tavrin/stream/StreamWriter.h"
-#include "writers/host/HostFunctions.h"
 
 namespace tavrin {
 
@@ -37,7 +34,7 @@ using Seconds = std::chrono::duration<double>;
 
 /// Passes that may wait for the writers before sampling has to leave some out.
 constexpr std::size_t kQueueCapacity = 256;
-constexpr std::chrono::milliseconds kProgressPeriod{250};
+constexpr std::chrono::milliseconds kLoopPeriod{250};
 
 std::string withDecimals(double value, int decimals) {
   std::string text;
@@ -65,13 +62,13 @@ class Recording {
 
  private:
   void probeFeatures();
-  void openCapture();
   void describe(const Sampler& sampler);
   void drain(SampleQueue& queue);
   void consume(SampleBatch& batch);
   void showProgress(Clock::time_point now);
   void complete(const Sampler& sampler);
   void deliverRemainders();
+  SamplingReport sample();
   void report(const SamplingReport& sampling) const;
 
   const Options& options_;
@@ -86,9 +83,8 @@ class Recording {
   std::vector<std::unique_ptr<Feature>> features_;
   std::vector<Feature*> present_;
   pwr::SystemMetadata metadata_;
-  std::unique_ptr<FILE, int (*)(FILE*)> captureFile_{nullptr, std::fclose};
-  std::unique_ptr<StreamWriter> capture_;
-  std::unique_ptr<Session> session_;
+  std::optional<Capture> capture_;
+  Session session_;
   Progress progress_;
   Clock::time_point start_;
   Clock::time_point nextFlush_;
@@ -106,6 +102,7 @@ Recording::Recording(const Options& options)
       root_(options.sysroot),
       cpus_(root_),
       metadata_(probeSystem(root_, cpus_)),
+      session_(writers_),
       progress_(options.verbosity > 0) {
   if (!options.command.empty()) command_.emplace(options.command);
   probeFeatures();
@@ -136,19 +133,6 @@ void Recording::probeFeatures() {
   }
 }
 
-void Recording::openCapture() {
-  if (options_.capture.empty()) return;
-  FILE* file = stdout;
-  if (options_.capture != "-") {
-    if (!pwr::openFileHandle(&file, options_.capture.c_str(), "wb")) {
-      throw CommandError(kExitIncomplete,
-                         "cannot write " + options_.capture + ": " + std::strerror(errno));
-    }
-    captureFile_.reset(file);
-  }
-  capture_ = std::make_unique<StreamWriter>(file);
-}
-
 /// Tells the writers what is measured, before the first sample.
 void Recording::describe(const Sampler& sampler) {
   pwr::SystemDescription& system = metadata_.edit();
@@ -162,15 +146,15 @@ void Recording::describe(const Sampler& sampler) {
   system.collectorVersionMinor = pwr::kVersionMinor;
   system.collectorVersionRevision = pwr::kVersionRevision;
   system.commandLine = options_.commandLine;
-  session_->system(metadata_);
+  session_.system(metadata_);
 
   std::vector<const pwr::MetricDescription*> metrics;
   for (const Feature* feature : present_) {
     metrics.insert(metrics.end(), feature->metrics().begin(), feature->metrics().end());
   }
-  if (capture_) capture_->define(metrics);
+  if (capture_) capture_->writer().define(metrics);
   for (const Feature* feature : present_) {
-    session_->container(
+    session_.container(
         pwr::MetricContainerInfoMessage({.containerId = feature->metrics().front()->containerId,
                                          .featureName = feature->tag(),
                                          .metricName = feature->containerName(),
@@ -180,25 +164,22 @@ void Recording::describe(const Sampler& sampler) {
 
 void Recording::showProgress(Clock::time_point now) {
   if (now < nextProgress_) return;
-  nextProgress_ = now + kProgressPeriod;
+  nextProgress_ = now + kLoopPeriod;
   std::string text = "recording " + withDecimals(Seconds(now - start_).count(), 1) + " s";
   if (options_.durationSec > 0.0) text += " of " + withDecimals(options_.durationSec, 1) + " s";
-  progress_.show(text + ", " + std::to_string(session_->samples()) + " samples; Ctrl-C ends it");
+  progress_.show(text + ", " + std::to_string(session_.samples()) + " samples; Ctrl-C ends it");
 }
 
 void Recording::consume(SampleBatch& batch) {
-  for (pwr::Metric& metric : batch) session_->metric(metric);
+  for (pwr::Metric& metric : batch) session_.metric(metric);
 }
 
 /// The writer thread's work: takes what the sampling thread delivers until the collection is over.
 void Recording::drain(SampleQueue& queue) {
-  const auto end = options_.durationSec > 0.0 ? start_ + toDuration(options_.durationSec)
-                                              : Clock::time_point::max();
   while (!queue.isDone()) {
     const auto now = Clock::now();
-    if (now >= end || (command_ && command_->hasEnded())) stop_.request();
-    auto wake =
-        std::min(now + kProgressPeriod, stop_.isRequested() ? Clock::time_point::max() : end);
+    if (command_ && command_->hasEnded()) stop_.request();
+    auto wake = now + kLoopPeriod;
     if (options_.continuousSec > 0.0) wake = std::min(wake, nextFlush_);
     // Rounded up, so that the wait does not end just before the time that it waits for.
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(wake - now);
@@ -207,9 +188,10 @@ void Recording::drain(SampleQueue& queue) {
       queue.endRead();
     }
     if (options_.continuousSec > 0.0 && Clock::now() >= nextFlush_) {
-      session_->flush();
+      session_.flush();
       nextFlush_ += toDuration(options_.continuousSec);
     }
+    if (capture_) capture_->keepUp(Clock::now());
     showProgress(Clock::now());
   }
 }
@@ -225,14 +207,14 @@ void Recording::complete(const Sampler& sampler) {
 void Recording::deliverRemainders() {
   SampleBatch batch;
   for (const Feature* feature : present_) feature->remainder(batch);
-  for (pwr::Metric& metric : batch) session_->remainder(metric);
+  for (pwr::Metric& metric : batch) session_.remainder(metric);
 }
 
 void Recording::report(const SamplingReport& sampling) const {
   const auto microseconds = [](std::uint64_t ns) {
     return withDecimals(static_cast<double>(ns) / 1e3, 0) + " us";
   };
-  inform(std::to_string(session_->samples()) + " samples in " +
+  inform(std::to_string(session_.samples()) + " samples in " +
          withDecimals(metadata_.getCollectionDurationSec(), 2) + " s; lateness p50 " +
          microseconds(sampling.lateness.quantile(0.5)) + ", p99 " +
          microseconds(sampling.lateness.quantile(0.99)) + ", max " +
@@ -245,33 +227,39 @@ void Recording::report(const SamplingReport& sampling) const {
   }
 }
 
-int Recording::run() {
-  openCapture();
-  session_ = std::make_unique<Session>(writers_, capture_.get());
-  session_->open(options_.output, options_.continuousSec > 0.0);
+/// Starts the command and samples until the end.
+SamplingReport Recording::sample() {
   SampleQueue queue(kQueueCapacity);
+  const SamplingTimes times{
+      std::chrono::milliseconds(options_.intervalMs),
+      std::chrono::ceil<std::chrono::nanoseconds>(Seconds(options_.durationSec))};
+  Sampler sampler(present_, times, queue, stop_);
   start_ = Clock::now();
   nextFlush_ = start_ + toDuration(options_.continuousSec);
-  SamplingReport sampling;
-  {
-    Sampler sampler(present_, std::chrono::milliseconds(options_.intervalMs), queue, stop_);
-    describe(sampler);
-    if (command_) command_->start();
-    drain(queue);
-    sampling = sampler.join();
-    complete(sampler);
+  describe(sampler);
+  if (command_) command_->start();
+  drain(queue);
+  const SamplingReport sampling = sampler.join();
+  complete(sampler);
+  return sampling;
+}
+
+int Recording::run() {
+  session_.open(options_.output, options_.continuousSec > 0.0);
+  if (!options_.capture.empty()) {
+    // Emptied only now: a run that cannot begin leaves the capture of an earlier one alone.
+    capture_.emplace(options_.capture);
+    session_.recordTo(capture_->writer());
   }
+  const SamplingReport sampling = sample();
   deliverRemainders();
-  if (command_) command_->terminate();
+  if (command_) command_->end(stop_.signal() == SIGINT);
   progress_.show("writing the outputs");
-  std::vector<std::string> incomplete = session_->finish();
-  if (capture_) {
-    capture_->stop(metadata_);
-    const bool written = capture_->close() == 0;
-    const bool closed = !captureFile_ || std::fclose(captureFile_.release()) == 0;
-    if (!written || !closed) incomplete.push_back("capture (" + options_.capture + ")");
+  int status = reportIncomplete(session_.finish());
+  if (capture_ && !capture_->finish(metadata_)) {
+    fail("the capture " + options_.capture + " is incomplete");
+    status = kExitIncomplete;
   }
-  const int status = reportIncomplete(incomplete);
   report(sampling);
   listOutputs(options_.output, begun_);
   return command_ && command_->exitStatus() != 0 ? command_->exitStatus() : status;

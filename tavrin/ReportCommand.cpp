@@ -1,7 +1,4 @@
-#include <cerrno>
 #include <chrono>
-#include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include "tavrin/Commands.h"
@@ -12,21 +9,22 @@
 #include "tavrin/common/Messages.h"
 #include "tavrin/platform/Interrupt.h"
 #include "tavrin/stream/StreamReader.h"
-#include "writers/host/HostFunctions.h"
 
 namespace tavrin {
 
 namespace {
 
-using File = std::unique_ptr<FILE, int (*)(FILE*)>;
-
-File openStream(const std::string& path) {
-  if (path == "-") return File(stdin, [](FILE*) { return 0; });
-  FILE* stream = nullptr;
-  if (!pwr::openFileHandle(&stream, path.c_str(), "rb")) {
-    throw CommandError(kExitIncomplete, "cannot read " + path + ": " + std::strerror(errno));
+/// How a replay ended, told to the user: the exit status that the input and the signals ask for.
+int replayStatus(const InputFile& input, const StopRequest& stop, const StreamReader& reader,
+                 const std::string& error) {
+  if (!error.empty()) {
+    fail(error);
+    return kExitIncomplete;
   }
-  return File(stream, std::fclose);
+  if (!reader.cutRecord().empty()) warn(reader.cutRecord());
+  if (!input.isStopped()) return kExitDone;
+  if (!input.isLive()) fail(input.name() + ": stopped by a signal before its end");
+  return kExitSignalOffset + stop.signal();
 }
 
 }  // namespace
@@ -34,23 +32,21 @@ File openStream(const std::string& path) {
 int runReport(const Options& options) {
   const auto started = std::chrono::system_clock::now();
   setUpHost(options);
-  const File stream = openStream(options.stream);
   const PluginLibrary plugin(options.plugin);
   StopRequest stop;
   const Interrupt interrupt(stop);
+  InputFile input(options.stream, &stop);
   // The reader owns the system description, which the writers use until they are closed.
   std::unique_ptr<StreamReader> reader;
-  Session session(plugin.select(options.writers), nullptr);
-  session.open(options.output, options.continuous);
-  reader = std::make_unique<StreamReader>(stream.get(),
-                                          options.stream == "-" ? "standard input" : options.stream,
-                                          session, &stop.flag());
+  Session session(plugin.select(options.writers));
+  session.beforeSystem([&] { session.open(options.output, options.continuous); });
+  reader = std::make_unique<StreamReader>(input, session);
   std::string error;
-  const bool sound = reader->replay(error) == 0;
-  const int status = reportIncomplete(session.finish());
-  if (!sound) fail(error);
+  reader->replay(error);
+  const int written = reportIncomplete(session.finish());
+  const int replayed = replayStatus(input, stop, *reader, error);
   listOutputs(options.output, started);
-  return sound ? status : kExitIncomplete;
+  return replayed != kExitDone ? replayed : written;
 }
 
 }  // namespace tavrin

@@ -50,13 +50,6 @@ std::string joined(const std::vector<std::string>& names) {
 
 }  // namespace
 
-Session::Session(std::vector<WriterPlugin*> writers, MessageSink* recorder)
-    : writers_(std::move(writers)), recorder_(recorder) {}
-
-Session::~Session() {
-  close();
-}
-
 void Session::open(const std::string& baseName, bool continuous) {
   continuous_ = continuous;
   std::vector<std::string> failed;
@@ -83,6 +76,7 @@ void Session::deliver(const Message& message) {
 }
 
 void Session::system(const pwr::SystemMetadata& metadata) {
+  if (beforeSystem_) beforeSystem_();
   metadata_ = &metadata;
   checkClock(metadata);
   if (recorder_ != nullptr) recorder_->system(metadata);

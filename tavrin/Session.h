@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -14,20 +15,24 @@ namespace tavrin {
 /// summary tables at the end, and closes them. Live collection and replay both go through here, so
 /// the same messages give the same outputs.
 ///
-/// Calls: `open`, then those of `MessageSink`, then `finish`; all from one thread.
+/// Calls: `open`, then those of `MessageSink`, then `finish`; all from one thread. A session that
+/// is destroyed without `finish` leaves its outputs to the writers, which discard them.
 class Session final : public MessageSink {
  public:
-  /// The writers are not owned and must outlive the session. `recorder`, which may be null, gets
-  /// every message before the writers do, except those that the session adds itself.
-  Session(std::vector<WriterPlugin*> writers, MessageSink* recorder);
-  /// Closes what is still open.
-  ~Session() override;
+  /// The writers are not owned and must outlive the session.
+  explicit Session(std::vector<WriterPlugin*> writers) : writers_(std::move(writers)) {}
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
+  /// What to do when the system description has come, before anything is delivered: a run that
+  /// never comes so far leaves the files of earlier runs alone when it opens its outputs here.
+  void beforeSystem(std::function<void()> action) { beforeSystem_ = std::move(action); }
   /// Opens every writer under `baseName`. Throws CommandError naming those that cannot be opened;
   /// the session does nothing more then.
   void open(const std::string& baseName, bool continuous);
+  /// Gives every message also to `recorder`, which is not owned, before the writers get it, except
+  /// those that the session adds itself.
+  void recordTo(MessageSink& recorder) { recorder_ = &recorder; }
 
   void system(const pwr::SystemMetadata& metadata) override;
   void container(const pwr::MetricContainerInfoMessage& message) override;
@@ -58,7 +63,8 @@ class Session final : public MessageSink {
 
   std::vector<WriterPlugin*> writers_;
   std::vector<WriterPlugin*> open_;
-  MessageSink* recorder_;
+  MessageSink* recorder_ = nullptr;
+  std::function<void()> beforeSystem_;
   const pwr::SystemMetadata* metadata_ = nullptr;
   SummaryTables summary_;
   std::set<unsigned int> warnedMetrics_;

@@ -283,10 +283,9 @@ TEST(PwrReaderTest, ReadsBackWhatAWriterWrote) {
   LogCapture log;
   KorvellWriter timeline;
   BinaryWriter binary;
-  tavrin::Session session({&timeline, &binary}, nullptr);
-  const std::unique_ptr<FILE, int (*)(FILE*)> stream(
-      std::fopen(PW_TEST_DATA "/recorded.jsonl", "rb"), std::fclose);
-  tavrin::StreamReader replay(stream.get(), "recorded.jsonl", session);
+  tavrin::Session session({&timeline, &binary});
+  tavrin::InputFile stream(PW_TEST_DATA "/recorded.jsonl");
+  tavrin::StreamReader replay(stream, session);
   session.open(folder.path("run"), false);
   std::string error;
   ASSERT_EQ(replay.replay(error), 0) << error;

@@ -5,10 +5,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
+#include <filesystem>
 #include <limits>
 #include <random>
 #include <thread>
 
+#include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/platform/ChildProcess.h"
@@ -70,7 +73,7 @@ SamplingReport sampleFor(std::chrono::milliseconds readingTime, std::size_t capa
   CountingFeature feature(readingTime);
   SampleQueue queue(capacity);
   StopRequest stop;
-  Sampler sampler({&feature}, std::chrono::milliseconds(10), queue, stop);
+  Sampler sampler({&feature}, {.interval = std::chrono::milliseconds(10)}, queue, stop);
   const auto read = [&](bool untilDone) {
     while (!queue.isDone()) {
       SampleBatch* const batch = queue.beginRead(std::chrono::milliseconds(1));
@@ -110,6 +113,41 @@ TEST(Sampler, CoversTheWholeTimeWhateverIsLeftOut) {
   EXPECT_GT(full.dropped, 5U);
 }
 
+TEST(Sampler, TheDurationIsFromTheFirstReadingToTheLast) {
+  for (const unsigned readingMs : {0U, 30U}) {
+    CountingFeature feature{std::chrono::milliseconds(readingMs)};
+    SampleQueue queue(8);
+    StopRequest stop;
+    constexpr std::chrono::milliseconds kDuration(100);
+    Sampler sampler({&feature}, {std::chrono::milliseconds(10), kDuration}, queue, stop);
+    while (!queue.isDone()) {
+      if (queue.beginRead(std::chrono::milliseconds(100)) != nullptr) queue.endRead();
+    }
+    sampler.join();
+    EXPECT_GE(std::chrono::nanoseconds(sampler.stopTicks() - sampler.startTicks()), kDuration);
+    EXPECT_FALSE(stop.isRequested()) << "the time was over, nobody asked for it";
+  }
+}
+
+TEST(Sampler, EndsWithoutAStopWhenItsOwnerFails) {
+  CountingFeature feature(std::chrono::milliseconds(0));
+  SampleQueue queue(64);
+  StopRequest stop;
+  { const Sampler sampler({&feature}, {std::chrono::hours(1)}, queue, stop); }
+  EXPECT_TRUE(queue.beginRead(std::chrono::milliseconds(0)) != nullptr) << "the last pass";
+}
+
+TEST(SamplingReport, APassIsLateFromATenthOfTheInterval) {
+  using std::chrono::microseconds;
+  SamplingReport report;
+  report.noteStart(microseconds(1000), microseconds(10000));
+  EXPECT_EQ(report.late, 0U);
+  report.noteStart(microseconds(1001), microseconds(10000));
+  EXPECT_EQ(report.late, 1U);
+  EXPECT_EQ(report.lateness.count(), 2U);
+  EXPECT_EQ(report.lateness.maximum(), 1001000U);
+}
+
 TEST(ChildProcess, TellsHowTheCommandEnded) {
   const struct {
     std::vector<std::string> command;
@@ -126,12 +164,73 @@ TEST(ChildProcess, TellsHowTheCommandEnded) {
     while (!child.hasEnded()) std::this_thread::yield();
     EXPECT_EQ(child.exitStatus(), status) << command.back();
   }
-  ChildProcess sleeper({"sleep", "60"});
-  sleeper.start();
-  sleeper.terminate();
-  EXPECT_EQ(sleeper.exitStatus(), 143);
-  for (const char* missing : {"no-such-command-here", "/no/such/path", "/etc/passwd", "/tmp"}) {
-    EXPECT_THROW(ChildProcess({missing}), CommandError) << missing;
+}
+
+TEST(ChildProcess, IsAskedThenKilled) {
+  const struct {
+    const char* script;
+    bool afterInterrupt;
+    int status;
+    const char* told;
+  } cases[] = {
+      {"ready; exec sleep 60", false, 143, ""},
+      {"trap '' TERM; ready; while :; do sleep 0.02; done", false, 137,
+       "does not end after SIGTERM and is killed"},
+      {"trap 'sleep 0.1; exit 4' TERM; ready; while :; do sleep 0.02; done", false, 4, ""},
+      {"trap 'sleep 0.1; exit 5' TERM INT; ready; while :; do sleep 0.02; done", true, 5, ""},
+      {"ready; exec sleep 60", true, 143, ""},
+  };
+  for (const auto& [script, afterInterrupt, status, told] : cases) {
+    const LogCapture log;
+    const TempFolder folder;
+    const std::string ready = "ready() { : > " + folder.path("ready") + "; }; ";
+    ChildProcess child({"sh", "-c", ready + script}, std::chrono::milliseconds(400));
+    child.start();
+    while (!std::filesystem::exists(folder.path("ready"))) std::this_thread::yield();
+    child.end(afterInterrupt);
+    EXPECT_EQ(child.exitStatus(), status) << script;
+    EXPECT_NE(log.general().find(told), std::string::npos) << script << log.general();
+  }
+}
+
+TEST(ChildProcess, OneThatCannotBeWaitedForIsNamed) {
+  const LogCapture log;
+  std::signal(SIGCHLD, SIG_IGN);  // its status goes nowhere then
+  ChildProcess child({"true"});
+  child.start();
+  while (!child.hasEnded()) std::this_thread::yield();
+  std::signal(SIGCHLD, SIG_DFL);
+  EXPECT_EQ(child.exitStatus(), 0);
+  EXPECT_NE(log.general().find("how 'true' (process "), std::string::npos) << log.general();
+}
+
+TEST(ChildProcess, WhatCannotBeStartedIsRefused) {
+  const TempFolder folder;
+  folder.write("plain", "echo\n");
+  folder.write("script", "#!/no/such/shell\n");
+  std::filesystem::permissions(folder.path("script"), std::filesystem::perms::owner_all);
+  const std::pair<std::string, std::string> cases[] = {
+      {"no-such-command-here", "No such file or directory"},
+      {"/no/such/path", "No such file or directory"},
+      {folder.path("plain"), "Permission denied"},
+      {folder.path(), "Permission denied"},
+      {folder.path("script"), "No such file or directory"},
+  };
+  for (const auto& [command, cause] : cases) {
+    try {
+      ChildProcess({command}).start();
+      FAIL() << command;
+    } catch (const CommandError& error) {
+      EXPECT_EQ(error.status(), 127);
+      EXPECT_EQ(error.what(), "cannot start '" + command + "': " + cause);
+    }
+  }
+  setEnvironment("PATH", folder.path().c_str());
+  try {
+    ChildProcess({"plain"});
+    FAIL() << "a file that cannot be executed";
+  } catch (const CommandError& error) {
+    EXPECT_STREQ(error.what(), "cannot start 'plain': Permission denied");
   }
 }
 

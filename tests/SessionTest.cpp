@@ -158,7 +158,7 @@ TEST(SummaryTables, OneFormPerKindOfMetric) {
 TEST(Session, LeavesOutWhatIsNotFinite) {
   const LogCapture log;
   const Machine m;
-  Session session({}, nullptr);
+  Session session({});
   pwr::Metric metric = Machine::metric("Volts", Type::SampledValue, nullptr);
   for (int i = 0; i < 2; ++i) {
     metric.editData().elements = {{Data(std::nan("")), nullptr, nullptr, 0},

@@ -48,11 +48,9 @@ class ReaderTest : public testing::Test {
   void replay(const std::string& stream, const std::string& name, bool continuous) {
     BinaryWriter binary;
     JSONWriter json;
-    tavrin::Session session({&json, &binary}, nullptr);
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(
-        std::fopen((std::string(PW_TEST_DATA "/") + stream).c_str(), "rb"), std::fclose);
-    ASSERT_NE(file, nullptr);
-    tavrin::StreamReader reader(file.get(), stream, session);
+    tavrin::Session session({&json, &binary});
+    tavrin::InputFile file(std::string(PW_TEST_DATA "/") + stream);
+    tavrin::StreamReader reader(file, session);
     session.open(folder_.path(name), continuous);
     std::string error;
     ASSERT_EQ(reader.replay(error), 0) << error;

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Runs the tavrin command as its users do, and looks at what it prints, writes and returns.
 
-usage: command_line_test.py TAVRIN TESTS_FOLDER [--accept]
+usage: command_line_test.py TAVRIN TESTS_FOLDER [--accept] [CommandLine.TEST...]
 
 --accept replaces the expected files under data/golden by what the command writes now.
 """
@@ -18,6 +18,7 @@ import unittest
 
 TAVRIN, TESTS = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2])
 ACCEPT = "--accept" in sys.argv
+SELECTED = [name for name in sys.argv[3:] if name != "--accept"]
 STREAM = os.path.join(TESTS, "data", "recorded.jsonl")
 GOLDEN = os.path.join(TESTS, "data", "golden")
 
@@ -69,6 +70,12 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(done.returncode, status, done.stderr)
         return done
 
+    def wait_for(self, condition):
+        deadline = time.monotonic() + 60
+        while not condition():
+            self.assertLess(time.monotonic(), deadline, "waited for too long")
+            time.sleep(0.01)
+
     def files(self):
         return sorted(name for name in os.listdir(self.folder) if name != "tree")
 
@@ -112,6 +119,9 @@ class CommandLine(unittest.TestCase):
             ([], "subcommand"),
             (["record", "--nonsense"], "--nonsense"),
             (["record", "-i", "0", "-d", "1"], "--interval"),
+            (["record", "-d", "nan"], "--duration: 'nan' is not"),
+            (["record", "-d", "inf"], "--duration: 'inf' is not"),
+            (["record", "--continuous", "nan", "-d", "1"], "--continuous: 'nan' is not"),
             (["record", "-w", "sum,nope", "-d", "1"], "unknown writer 'nope'; known are: sum"),
             (["record", "-f", "nope", "-d", "1"],
              "unknown feature 'nope'; known are: core-cstate, cpu-time"),
@@ -157,6 +167,11 @@ class CommandLine(unittest.TestCase):
         self.assertIn("cannot start 'no-such-command': No such file", done.stderr)
         self.assertEqual(self.files(), [], "nothing is written for a command that is not there")
         self.run_tavrin(*record, "-d", "0.2", "--", "sleep", "60", status=143)
+        with open(os.path.join(self.folder, "broken"), "w") as file:
+            os.fchmod(file.fileno(), 0o755)
+            file.write("#!/no/such/shell\n")
+        done = self.run_tavrin(*record, "--", "./broken", status=127)
+        self.assertIn("cannot start './broken': No such file", done.stderr)
 
     def test_outputs_that_cannot_be_written(self):
         record = ["record", "--sysroot", "tree", "-f", "thermal", "-d", "0.1"]
@@ -181,6 +196,32 @@ class CommandLine(unittest.TestCase):
                 _, errors = process.communicate(timeout=60)
                 self.assertEqual(process.returncode, 0, errors)
                 self.assertIn("Temperature", self.report("tavrin.csv"))
+
+    def test_a_signal_ends_a_live_input(self):
+        fifo = os.path.join(self.folder, "fifo")
+        os.mkfifo(fifo)
+        for source, number in (("-", signal.SIGINT), ("fifo", signal.SIGTERM)):
+            with self.subTest(source):
+                before = self.files()
+                process = self.start("report", "-o", "run", source, stdin=subprocess.PIPE)
+                stream = open(fifo, "w") if source == "fifo" else process.stdin
+                stream.write(read(STREAM))
+                stream.flush()
+                self.wait_for(lambda: self.files() != before)
+                process.send_signal(number)
+                self.assertEqual(process.wait(timeout=60), 128 + number)
+                stream.close()
+                process.stdin = None
+                process.communicate()
+                self.assertIn("Summary: ", self.report("run.csv"))
+                os.remove(os.path.join(self.folder, "run.csv"))
+        process = self.start("report", "fifo")  # which nobody writes to
+        status = f"/proc/{process.pid}/status"
+        self.wait_for(lambda: int(re.search(r"SigBlk:\s*(\w+)", read(status))[1], 16) & 2)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(timeout=60), 130)
+        process.communicate()
+        self.assertEqual(self.files(), ["fifo"])
 
     def test_a_second_signal_aborts(self):
         # The command ignores the request to end, so that the run waits for it.
@@ -319,4 +360,4 @@ class CommandLine(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    unittest.main(argv=sys.argv[:1] + SELECTED, verbosity=2)

@@ -5,20 +5,26 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "tavrin/common/CommandError.h"
+#include "tavrin/common/Messages.h"
 #include "writers/host/Tokenizer.h"
 
 namespace tavrin {
 
 namespace {
+
+constexpr std::chrono::milliseconds kQuietWait{300};
+/// A killed process ends at once, unless the kernel has it wait for something that never comes.
+constexpr std::chrono::milliseconds kKillTime{1000};
 
 [[noreturn]] void cannotStart(const std::string& name, int cause) {
   throw CommandError(kExitCannotStart, "cannot start '" + name + "': " + std::strerror(cause));
@@ -47,12 +53,13 @@ int findProgram(const std::string& name) {
 
 }  // namespace
 
-ChildProcess::ChildProcess(std::vector<std::string> command) : command_(std::move(command)) {
+ChildProcess::ChildProcess(std::vector<std::string> command, std::chrono::milliseconds grace)
+    : command_(std::move(command)), grace_(grace) {
   if (const int cause = findProgram(command_.front())) cannotStart(command_.front(), cause);
 }
 
 ChildProcess::~ChildProcess() {
-  terminate();
+  end();
 }
 
 void ChildProcess::start() {
@@ -65,7 +72,7 @@ void ChildProcess::start() {
   sigset_t signals;
   sigemptyset(&signals);
   posix_spawnattr_setsigmask(&attributes, &signals);
-  sigaddset(&signals, SIGPIPE);
+  for (const int ignored : {SIGPIPE, SIGXFSZ}) sigaddset(&signals, ignored);
   posix_spawnattr_setsigdefault(&attributes, &signals);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   const std::lock_guard lock(mutex_);
@@ -76,6 +83,10 @@ void ChildProcess::start() {
   running_ = true;
 }
 
+std::string ChildProcess::named() const {
+  return "'" + command_.front() + "' (process " + std::to_string(pid_) + ")";
+}
+
 void ChildProcess::noteStatus(int status) {
   running_ = false;
   exitStatus_ = WIFSIGNALED(status) ? kExitSignalOffset + WTERMSIG(status) : WEXITSTATUS(status);
@@ -84,15 +95,57 @@ void ChildProcess::noteStatus(int status) {
 bool ChildProcess::hasEnded() {
   const std::lock_guard lock(mutex_);
   int status = 0;
-  if (running_ && waitpid(pid_, &status, WNOHANG) == pid_) noteStatus(status);
+  const pid_t ended = running_ ? waitpid(pid_, &status, WNOHANG) : 0;
+  if (ended == pid_) noteStatus(status);
+  if (ended < 0 && errno != EINTR) {
+    running_ = false;
+    warn("how " + named() + " ended is not known: " + std::strerror(errno));
+  }
   return pid_ != -1 && !running_;
 }
 
-void ChildProcess::terminate() {
+/// Polled, so that the thread that notes ended children is never kept from its other work.
+bool ChildProcess::endsWithin(std::chrono::milliseconds time) {
+  const auto deadline = std::chrono::steady_clock::now() + time;
+  while (!hasEnded()) {
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+/// Waits for as long as the command may take; tells of it when that is long.
+bool ChildProcess::endsInGrace(const std::string& after) {
+  const auto quiet = std::min(grace_, kQuietWait);
+  if (endsWithin(quiet)) return true;
+  inform("waiting up to " + std::to_string(grace_.count() / 1000) + " s for " + named() +
+         " to end after " + after);
+  return endsWithin(grace_ - quiet);
+}
+
+/// Whether the command has a handler for Ctrl-C, so that it may be cleaning up. Without one it has
+/// either ended or was not told.
+bool ChildProcess::heedsInterrupt() const {
+  std::ifstream file("/proc/" + std::to_string(pid_) + "/status");
+  for (std::string line; std::getline(file, line);) {
+    if (!line.starts_with("SigCgt:")) continue;
+    return (std::strtoull(line.c_str() + 7, nullptr, 16) & (1ULL << (SIGINT - 1))) != 0;
+  }
+  return false;
+}
+
+void ChildProcess::end(bool afterInterrupt) {
   if (pid_ == -1 || hasEnded()) return;
+  if (afterInterrupt && heedsInterrupt() && endsInGrace("the Ctrl-C")) return;
   kill(pid_, SIGTERM);
-  // Polled, so that the thread that notes ended children is never kept from its other work.
-  while (!hasEnded()) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  if (endsInGrace("SIGTERM")) return;
+  warn(named() + " does not end after SIGTERM and is killed");
+  kill(pid_, SIGKILL);
+  if (endsWithin(kKillTime)) return;
+  const std::lock_guard lock(mutex_);
+  running_ = false;
+  exitStatus_ = kExitSignalOffset + SIGKILL;
+  warn(named() + " cannot be ended and is left behind");
 }
 
 }  // namespace tavrin

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -12,8 +13,10 @@ namespace tavrin {
 class ChildProcess {
  public:
   /// Looks the command up as a shell would. Throws CommandError (127) when there is no such program
-  /// or it cannot be executed. Starts nothing yet.
-  explicit ChildProcess(std::vector<std::string> command);
+  /// or it cannot be executed. Starts nothing yet. `grace` is how long the command may take to end
+  /// once it was asked to.
+  explicit ChildProcess(std::vector<std::string> command,
+                        std::chrono::milliseconds grace = std::chrono::seconds(5));
   /// Ends the command if it still runs, and waits for it.
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
@@ -24,15 +27,23 @@ class ChildProcess {
   void start();
   /// True once the started command has ended. Does not wait.
   bool hasEnded();
-  /// Asks the command to end (SIGTERM) if it still runs, then waits for it.
-  void terminate();
+  /// Ends the command if it still runs: asks it (SIGTERM), kills it when it takes longer than its
+  /// grace, and waits for it. After a Ctrl-C, of which the terminal tells the command too, one that
+  /// heeds it has that time before it is asked. Each wait is told. A command that is still there
+  /// in the end is named and left behind.
+  void end(bool afterInterrupt = false);
   /// Its exit status, or 128 + the number of the signal that ended it. Valid once it has ended.
   int exitStatus() const { return exitStatus_; }
 
  private:
   void noteStatus(int status);
+  bool heedsInterrupt() const;
+  bool endsWithin(std::chrono::milliseconds time);
+  bool endsInGrace(const std::string& after);
+  std::string named() const;
 
   std::vector<std::string> command_;
+  const std::chrono::milliseconds grace_;
   std::mutex mutex_;  ///< guards what follows
   pid_t pid_ = -1;
   bool running_ = false;

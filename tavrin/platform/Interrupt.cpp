@@ -1,5 +1,6 @@
 #include "tavrin/platform/Interrupt.h"
 
+#include <csignal>
 #include <cstdlib>
 
 #include "hostcommon/Platform.h"
@@ -35,7 +36,7 @@ StopRequest* g_stop = nullptr;
 /// Called in a thread of its own.
 BOOL WINAPI onControl(DWORD event) {
   if (g_stop->isRequested()) abortRun();
-  g_stop->request();
+  g_stop->request(SIGINT);
   // The process is ended when this returns, unless a key made the event: the run gets the seconds
   // that the system allows for it.
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(INFINITE);
@@ -60,7 +61,7 @@ struct Interrupt::Watch {
 };
 
 Interrupt::Interrupt(StopRequest& stop, std::function<void()> onChild)
-    : watch_(new Watch{SignalWatcher({.onStop = [&stop] { stop.request(); },
+    : watch_(new Watch{SignalWatcher({.onStop = [&stop](int signal) { stop.request(signal); },
                                       .onAbort = abortRun,
                                       .onChild = onChild ? std::move(onChild) : [] {}})}) {}
 

@@ -57,7 +57,7 @@ void SignalWatcher::watch() {
       handlers_.onChild();
     } else if (!stoppingSince) {
       stoppingSince = Clock::now();
-      handlers_.onStop();
+      handlers_.onStop(static_cast<int>(info.ssi_signo));
     } else if (info.ssi_signo != SIGHUP && Clock::now() - *stoppingSince > kSameRequest) {
       handlers_.onAbort();
     }

@@ -6,16 +6,16 @@
 namespace tavrin {
 
 /// Turns signals into calls, in a thread of its own: the first of SIGINT, SIGTERM and SIGHUP calls
-/// `onStop`, a SIGINT or SIGTERM more than a quarter of a second later calls `onAbort`, SIGCHLD
-/// calls `onChild`. While it exists these signals are blocked in every thread that is started after
-/// it, and SIGPIPE is ignored, so that a reader that goes away is an error of the write, not the
-/// end of the run.
+/// `onStop` with its number, a SIGINT or SIGTERM more than a quarter of a second later calls
+/// `onAbort`, SIGCHLD calls `onChild`. While it exists these signals are blocked in every thread
+/// that is started after it, and SIGPIPE is ignored, so that a reader that goes away is an error of
+/// the write, not the end of the run.
 ///
 /// Create it before any other thread.
 class SignalWatcher {
  public:
   struct Handlers {
-    std::function<void()> onStop;
+    std::function<void(int)> onStop;
     std::function<void()> onAbort;
     std::function<void()> onChild;
   };

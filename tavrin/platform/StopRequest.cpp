@@ -1,18 +1,40 @@
 #include "tavrin/platform/StopRequest.h"
 
+#if !defined(_WIN32)
+#include <sys/eventfd.h>
+#include <unistd.h>
+#endif
+
 namespace tavrin {
 
-void StopRequest::request() {
+StopRequest::StopRequest() {
+#if !defined(_WIN32)
+  descriptor_ = eventfd(0, EFD_CLOEXEC);
+#endif
+}
+
+StopRequest::~StopRequest() {
+#if !defined(_WIN32)
+  close(descriptor_);
+#endif
+}
+
+void StopRequest::request(int signal) {
   {
     const std::lock_guard lock(mutex_);
-    flag_ = true;
+    if (requested_) return;
+    signal_ = signal;
+    requested_.store(true, std::memory_order_release);
+#if !defined(_WIN32)
+    eventfd_write(descriptor_, 1);
+#endif
   }
   changed_.notify_all();
 }
 
 bool StopRequest::waitUntil(Clock::time_point deadline) {
   std::unique_lock lock(mutex_);
-  return changed_.wait_until(lock, deadline, [this] { return flag_.load(); });
+  return changed_.wait_until(lock, deadline, [this] { return requested_.load(); });
 }
 
 }  // namespace tavrin

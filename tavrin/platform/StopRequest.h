@@ -7,22 +7,32 @@
 
 namespace tavrin {
 
-/// Tells every thread of a run that the collection shall end. Only the first request counts.
+/// Tells every thread of a run that it shall end. Only the first request counts.
 class StopRequest {
  public:
   using Clock = std::chrono::steady_clock;
 
-  void request();
-  bool isRequested() const { return flag_.load(std::memory_order_relaxed); }
-  /// For code that only knows a flag.
-  const std::atomic<bool>& flag() const { return flag_; }
+  StopRequest();
+  ~StopRequest();
+  StopRequest(const StopRequest&) = delete;
+  StopRequest& operator=(const StopRequest&) = delete;
+
+  /// `signal`: the number of the signal that asks for it; 0 when none does.
+  void request(int signal = 0);
+  bool isRequested() const { return requested_.load(std::memory_order_acquire); }
+  /// The signal of the first request; 0 without one.
+  int signal() const { return signal_; }
   /// Waits until `deadline` or a request; true when the stop was requested.
   bool waitUntil(Clock::time_point deadline);
+  /// A descriptor that becomes readable with the request, to be polled; -1 on Windows.
+  int descriptor() const { return descriptor_; }
 
  private:
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::atomic<bool> flag_{false};
+  std::atomic<bool> requested_{false};
+  std::atomic<int> signal_{0};
+  int descriptor_ = -1;
 };
 
 }  // namespace tavrin

@@ -13,24 +13,32 @@ constexpr std::chrono::milliseconds kShortestToWakePerCpu{5};
 
 }  // namespace
 
-Sampler::Sampler(std::vector<Feature*> features, std::chrono::nanoseconds interval,
-                 SampleQueue& queue, StopRequest& stop)
+void SamplingReport::noteStart(std::chrono::nanoseconds behind, std::chrono::nanoseconds interval) {
+  lateness.add(static_cast<std::uint64_t>(behind.count()));
+  if (behind > interval / 10) ++late;
+}
+
+Sampler::Sampler(std::vector<Feature*> features, SamplingTimes times, SampleQueue& queue,
+                 StopRequest& stop)
     : features_(std::move(features)),
-      interval_(interval),
+      times_(times),
       needsAwakeCpus_(std::ranges::any_of(features_, &Feature::needsAwakeCpus)),
-      wakesAlways_(interval >= kShortestToWake &&
-                   interval >= kShortestToWakePerCpu * std::thread::hardware_concurrency()),
+      wakesAlways_(times.interval >= kShortestToWake &&
+                   times.interval >= kShortestToWakePerCpu * std::thread::hardware_concurrency()),
       queue_(queue),
       stop_(stop) {
   SampleBatch baseline;
   wake();
   startTicks_ = stopTicks_ = nowTicks();
   start_ = StopRequest::Clock::now();
+  const bool isLimited = times.duration.count() > 0;
+  end_ = isLimited ? start_ + times.duration : StopRequest::Clock::time_point::max();
   for (Feature* feature : features_) feature->sample(startTicks_, baseline);
   thread_ = std::thread([this] { run(); });
 }
 
 Sampler::~Sampler() {
+  stop_.request();
   join();
 }
 
@@ -54,24 +62,37 @@ void Sampler::pass() {
   queue_.endFill();
 }
 
+/// False when the last pass is due instead.
+bool Sampler::waitForPass(StopRequest::Clock::time_point deadline) {
+  return !stop_.waitUntil(std::min(deadline, end_)) && deadline < end_;
+}
+
+/// The clock of the ticks may be slower than the one that is waited by, and the duration is not to
+/// fall short of what was asked for.
+void Sampler::waitForTicks() {
+  const auto wanted = startTicks_ + static_cast<unsigned long long>(times_.duration.count());
+  for (auto now = nowTicks(); now < wanted && !stop_.isRequested(); now = nowTicks()) {
+    stop_.waitUntil(StopRequest::Clock::now() + std::chrono::nanoseconds(wanted - now));
+  }
+}
+
 void Sampler::run() {
   wakeAtDeadlines();
-  for (auto deadline = start_ + interval_; !stop_.waitUntil(deadline);) {
-    const auto lateness = StopRequest::Clock::now() - deadline;
-    report_.lateness.add(static_cast<std::uint64_t>(lateness.count()));
-    if (lateness > interval_ / 10) ++report_.late;
+  for (auto deadline = start_ + times_.interval; waitForPass(deadline);) {
+    report_.noteStart(StopRequest::Clock::now() - deadline, times_.interval);
     if (wakesAlways_) wake();
     pass();
-    deadline += interval_;
+    deadline += times_.interval;
     if (const auto behind = StopRequest::Clock::now() - deadline; behind.count() > 0) {
-      const auto missed = behind / interval_ + 1;
+      const auto missed = behind / times_.interval + 1;
       report_.missed += static_cast<unsigned long long>(missed);
-      deadline += missed * interval_;
+      deadline += missed * times_.interval;
     }
   }
   // The last pass must not be left out: wait for the writer thread to make room.
   while (queue_.beginFill() == nullptr) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   wake();
+  waitForTicks();
   pass();
   queue_.close();
 }

@@ -1,40 +1,31 @@
 #include "tavrin/stream/LineReader.h"
 
+#include <string_view>
+
 namespace tavrin {
 
-namespace {
-
-constexpr std::size_t kPiece = 4096;
-
-}  // namespace
-
-/// Appends at `start` what is left of the line, up to a piece; returns its size in bytes. As fgets
-/// does not tell how much it has read and the line may hold NUL bytes, the place is filled with
-/// line feeds first: the first one found is either the line's own, which the terminating NUL
-/// follows, or a filler behind that NUL.
-std::size_t LineReader::readPiece(std::size_t start) {
-  line_.resize(start);
-  line_.resize(start + kPiece, '\n');
-  if (std::fgets(line_.data() + start, static_cast<int>(kPiece), stream_) == nullptr) return 0;
-  const std::size_t feed = line_.find('\n', start);
-  if (feed == std::string::npos) return kPiece - 1;
-  const bool own = feed + 1 < line_.size() && line_[feed + 1] == '\0';
-  return (own ? feed + 1 : feed - 1) - start;
-}
-
 LineReader::Result LineReader::next() {
-  std::size_t size = 0;
+  line_.clear();
   for (;;) {
-    const std::size_t piece = readPiece(size);
-    size += piece;
-    const bool complete = piece > 0 && line_[size - 1] == '\n';
-    if (!complete && piece > 0) continue;
-    if (!complete && std::ferror(stream_) != 0) return Result::Failed;
-    if (size == 0) return Result::End;
-    line_.resize(complete ? size - 1 : size);
-    ++number_;
-    return Result::Line;
+    const std::string_view unread(buffer_.data() + begin_, end_ - begin_);
+    const std::size_t feed = unread.find('\n');
+    line_.append(unread.substr(0, feed));
+    if (feed != std::string_view::npos) {
+      begin_ += feed + 1;
+      break;
+    }
+    begin_ = end_ = 0;
+    const long long count = input_.read(buffer_.data(), buffer_.size());
+    if (count < 0) return Result::Failed;
+    if (count == 0 && line_.empty()) return Result::End;
+    if (count == 0) {
+      cut_ = true;
+      break;
+    }
+    end_ = static_cast<std::size_t>(count);
   }
+  ++number_;
+  return Result::Line;
 }
 
 }  // namespace tavrin

@@ -1,34 +1,40 @@
 #pragma once
 
-#include <cstdio>
 #include <string>
+
+#include "tavrin/platform/InputFile.h"
 
 namespace tavrin {
 
-/// Reads a C stream line by line. A line comes as soon as the stream has it, so that the output of
-/// a running program is followed without delay. (`fread` would wait for a full buffer, and the
-/// `getline` of the C library is not everywhere.)
+/// Reads an input line by line. A line comes as soon as the input has it, so that the output of a
+/// running program is followed without delay.
 class LineReader {
  public:
   enum class Result { Line, End, Failed };
 
-  /// `stream` is not owned.
-  explicit LineReader(FILE* stream) : stream_(stream) {}
+  /// `input` is not owned.
+  explicit LineReader(InputFile& input) : input_(input) {}
 
-  /// Reads the next line, however long it is. Failed leaves errno as the stream set it.
+  /// Reads the next line, however long it is. Failed leaves errno as the input set it.
   Result next();
 
   /// The line last read, without its line feed. It may be changed; the storage is reused.
   std::string& line() { return line_; }
-  /// Its number, counted from 1; 0 before the first.
+  /// Whether the input ended before the line feed of the line last read.
+  bool isCut() const { return cut_; }
+  /// The line's number, counted from 1; 0 before the first.
   unsigned long long number() const { return number_; }
 
  private:
-  std::size_t readPiece(std::size_t start);
-
-  FILE* stream_;
+  InputFile& input_;
+  std::string buffer_ = std::string(kBufferSize, '\0');
+  std::size_t begin_ = 0;  ///< of what is still unread in the buffer
+  std::size_t end_ = 0;
   std::string line_;
+  bool cut_ = false;
   unsigned long long number_ = 0;
+
+  static constexpr std::size_t kBufferSize = 65536;
 };
 
 }  // namespace tavrin

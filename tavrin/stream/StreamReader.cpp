@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <system_error>
-#include <utility>
 
 #include "tavrin/stream/JsonLine.h"
 #include "tavrin/stream/LineReader.h"
@@ -13,55 +12,58 @@ namespace tavrin {
 
 class StreamReader::Parts {
  public:
-  Parts(FILE* stream, MessageSink& sink) : lines(stream), records(sink) {}
+  Parts(InputFile& input, MessageSink& sink) : lines(input), records(sink) {}
 
   LineReader lines;
   JsonLine json;
   RecordReplay records;
 };
 
-StreamReader::StreamReader(FILE* stream, std::string name, MessageSink& sink,
-                           const std::atomic<bool>* stopRequested)
-    : name_(std::move(name)),
-      stopRequested_(stopRequested),
-      parts_(std::make_unique<Parts>(stream, sink)) {}
+StreamReader::StreamReader(InputFile& input, MessageSink& sink)
+    : input_(input), parts_(std::make_unique<Parts>(input, sink)) {}
 
 StreamReader::~StreamReader() = default;
 
-bool StreamReader::stopped() const {
-  return stopRequested_ != nullptr && *stopRequested_;
+std::string StreamReader::atLine(const std::string& cause) const {
+  return input_.name() + ":" + std::to_string(parts_->lines.number()) + ": " + cause;
 }
 
-std::string StreamReader::errorAtLine(unsigned long long line, const std::string& cause) const {
-  return name_ + ":" + std::to_string(line) + ": " + cause;
+/// Whether the line last read is the beginning of a record of a stream that was cut off.
+bool StreamReader::isCut() const {
+  return parts_->lines.isCut() && parts_->records.hasSystem() &&
+         parts_->lines.line().starts_with('{');
 }
 
 /// Returns false at the end of the stream.
 bool StreamReader::replayLine() {
   const LineReader::Result result = parts_->lines.next();
-  // Also when the signal that set the flag has interrupted the reading.
-  if (stopped() || result == LineReader::Result::End) return false;
+  if (input_.isStopped() || result == LineReader::Result::End) return false;
   if (result == LineReader::Result::Failed) {
     throw StreamError("cannot be read: " + std::generic_category().message(errno));
   }
   std::string& line = parts_->lines.line();
   if (line.find_first_not_of(" \t\r") == std::string::npos) return true;
-  parts_->records.record(parts_->json.parse(line));
+  try {
+    parts_->records.record(parts_->json.parse(line));
+  } catch (const StreamError& fault) {
+    if (!isCut() || fault.column() == 0) throw;
+    cutRecord_ = atLine("the stream ends within this record, which is left out");
+  }
   return true;
 }
 
 int StreamReader::replay(std::string& error) {
   int status = 0;
   try {
-    while (!stopped() && replayLine()) {
+    while (!input_.isStopped() && replayLine()) {
     }
-    if (!parts_->records.hasSystem() && !stopped()) {
+    if (!parts_->records.hasSystem() && !input_.isStopped()) {
       throw StreamError("the stream ends before its system record");
     }
   } catch (const StreamError& fault) {
     std::string cause = fault.what();
     if (fault.column() != 0) cause += " (column " + std::to_string(fault.column()) + ")";
-    error = errorAtLine(parts_->lines.number(), cause);
+    error = atLine(cause);
     status = 1;
   }
   parts_->records.complete();

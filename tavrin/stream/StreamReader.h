@@ -1,11 +1,10 @@
 #pragma once
 
-#include <atomic>
-#include <cstdio>
 #include <memory>
 #include <string>
 
 #include "tavrin/common/MessageSink.h"
+#include "tavrin/platform/InputFile.h"
 
 namespace tavrin {
 
@@ -14,11 +13,9 @@ namespace tavrin {
 /// delivers, so it must outlive the run.
 class StreamReader {
  public:
-  /// `stream` and `sink` are not owned; the stream may be a pipe that another program still writes
-  /// to. `name` is the stream's name in messages. Setting `*stopRequested`, which may be null and
-  /// is not owned, ends the replay as if the stream ended there.
-  StreamReader(FILE* stream, std::string name, MessageSink& sink,
-               const std::atomic<bool>* stopRequested = nullptr);
+  /// `input` and `sink` are not owned. A stop of the input ends the replay as if the stream ended
+  /// there.
+  StreamReader(InputFile& input, MessageSink& sink);
   ~StreamReader();
   StreamReader(const StreamReader&) = delete;
   StreamReader& operator=(const StreamReader&) = delete;
@@ -28,16 +25,19 @@ class StreamReader {
   /// What came before the line has been delivered then, and the system description is complete in
   /// either case. What the sink throws passes through.
   int replay(std::string& error);
+  /// "NAME:LINE: cause" when the stream ended within a record, as that of a run that was killed
+  /// does: the record is left out, and the replay has not failed. Else empty.
+  const std::string& cutRecord() const { return cutRecord_; }
 
  private:
   class Parts;
 
   bool replayLine();
-  bool stopped() const;
-  std::string errorAtLine(unsigned long long line, const std::string& cause) const;
+  bool isCut() const;
+  std::string atLine(const std::string& cause) const;
 
-  const std::string name_;
-  const std::atomic<bool>* stopRequested_;
+  InputFile& input_;
+  std::string cutRecord_;
   std::unique_ptr<Parts> parts_;
 };
 
