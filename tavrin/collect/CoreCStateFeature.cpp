@@ -157,16 +157,16 @@ void CoreCStateFeature::sample(unsigned long long now, SampleBatch& batch) {
 }
 
 void CoreCStateFeature::remainder(SampleBatch& batch) const {
-  pwr::Metric::DataPoint& residencies = batch.add(metrics()[0], 0);
+  Feature::remainder(batch);
+  const Interval none;
+  IntervalPoint residencies(batch, metrics()[0], none);
   for (const SleepingCpu& cpu : cpus_) {
     const std::vector<unsigned long long> ticks = cpu.carry.remainder();
     for (std::size_t i = 0; i < ticks.size(); ++i) {
       if (ticks[i] == 0) continue;
-      residencies.elements.emplace_back(pwr::Data(ticks[i]), cpu.states[i].descriptor, cpu.entity,
-                                        0ULL);
+      residencies.add(pwr::Data(ticks[i]), cpu.states[i].descriptor, cpu.entity);
     }
   }
-  batch.add(metrics()[1], 0);
 }
 
 }  // namespace tavrin

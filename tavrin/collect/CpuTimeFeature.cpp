@@ -130,12 +130,14 @@ void CpuTimeFeature::sample(unsigned long long now, SampleBatch& batch) {
 }
 
 void CpuTimeFeature::remainder(SampleBatch& batch) const {
-  pwr::Metric::DataPoint& point = batch.add(metrics().front(), 0);
+  Feature::remainder(batch);
+  const Interval none;
+  IntervalPoint point(batch, metrics().front(), none);
   for (const BusyCpu& cpu : cpus_) {
     const std::vector<unsigned long long> ticks = cpu.carry.remainder();
     for (std::size_t i = 0; i < kStates; ++i) {
       if (ticks[i] == 0) continue;
-      point.elements.emplace_back(pwr::Data(ticks[i]), descriptors_[i], cpu.entity, 0ULL);
+      point.add(pwr::Data(ticks[i]), descriptors_[i], cpu.entity);
     }
   }
 }

@@ -46,8 +46,9 @@ class Feature {
   /// error.
   virtual void sample(unsigned long long now, SampleBatch& batch) = 0;
 
-  /// To be called after the last `sample`: appends a message for each metric, with what was counted
-  /// in the time of its intervals and that none of them has (`MessageSink::remainder`).
+  /// To be called after the last `sample`: appends messages, one at least for each metric, with
+  /// what was counted in the time of its intervals and that none of them has
+  /// (`MessageSink::remainder`).
   virtual void remainder(SampleBatch& batch) const {
     for (const pwr::MetricDescription* metric : metrics_) batch.add(metric, 0);
   }
