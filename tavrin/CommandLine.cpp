@@ -1,6 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdio>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -8,6 +10,8 @@
 #include "tavrin/Commands.h"
 #include "tavrin/Options.h"
 #include "tavrin/common/CommandError.h"
+#include "tavrin/common/Messages.h"
+#include "tavrin/common/PlainText.h"
 
 namespace tavrin {
 
@@ -200,12 +204,32 @@ std::vector<std::string> takeCommand(std::vector<std::string>& arguments) {
   return command;
 }
 
+/// Prints the help that was asked for, or what is wrong with the arguments.
+int reportParsing(const CLI::App& app, const CLI::ParseError& error) {
+  std::ostringstream help;
+  std::ostringstream problem;
+  const bool sound = app.exit(error, help, problem) == 0;
+  std::fputs(help.str().c_str(), stdout);
+  std::istringstream lines(problem.str());
+  for (std::string line; std::getline(lines, line);) {
+    std::fputs((escaped(line) + "\n").c_str(), stderr);
+  }
+  return sound ? kExitDone : kExitUsage;
+}
+
+/// Buffered output may be lost only now.
+int finishStandardOutput(int status) {
+  const bool isWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+  if (isWritten || status != kExitDone) return status;
+  fail("cannot write to standard output");
+  return kExitIncomplete;
+}
+
 }  // namespace
 
 int runCommandLine(std::vector<std::string> arguments) {
   Options options;
-  options.commandLine = "tavrin";
-  for (const std::string& argument : arguments) options.commandLine += " " + argument;
+  options.commandLine = "tavrin " + shellLine(arguments);
   options.command = takeCommand(arguments);
   CLI::App app(kDescription, "tavrin");
   app.set_version_flag("--version", std::string("tavrin ") + pwr::kVersion);
@@ -225,10 +249,10 @@ int runCommandLine(std::vector<std::string> arguments) {
       throw CLI::ExtrasError("tavrin", options.command);
     }
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kExitDone : kExitUsage;
+    return finishStandardOutput(reportParsing(app, error));
   }
   for (const auto& [command, run] : commands) {
-    if (command->parsed()) return run(options);
+    if (command->parsed()) return finishStandardOutput(run(options));
   }
   return kExitUsage;
 }

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstdio>
 #include <string>
 
 #include "tavrin/Commands.h"
@@ -41,9 +40,6 @@ int runInspect(const Options& options) {
   for (const std::string& name : options.files) {
     if (isTrace(name)) inspectTrace(name, options.points);
     if (isTimeline(name)) inspectTimeline(name, options.points);
-  }
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    throw CommandError(kExitIncomplete, "cannot write to standard output");
   }
   return kExitDone;
 }

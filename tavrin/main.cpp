@@ -7,6 +7,7 @@
 
 int main(int argc, char** argv) {
   try {
+    tavrin::logToStandardError();
     return tavrin::runCommandLine(tavrin::startProcess(argc, argv));
   } catch (const tavrin::CommandError& error) {
     tavrin::fail(error.what());

@@ -10,6 +10,7 @@
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
 #include "tavrin/common/CommandError.h"
+#include "tavrin/common/PlainText.h"
 #include "tavrin/summary/SummaryTables.h"
 #include "writers/host/Quantity.h"
 
@@ -192,6 +193,23 @@ TEST(PluginLibrary, IsLoadedAndChecked) {
   } catch (const CommandError& error) {
     EXPECT_NE(std::string(error.what()).find(" is not a plugin library: "), std::string::npos);
   }
+}
+
+TEST(PlainText, WhatCouldSteerATerminalIsEscaped) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"plain \\ 'text' \xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", ""},
+      {"\x1B[31m\n\x7F", "\\x1b[31m\\x0a\\x7f"},
+      {"\xC2\x9B\xC2\xA0", "\\xc2\\x9b\xC2\xA0"},
+      {"\xFF\xC3(\xE2\x82", "\\xff\\xc3(\\xe2\\x82"},
+      {"\xC0\x80\xED\xA0\x80\xF4\x90\x80\x80", "\\xc0\\x80\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80"},
+  };
+  for (const auto& [text, shown] : cases) EXPECT_EQ(escaped(text), shown.empty() ? text : shown);
+}
+
+TEST(PlainText, AShellTakesALineApartAsItWas) {
+  EXPECT_EQ(shellLine({"record", "--", "sh", "-c", "echo $HOME; it's", ""}),
+            R"(record -- sh -c 'echo $HOME; it'\''s' '')");
+  EXPECT_EQ(shellLine({"-o", "a\nb'\xFF\\"}), R"(-o $'a\x0ab\'\xff\\')");
 }
 
 }  // namespace

@@ -7,8 +7,10 @@ usage: command_line_test.py TAVRIN TESTS_FOLDER [--accept] [CommandLine.TEST...]
 """
 
 import csv
+import json
 import os
 import re
+import resource
 import signal
 import subprocess
 import sys
@@ -133,6 +135,40 @@ class CommandLine(unittest.TestCase):
                 done = self.run_tavrin(*arguments, status=2)
                 self.assertIn(text, done.stderr + done.stdout)
         self.assertEqual(self.files(), [])
+
+    def test_what_is_printed_is_safe_and_whole(self):
+        for arguments in (["list"], ["--help"], ["list", "writers"], ["--version"],
+                          ["inspect", "--points", "run.ztbin"]):
+            with self.subTest(arguments), open("/dev/full", "w") as full:
+                self.run_tavrin("report", "-w", "bin", "-o", "run", STREAM)
+                done = subprocess.run([TAVRIN, *arguments], cwd=self.folder, stdout=full,
+                                      stderr=subprocess.PIPE, text=True)
+                self.assertEqual(done.returncode, 1)
+                self.assertIn("cannot write to standard output", done.stderr)
+        odd = b"\x1b[31m\x7f\xc2\x9b\xff\n"
+        for arguments in ([b"report", odd], [b"record", b"-o", odd, b"--nonsense=" + odd],
+                          [b"record", b"-d", odd], [b"record", b"--", odd],
+                          [b"record", b"--sysroot", b"tree", b"-d", b".1", b"-o", b"/proc/no/" + odd]):
+            done = subprocess.run([TAVRIN, *arguments], cwd=self.folder, capture_output=True)
+            self.assertNotEqual(done.returncode, 0)
+            self.assertRegex(done.stderr, rb"^[\n -~]+$")
+            self.assertIn(rb"\x1b[31m\x7f\xc2\x9b\xff", done.stderr)
+
+    def test_the_command_line_is_kept_with_its_quoting(self):
+        self.run_tavrin("record", "--sysroot", "tree", "-f", "thermal", "--capture", "c.jsonl",
+                        "--", "sh", "-c", "echo 'a  b' # \udcff\n")
+        line = json.loads(self.report("c.jsonl").splitlines()[1])["commandLine"]
+        self.assertEqual(line, "tavrin record --sysroot tree -f thermal --capture c.jsonl -- "
+                               r"sh -c $'echo \'a  b\' # \xff\x0a'")
+        self.assertIn("Command line: " + line, self.report("tavrin.csv"))
+
+    def test_a_file_size_limit_is_a_failed_write(self):
+        done = self.run_tavrin(
+            "record", "--sysroot", "tree", "-f", "thermal", "-i", "1", "--capture", "c.jsonl", "--",
+            "sh", "-c", "head -c 100000 /dev/zero > big; echo $?; sleep .5", status=1,
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (20000, 20000)))
+        self.assertIn("the capture c.jsonl is incomplete", done.stderr)
+        self.assertEqual(done.stdout, "153\n", "the command has the default of the signal")
 
     def test_list_tells_why_a_feature_is_absent(self):
         lines = self.run_tavrin("list", "--sysroot", "tree").stdout.splitlines()

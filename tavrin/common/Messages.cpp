@@ -3,7 +3,11 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
+#include <string_view>
 
+#include "hostcommon/FileLogger.h"
+#include "tavrin/common/PlainText.h"
 #include "writers/host/PluginEnvironment.h"
 
 #if defined(_WIN32)
@@ -32,13 +36,31 @@ bool isTerminal() {
 #endif
 }
 
+/// One line at a time, below which the progress starts anew.
+class LineLogger : public pwr::FileLogger {
+ public:
+  LineLogger() : FileLogger(stderr, false) {}
+
+  void log(PWLogLevel /*level*/, const char* line) override {
+    std::string_view text(line);
+    if (text.ends_with('\n')) text.remove_suffix(1);
+    clearProgress();
+    const std::string shown = escaped(text) + "\n";
+    write(shown.data(), shown.size());
+  }
+};
+
 void say(PWLogLevel threshold, const std::string& line) {
   if (g_pluginEnvironment->getVerbosity() < threshold) return;
-  clearProgress();
   g_pluginEnvironment->getLogger(threshold)->log(threshold, (line + "\n").c_str());
 }
 
 }  // namespace
+
+void logToStandardError() {
+  const auto logger = std::make_shared<LineLogger>();
+  g_pluginEnvironment->setSinks(logger, logger);
+}
 
 void fail(const std::string& text) {
   say(PW_LOG_NOTE, "tavrin: error: " + text);

@@ -6,6 +6,10 @@
 /// the writers' log lines.
 namespace tavrin {
 
+/// Sends all log lines, also those of the writers, to standard error, with what could steer a
+/// terminal escaped. To be called first of all.
+void logToStandardError();
+
 void fail(const std::string& text);    ///< "tavrin: error: …"
 void warn(const std::string& text);    ///< "tavrin: warning: …"
 void inform(const std::string& text);  ///< "tavrin: …", unless the user asked for quiet

@@ -9,6 +9,10 @@
 #include <shellapi.h>
 
 #include <cstdio>
+#else
+#include <fcntl.h>
+
+#include <csignal>
 #endif
 
 namespace tavrin {
@@ -53,7 +57,24 @@ std::vector<std::string> startProcess(int /*argc*/, char** /*argv*/) {
 
 #else
 
+namespace {
+
+/// A standard stream that the caller has closed fails from now on. Its number would otherwise go to
+/// the next file that is opened, and what is meant for the terminal would end up in there.
+void holdStandardStreams() {
+  for (const int number : {0, 1, 2}) {
+    if (fcntl(number, F_GETFD) < 0) open("/dev/null", number == 0 ? O_WRONLY : O_RDONLY);
+  }
+}
+
+}  // namespace
+
 std::vector<std::string> startProcess(int argc, char** argv) {
+  holdStandardStreams();
+  // A file that reaches its size limit is a failed write.
+  std::signal(SIGXFSZ, SIG_IGN);
+  // Ignored, it would take away how the measured command ended.
+  std::signal(SIGCHLD, SIG_DFL);
   return {argv + 1, argv + argc};
 }
 
