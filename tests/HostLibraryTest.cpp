@@ -14,7 +14,7 @@
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/OutputConfigFile.h"
-#include "writers/WriterLog.h"
+#include "writers/common/WriterLog.h"
 #include "writers/host/HostFunctions.h"
 #include "writers/host/Quantity.h"
 #include "writers/host/RealFormatter.h"

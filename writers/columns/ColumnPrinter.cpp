@@ -5,7 +5,7 @@
 #include <cstring>
 #include <limits>
 
-#include "writers/TextLog.h"
+#include "writers/common/TextLog.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "writers/GatheredOutput.h"
 #include "writers/columns/RecordBuffer.h"
+#include "writers/common/GatheredOutput.h"
 
 /// Prints the lines of one table, every cell right-aligned to its column. A first write that fails
 /// is kept for `finish`; what follows is dropped.

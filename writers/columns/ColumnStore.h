@@ -7,10 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "writers/TextLog.h"
 #include "writers/columns/CellText.h"
 #include "writers/columns/RecordBuffer.h"
 #include "writers/columns/ZtExtensibleBackingStore.h"
+#include "writers/common/TextLog.h"
 
 class ColumnPrinter;
 

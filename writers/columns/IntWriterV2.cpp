@@ -1,6 +1,6 @@
 #include "writers/columns/IntWriterV2.h"
 
-#include "writers/TextLog.h"
+#include "writers/common/TextLog.h"
 #include "writers/host/HostFunctions.h"
 #include "writers/host/PluginCapability.h"
 #include "writers/host/Quantity.h"

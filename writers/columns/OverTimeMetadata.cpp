@@ -1,9 +1,9 @@
 #include "writers/columns/OverTimeMetadata.h"
 
 #include "hostcommon/NumberText.h"
-#include "writers/CsvText.h"
-#include "writers/MetricKindText.h"
 #include "writers/columns/ColumnStore.h"
+#include "writers/common/CsvText.h"
+#include "writers/common/MetricTraits.h"
 #include "writers/host/Quantity.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include "writers/columns/PhmTextWriter.h"
 
-#include "writers/CsvText.h"
-#include "writers/TextLog.h"
+#include "writers/common/CsvText.h"
+#include "writers/common/TextLog.h"
 #include "writers/host/PluginCapability.h"
 
 PhmTextWriter::PhmTextWriter() : IntWriterV2("9d2aa443-e197-4628-9ed7-f7772a50828e", "_phm.csv") {

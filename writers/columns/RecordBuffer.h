@@ -7,7 +7,7 @@
 #include <memory>
 #include <string_view>
 
-#include "writers/ShortCopy.h"
+#include "writers/common/ShortCopy.h"
 
 /// Records in memory, each the number of its bytes (32 bits wide, in the byte order of the machine)
 /// and the bytes. Keeps its memory when it is cleared, so that filling it again allocates nothing.

@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <cinttypes>
 
-#include "writers/TextLog.h"
 #include "writers/columns/ColumnStore.h"
+#include "writers/common/TextLog.h"
 
 TableFile::~TableFile() {
   if (stream_ != nullptr) std::fclose(stream_);

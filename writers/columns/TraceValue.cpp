@@ -1,6 +1,6 @@
 #include "writers/columns/TraceValue.h"
 
-#include "writers/TextLog.h"
+#include "writers/common/TextLog.h"
 #include "writers/host/Quantity.h"
 
 namespace {

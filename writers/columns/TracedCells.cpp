@@ -1,7 +1,7 @@
 #include "writers/columns/TracedCells.h"
 
-#include "writers/TextLog.h"
 #include "writers/columns/TraceValue.h"
+#include "writers/common/TextLog.h"
 #include "writers/host/Attribute.h"
 
 namespace {

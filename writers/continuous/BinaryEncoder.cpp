@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "hostcommon/Platform.h"
-#include "writers/LittleEndian.h"
-#include "writers/MetricKindText.h"
-#include "writers/TextLog.h"
+#include "writers/common/LittleEndian.h"
+#include "writers/common/MetricTraits.h"
+#include "writers/common/TextLog.h"
 #include "writers/continuous/ContinuousClock.h"
 #include "writers/continuous/DescriptorText.h"
 #include "writers/continuous/EntityName.h"

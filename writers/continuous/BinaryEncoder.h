@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "formats/ztbin_format.h"
-#include "writers/SeriesTable.h"
-#include "writers/WriterLog.h"
+#include "writers/common/SeriesIndex.h"
+#include "writers/common/WriterLog.h"
 #include "writers/continuous/ElementValue.h"
 #include "writers/continuous/PointBuffer.h"
 #include "writers/continuous/RecordBlocks.h"
@@ -53,7 +53,7 @@ class BinaryEncoder {
     std::uint32_t id = 0;
     bool isRate = false;  ///< durations are not in ticks
     bool described = false;
-    SeriesTable<Series> series;
+    SeriesIndex<Series> series;
   };
   struct Duration {
     unsigned long long ticks = 0;

@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "writers/SeriesTable.h"
+#include "writers/common/SeriesIndex.h"
 #include "writers/continuous/ContinuousWriter.h"
 #include "writers/continuous/ElementValue.h"
 #include "writers/continuous/JsonText.h"
@@ -48,7 +48,7 @@ class ContWriter : public ContinuousWriter {
   };
   struct MetricState {
     bool isRate = false;
-    SeriesTable<std::uint32_t> series;
+    SeriesIndex<std::uint32_t> series;
   };
 
   void addElement(const pwr::Metric& metric, MetricState& state, const pwr::DataElement& element);

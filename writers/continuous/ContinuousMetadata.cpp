@@ -4,7 +4,7 @@
 #include <sstream>
 #include <utility>
 
-#include "writers/MetricKindText.h"
+#include "writers/common/MetricTraits.h"
 #include "writers/continuous/ContinuousLog.h"
 #include "writers/continuous/DescriptorText.h"
 #include "writers/continuous/EntityName.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "writers/LittleEndian.h"
+#include "writers/common/LittleEndian.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "writers/MetricKindText.h"
+#include "writers/common/MetricTraits.h"
 #include "writers/continuous/PointWriter.h"
 #include "writers/continuous/StateNames.h"
 

@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "writers/SeriesTable.h"
+#include "writers/common/SeriesIndex.h"
 #include "writers/continuous/ContinuousClock.h"
 #include "writers/continuous/ElementValue.h"
 #include "writers/continuous/TraceContainer.h"
@@ -42,7 +42,7 @@ class TraceModel {
   struct MetricState {
     bool hasStates = false;
     bool isRate = false;  ///< durations are not in ticks
-    SeriesTable<Series> series;
+    SeriesIndex<Series> series;
     std::unordered_map<unsigned long long, TraceContainer*> containers;  ///< by entity id
   };
 

@@ -5,8 +5,8 @@
 #include <sstream>
 #include <utility>
 
-#include "writers/CsvText.h"
-#include "writers/TextLog.h"
+#include "writers/common/CsvText.h"
+#include "writers/common/TextLog.h"
 #include "writers/host/PluginCapability.h"
 #include "writers/text/AutomationFile.h"
 

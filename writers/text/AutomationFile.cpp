@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "hostcommon/Platform.h"
-#include "writers/TextLog.h"
+#include "writers/common/TextLog.h"
 
 namespace {
 

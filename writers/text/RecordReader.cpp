@@ -5,7 +5,7 @@
 #include <cstring>
 #include <new>
 
-#include "writers/TextLog.h"
+#include "writers/common/TextLog.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "writers/TextLog.h"
+#include "writers/common/TextLog.h"
 
 namespace {
 

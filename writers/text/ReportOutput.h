@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "writers/GatheredOutput.h"
+#include "writers/common/GatheredOutput.h"
 
 /// The final file of a text writer, with an optional echo on the process's standard output. The
 /// first failure of the file is logged and sticks; `close` reports it.

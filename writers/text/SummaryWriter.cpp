@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "writers/TextLog.h"
+#include "writers/common/TextLog.h"
 #include "writers/host/PluginCapability.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <limits>
 
 #include "hostcommon/Platform.h"
-#include "writers/CsvText.h"
-#include "writers/TextLog.h"
+#include "writers/common/CsvText.h"
+#include "writers/common/TextLog.h"
 #include "writers/text/PrivateDirectory.h"
 #include "writers/text/RecordReader.h"
 #include "writers/text/ReportOutput.h"

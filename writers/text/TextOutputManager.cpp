@@ -6,7 +6,7 @@
 #include <unordered_set>
 
 #include "hostcommon/Utf8Path.h"
-#include "writers/TextLog.h"
+#include "writers/common/TextLog.h"
 #include "writers/host/WriterInterfaceConfigFileParser.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "formats/pwr_format.h"
-#include "writers/LittleEndian.h"
+#include "writers/common/LittleEndian.h"
 #include "writers/timeline/TimelineLog.h"
 
 /// The attributes of one data record, each where the record has it, with room in front of them for

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "writers/LittleEndian.h"
+#include "writers/common/LittleEndian.h"
 #include "writers/host/UniqueId.h"
 #include "writers/timeline/TimelineLog.h"
 

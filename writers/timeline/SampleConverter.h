@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "writers/SeriesTable.h"
+#include "writers/common/SeriesIndex.h"
 #include "writers/host/Metric.h"
 #include "writers/timeline/DataRecords.h"
 #include "writers/timeline/DescriptionInfos.h"
@@ -42,7 +42,7 @@ class SampleConverter {
     bool hasTicks;                      ///< durations are in ticks
     bool hasOwners = false;             ///< some records tell processes or threads
     std::deque<SampleSeries> series{};  // in a place of its own each, which the table points to
-    SeriesTable<SampleSeries*> table{};
+    SeriesIndex<SampleSeries*> table{};
   };
 
   KnownMetric& known_i(const pwr::Metric& metric);

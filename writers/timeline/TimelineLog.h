@@ -1,6 +1,6 @@
 #pragma once
 
-#include "writers/WriterLog.h"
+#include "writers/common/WriterLog.h"
 
 /// The channel of the timeline writer, which no debug switch shows.
 inline const WriterLog kTimelineLog("");

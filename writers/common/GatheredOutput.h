@@ -5,7 +5,7 @@
 #include <memory>
 #include <string_view>
 
-#include "writers/ShortCopy.h"
+#include "writers/common/ShortCopy.h"
 
 /// Gathers small pieces of text into large ones: a table is made of millions of cells of a few
 /// bytes each.

@@ -1,4 +1,4 @@
-#include "writers/GatheredOutput.h"
+#include "writers/common/GatheredOutput.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "writers/WriterLog.h"
+#include "writers/common/WriterLog.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -13,7 +13,7 @@
 /// metric come in the same order again and again, so the table first tries the pair behind the one
 /// found last: a sample in the usual order costs two comparisons per element.
 template <typename Series>
-class SeriesTable {
+class SeriesIndex {
  public:
   /// The series of the pair, made by `make()` when the pair is new. Valid until the next call.
   template <typename Make>

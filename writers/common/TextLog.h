@@ -3,7 +3,7 @@
 #include <array>
 #include <string>
 
-#include "writers/WriterLog.h"
+#include "writers/common/WriterLog.h"
 #include "writers/host/HostFunctions.h"
 
 /// The lines of the text writers that their debug switch shows at any verbosity.

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "writers/host/Metric.h"
+#include "writers/host/Quantity.h"
+
+/// What the writers have to know about the kinds of metrics and quantities that there are.
+
+/// The text by which the outputs name what kind of metric a metric is; "UNKNOWN" for a
+/// kind that they have no name for.
+inline const char* metricKindText(pwr::Metric::MetricType type) {
+  switch (type) {
+    case pwr::Metric::MetricType::SampledDelta:
+      return "SAMPLED_DELTA";
+    case pwr::Metric::MetricType::SampledResidency:
+      return "SAMPLED_RESIDENCY";
+    case pwr::Metric::MetricType::SampledValue:
+      return "SAMPLED_VALUE";
+    case pwr::Metric::MetricType::TracedValueTransition:
+      return "TRACED_VALUE_TRANSITION";
+    case pwr::Metric::MetricType::TracedEvent:
+      return "TRACED_EVENT";
+  }
+  return "UNKNOWN";
+}
+
+/// Traced metrics come as events, each at a time of its own; the others as samples of all their
+/// series at once.
+inline bool isTraced(pwr::Metric::MetricType type) {
+  return type == pwr::Metric::MetricType::TracedValueTransition ||
+         type == pwr::Metric::MetricType::TracedEvent;
+}
+
+/// Whether values of the quantity are per unit of time already. The durations of its elements are
+/// in the quantity's own unit then, and in ticks of the timestamp clock otherwise.
+inline bool isRate(const pwr::Quantity* quantity) {
+  return quantity != nullptr && quantity->toQuantity() == pwr::QuantityType::Rate;
+}
+
+/// Whether values of the quantity are ticks of the timestamp clock.
+inline bool isTime(const pwr::Quantity* quantity) {
+  return quantity != nullptr && quantity->toQuantity() == pwr::QuantityType::Time;
+}
