@@ -61,7 +61,7 @@ const DataHandle* createHandle(DataHandleDescription description) {
 
 const DataHandle* createColumn(const std::string& name, const Quantity* quantity) {
   std::string units = quantity == nullptr ? "" : quantity->toUnitsString();
-  if (quantity != nullptr && quantity->toQuantity() == QuantityType::Time) {
+  if (isTime(quantity)) {
     units = check_env("PW_DO_TIMELINE_TSC") ? "ticks" : "ms";
   }
   return createHandle({.type = DataHandleType::Field,

@@ -2,12 +2,13 @@
 
 #include <cstdio>
 
+#include "hostcommon/OutputFile.h"
 #include "writers/host/Logger.h"
 
 namespace pwr {
 
 /// A sink that is a C stream. The first failure sticks: everything after it reports failure too.
-class PW_HOST_API FileLogger : public Logger {
+class FileLogger : public Logger {
  public:
   /// `owned`: close the stream on `close` or destruction.
   FileLogger(FILE* stream, bool owned) : stream_(stream), owned_(owned) {}
@@ -26,6 +27,22 @@ class PW_HOST_API FileLogger : public Logger {
   FILE* stream_;
   bool owned_;
   bool failed_ = false;
+};
+
+/// A sink that is an output file.
+class OutputFileLogger : public Logger {
+ public:
+  /// Creates the file. False with errno set on failure.
+  bool open(const std::string& path) { return file_.open(path); }
+  bool isOpen() const { return file_.isOpen(); }
+
+  void log(PWLogLevel level, const char* line) override;
+  int write(const void* bytes, std::size_t count) override;
+  int flush() override;
+  int close() override;
+
+ private:
+  OutputFile file_;
 };
 
 }  // namespace pwr

@@ -5,48 +5,76 @@
 #include <string>
 #include <string_view>
 
-#include "writers/host/HostApi.h"
-
-/// The few things that the C runtimes of Linux and Windows do differently. Paths are UTF-8.
+/// The few things that the C runtimes of Linux and Windows do differently. Paths are UTF-8. Linked
+/// into every library that uses it.
 namespace pwr::platform {
 
 /// As fopen; the stream is not inherited by child processes. Null with errno set on failure.
 FILE* openFile(const char* path, const char* mode);
 
-/// Creates a binary file for reading and writing that only the user can open. Never opens, follows
-/// or empties anything that is there already: null with errno EEXIST then.
-PW_HOST_API FILE* createExclusive(const char* path);
+/// Who may open a file that is created here.
+enum class Access {
+  TheUserAlone,
+  AsTheUserMasks,  ///< whoever the user lets open his files
+};
 
-PW_HOST_API int processId();
+/// Creates a binary file for reading and writing. Never opens, follows or empties anything that is
+/// there already: null with errno EEXIST then.
+FILE* createExclusive(const char* path, Access access = Access::TheUserAlone);
+
+/// What there is under a name, which is not followed when it is a link.
+enum class FileKind {
+  RegularOrNone,  ///< a file, a link, or nothing
+  Folder,
+  Other,  ///< a console, a pipe, a device
+};
+FileKind kindOf(const std::string& path);
+
+/// Gives a file another name in the same folder, in one step. What had that name is gone then.
+/// False with errno set on failure.
+bool replaceFile(const std::string& from, const std::string& to);
+
+/// What separates folders in a path.
+#if defined(_WIN32)
+inline constexpr const char* kSeparators = "/\\";
+#else
+inline constexpr const char* kSeparators = "/";
+#endif
+
+/// The path up to its last separator, with it; "" for a name in the current directory.
+std::string folderOf(const std::string& path);
+
+/// A file name that nobody can have expected.
+std::string unguessableName();
+
+int processId();
 
 /// The system's text for an errno value.
 std::string errorText(int errnum);
 
 /// Creates a directory with an unguessable name in `parent` ("" for the current directory) that
-/// nobody else can read or enter. Returns its path, or "" with errno set.
-PW_HOST_API std::string createPrivateDirectory(const std::string& parent);
+/// nobody else can read or enter. Returns its path, or "" with errno set. The host removes it, with
+/// all it contains, when the run is aborted.
+std::string createPrivateDirectory(const std::string& parent);
 
 /// Removes a private directory, which must be empty. False with errno set on failure.
-PW_HOST_API bool removePrivateDirectory(const std::string& path);
+bool removePrivateDirectory(const std::string& path);
 
-/// Deletes every private directory that was not removed, with all it contains: for a process that
-/// is about to be aborted. May be called from any thread.
-PW_HOST_API void removeAllPrivateDirectories();
-
-/// What createPrivateDirectory and removePrivateDirectory do on this system.
-std::string makePrivateDirectory(const std::string& parent);
+/// What createPrivateDirectory and removePrivateDirectory do on this system. False with errno set
+/// on failure.
+bool makePrivateDirectory(const std::string& path);
 bool removeDirectory(const std::string& path);
 
 /// Deletes a file. False with errno set on failure.
-PW_HOST_API bool removeFile(const std::string& path);
+bool removeFile(const std::string& path);
 
 /// Raises the number of files that may be open at once as far as the system allows.
-PW_HOST_API void raiseOpenFileLimit();
+void raiseOpenFileLimit();
 
 /// A new file for temporary data, with one position for reading and writing. A plain descriptor: of
 /// streams the C library keeps a list that it goes through whenever one of them is closed, which
 /// thousands of temporary files would turn into minutes.
-class PW_HOST_API PrivateFile {
+class PrivateFile {
  public:
   PrivateFile() = default;
   /// Closes the file, if `close` was not called.
@@ -73,7 +101,7 @@ class PW_HOST_API PrivateFile {
 
 /// A file that several processes extend. Whoever opens it in this way has it alone until it is
 /// closed; others who do, in this process or another, wait. Child processes do not inherit it.
-class PW_HOST_API SharedFile {
+class SharedFile {
  public:
   SharedFile() = default;
   /// Closes the file, if `close` was not called.

@@ -17,6 +17,8 @@ namespace pwr::platform {
 
 namespace {
 
+constexpr mode_t kAsTheUserMasks = 0666;
+
 // strerror_r returns int (POSIX) or the text (GNU); overloads take whichever it is.
 [[maybe_unused]] const char* chosenText(int /*status*/, const char* buffer) {
   return buffer;
@@ -25,9 +27,10 @@ namespace {
   return text;
 }
 
-/// The descriptor of a new file that only the user can open, or -1 with errno set.
-int createOwnedFile(const char* path) {
-  return open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+/// The descriptor of a new file, or -1 with errno set.
+int createNewFile(const char* path, Access access) {
+  const mode_t mode = access == Access::TheUserAlone ? S_IRUSR | S_IWUSR : kAsTheUserMasks;
+  return open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
 }
 
 /// Calls `transfer` with what is left of `size` bytes, and how many are behind it, until nothing
@@ -51,8 +54,8 @@ FILE* openFile(const char* path, const char* mode) {
   return std::fopen(path, (std::string(mode) + "e").c_str());
 }
 
-FILE* createExclusive(const char* path) {
-  const int file = createOwnedFile(path);
+FILE* createExclusive(const char* path, Access access) {
+  const int file = createNewFile(path, access);
   if (file < 0) return nullptr;
   FILE* const stream = fdopen(file, "w+b");
   if (stream == nullptr) {
@@ -73,9 +76,20 @@ std::string errorText(int errnum) {
   return chosenText(strerror_r(errnum, buffer.data(), buffer.size()), buffer.data());
 }
 
-std::string makePrivateDirectory(const std::string& parent) {
-  std::string path = (parent.empty() ? "." : parent) + "/.tavrin-XXXXXX";
-  return mkdtemp(path.data()) == nullptr ? std::string() : path;
+FileKind kindOf(const std::string& path) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode) || S_ISLNK(status.st_mode)) {
+    return FileKind::RegularOrNone;
+  }
+  return S_ISDIR(status.st_mode) ? FileKind::Folder : FileKind::Other;
+}
+
+bool replaceFile(const std::string& from, const std::string& to) {
+  return rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool makePrivateDirectory(const std::string& path) {
+  return mkdir(path.c_str(), S_IRWXU) == 0;
 }
 
 bool removeDirectory(const std::string& path) {
@@ -94,7 +108,7 @@ void raiseOpenFileLimit() {
 }
 
 bool PrivateFile::create(const std::string& path) {
-  descriptor_ = createOwnedFile(path.c_str());
+  descriptor_ = createNewFile(path.c_str(), Access::TheUserAlone);
   return descriptor_ >= 0;
 }
 
@@ -121,7 +135,6 @@ bool PrivateFile::close() {
 }
 
 bool SharedFile::open(const std::string& path) {
-  constexpr mode_t kAsTheUserMasks = 0666;
   descriptor_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, kAsTheUserMasks);
   if (descriptor_ < 0) return false;
   int locked = flock(descriptor_, LOCK_EX);

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <random>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -29,15 +28,6 @@ std::wstring wide(std::string_view text) {
   std::wstring result(static_cast<std::size_t>(length), L'\0');
   MultiByteToWideChar(CP_UTF8, 0, text.data(), size, result.data(), length);
   return result;
-}
-
-std::string randomName() {
-  static constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
-  std::random_device random;
-  std::uniform_int_distribution<std::size_t> letter(0, sizeof kLetters - 2);
-  std::string name = ".tavrin-";
-  for (int i = 0; i < 16; ++i) name += kLetters[letter(random)];
-  return name;
 }
 
 /// The errno value that stands for the last error of a system call.
@@ -86,23 +76,18 @@ class UserOnlyAccess {
   SECURITY_ATTRIBUTES attributes_{.nLength = sizeof attributes_};
 };
 
-/// 0, or the errno value that tells why the directory was not created.
-int createOwnedDirectory(const std::string& path) {
-  UserOnlyAccess access;
-  if (!access.isValid() || CreateDirectoryW(wide(path).c_str(), access.get()) == 0) {
-    return lastErrno();
-  }
-  return 0;
-}
-
 /// The descriptor of a new file, or -1 with errno set. Nobody else can open the file while it is
 /// open here.
-int createOwnedFile(const char* path) {
-  UserOnlyAccess access;
+int createNewFile(const char* path, Access access) {
+  const auto create = [&](SECURITY_ATTRIBUTES* security, DWORD attributes) {
+    return CreateFileW(wide(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, security, CREATE_NEW,
+                       attributes, nullptr);
+  };
   HANDLE handle = INVALID_HANDLE_VALUE;
-  if (access.isValid()) {
-    handle = CreateFileW(wide(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, access.get(),
-                         CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY, nullptr);
+  if (access == Access::AsTheUserMasks) {
+    handle = create(nullptr, FILE_ATTRIBUTE_NORMAL);
+  } else if (UserOnlyAccess user; user.isValid()) {
+    handle = create(user.get(), FILE_ATTRIBUTE_TEMPORARY);
   }
   if (handle == INVALID_HANDLE_VALUE) {
     errno = lastErrno();
@@ -143,8 +128,8 @@ FILE* openFile(const char* path, const char* mode) {
   return _wfopen(wide(path).c_str(), (wide(mode) + L"N").c_str());
 }
 
-FILE* createExclusive(const char* path) {
-  const int file = createOwnedFile(path);
+FILE* createExclusive(const char* path, Access access) {
+  const int file = createNewFile(path, access);
   if (file < 0) return nullptr;
   errno = EMFILE;
   FILE* const stream = _fdopen(file, "w+b");
@@ -167,14 +152,33 @@ std::string errorText(int errnum) {
   return buffer.data();
 }
 
-std::string makePrivateDirectory(const std::string& parent) {
-  for (;;) {
-    std::string path = (parent.empty() ? "." : parent) + "/" + randomName();
-    const int cause = createOwnedDirectory(path);
-    if (cause == 0) return path;
-    errno = cause;
-    if (cause != EEXIST) return {};
+FileKind kindOf(const std::string& path) {
+  const DWORD attributes = GetFileAttributesW(wide(path).c_str());
+  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+    return FileKind::Folder;
   }
+  auto* const handle =
+      CreateFileW(wide(path).c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                  nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return FileKind::RegularOrNone;
+  const DWORD type = GetFileType(handle);
+  CloseHandle(handle);
+  return type == FILE_TYPE_DISK ? FileKind::RegularOrNone : FileKind::Other;
+}
+
+bool replaceFile(const std::string& from, const std::string& to) {
+  if (MoveFileExW(wide(from).c_str(), wide(to).c_str(), MOVEFILE_REPLACE_EXISTING) != 0) {
+    return true;
+  }
+  errno = lastErrno();
+  return false;
+}
+
+bool makePrivateDirectory(const std::string& path) {
+  UserOnlyAccess access;
+  if (access.isValid() && CreateDirectoryW(wide(path).c_str(), access.get()) != 0) return true;
+  errno = lastErrno();
+  return false;
 }
 
 bool removeDirectory(const std::string& path) {
@@ -193,7 +197,7 @@ void raiseOpenFileLimit() {
 }
 
 bool PrivateFile::create(const std::string& path) {
-  descriptor_ = createOwnedFile(path.c_str());
+  descriptor_ = createNewFile(path.c_str(), Access::TheUserAlone);
   return descriptor_ >= 0;
 }
 

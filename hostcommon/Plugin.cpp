@@ -54,11 +54,15 @@ PluginCapability::~PluginCapability() = default;
 WriterPluginCapability::WriterPluginCapability(const std::set<TableClass>& tableClasses,
                                                const std::string& name,
                                                const std::string& description,
-                                               const std::string& extension, bool flag)
+                                               const std::string& extension, bool flag,
+                                               std::vector<std::string> files)
     : PluginCapability(name, description),
       tableClasses_(tableClasses),
       extension_(extension),
-      flag_(flag) {}
+      flag_(flag),
+      files_(std::move(files)) {
+  if (files_.empty()) files_ = {"BASE" + extension};
+}
 WriterPluginCapability::~WriterPluginCapability() = default;
 
 }  // namespace pwr

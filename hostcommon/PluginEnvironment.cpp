@@ -1,9 +1,6 @@
 #include "writers/host/PluginEnvironment.h"
 
-#include <cerrno>
-
 #include "hostcommon/FileLogger.h"
-#include "writers/host/HostFunctions.h"
 
 namespace pwr {
 
@@ -46,19 +43,16 @@ const char* PluginEnvironment::getLoggerPrefix(PWLogLevel level) const {
 }
 
 pwr::Logger* PluginEnvironment::getFileOutputHandle(const char* name) const {
-  std::unique_ptr<pwr::Logger>& file = files_[name];
-  auto* const open = static_cast<pwr::FileLogger*>(file.get());
-  if (open == nullptr || !open->isOpen()) {
-    FILE* stream = nullptr;
-    if (!pwr::openFileHandle(&stream, name, "wb")) {
-      const int cause = errno;
-      files_.erase(name);
-      errno = cause;
-      return nullptr;
-    }
-    file = std::make_unique<pwr::FileLogger>(stream, true);
-  }
-  return file.get();
+  std::erase_if(files_, [](const auto& file) { return !file.second->isOpen(); });
+  const auto known = files_.find(name);
+  if (known != files_.end()) return known->second.get();
+  auto file = std::make_unique<pwr::OutputFileLogger>();
+  if (!file->open(name)) return nullptr;
+  return files_.emplace(name, std::move(file)).first->second.get();
+}
+
+void PluginEnvironment::noteOutput(const std::string& path, bool isComplete) const {
+  if (outputListener_) outputListener_(path, isComplete);
 }
 
 PluginEnvironment* g_pluginEnvironment = [] {

@@ -7,14 +7,12 @@
 #include <cstdint>
 #include <cstring>
 
-#include "writers/host/HostApi.h"
-
 namespace pwr {
 
 /// A real number as tables show it: with two decimals, rounded as printf does (half to even, of the
 /// exact value). Its text is made in registers, so that it can be written straight to where it
 /// belongs.
-class PW_HOST_API TwoDecimals {
+class TwoDecimals {
  public:
   /// How many bytes `put` may write to, in all.
   static constexpr std::size_t kRoom = 24;

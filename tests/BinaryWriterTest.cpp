@@ -266,9 +266,7 @@ TEST_F(BinaryWriterTest, WhatCannotBeWrittenIsReportedAndKept) {
   EXPECT_NE(log_.errors().find("later/run_1.ztbin: No such file or directory"), std::string::npos);
   fs::create_directory(folder_.path("later"));
   obstruct(folder_.path("later/run_2.ztbin"));
-  EXPECT_FALSE(flush());
-  EXPECT_EQ(fs::exists(folder_.path("later/run_2.ztbin")), kIsWindows)
-      << "the next file carries all of it";
+  EXPECT_FALSE(flush()) << "the next file carries all of it";
   EXPECT_TRUE(flush());
   EXPECT_EQ(read("later/run_3.ztbin"), whole);
   EXPECT_EQ(writer_->closeOutput(), 0);

@@ -349,7 +349,6 @@ TEST_F(JsonWriterTest, ContinuousFilesAreNumberedAndCarryWhatIsNew) {
   obstruct(folder_.path("run_0.ztjson"));
   EXPECT_FALSE(second.flushContinuousResults(system_));
   EXPECT_EQ(second.closeOutput(), 1);
-  EXPECT_EQ(std::filesystem::exists(folder_.path("run_0.ztjson")), kIsWindows);
   system_.edit().collectionDurationSec = 1234567.5;
   EXPECT_TRUE(writer_.flushContinuousResults(system_));
   const std::string head =

@@ -1,5 +1,10 @@
 #pragma once
 
+#if !defined(_WIN32)
+#include <sys/resource.h>
+#endif
+
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -62,15 +67,29 @@ inline std::string readFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-/// Puts something in the place of a file that it cannot be written to: a device that is always
-/// full, or a folder where there is none.
+/// Puts a folder in the place of a file, so that no file can get the name.
 inline void obstruct(const std::string& path) {
-  if (kIsWindows) {
-    std::filesystem::create_directory(pwr::pathFromUtf8(path));
-  } else {
-    std::filesystem::create_symlink("/dev/full", pwr::pathFromUtf8(path));
-  }
+  std::filesystem::create_directory(pwr::pathFromUtf8(path));
 }
+
+#if !defined(_WIN32)
+/// As long as it exists, no file can grow beyond `bytes`: a disk that is full as seen by a writer.
+class FullDisk {
+ public:
+  explicit FullDisk(rlim_t bytes = 0) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+
+ private:
+  rlimit before_{};
+};
+#endif
 
 /// Gives the process an environment whose log lines can be read, for as long as it exists.
 class LogCapture {

@@ -3,7 +3,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "hostcommon/Platform.h"
+#include "hostcommon/Temporaries.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
 
@@ -19,7 +19,7 @@ namespace {
 
 [[noreturn]] void abortRun() {
   fail("aborted: the outputs are not complete");
-  pwr::platform::removeAllPrivateDirectories();
+  pwr::removeTemporaries();
   std::_Exit(kExitAborted);
 }
 

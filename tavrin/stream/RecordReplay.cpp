@@ -158,11 +158,9 @@ void RecordReplay::addRareParts(const json::Value& value, pwr::DataElement& elem
 
 /// The durations of rates are not in ticks.
 void RecordReplay::noteEnd(const pwr::Metric& metric) {
-  const pwr::Quantity* const quantity = metric.getQuantity();
-  const bool ticks = quantity == nullptr || quantity->toQuantity() != pwr::QuantityType::Rate;
   const unsigned long long start = metric.getData().timestamp;
   latestEnd_ = std::max(latestEnd_, start);
-  if (!ticks) return;
+  if (pwr::isRate(metric.getQuantity())) return;
   for (const pwr::DataElement& element : metric.getData().elements) {
     latestEnd_ = std::max(latestEnd_, addSaturated(start, element.getDuration()));
   }

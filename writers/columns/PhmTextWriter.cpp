@@ -5,8 +5,9 @@
 #include "writers/host/PluginCapability.h"
 
 PhmTextWriter::PhmTextWriter() : IntWriterV2("9d2aa443-e197-4628-9ed7-f7772a50828e", "_phm.csv") {
-  addCapability(new pwr::WriterPluginCapability(
-      {}, "phm-csv", "Write over-time data to *_phm.csv file.", ".csv", false));
+  addCapability(new pwr::WriterPluginCapability({}, "phm-csv",
+                                                "Write over-time data to *_phm.csv file.", ".csv",
+                                                false, {"BASE_phm.csv", "BASE_phm_metadata.csv"}));
 }
 
 PhmTextWriter::~PhmTextWriter() = default;

@@ -1,9 +1,6 @@
 #pragma once
 
 #include "writers/host/Metric.h"
-#include "writers/host/Quantity.h"
-
-/// What the writers have to know about the kinds of metrics and quantities that there are.
 
 /// The text by which the outputs name what kind of metric a metric is; "UNKNOWN" for a
 /// kind that they have no name for.
@@ -28,15 +25,4 @@ inline const char* metricKindText(pwr::Metric::MetricType type) {
 inline bool isTraced(pwr::Metric::MetricType type) {
   return type == pwr::Metric::MetricType::TracedValueTransition ||
          type == pwr::Metric::MetricType::TracedEvent;
-}
-
-/// Whether values of the quantity are per unit of time already. The durations of its elements are
-/// in the quantity's own unit then, and in ticks of the timestamp clock otherwise.
-inline bool isRate(const pwr::Quantity* quantity) {
-  return quantity != nullptr && quantity->toQuantity() == pwr::QuantityType::Rate;
-}
-
-/// Whether values of the quantity are ticks of the timestamp clock.
-inline bool isTime(const pwr::Quantity* quantity) {
-  return quantity != nullptr && quantity->toQuantity() == pwr::QuantityType::Time;
 }

@@ -113,9 +113,8 @@ BinaryEncoder::MetricState& BinaryEncoder::stateOf_i(const pwr::Metric& metric) 
   const auto [place, isNew] = metrics_.try_emplace(metric.getId());
   MetricState& state = place->second;
   if (isNew) {
-    const pwr::Quantity* const quantity = metric.getQuantity();
     state.id = metric.getId();
-    state.isRate = quantity != nullptr && quantity->toQuantity() == pwr::QuantityType::Rate;
+    state.isRate = pwr::isRate(metric.getQuantity());
   }
   lastDescription_ = metric.getDescription();
   lastState_ = &state;

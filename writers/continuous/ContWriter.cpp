@@ -53,10 +53,7 @@ ContWriter& ContWriter::shared(const std::string& baseName) {
 int ContWriter::add(const pwr::Metric& metric) {
   const auto [place, isNew] = metrics_.try_emplace(metric.getId());
   MetricState& state = place->second;
-  if (isNew) {
-    const pwr::Quantity* const quantity = metric.getQuantity();
-    state.isRate = quantity != nullptr && quantity->toQuantity() == pwr::QuantityType::Rate;
-  }
+  if (isNew) state.isRate = pwr::isRate(metric.getQuantity());
   for (const pwr::DataElement& element : metric.getData().elements) {
     if (element.getDescriptor() == nullptr) {
       PW_LOG(kContinuousLog, PW_LOG_WARNING,

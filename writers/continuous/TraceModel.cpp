@@ -20,16 +20,12 @@ bool describesStates(const pwr::Metric& metric) {
   return false;
 }
 
-bool isRateQuantity(const pwr::Quantity* quantity) {
-  return quantity != nullptr && quantity->toQuantity() == pwr::QuantityType::Rate;
-}
-
 std::vector<AltUnit> altUnitsOf(const pwr::Quantity* quantity) {
   std::vector<AltUnit> units;
   if (quantity == nullptr) return units;
   units.push_back({.name = quantity->toQuantityString(),
                    .unit = quantity->toUnitsString(),
-                   .isCalculatedRate = isRateQuantity(quantity)});
+                   .isCalculatedRate = pwr::isRate(quantity)});
   const pwr::Quantity* rate = nullptr;
   double factor = 0.0;
   if (quantity->getRateConversion(rate, factor) == 0) {
@@ -60,7 +56,7 @@ TraceModel::MetricState& TraceModel::stateOf(const pwr::Metric& metric) {
   const auto [place, isNew] = metrics_.try_emplace(metric.getId());
   if (isNew) {
     place->second.hasStates = describesStates(metric);
-    place->second.isRate = isRateQuantity(metric.getQuantity());
+    place->second.isRate = pwr::isRate(metric.getQuantity());
   }
   return place->second;
 }

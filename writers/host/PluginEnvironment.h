@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -7,6 +8,10 @@
 
 #include "writers/host/HostApi.h"
 #include "writers/host/Logger.h"
+
+namespace pwr {
+class OutputFileLogger;
+}
 
 /// The host's process-wide environment. Writers only read it; the host sets it up before it loads
 /// them, through the operations marked "host".
@@ -26,22 +31,35 @@ class PW_HOST_API PluginEnvironment {
   pwr::Logger* getLogger(PWLogLevel level) const;
   /// "ERROR", "WARNING", "DEBUG", "INFO"; empty for notes.
   const char* getLoggerPrefix(PWLogLevel level) const;
-  /// A handle bound to the file `name`, created or emptied now, or the one that is still open under
-  /// that name. Null when the file cannot be opened (errno tells why). Valid until it is closed.
+  /// A handle bound to the file `name`, or the one that is still open under that name. The file
+  /// appears under its name when the handle is closed and everything that was written has reached
+  /// it; what had the name stays as it was until then. After a failure, what there is stands in
+  /// NAME.incomplete. Null when the file cannot be created (errno tells why). Valid until it is
+  /// closed.
   pwr::Logger* getFileOutputHandle(const char* name) const;
+
+  /// Tells of a file that came about, when it has got its name: `path` is the whole of it if it is
+  /// complete, and otherwise what could be written of it, under another name where that was
+  /// possible. Called by whoever writes final files; handles that come from `getFileOutputHandle`
+  /// do it by themselves.
+  void noteOutput(const std::string& path, bool isComplete) const;
 
   // Host:
   void setVerbosity(PWLogLevel verbosity) { verbosity_ = verbosity; }
   void enableDebugLoggingFor(const std::string& tag) { debugTags_.insert(tag); }
   /// Replaces both sinks. Null puts standard error back.
   void setSinks(std::shared_ptr<pwr::Logger> errorSink, std::shared_ptr<pwr::Logger> generalSink);
+  /// Called with what `noteOutput` is told, by the same thread. An empty function ends that.
+  using OutputListener = std::function<void(const std::string& path, bool isComplete)>;
+  void setOutputListener(OutputListener listener) { outputListener_ = std::move(listener); }
 
  private:
   PWLogLevel verbosity_ = PW_LOG_WARNING;
   std::set<std::string> debugTags_;
   std::shared_ptr<pwr::Logger> errorSink_;
   std::shared_ptr<pwr::Logger> generalSink_;
-  mutable std::map<std::string, std::unique_ptr<pwr::Logger>> files_;
+  OutputListener outputListener_;
+  mutable std::map<std::string, std::unique_ptr<pwr::OutputFileLogger>> files_;
 };
 
 /// Never null: points to a default environment until the host puts its own there.

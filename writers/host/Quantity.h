@@ -62,4 +62,16 @@ class PW_HOST_API Quantity : public UniqueId {
   const QuantityDescription description_;
 };
 
+/// Whether values of `quantity`, which may be null, are per unit of time already. The durations of
+/// their elements are in the quantity's own unit then, and in ticks of the timestamp clock
+/// otherwise.
+inline bool isRate(const Quantity* quantity) {
+  return quantity != nullptr && quantity->toQuantity() == QuantityType::Rate;
+}
+
+/// Whether values of `quantity`, which may be null, are ticks of the timestamp clock.
+inline bool isTime(const Quantity* quantity) {
+  return quantity != nullptr && quantity->toQuantity() == QuantityType::Time;
+}
+
 }  // namespace pwr

@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr const char* kFileName = "Automation_Summary.csv";
+
 bool contains(const std::string& text, const char* part) {
   return text.find(part) != std::string::npos;
 }
@@ -74,8 +76,8 @@ std::string directoryPartOf(const std::string& baseName) {
 
 AutoWriter::AutoWriter() : WriterPlugin("894d2fa0-61c8-11e7-9598-0800200c9a66") {
   addCapability(new pwr::WriterPluginCapability(
-      {}, "auto", "Write summary data as single line to file Automation_Summary.csv", ".csv",
-      false));
+      {}, "auto", "Write summary data as single line to file Automation_Summary.csv", ".csv", false,
+      {kFileName}));
 }
 
 AutoWriter::~AutoWriter() = default;
@@ -91,7 +93,7 @@ int AutoWriter::closeOutput() {
     columnValues_[metadataColumn_] = metadata_->getCollectionStartTime();
     columnValues_[metadataColumn_ + 1] = durationText(metadata_->getCollectionDurationSec());
   }
-  const AutomationFile file(directoryPartOf(baseName_) + "Automation_Summary.csv");
+  const AutomationFile file(directoryPartOf(baseName_) + kFileName);
   return file.add(lineOf(columnNames_), lineOf(columnValues_));
 }
 

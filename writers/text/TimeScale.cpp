@@ -13,7 +13,7 @@ void TimeScale::setTicksPerMicrosecond(float ticksPerMicrosecond) {
 }
 
 bool TimeScale::appliesTo(const pwr::Quantity* quantity) const {
-  return quantity != nullptr && quantity->toQuantity() == pwr::QuantityType::Time && !showsTicks_;
+  return pwr::isTime(quantity) && !showsTicks_;
 }
 
 void TimeScale::scaleCell(const pwr::TableMessage& table, const pwr::EntityHandle* entity,

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "formats/pwr_format.h"
-#include "writers/LittleEndian.h"
+#include "writers/common/LittleEndian.h"
 #include "writers/timeline/EventAttributes.h"
 
 /// The process and the thread in the data record of an event. While the run goes on the record has

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "formats/pwr_format.h"
-#include "writers/LittleEndian.h"
+#include "writers/common/LittleEndian.h"
 
 /// A real without its fraction, as a 64-bit integer. Negative numbers are in two's complement; what
 /// no 64 bits can hold becomes the nearest number that they can, and what is no number becomes 0.

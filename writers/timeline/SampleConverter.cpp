@@ -28,11 +28,6 @@ int addId(AttributeType type, std::uint64_t id, AttributeList& list) {
   return id == kNone ? 0 : DataRecords::addAttribute(type, id, &list);
 }
 
-/// Elements of a rate have durations in a unit of their own.
-bool hasTicks(const pwr::Quantity* quantity) {
-  return quantity == nullptr || quantity->toQuantity() != pwr::QuantityType::Rate;
-}
-
 bool hasValueStates(MetricClass metricClass) {
   return metricClass == MetricClass::FiniteSetValue || metricClass == MetricClass::TracedFiniteSet;
 }
@@ -77,7 +72,7 @@ SampleConverter::KnownMetric& SampleConverter::known_i(const pwr::Metric& metric
   return known_
       .try_emplace(metric.getId(),
                    KnownMetric{metric.getDescription(), metrics_.announce(metric),
-                               metricClassOf(metric), hasTicks(metric.getQuantity())})
+                               metricClassOf(metric), !pwr::isRate(metric.getQuantity())})
       .first->second;
 }
 

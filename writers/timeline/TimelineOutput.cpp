@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "formats/pwr_format.h"
-#include "writers/LittleEndian.h"
+#include "writers/common/LittleEndian.h"
 #include "writers/host/HostFunctions.h"
 #include "writers/timeline/TimelineLog.h"
 

@@ -1,15 +1,18 @@
+#include "hostcommon/Temporaries.h"
+
 #include <filesystem>
 #include <mutex>
 #include <set>
+#include <string>
 
-#include "hostcommon/Platform.h"
 #include "hostcommon/Utf8Path.h"
+#include "writers/host/HostFunctions.h"
 
-namespace pwr::platform {
+namespace pwr {
 
 namespace {
 
-/// The private directories that exist. Never destroyed: an abort may come during the exit.
+/// The temporary files and folders that exist. Never destroyed: an abort may come during the exit.
 struct Known {
   std::mutex mutex;
   std::set<std::string> paths;
@@ -22,28 +25,25 @@ struct Known {
 
 }  // namespace
 
-std::string createPrivateDirectory(const std::string& parent) {
+void noteTemporary(const char* path) {
   Known& known = Known::instance();
   const std::lock_guard lock(known.mutex);
-  std::string path = makePrivateDirectory(parent);
-  if (!path.empty()) known.paths.insert(path);
-  return path;
+  known.paths.insert(path);
 }
 
-bool removePrivateDirectory(const std::string& path) {
+void forgetTemporary(const char* path) {
   Known& known = Known::instance();
   const std::lock_guard lock(known.mutex);
   known.paths.erase(path);
-  return removeDirectory(path);
 }
 
-void removeAllPrivateDirectories() {
+void removeTemporaries() {
   Known& known = Known::instance();
-  const std::lock_guard lock(known.mutex);
+  known.mutex.lock();  // and never unlocked
   for (const std::string& path : known.paths) {
     std::error_code ignored;  // nothing is left to do about it
     std::filesystem::remove_all(pathFromUtf8(path), ignored);
   }
 }
 
-}  // namespace pwr::platform
+}  // namespace pwr
