@@ -30,7 +30,7 @@ class ScarceStoreTest : public StorageTest,
 
 std::string randomText(std::mt19937& random, std::size_t size) {
   static const std::string pool = [] {
-    std::mt19937 letters(1);
+    std::mt19937 letters(testSeed());
     std::string text(5 * kMiB, ' ');
     for (char& letter : text) letter = static_cast<char>('a' + letters() % 26);
     return text;
@@ -267,10 +267,8 @@ class RandomSteps {
 };
 
 TEST_F(BackingStoreTest, RandomStepsAgainstMemory) {
-  for (int run = 0; run < 10; ++run) {
-    const unsigned int seed = std::random_device()();
-    std::printf("seed %u\n", seed);
-    RandomSteps steps(seed);
+  for (unsigned int run = 0; run < 10; ++run) {
+    RandomSteps steps(testSeed() + run);
     for (int step = 0; step < 400; ++step) ASSERT_TRUE(steps.take()) << "step " << step;
     ASSERT_TRUE(steps.hasSameContents());
   }
@@ -282,7 +280,7 @@ TEST_P(ScarceStoreTest, NoRoom) {
   ScarceStorage scarce(GetParam(), folder_.path("scarce"));
   if (!scarce.works()) GTEST_SKIP() << "needs the right to mount a file system";
   ZtExtensibleBackingStore store;
-  std::mt19937 random(1);
+  std::mt19937 random(testSeed());
   const std::string text = randomText(random, 4 * kMiB);
   EXPECT_EQ(write(store, text), kFailed);
   const std::string failure =
@@ -314,7 +312,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, ScarceStoreTest,
 
 TEST_F(BackingStoreTest, UnreadableFile) {
   ZtExtensibleBackingStore store;
-  std::mt19937 random(1);
+  std::mt19937 random(testSeed());
   const std::string text = randomText(random, 3 * kMiB + 77);
   write(store, text);
   store.resetForReading();

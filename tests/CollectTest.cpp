@@ -291,7 +291,7 @@ TEST(CollectTest, Scenarios) {
 }
 
 TEST(CollectTest, ResidenciesNeverExceedTheTimeAndLoseNothingOfIt) {
-  std::mt19937 random(1);
+  std::mt19937 random(testSeed());
   ResidencyCarry carry(3);
   Ticks counted(3);
   Ticks attributed(3);

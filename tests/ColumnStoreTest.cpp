@@ -216,10 +216,8 @@ TEST_F(ColumnStoreTest, EdgesOfChunks) {
 }
 
 TEST_F(ColumnStoreTest, RandomTables) {
+  std::mt19937 random(testSeed());
   for (int run = 0; run < 12; ++run) {
-    const unsigned int seed = std::random_device()();
-    std::printf("seed %u\n", seed);
-    std::mt19937 random(seed);
     const Names names{"Number", "B", "Third column"};
     // A few large cells, or many small ones.
     const std::size_t largest = run % 3 == 0 ? 300000 : 40;

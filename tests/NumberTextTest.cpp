@@ -11,6 +11,7 @@
 
 #include "hostcommon/NumberText.h"
 #include "hostcommon/TwoDecimals.h"
+#include "tests/TestSupport.h"
 
 namespace {
 
@@ -62,9 +63,7 @@ TEST(NumberTextTest, KnownTexts) {
 }
 
 TEST(NumberTextTest, TwoDecimalsAreTheStandardOnes) {
-  const unsigned int seed = std::random_device()();
-  std::printf("seed %u\n", seed);
-  std::mt19937_64 random(seed);
+  std::mt19937_64 random(testSeed());
   for (int n = 0; n < 250000; ++n) {
     // An odd number of eighths or fortieths is half-way between two texts, or just beside it.
     const auto whole = static_cast<double>(random() >> (11 + random() % 50));
@@ -81,9 +80,7 @@ TEST(NumberTextTest, TwoDecimalsAreTheStandardOnes) {
 // A number keeps what it knows of its first digits: numbers in all orders, from one digit to more
 // than are covered.
 TEST(NumberTextTest, NumbersAfterOneAnother) {
-  const unsigned int seed = std::random_device()();
-  std::printf("seed %u\n", seed);
-  std::mt19937_64 random(seed);
+  std::mt19937_64 random(testSeed());
   pwr::TwoDecimals number;
   EXPECT_FALSE(number.isCovered());
   double value = 0.0;

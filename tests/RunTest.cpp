@@ -16,6 +16,7 @@
 #include "tavrin/common/CommandError.h"
 #include "tavrin/platform/ChildProcess.h"
 #include "tavrin/run/Sampler.h"
+#include "tests/TestSupport.h"
 
 using namespace tavrin;  // NOLINT: the tests are about this namespace
 using pwr::Data;
@@ -26,7 +27,7 @@ TEST(LatenessHistogram, QuantilesAreWithinAnEighth) {
   LatenessHistogram histogram;
   EXPECT_EQ(histogram.quantile(0.99), 0U);
   std::vector<std::uint64_t> values(20000);
-  std::mt19937_64 random(7);
+  std::mt19937_64 random(testSeed());
   for (std::uint64_t& value : values) value = random() >> (random() % 64);
   values.push_back(std::numeric_limits<std::uint64_t>::max());
   for (const std::uint64_t value : values) histogram.add(value);

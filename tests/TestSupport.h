@@ -5,11 +5,13 @@
 #endif
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <random>
 #include <string>
 
 #include "hostcommon/Platform.h"
@@ -31,6 +33,20 @@ inline void setEnvironment(const char* name, const char* value) {
 #else
   value == nullptr ? unsetenv(name) : setenv(name, value, 1);
 #endif
+}
+
+/// The seed of everything that a test draws at random: TAVRIN_TEST_SEED where that is set, else a
+/// new one. It is printed, so that a failure can be had again.
+inline unsigned int testSeed() {
+  static const unsigned int seed = [] {
+    const char* const given = std::getenv("TAVRIN_TEST_SEED");
+    const auto used = given == nullptr
+                          ? std::random_device()()
+                          : static_cast<unsigned int>(std::strtoul(given, nullptr, 10));
+    std::printf("TAVRIN_TEST_SEED=%u\n", used);
+    return used;
+  }();
+  return seed;
 }
 
 /// A folder of the test's own, removed with all its contents at the end.
