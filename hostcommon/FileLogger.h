@@ -8,7 +8,7 @@
 namespace pwr {
 
 /// A sink that is a C stream. The first failure sticks: everything after it reports failure too.
-class FileLogger : public Logger {
+class PW_HOST_API FileLogger : public Logger {
  public:
   /// `owned`: close the stream on `close` or destruction.
   FileLogger(FILE* stream, bool owned) : stream_(stream), owned_(owned) {}
