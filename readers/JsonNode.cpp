@@ -1,8 +1,10 @@
 #include "readers/JsonNode.h"
 
+#include "readers/PlainText.h"
+
 namespace {
 
-std::string describe(const rapidjson::Value& value) {
+std::string describe(const JsonValue& value) {
   switch (value.GetType()) {
     case rapidjson::kNullType:
       return "null";
@@ -15,13 +17,13 @@ std::string describe(const rapidjson::Value& value) {
     case rapidjson::kArrayType:
       return "an array of " + std::to_string(value.Size()) + " elements";
     case rapidjson::kStringType:
-      return "\"" + std::string(value.GetString(), value.GetStringLength()) + "\"";
+      return inQuotes({value.GetString(), value.GetStringLength()});
     case rapidjson::kNumberType:
       break;
   }
   return value.IsUint64()  ? std::to_string(value.GetUint64())
          : value.IsInt64() ? std::to_string(value.GetInt64())
-                           : "the number " + std::to_string(value.GetDouble());
+                           : "the number " + numberText(value.GetDouble());
 }
 
 }  // namespace

@@ -1,21 +1,20 @@
 #pragma once
 
-#include <rapidjson/document.h>
-
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "readers/FormatError.h"
+#include "readers/JsonDocument.h"
 
 /// A value of a JSON document that knows where it stands, so that a fault can be named by its path
 /// ("/data/Temperature/metaData/type"). The path is put together only for a fault: nodes live on
 /// the stack and point to the node that they come from.
 class JsonNode {
  public:
-  explicit JsonNode(const rapidjson::Value& root) : value_(root) {}
+  explicit JsonNode(const JsonValue& root) : value_(root) {}
 
-  const rapidjson::Value& value() const { return value_; }
+  const JsonValue& value() const { return value_; }
 
   /// The following throw FormatError when the value is not what they return.
   const JsonNode& object() const { return require(value_.IsObject(), "an object"); }
@@ -24,6 +23,7 @@ class JsonNode {
     require(value_.IsString(), "a string");
     return {value_.GetString(), value_.GetStringLength()};
   }
+  bool flag() const { return require(value_.IsBool(), "true or false").value_.GetBool(); }
   double number() const { return require(value_.IsNumber(), "a number").value_.GetDouble(); }
   std::uint64_t whole() const {
     return require(value_.IsUint64(), "a whole number that is not negative").value_.GetUint64();
@@ -49,7 +49,7 @@ class JsonNode {
   template <typename Visit>
   void eachElement(const Visit& visit) const {
     std::size_t index = 0;
-    for (const rapidjson::Value& element : array().value_.GetArray()) {
+    for (const JsonValue& element : array().value_.GetArray()) {
       visit(JsonNode(element, this, {}, index++));
     }
   }
@@ -61,14 +61,13 @@ class JsonNode {
   }
 
  private:
-  JsonNode(const rapidjson::Value& value, const JsonNode* parent, std::string_view key,
-           std::size_t index)
+  JsonNode(const JsonValue& value, const JsonNode* parent, std::string_view key, std::size_t index)
       : value_(value), parent_(parent), key_(key), index_(index) {}
 
   [[noreturn]] void fail(std::string_view expected) const;
   std::string path() const;
 
-  const rapidjson::Value& value_;
+  const JsonValue& value_;
   const JsonNode* parent_ = nullptr;
   std::string_view key_;
   std::size_t index_ = 0;

@@ -28,6 +28,11 @@ std::string printable(std::string_view text) {
   return safe;
 }
 
+std::string inQuotes(std::string_view text) {
+  constexpr std::size_t kMost = 80;
+  return "\"" + std::string(text.substr(0, kMost)) + (text.size() > kMost ? "\"..." : "\"");
+}
+
 std::string numberText(double value) {
   return shortest(value);
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "readers/PlainText.h"
+
 namespace pwrfile {
 
 namespace {
@@ -47,10 +49,6 @@ constexpr std::array<Rule, kInfoTypes> kRules{{
 
 const Rule& ruleOf(InfoType type) {
   return kRules[static_cast<std::size_t>(type)];
-}
-
-std::string quoted(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
 }
 
 /// The fields that an info shares with data records, and its length.
@@ -112,13 +110,13 @@ InfoType PwrInfoTable::readType(const PwrRecord& record, const std::string& name
   const auto* const rule = std::ranges::find(kRules, std::string_view(name), &Rule::name);
   const std::size_t nameAt =
       field::kNames + record.u16(field::kLongLength) + record.u16(field::kShortLength);
-  if (rule == kRules.end()) record.fail(nameAt, "the name of a type", quoted(name));
+  if (rule == kRules.end()) record.fail(nameAt, "the name of a type", inQuotes(name));
   const auto type = static_cast<InfoType>(rule - kRules.begin());
   const std::optional<std::uint32_t> id =
       type == InfoType::Type ? info_type::kInfoTypeId : typeIds_[static_cast<std::size_t>(type)];
-  if (!id) record.fail(nameAt, "the name of a type that is described", quoted(name));
+  if (!id) record.fail(nameAt, "the name of a type that is described", inQuotes(name));
   if (record.u32(field::kTypeId) != *id) {
-    record.fail(field::kTypeId, "the id " + std::to_string(*id) + " of the type " + quoted(name),
+    record.fail(field::kTypeId, "the id " + std::to_string(*id) + " of the type " + inQuotes(name),
                 std::to_string(record.u32(field::kTypeId)));
   }
   return type;
@@ -128,10 +126,10 @@ void PwrInfoTable::checkType(const PwrRecord& record, const Info& info) {
   const auto* const rule = std::ranges::find(kRules.begin() + 1, kRules.end(),
                                              std::string_view(info.longName), &Rule::name);
   if (rule == kRules.end()) {
-    record.fail(field::kNames, "the name of a type", quoted(info.longName));
+    record.fail(field::kNames, "the name of a type", inQuotes(info.longName));
   }
   auto& id = typeIds_[static_cast<std::size_t>(rule - kRules.begin())];
-  if (id) record.fail(field::kNames, "a type that is not described yet", quoted(info.longName));
+  if (id) record.fail(field::kNames, "a type that is not described yet", inQuotes(info.longName));
   id = info.id;
 }
 
@@ -159,7 +157,7 @@ void PwrInfoTable::checkValue(const PwrRecord& record, const Info& info) {
     std::snprintf(rgb.data(), rgb.size(), "#%06X", info.value);
     if (info.value > 0xFFFFFF || info.shortName != rgb.data()) {
       record.fail(field::kValue, "24 bits of colour, with their digits as short name",
-                  std::string(rgb.data()) + " and " + quoted(info.shortName));
+                  std::string(rgb.data()) + " and " + inQuotes(info.shortName));
     }
   }
 }
@@ -176,8 +174,8 @@ void PwrInfoTable::checkClass(const PwrRecord& record, const Info& info) {
   }
   record.require(!isKnown, field::kValue, "a metric class that is not described yet", info.value);
   if (info.longName != name->longName || info.shortName != name->shortName) {
-    record.fail(field::kNames, quoted(name->longName) + " and " + quoted(name->shortName),
-                quoted(info.longName) + " and " + quoted(info.shortName));
+    record.fail(field::kNames, inQuotes(name->longName) + " and " + inQuotes(name->shortName),
+                inQuotes(info.longName) + " and " + inQuotes(info.shortName));
   }
 }
 
@@ -207,10 +205,10 @@ const Info& PwrInfoTable::require(const PwrRecord& record, std::size_t at, std::
                                   InfoType type) const {
   const Info* const info = find(id);
   if (info != nullptr && info->type == type) return *info;
-  record.fail(at, "the id of a record of type " + quoted(infoTypeName(type)),
-              std::to_string(id) + (info == nullptr
-                                        ? ", which is none"
-                                        : ", which has type " + quoted(infoTypeName(info->type))));
+  record.fail(at, "the id of a record of type " + inQuotes(infoTypeName(type)),
+              std::to_string(id) +
+                  (info == nullptr ? ", which is none"
+                                   : ", which has type " + inQuotes(infoTypeName(info->type))));
 }
 
 }  // namespace pwrfile

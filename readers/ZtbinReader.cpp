@@ -1,24 +1,21 @@
 #include "readers/ZtbinReader.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <string_view>
+
+#include "formats/metric_kinds.h"
+#include "readers/PlainText.h"
 
 namespace ztbin {
 
 namespace {
-
-constexpr std::array<std::string_view, 6> kKinds{"SAMPLED_DELTA", "SAMPLED_RESIDENCY",
-                                                 "SAMPLED_VALUE", "TRACED_VALUE_TRANSITION",
-                                                 "TRACED_EVENT",  "UNKNOWN"};
 
 std::string numbered(const char* what, std::uint64_t number) {
   return std::string(what) + " " + std::to_string(number);
 }
 
 /// Records of one type stand together, in the order of the types.
-void requireOrder(const ZtbinRecord& record, int lastType) {
+void requireType(const ZtbinRecord& record, int lastType) {
   const int type = static_cast<int>(record.type());
   if (type < static_cast<int>(kRecordTypes) && type >= lastType) return;
   throw FormatError(record.offset(kTypeOffset),
@@ -35,12 +32,24 @@ void requireNext(const ZtbinRecord& record, std::size_t at, std::size_t known, c
 
 }  // namespace
 
+bool ZtbinReader::beginsRun(std::istream& file) {
+  ZtbinRecord record(file);
+  const std::istream::pos_type start = file.tellg();
+  const bool isFirst = record.next() && record.type() == RecordType::String &&
+                       record.size() >= string_record::kText &&
+                       record.u16(string_record::kIndex) == kFirstIndex;
+  file.clear();
+  file.seekg(start);
+  return isFirst;
+}
+
 void ZtbinReader::readFile(std::istream& file, const PointSink& sink) {
   ZtbinRecord record(file);
+  startFile();
   int lastType = 0;
   bool hasSystem = false;
   while (record.next()) {
-    requireOrder(record, lastType);
+    requireType(record, lastType);
     const RecordType type = record.type();
     lastType = static_cast<int>(type);
     if ((type == RecordType::System) == hasSystem && type != RecordType::String) {
@@ -67,12 +76,41 @@ void ZtbinReader::readFile(std::istream& file, const PointSink& sink) {
     }
   }
   if (!hasSystem) throw FormatError(record.offset(), "a system record", "the end of the file");
+  requireUses(record.offset());
+}
+
+void ZtbinReader::startFile() {
+  ++files_;
+  known_ = {.strings = strings_.size(), .descriptors = descriptors_.size()};
+  newMetrics_.clear();
+}
+
+/// A file brings nothing that it does not use: what nothing refers to was for records that are
+/// gone.
+void ZtbinReader::requireUses(std::uint64_t end) const {
+  const auto require = [end](bool isUsed, const std::string& user) {
+    if (!isUsed) throw FormatError(end, user, "the end of the file");
+  };
+  for (const std::uint32_t id : newMetrics_) {
+    require(metrics_.at(id).points > 0, numbered("a point of metric", id));
+  }
+  for (std::size_t i = known_.descriptors; i < descriptors_.size(); ++i) {
+    require(descriptorUses_[i], numbered("a record that refers to descriptor", i + 1));
+  }
+  for (std::size_t i = known_.strings; i < strings_.size(); ++i) {
+    require(stringUses_[i],
+            numbered("a record that refers to string", i + 1) + ", " + inQuotes(strings_[i]));
+  }
 }
 
 void ZtbinReader::readString(const ZtbinRecord& record) {
   namespace field = string_record;
   if (record.size() < field::kText) record.requireSize(field::kText, "string");
   const std::size_t length = record.size() - field::kText;
+  if (files_ == 1 && strings_.empty() && record.u16(field::kIndex) > kFirstIndex) {
+    throw FormatError(record.offset(field::kIndex), "string index 1, with which a run begins",
+                      std::to_string(record.u16(field::kIndex)) + ", of a later file");
+  }
   requireNext(record, field::kIndex, strings_.size(), "string index");
   if (record.u8(field::kLowLength) != length % 256) {
     throw FormatError(record.offset(field::kLowLength),
@@ -84,14 +122,25 @@ void ZtbinReader::readString(const ZtbinRecord& record) {
                       std::to_string(record.u8(field::kPadding)));
   }
   strings_.push_back(record.text(field::kText));
+  stringUses_.push_back(false);
 }
 
 void ZtbinReader::readSystem(const ZtbinRecord& record) {
   namespace field = system_record;
   record.requireSize(field::kSize, "system");
+  if (strings_.empty()) {
+    throw FormatError(record.offset(), "strings, with which a run begins",
+                      "a system record, as in a later file");
+  }
+  const std::uint64_t start = record.u64(field::kStartTimestamp);
+  if (files_ > 1 && start != system_.startTimestamp) {
+    throw FormatError(record.offset(field::kStartTimestamp),
+                      numbered("the collection start of the files before,", system_.startTimestamp),
+                      std::to_string(start) + ", of another run");
+  }
   const auto textAt = [&](std::size_t at) { return text(stringAt(record, at)); };
   system_ = {
-      .startTimestamp = record.u64(field::kStartTimestamp),
+      .startTimestamp = start,
       .stopTimestamp = record.u64(field::kStopTimestamp),
       .durationSec = record.f32(field::kDuration),
       .hfmFrequency = record.f32(field::kHfmFrequency),
@@ -123,6 +172,7 @@ void ZtbinReader::readDescriptor(const ZtbinRecord& record) {
   record.requireSize(field::kSize, "descriptor");
   requireNext(record, field::kId, descriptors_.size(), "descriptor id");
   descriptors_.push_back({stringAt(record, field::kText), stringAt(record, field::kName)});
+  descriptorUses_.push_back(false);
 }
 
 void ZtbinReader::readMetric(const ZtbinRecord& record) {
@@ -135,9 +185,9 @@ void ZtbinReader::readMetric(const ZtbinRecord& record) {
   Metric metric{.feature = stringAt(record, field::kFeature),
                 .name = stringAt(record, field::kName),
                 .kind = stringAt(record, field::kKind)};
-  if (std::ranges::find(kKinds, text(metric.kind)) == kKinds.end()) {
+  if (std::ranges::find(kMetricKinds, text(metric.kind)) == kMetricKinds.end()) {
     throw FormatError(record.offset(field::kKind), "the index of a metric kind",
-                      "that of \"" + text(metric.kind) + "\"");
+                      "that of " + inQuotes(text(metric.kind)));
   }
   readQuantity(record, metric);
   readTables(record, metric);
@@ -146,9 +196,10 @@ void ZtbinReader::readMetric(const ZtbinRecord& record) {
     throw FormatError(record.offset(field::kId), "a new metric id",
                       std::to_string(id) + ", which is known");
   }
+  newMetrics_.push_back(id);
 }
 
-void ZtbinReader::readQuantity(const ZtbinRecord& record, Metric& metric) const {
+void ZtbinReader::readQuantity(const ZtbinRecord& record, Metric& metric) {
   namespace field = metric_record;
   const std::uint16_t flag = record.u16(field::kHasQuantity);
   if (flag > 1) {
@@ -167,7 +218,7 @@ void ZtbinReader::readQuantity(const ZtbinRecord& record, Metric& metric) const 
   metric.units = record.u16(field::kUnits);
 }
 
-void ZtbinReader::readTables(const ZtbinRecord& record, Metric& metric) const {
+void ZtbinReader::readTables(const ZtbinRecord& record, Metric& metric) {
   namespace field = metric_record;
   std::size_t at = field::kFixedSize;
   for (unsigned n = record.u16(field::kCombinations); n > 0; --n) {
@@ -183,7 +234,7 @@ void ZtbinReader::readTables(const ZtbinRecord& record, Metric& metric) const {
   }
 }
 
-Point ZtbinReader::readPoint(const ZtbinRecord& record) const {
+Point ZtbinReader::readPoint(const ZtbinRecord& record) {
   namespace field = point_record;
   record.requireSize(field::kSize, "point");
   const Point point{.timestamp = record.u64(field::kTimestamp),
@@ -197,27 +248,59 @@ Point ZtbinReader::readPoint(const ZtbinRecord& record) const {
   if (!(point.duration >= 0.0F && point.duration <= kLongest) ||
       std::trunc(point.duration) != point.duration) {
     throw FormatError(record.offset(field::kDuration), "a whole duration",
-                      std::to_string(point.duration));
+                      numberText(point.duration));
   }
-  if (!metrics_.contains(point.metric)) {
+  const auto metric = metrics_.find(point.metric);
+  if (metric == metrics_.end()) {
     throw FormatError(record.offset(field::kMetric), "the id of a known metric",
                       std::to_string(point.metric));
   }
   requireDescriptor(record, field::kEntity, point.descriptor);
+  requireOrder(record, point, metric->second);
+  ++metric->second.points;
   return point;
 }
 
-std::uint16_t ZtbinReader::stringAt(const ZtbinRecord& record, std::size_t at) const {
+/// The times of a series ascend.
+void ZtbinReader::requireOrder(const ZtbinRecord& record, const Point& point,
+                               const Metric& metric) {
+  const std::uint64_t series =
+      std::uint64_t{point.metric} << 32U | std::uint64_t{point.key} << 16U | point.descriptor;
+  const auto [last, isNew] = times_.try_emplace(series, point.timestamp);
+  if (isNew) requireKey(record, metric);
+  if (point.timestamp < last->second) {
+    throw FormatError(record.offset(point_record::kTimestamp),
+                      numbered("a time, as the series has had it, of", last->second) + " or later",
+                      std::to_string(point.timestamp));
+  }
+  last->second = point.timestamp;
+}
+
+/// A key is the metric's name, and behind it that of what it is measured on.
+void ZtbinReader::requireKey(const ZtbinRecord& record, const Metric& metric) const {
+  const std::string& key = text(record.u16(point_record::kKey));
+  const std::string& name = text(metric.name);
+  if (key == name || key.starts_with(name + "/")) return;
+  throw FormatError(record.offset(point_record::kKey),
+                    "a key of " + inQuotes(name) + ", the point's metric", inQuotes(key));
+}
+
+std::uint16_t ZtbinReader::stringAt(const ZtbinRecord& record, std::size_t at) {
   const std::uint16_t index = record.u16(at);
-  if (index != 0 && index <= strings_.size()) return index;
+  if (index != 0 && index <= strings_.size()) {
+    stringUses_[index - 1U] = true;
+    return index;
+  }
   throw FormatError(record.offset(at),
                     "a string index from 1 to " + std::to_string(strings_.size()),
                     std::to_string(index));
 }
 
-void ZtbinReader::requireDescriptor(const ZtbinRecord& record, std::size_t at,
-                                    std::uint16_t id) const {
-  if (id != 0 && id <= descriptors_.size()) return;
+void ZtbinReader::requireDescriptor(const ZtbinRecord& record, std::size_t at, std::uint16_t id) {
+  if (id != 0 && id <= descriptors_.size()) {
+    descriptorUses_[id - 1U] = true;
+    return;
+  }
   throw FormatError(record.offset(at),
                     "a descriptor id from 1 to " + std::to_string(descriptors_.size()),
                     std::to_string(id));

@@ -5,6 +5,7 @@
 #include <istream>
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "formats/ztbin_format.h"
@@ -58,6 +59,7 @@ struct Metric {
   std::uint16_t units = 0;
   std::vector<Combination> combinations;
   std::vector<std::uint16_t> values;
+  std::uint64_t points = 0;  ///< read so far
 };
 
 struct Point {
@@ -69,18 +71,40 @@ struct Point {
   float value = 0.0F;
 };
 
-/// Strict decoder of a binary stream. Reads the files of one run, in the order in which they were
-/// written: strings, descriptors and metrics of one file are used by those that follow. Every index
-/// is checked before it is used, and every size against what the record says it holds. The format:
-/// docs/formats/binary-stream.md.
+/// Strict reader of a binary stream: of the file of a whole run, or of the files of a continuous
+/// run in the order in which they were written, since strings, descriptors and metrics of one file
+/// are used by those that follow. The format: docs/formats/binary-stream.md.
+///
+///     std::ifstream file("run.ztbin", std::ios::binary);
+///     ztbin::ZtbinReader reader;
+///     try {
+///       reader.readFile(file, [&](const ztbin::Point& point) {
+///         std::cout << point.timestamp << ' ' << reader.text(point.key) << ' '
+///                   << reader.text(reader.descriptor(point.descriptor).name) << ' '
+///                   << point.value << '\n';
+///       });
+///     } catch (const FormatError& fault) {
+///       std::cerr << "run.ztbin: " << fault.what() << '\n';
+///     }
+///
+/// Every index is checked before it is used, every size against what the record says it holds. Not
+/// for use by several threads at once. Memory is taken for what the run describes, not for points.
 class ZtbinReader {
  public:
   using PointSink = std::function<void(const Point&)>;
 
-  /// Reads the next file of the run. Throws FormatError at the first fault; the reader is good for
-  /// nothing more then, except for what it read before. Points are not kept, only handed out; their
-  /// indices are valid, and so is what they refer to.
+  /// Reads the next file of the run. `file` is not owned and must be open in binary mode. Points
+  /// are not kept, only handed out, in the order of the file; their indices are valid, and so is
+  /// what they refer to. Throws FormatError at the first fault, and what `sink` throws; the reader
+  /// must not be given a file after that, but tells what it read before.
+  ///
+  /// A file that was cut off is a fault where anything shows it: the middle of a record, something
+  /// described that nothing uses. What cannot show is how many points there were behind the last.
   void readFile(std::istream& file, const PointSink& sink);
+
+  /// Whether a file, which is open in binary mode and can be read again, looks like the first one
+  /// of a run. Leaves it where it was.
+  static bool beginsRun(std::istream& file);
 
   /// Of the last file.
   const System& system() const { return system_; }
@@ -93,20 +117,37 @@ class ZtbinReader {
   std::size_t descriptorCount() const { return descriptors_.size(); }
 
  private:
+  void startFile();
   void readString(const ZtbinRecord& record);
   void readSystem(const ZtbinRecord& record);
   void readDescriptor(const ZtbinRecord& record);
   void readMetric(const ZtbinRecord& record);
-  void readQuantity(const ZtbinRecord& record, Metric& metric) const;
-  void readTables(const ZtbinRecord& record, Metric& metric) const;
-  Point readPoint(const ZtbinRecord& record) const;
-  std::uint16_t stringAt(const ZtbinRecord& record, std::size_t at) const;
-  void requireDescriptor(const ZtbinRecord& record, std::size_t at, std::uint16_t id) const;
+  void readQuantity(const ZtbinRecord& record, Metric& metric);
+  void readTables(const ZtbinRecord& record, Metric& metric);
+  Point readPoint(const ZtbinRecord& record);
+  void requireOrder(const ZtbinRecord& record, const Point& point, const Metric& metric);
+  void requireKey(const ZtbinRecord& record, const Metric& metric) const;
+  void requireUses(std::uint64_t end) const;
+  /// These two note that something is used.
+  std::uint16_t stringAt(const ZtbinRecord& record, std::size_t at);
+  void requireDescriptor(const ZtbinRecord& record, std::size_t at, std::uint16_t id);
 
+  struct Counts {
+    std::size_t strings = 0;
+    std::size_t descriptors = 0;
+  };
+
+  int files_ = 0;
   System system_;
   std::vector<std::string> strings_;
+  std::vector<bool> stringUses_;
   std::vector<Descriptor> descriptors_;
+  std::vector<bool> descriptorUses_;
   std::map<std::uint32_t, Metric> metrics_;
+  Counts known_;                           ///< from the files before
+  std::vector<std::uint32_t> newMetrics_;  ///< ids; of this file
+  /// The last time of each series, which metric, key and descriptor make.
+  std::unordered_map<std::uint64_t, std::uint64_t> times_;
 };
 
 }  // namespace ztbin

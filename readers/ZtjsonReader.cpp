@@ -1,18 +1,19 @@
 #include "readers/ZtjsonReader.h"
 
-#include <rapidjson/error/en.h>
-#include <rapidjson/istreamwrapper.h>
-
 #include <algorithm>
 #include <charconv>
+#include <limits>
+#include <set>
+
+#include "formats/metric_kinds.h"
+#include "formats/ztjson_format.h"
+#include "readers/PlainText.h"
 
 namespace ztjson {
 
 namespace {
 
-constexpr const char* kSystemName = "SystemMetadata";
-
-/// What stands under the last member of that key: a continuous trace has "Name" twice.
+/// What stands under the last member of that key: a node of a numbered file has "Name" twice.
 std::string lastText(const JsonNode& object, std::string_view wanted) {
   std::string text;
   object.eachMember([&](std::string_view key, const JsonNode& node) {
@@ -22,146 +23,150 @@ std::string lastText(const JsonNode& object, std::string_view wanted) {
 }
 
 std::string scalarText(const JsonNode& node) {
-  const rapidjson::Value& value = node.value();
+  const JsonValue& value = node.value();
   if (value.IsUint64()) return std::to_string(value.GetUint64());
-  if (!value.IsNumber()) return std::string(node.text());
-  char text[32];
-  const auto end = std::to_chars(std::begin(text), std::end(text), value.GetDouble()).ptr;
-  return {text, end};
+  return value.IsNumber() ? numberText(value.GetDouble()) : std::string(node.text());
 }
 
-/// A single text stands for itself, several in an array.
-std::vector<std::string> texts(const JsonNode& node) {
-  std::vector<std::string> all;
-  if (node.value().IsString()) return {std::string(node.text())};
-  node.eachElement([&](const JsonNode& element) { all.emplace_back(element.text()); });
-  return all;
+/// Calls `visit` for the values of a member of a numbered file: a single one stands for itself,
+/// several are in an array.
+template <typename Visit>
+void eachValue(const JsonNode& object, const char* key, const Visit& visit) {
+  if (!object.has(key)) return;
+  const JsonNode node = object.member(key);
+  if (node.value().IsArray()) {
+    node.eachElement(visit);
+  } else {
+    visit(node);
+  }
+}
+
+std::string kindOf(const JsonNode& node) {
+  node.require(std::ranges::find(kMetricKinds, node.text()) != kMetricKinds.end(),
+               "a kind of metrics");
+  return std::string(node.text());
+}
+
+std::int64_t idOf(const JsonNode& node) {
+  const JsonValue& value = node.value();
+  node.require(value.IsInt(), "a whole number from -2147483648 to 2147483647");
+  return value.GetInt();
+}
+
+/// The times of a series ascend. `last` is that of its point before, and becomes this one's.
+void requireOrder(const JsonNode& node, std::uint64_t& last) {
+  node.require(node.whole() >= last,
+               "a time of " + std::to_string(last) + " or later, as the series has had");
+  last = node.whole();
 }
 
 }  // namespace
 
-ZtjsonReader::ZtjsonReader(std::istream& file) {
-  rapidjson::IStreamWrapper stream(file);
-  // Iterative: a document must not be able to exhaust the stack by its depth.
-  document_.ParseStream<rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag>(
-      stream);
-  if (document_.HasParseError()) {
-    throw FormatError(
-        document_.GetErrorOffset(), "a JSON document",
-        std::string("a fault: ") + rapidjson::GetParseError_En(document_.GetParseError()));
-  }
-  const JsonNode root(document_);
-  isContinuous_ = root.object().has("Metadata");
-  if (isContinuous_) {
-    readContinuous(root);
+bool ZtjsonReader::isNumbered(std::istream& file) {
+  const std::istream::pos_type start = file.tellg();
+  char brace = '\0';
+  std::string key(sizeof numbered::kMetadata + 1, '\0');
+  file >> brace >> std::ws;
+  file.read(key.data(), static_cast<std::streamsize>(key.size()));
+  file.clear();
+  file.seekg(start);
+  return brace == '{' && key == inQuotes(numbered::kMetadata);
+}
+
+void ZtjsonReader::readFile(std::istream& file, const PointSink& sink) {
+  JsonDocument document;
+  parseJson(file, document);
+  const JsonNode root(document);
+  const bool isNumbered = root.object().has(numbered::kMetadata);
+  root.require(files_ == 0 || (isContinuous_ && isNumbered),
+               "a numbered file after another one, as only such a run has several files");
+  ++files_;
+  isContinuous_ = isNumbered;
+  system_.clear();
+  if (isNumbered) {
+    readNumbered(root, sink);
   } else {
-    readTrace(root);
+    readTrace(root, sink);
   }
 }
 
-void ZtjsonReader::readSystem(const JsonNode& groups) {
-  groups.eachMember([&](std::string_view /*name*/, const JsonNode& group) {
-    group.eachMember([&](std::string_view key, const JsonNode& node) {
-      system_.emplace_back(key, scalarText(node));
+void ZtjsonReader::readSystem(const JsonNode& node, const std::vector<const char*>& groups) {
+  for (const char* group : groups) {
+    node.object().member(group).eachMember([&](std::string_view key, const JsonNode& value) {
+      system_.emplace_back(key, scalarText(value));
     });
-  });
-}
-
-void ZtjsonReader::readTrace(const JsonNode& root) {
-  const JsonNode type = root.member("fileType");
-  type.require(type.text() == "tavrin", "\"tavrin\"");
-  const JsonNode version = root.member("version");
-  const JsonNode major = version.object().member("major");
-  major.require(major.whole() == 1, "version 1");
-  readSystem(root.member("systemMetaData"));
-  root.member("data").eachMember(
-      [&](std::string_view name, const JsonNode& group) { readGroup(name, group); });
-}
-
-void ZtjsonReader::readGroup(std::string_view name, const JsonNode& group) {
-  const JsonNode description = group.object().member("metaData");
-  Metric metric{.name = std::string(name),
-                .kind = std::string(description.object().member("type").text())};
-  description.member("altUnits").array();
-  if (description.has("units")) metric.units = description.member("units").text();
-  if (description.has("states")) metric.states = texts(description.member("states").array());
-  metrics_.push_back(std::move(metric));
-}
-
-void ZtjsonReader::readContinuous(const JsonNode& root) {
-  root.member("Metadata").eachElement([&](const JsonNode& node) {
-    if (node.object().member("Name").text() == kSystemName && node.has("Platform")) {
-      for (const char* group : {"Platform", "OS", "Tavrin"}) {
-        node.member(group).eachMember([&](std::string_view key, const JsonNode& value) {
-          system_.emplace_back(key, scalarText(value));
-        });
-      }
-      return;
-    }
-    const JsonNode id = node.member("ID");
-    id.require(id.value().IsInt64(), "a whole number");
-    places_.emplace_back(id.value().GetInt64(), metrics_.size());
-    metrics_.push_back({.name = lastText(node, "Name"),
-                        .feature = std::string(node.member("FeatureName").text()),
-                        .kind = std::string(node.member("Type").text()),
-                        .units = lastText(node, "Units")});
-    if (node.has("States")) metrics_.back().states = texts(node.member("States"));
-  });
-  std::ranges::sort(places_);
-}
-
-void ZtjsonReader::readPoints(const PointSink& sink) const {
-  const JsonNode root(document_);
-  if (isContinuous_) {
-    root.member("Data").eachElement([&](const JsonNode& node) {
-      Point point;
-      readContinuousPoint(node, point);
-      sink(point);
-    });
-    return;
   }
+}
+
+void ZtjsonReader::readTrace(const JsonNode& root, const PointSink& sink) {
+  const JsonNode type = root.member(trace::kFileType);
+  type.require(type.text() == trace::kFileTypeText, inQuotes(trace::kFileTypeText));
+  const JsonNode version = root.member(trace::kVersion);
+  const JsonNode major = version.object().member(trace::kMajor);
+  major.require(major.whole() == trace::kMajorNumber,
+                "version " + std::to_string(trace::kMajorNumber));
+  readSystem(root.member(trace::kSystem), {trace::kPlatform, trace::kOs, trace::kTavrin});
+  std::set<std::string_view> names;
+  const JsonNode data = root.member(trace::kData);
+  data.eachMember([&](std::string_view name, const JsonNode& group) {
+    group.require(names.insert(name).second, "each metric once");
+    readGroup(name, group);
+  });
   std::size_t metric = 0;
-  root.member("data").eachMember([&](std::string_view /*name*/, const JsonNode& group) {
+  data.eachMember([&](std::string_view /*name*/, const JsonNode& group) {
     readContainers(metric++, group, sink);
   });
 }
 
-void ZtjsonReader::readContinuousPoint(const JsonNode& node, Point& point) const {
-  const JsonNode id = node.object().member("ID");
-  const auto found =
-      std::ranges::lower_bound(places_, id.value().IsInt64() ? id.value().GetInt64() : -1, {},
-                               &std::pair<std::int64_t, std::size_t>::first);
-  id.require(
-      id.value().IsInt64() && found != places_.end() && found->first == id.value().GetInt64(),
-      "the ID of a metric in \"Metadata\"");
-  point.metric = found->second;
-  point.series = node.member("Entity").text();
-  point.start = node.member("Timestamp").whole();
-  point.duration = node.member("Duration").number();
-  point.values.emplace_back(node.member("Descriptor").text(), node.member("Value").number());
+void ZtjsonReader::readGroup(std::string_view name, const JsonNode& group) {
+  const JsonNode description = group.object().member(trace::kMetaData);
+  Metric metric{.name = std::string(name),
+                .kind = kindOf(description.object().member(trace::kType))};
+  const JsonNode units = description.member(trace::kAltUnits);
+  units.eachElement([](const JsonNode& unit) {
+    unit.object().member(trace::kName).text();
+    unit.member(trace::kUnit).text();
+    unit.member(trace::kConversion).number();
+    unit.member(trace::kIsCalculatedRate).flag();
+  });
+  if (!units.value().Empty()) metric.units = description.member(trace::kUnits).text();
+  if (description.has(trace::kStates)) {
+    description.member(trace::kStates).eachElement([&](const JsonNode& state) {
+      metric.states.emplace_back(state.text());
+    });
+  }
+  metrics_.push_back(std::move(metric));
 }
 
 void ZtjsonReader::readContainers(std::size_t metric, const JsonNode& group,
                                   const PointSink& sink) const {
-  group.member("data").eachMember([&](std::string_view name, const JsonNode& container) {
-    container.object().member("name").text();
-    container.member("friendlyName").text();
-    container.member("points").eachElement([&](const JsonNode& node) {
-      Point point{.metric = metric, .series = name, .start = node.object().member("x").whole()};
-      const JsonNode end = node.member("x1");
-      end.require(end.whole() >= point.start, "an end that is not before the start");
+  std::set<std::string_view> names;
+  group.member(trace::kData).eachMember([&](std::string_view name, const JsonNode& container) {
+    container.require(names.insert(name).second, "each container once");
+    const JsonNode ownName = container.object().member(trace::kName);
+    ownName.require(ownName.text() == name, "once more " + inQuotes(name));
+    container.member(trace::kFriendlyName).text();
+    std::map<std::string_view, std::uint64_t> times;
+    container.member(trace::kPoints).eachElement([&](const JsonNode& node) {
+      const JsonNode start = node.object().member(trace::kStart);
+      const JsonNode end = node.member(trace::kEnd);
+      end.require(end.whole() >= start.whole(), "an end that is not before the start");
+      Point point{.metric = metric, .series = name, .start = start.whole()};
       point.duration = static_cast<double>(end.whole() - point.start);
       readValues(metrics_[metric], node, point);
+      for (const auto& value : point.values) requireOrder(start, times[value.first]);
       sink(point);
     });
   });
 }
 
 void ZtjsonReader::readValues(const Metric& metric, const JsonNode& node, Point& point) const {
-  const JsonNode values = node.member("y");
+  const JsonNode values = node.member(trace::kValue);
   if (!values.value().IsObject()) {
-    point.values.emplace_back("y", values.number());
-    if (node.has("y1")) point.values.emplace_back("y1", node.member("y1").number());
+    point.values.emplace_back(trace::kValue, values.number());
+    if (node.has(trace::kSecondValue)) {
+      point.values.emplace_back(trace::kSecondValue, node.member(trace::kSecondValue).number());
+    }
     return;
   }
   values.eachMember([&](std::string_view key, const JsonNode& value) {
@@ -174,6 +179,72 @@ void ZtjsonReader::readValues(const Metric& metric, const JsonNode& node, Point&
                   "an index of \"states\" as key");
     point.values.emplace_back(isNamed ? metric.states[state] : key, value.number());
   });
+}
+
+void ZtjsonReader::readNumbered(const JsonNode& root, const PointSink& sink) {
+  root.member(numbered::kMetadata).eachElement([&](const JsonNode& node) {
+    if (!system_.empty()) return readMetric(node);
+    // The first node describes the system.
+    const JsonNode name = node.object().member(numbered::kName);
+    name.require(name.text() == numbered::kSystem, inQuotes(numbered::kSystem));
+    readSystem(node, {numbered::kPlatform, numbered::kOs, numbered::kTavrin});
+    readStart(node);
+  });
+  root.member(numbered::kMetadata).require(!system_.empty(), "a node that describes the system");
+  root.member(numbered::kData).eachElement([&](const JsonNode& node) { readPoint(node, sink); });
+}
+
+void ZtjsonReader::readStart(const JsonNode& system) {
+  const JsonNode group = system.member(numbered::kTavrin);
+  const JsonNode start = group.member(kStartTimestamp);
+  start.require(files_ == 1 || start.text() == start_,
+                inQuotes(start_) + ", the start of the collection in the files before");
+  start_ = start.text();
+}
+
+void ZtjsonReader::readMetric(const JsonNode& node) {
+  const JsonNode id = node.object().member(numbered::kId);
+  const auto [found, isNew] = places_.try_emplace(idOf(id), Place{metrics_.size()});
+  id.require(found->second.file < files_, "an ID that is new in this file");
+  found->second.file = files_;
+  Metric metric{.name = lastText(node, numbered::kName),
+                .feature = std::string(node.member(numbered::kFeatureName).text()),
+                .kind = kindOf(node.member(numbered::kType))};
+  if (node.has(numbered::kUnits)) {
+    metric.units = node.member(numbered::kUnits).text();
+    node.member(numbered::kQuantity).text();
+  }
+  eachValue(node, numbered::kStates,
+            [&](const JsonNode& state) { metric.states.emplace_back(state.text()); });
+  eachValue(node, numbered::kCombinations, [](const JsonNode& combination) {
+    combination.object().member(numbered::kEntity).text();
+    combination.member(numbered::kDescriptor).text();
+    combination.member(numbered::kAttributeText).text();
+  });
+  if (isNew) {
+    metrics_.push_back(std::move(metric));
+  } else {
+    const std::string& known = metrics_[found->second.metric].name;
+    node.require(metric.name == known, "the name " + inQuotes(known) + " as in the files before");
+  }
+}
+
+void ZtjsonReader::readPoint(const JsonNode& node, const PointSink& sink) {
+  const JsonNode id = node.object().member(numbered::kId);
+  const auto found = places_.find(idOf(id));
+  id.require(found != places_.end() && found->second.file == files_,
+             "the ID of a metric in \"Metadata\"");
+  const std::string_view entity = node.member(numbered::kEntity).text();
+  const std::string_view descriptor = node.member(numbered::kDescriptor).text();
+  const JsonNode time = node.member(numbered::kTimestamp);
+  Point point{.metric = found->second.metric, .series = entity, .start = time.whole()};
+  point.duration = node.member(numbered::kDuration).number();
+  node.member(numbered::kDuration).require(point.duration >= 0.0, "a duration");
+  point.values.emplace_back(descriptor, node.member(numbered::kValue).number());
+  series_ = std::to_string(point.metric);
+  for (const std::string_view part : {entity, descriptor}) (series_ += '\0') += part;
+  requireOrder(time, times_[series_]);
+  sink(point);
 }
 
 }  // namespace ztjson

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <rapidjson/document.h>
-
 #include <cstdint>
 #include <functional>
 #include <istream>
+#include <map>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -14,58 +14,93 @@
 
 namespace ztjson {
 
-/// What a trace says about a metric. Empty where the trace does not say it.
+/// What a document says about a metric. Empty where it does not say it.
 struct Metric {
-  std::string name;
+  std::string name;  ///< metrics of one name are one in the trace of a whole run
   std::string feature;
-  std::string kind;
+  std::string kind;  ///< one of kMetricKinds (formats/metric_kinds.h)
   std::string units;
   std::vector<std::string> states;
 };
 
-/// One point. Its texts are valid as long as the reader.
+/// One point. Its texts are valid during the call that hands it out.
 struct Point {
   std::size_t metric = 0;   ///< position in `metrics()`
   std::string_view series;  ///< what it was measured on
   std::uint64_t start = 0;  ///< microseconds from the start of the collection; ticks in a
-                            ///< continuous trace
-  double duration = 0.0;    ///< microseconds
+                            ///< numbered file
+  double duration = 0.0;    ///< microseconds; in a numbered file of a rate its own unit
   /// Each with the name of its state or descriptor, or "y" and "y1" where it has none. States that
-  /// the trace does not name have their number.
+  /// the trace does not name have their number. A numbered file has one value per point.
   std::vector<std::pair<std::string_view, double>> values;
 };
 
-/// Reader of a JSON trace: of a whole run, or one file of a continuous run. Holds the document in
-/// memory. The format: docs/formats/json-trace.md.
+/// Strict reader of JSON traces: of the file of a whole run, or of the numbered files of a
+/// continuous run in their order, one call of `readFile` each. The format:
+/// docs/formats/json-trace.md.
+///
+///     std::ifstream file("run.ztjson", std::ios::binary);
+///     ztjson::ZtjsonReader reader;
+///     try {
+///       reader.readFile(file, [&](const ztjson::Point& point) {
+///         for (const auto& [name, value] : point.values)
+///           std::cout << reader.metrics()[point.metric].name << ' ' << point.series << ' '
+///                     << point.start << ' ' << name << ' ' << value << '\n';
+///       });
+///     } catch (const FormatError& fault) {
+///       std::cerr << "run.ztjson: " << fault.what() << '\n';
+///     }
+///
+/// Not for use by several threads at once. A file is in memory while it is read.
 class ZtjsonReader {
  public:
-  /// Reads the whole document and checks what describes the system and the metrics. Throws
-  /// FormatError.
-  explicit ZtjsonReader(std::istream& file);
+  using PointSink = std::function<void(const Point&)>;
 
+  /// Reads one file and hands out its points in the order of the document. `file` is not owned and
+  /// must be open in binary mode. What the document says of the system and the metrics is there,
+  /// and was checked, before the first point. Throws FormatError at the first fault,
+  /// std::bad_alloc, and what `sink` throws; the reader must not be given a file after that.
+  ///
+  /// After a whole run no file may follow; after a numbered one, only others of the same start.
+  void readFile(std::istream& file, const PointSink& sink);
+
+  /// Whether a file, which is open in binary mode and can be read again, looks like a numbered one.
+  /// Leaves it where it was.
+  static bool isNumbered(std::istream& file);
+
+  /// Of the last file: whether it was a numbered one, so that times are ticks.
   bool isContinuous() const { return isContinuous_; }
-  /// Pairs of key and text, in the order of the document.
+  /// Of the last file: pairs of key and text, in the order of the document.
   const std::vector<std::pair<std::string, std::string>>& system() const { return system_; }
+  /// Of all files, in the order in which they came.
   const std::vector<Metric>& metrics() const { return metrics_; }
 
-  using PointSink = std::function<void(const Point&)>;
-  /// Hands out all points in the order of the document. Throws FormatError at the first faulty one.
-  void readPoints(const PointSink& sink) const;
-
  private:
-  void readSystem(const JsonNode& groups);
-  void readTrace(const JsonNode& root);
+  void readSystem(const JsonNode& node, const std::vector<const char*>& groups);
+  void readTrace(const JsonNode& root, const PointSink& sink);
   void readGroup(std::string_view name, const JsonNode& group);
-  void readContinuous(const JsonNode& root);
   void readContainers(std::size_t metric, const JsonNode& group, const PointSink& sink) const;
   void readValues(const Metric& metric, const JsonNode& node, Point& point) const;
-  void readContinuousPoint(const JsonNode& node, Point& point) const;
 
-  rapidjson::Document document_;
+  void readNumbered(const JsonNode& root, const PointSink& sink);
+  void readStart(const JsonNode& system);
+  void readMetric(const JsonNode& node);
+  void readPoint(const JsonNode& node, const PointSink& sink);
+
+  /// A metric of the numbered files.
+  struct Place {
+    std::size_t metric = 0;  ///< position in `metrics_`
+    int file = 0;            ///< the last one that describes it
+  };
+
+  int files_ = 0;
   bool isContinuous_ = false;
+  std::string start_;  ///< of the collection, in ticks
   std::vector<std::pair<std::string, std::string>> system_;
   std::vector<Metric> metrics_;
-  std::vector<std::pair<std::int64_t, std::size_t>> places_;  ///< id to position, sorted
+  std::map<std::int64_t, Place> places_;                  ///< by id
+  std::unordered_map<std::string, std::uint64_t> times_;  ///< of a series: its last one
+  std::string series_;
 };
 
 }  // namespace ztjson

@@ -64,6 +64,16 @@ void InspectReport::addValue(const Point& point, bool isNewPoint) {
   ++name->second;
 }
 
+bool InspectReport::hasValues(std::size_t metric, const std::string& series,
+                              const std::string& name) const {
+  const auto found = metrics_[metric].values.find(series);
+  return found != metrics_[metric].values.end() && found->second.contains(name);
+}
+
+void InspectReport::addFact(std::size_t metric, std::string fact) {
+  metrics_[metric].metric.facts.push_back(std::move(fact));
+}
+
 void InspectReport::finish(const std::string& title, const char* timeUnit) {
   if (withPoints_) return;
   print(printable(title) + ": sound");

@@ -38,6 +38,10 @@ class InspectReport {
   std::size_t addMetric(Metric metric);
   /// A point may have several values, which come one after the other; `isNewPoint` for the first.
   void addValue(const Point& point, bool isNewPoint);
+  /// Whether there was a value of that name. Unknown where points are printed.
+  bool hasValues(std::size_t metric, const std::string& series, const std::string& name) const;
+  /// One more line about a metric.
+  void addFact(std::size_t metric, std::string fact);
   /// A line that follows the metrics.
   void addNote(std::string_view text);
   /// Ends the report. `title` names the files, `timeUnit` what times are counted in.
