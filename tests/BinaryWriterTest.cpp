@@ -215,6 +215,8 @@ TEST_F(BinaryWriterTest, ValuesAndDurations) {
       {Data(-3), nullptr, 5, 2, -3},
       {Data(~0ULL), nullptr, ~0ULL, 9223372036854775808.0F, 18446744073709551616.0F},
       {Data(0.1), rate, 5, 5, 0.1F},
+      {Data(0.1), nullptr, 5, 2, 0.1F},  // after the same ticks of a rate
+      {Data(0.1), rate, 5, 5, 0.1F},
       {Data(Data::IntPair(-2, 9)), nullptr, 0, 0, -2},
       {Data(Data::UIntPair(2, 9)), nullptr, 0, 0, 2},
       {Data(Data::RealPair(2.5, 9)), nullptr, 0, 0, 2.5F},
@@ -230,6 +232,31 @@ TEST_F(BinaryWriterTest, ValuesAndDurations) {
   EXPECT_EQ(writer_->closeOutput(), 0);
   EXPECT_TRUE(read("run.ztbin").ends_with(expected));
   EXPECT_NE(log_.general().find("failed to convert a value of metric M"), std::string::npos);
+}
+
+TEST_F(BinaryWriterTest, TellsWhatItDoesInItsOrder) {
+  PluginEnvironment& environment = *g_pluginEnvironment;
+  environment.enableDebugLoggingFor("binarywriter");
+  environment.enableDebugLoggingFor("iter");
+  const auto* const metric = pwr::createMetric({.name = "M"});
+  const std::string point =
+      "INFO: key = M/P0, name = C6, state = N/A, hasStates = FALSE, Value = 1.00\n";
+  for (const bool isNew : {true, false}) {
+    log_.clear();
+    send(metric, 1, {{Data(1), c6_, package_, 0}});
+    const std::string news =
+        "INFO: getStringStoreIndex_i has name = 133, val = 0\n"
+        "INFO: getStringStoreIndex_i has name = C6, val = 0\n" +
+        point + "INFO: metric container with name M and id " + std::to_string(metric->id) +
+        " does NOT have metadata sent yet\n"
+        "INFO: getStringStoreIndex_i has name = , val = 0\n"
+        "INFO: getStringStoreIndex_i has name = M, val = 0\n"
+        "INFO: getStringStoreIndex_i has name = SAMPLED_VALUE, val = 0\n"
+        "INFO: getStringStoreIndex_i has name = M/P0, val = 0\n";
+    EXPECT_EQ(log_.all(),
+              (isNew ? news : point + "INFO: getStringStoreIndex_i has name = M/P0, val = 6\n") +
+                  "INFO: wrote Metric message\n");
+  }
 }
 
 // More than one block of either size and more than one write to the file.

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -72,6 +73,12 @@ pwr::SystemDescription smallSystem() {
                                 .commandLine = "tavrin\trecord"};
   system.topology.addThread(0, -1, 0, 0);
   return system;
+}
+
+/// Metrics with ids that only a very long run comes to. They live as long as the process.
+std::vector<std::unique_ptr<const pwr::MetricDescription>>& descriptions() {
+  static std::vector<std::unique_ptr<const pwr::MetricDescription>> all;
+  return all;
 }
 
 class JsonWriterTest : public testing::Test {
@@ -211,13 +218,40 @@ TEST_F(JsonWriterTest, StatesAreNumberedPerGroup) {
       dataOfTrace(),
       R"({"Sleep":{"metaData":{"type":"SAMPLED_RESIDENCY","states":["2","10","ACTIVE"],)"
       R"("altUnits":[{"name":"Time","unit":"ticks","conversion":1.0,"isCalculatedRate":false}],)"
-      R"("units":"ticks"},"data":{"CPU0":{"name":"CPU0","friendlyName":"CPU0 Sleep","points":)" +
+      R"("units":"ticks"},"data":{"P0/CPU0":{"name":"P0/CPU0","friendlyName":"P0/CPU0 Sleep","points":)" +
           points1 + R"(,"P1/CPU0":{"name":"P1/CPU0","friendlyName":"P1/CPU0 Sleep","points":)" +
           points2 +
           R"(}},"D":{"metaData":{"type":"TRACED_VALUE_TRANSITION","states":["D0","D10","D3"],)"
           R"("altUnits":[]},"data":{"D":{"name":"D","friendlyName":"D","points":[)"
           R"({"x":0,"x1":10,"y":{"2":10.0}},{"x":10,"x1":13,"y":{"0":3.0}},)"
           R"({"x":13,"x1":14,"y":{"1":1.0}}]}}}})");
+}
+
+TEST_F(JsonWriterTest, NamesThatCollideAreFullWhateverTheOrder) {
+  const auto *const p0 = entity("P0"), *const p1 = entity("P1");
+  const auto *const a = entity("CPU0", p0), *const b = entity("CPU0", p1), *const c = entity("X");
+  const auto *const d = entity("P1/CPU0"), *const e = entity("P1/CPU0"), *const f = entity("M");
+  const auto* const value = descriptor("v");
+  const std::map<const pwr::EntityHandle*, std::string> names = {
+      {a, "P0/CPU0"},     {b, "P1/CPU0"}, {c, "X"},      {d, "P1/CPU0 (2)"},
+      {e, "P1/CPU0 (3)"}, {f, "M (2)"},   {nullptr, "M"}};
+  for (const auto& order : {std::vector{a, b, c, d, e, f}, {e, f, d, c, b, a}}) {
+    const auto* const metric = pwr::createMetric({.name = "M"});
+    open();
+    for (const auto* const place : order) {
+      send(metric, kStart, {{pwr::Data(1), value, place, 2}});
+    }
+    send(metric, kStart, {{pwr::Data(1), value, nullptr, 2}});
+    std::string expected;
+    for (const auto* const place : order) {
+      const std::string& name = names.at(place);
+      expected += '"' + name + R"(":{"name":")" + name + R"(","friendlyName":")" + name +
+                  R"( M",)" + R"("points":[{"x":0,"x1":1,"y":1.0}]},)";
+    }
+    EXPECT_EQ(dataOfTrace(), R"({"M":{"metaData":{"type":"SAMPLED_VALUE","altUnits":[]},"data":{)" +
+                                 expected + R"("M":{"name":"M","friendlyName":"M",)" +
+                                 R"("points":[{"x":0,"x1":1,"y":1.0}]}}}})");
+  }
 }
 
 TEST_F(JsonWriterTest, ManyDescriptorsBecomeStatesAndNoneOfAFewIsLost) {
@@ -376,6 +410,50 @@ TEST_F(JsonWriterTest, ContinuousFilesAreNumberedAndCarryWhatIsNew) {
   EXPECT_EQ(second.closeOutput(), 0);
   EXPECT_FALSE(std::filesystem::exists(folder_.path("run.ztjson")));
   EXPECT_EQ(log_.all(), "");
+}
+
+TEST_F(JsonWriterTest, NumberedFilesTellMetricsApart) {
+  open(true);
+  const auto* const value = descriptor("v");
+  const auto metricOf = [](unsigned int id, const char* name) {
+    auto* const metric = new pwr::MetricDescription{.id = id, .name = name};
+    descriptions().emplace_back(metric);
+    return metric;
+  };
+  // A name that two have, one that is made for another already, and that of the system's node.
+  const pwr::MetricDescription* const metrics[] = {
+      metricOf(7, "A"), metricOf(0x80000000, "SystemMetadata"), metricOf(9, "A (8)"),
+      metricOf(0xFFFFFFFE, "B"), metricOf(8, "A")};
+  for (const auto* const metric : metrics) {
+    send(metric, kStart, {{pwr::Data(1), value, nullptr, 2}});
+    EXPECT_TRUE(writer_.flushContinuousResults(system_));
+  }
+  EXPECT_NE(readFile(folder_.path("run_0.ztjson")).find(R"("Name":"A","ID":7)"), std::string::npos);
+  EXPECT_NE(readFile(folder_.path("run_1.ztjson")).find(R"({"ID":-2147483648,"Entity":)"),
+            std::string::npos);
+  const std::string text = readFile(folder_.path("run_4.ztjson"));
+  for (const char* node :
+       {R"-("Name":"A (7)","ID":7,"Name":"A")-", R"-("Name":"A (8)","ID":8,"Name":"A")-",
+        R"-("Name":"A (8) (9)","ID":9,"Name":"A (8)")-", R"-("Name":"B","ID":-2,"Name":"B")-",
+        R"-("Name":"SystemMetadata","ID":-1,"Platform")-",
+        R"-("Name":"SystemMetadata (2147483648)","ID":-2147483648,"Name":"SystemMetadata")-"}) {
+    EXPECT_NE(text.find(node), std::string::npos) << node << text;
+  }
+}
+
+TEST_F(JsonWriterTest, RatesStayWithinWhatADocumentCanHold) {
+  open();
+  const auto* const value = descriptor("v");
+  const auto* const metric = pwr::createMetric({.name = "M", .quantity = energy()});
+  for (const double number : {1e308, -1e308}) {
+    for (const unsigned long long ticks : {2ULL, 20000000000ULL}) {
+      send(metric, kStart, {{pwr::Data(number), value, nullptr, ticks}});
+    }
+  }
+  const std::string data = dataOfTrace();
+  EXPECT_NE(data.find(R"("x1":1,"y":1.7976931348623157e308})"), std::string::npos) << data;
+  EXPECT_NE(data.find(R"("x1":10000000000,"y":5e303})"), std::string::npos) << data;
+  EXPECT_NE(data.find(R"("x1":1,"y":-1.7976931348623157e308})"), std::string::npos) << data;
 }
 
 TEST_F(JsonWriterTest, ATraceThatCannotBeWrittenIsReportedByTheCloseOnly) {

@@ -124,6 +124,7 @@ BinaryEncoder::MetricState& BinaryEncoder::stateOf_i(const pwr::Metric& metric) 
 void BinaryEncoder::encode(const pwr::Metric& metric) {
   MetricState& state = stateOf_i(metric);
   const bool logs = kBinaryLog.shows(PW_LOG_INFO);
+  const bool logsIndices = kIterLog.shows(PW_LOG_INFO);
   std::uint32_t count = 0;
   for (const pwr::DataElement& element : metric.getData().elements) {
     if (element.getDescriptor() == nullptr) {
@@ -131,8 +132,7 @@ void BinaryEncoder::encode(const pwr::Metric& metric) {
              "WARNING: Binary writer plugin failed to retrieve descriptor\n");
       continue;
     }
-    const Series& series = state.series.find(element.getEntity(), element.getDescriptor(),
-                                             [&] { return makeSeries_i(metric, state, element); });
+    // Before anything is described: what nothing refers to would tell readers of a file cut off.
     value_.read(*element.getValue());
     if (value_.kind() == ElementValue::Kind::None) {
       PW_LOG(kBinaryLog, PW_LOG_WARNING,
@@ -140,25 +140,23 @@ void BinaryEncoder::encode(const pwr::Metric& metric) {
              metric.getName().c_str());
       continue;
     }
+    Series& series = state.series.find(element.getEntity(), element.getDescriptor(), [&] {
+      return Series{.descriptorId = getEntityId_i(element.getDescriptor())};
+    });
     const double duration = durationOf_i(element, state.isRate);
     // Of a state the stream keeps the time spent in it.
     const double value = value_.isState() ? duration : value_.number();
     if (logs) logPoint_i(metric, element, value);
+    if (!state.described) describe_i(metric);
+    state.described = true;
+    if (series.key == 0 || logsIndices) {
+      series.key = getStringStoreIndex_i(keyText(metric, element.getEntity()));
+    }
     points_.add(static_cast<float>(duration), series.key, series.descriptorId,
                 static_cast<float>(value));
     ++count;
   }
   if (count > 0) points_.endSample(metric.getData().timestamp, state.id, count);
-}
-
-BinaryEncoder::Series BinaryEncoder::makeSeries_i(const pwr::Metric& metric, MetricState& state,
-                                                  const pwr::DataElement& element) {
-  Series series;
-  series.descriptorId = getEntityId_i(element.getDescriptor());
-  if (!state.described) describe_i(metric);
-  state.described = true;
-  series.key = getStringStoreIndex_i(keyText(metric, element.getEntity()));
-  return series;
 }
 
 void BinaryEncoder::describe_i(const pwr::Metric& metric) {

@@ -47,7 +47,7 @@ class BinaryEncoder {
  private:
   struct Series {
     std::uint16_t descriptorId = 0;
-    std::uint16_t key = 0;
+    std::uint16_t key = 0;  ///< 0 until its first point
   };
   struct MetricState {
     std::uint32_t id = 0;
@@ -75,8 +75,6 @@ class BinaryEncoder {
   std::uint16_t getStringStoreIndex_i(const std::string& text);
   std::uint16_t getEntityId_i(const pwr::DataDescriptor* descriptor);
   MetricState& stateOf_i(const pwr::Metric& metric);
-  Series makeSeries_i(const pwr::Metric& metric, MetricState& state,
-                      const pwr::DataElement& element);
   void describe_i(const pwr::Metric& metric);
   Tables storeTables_i(const pwr::Metric& metric);
   double durationOf_i(const pwr::DataElement& element, bool isRate);

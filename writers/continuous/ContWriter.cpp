@@ -2,13 +2,17 @@
 
 #include <new>
 
+#include "formats/ztjson_format.h"
 #include "writers/continuous/ContinuousLog.h"
 #include "writers/continuous/ContinuousMetadata.h"
 #include "writers/continuous/EntityName.h"
 #include "writers/continuous/OutputFile.h"
+#include "writers/continuous/UniqueNames.h"
 #include "writers/host/Quantity.h"
 
 namespace {
+
+namespace numbered = ztjson::numbered;
 
 using Metadata = ContinuousWriter::Metadata;
 
@@ -33,11 +37,11 @@ void writeEntry(JsonWriter& json, const Metadata::Data& entry) {
   if (count > 1) json.EndArray();
 }
 
-void writeNode(JsonWriter& json, const Metadata& node) {
+void writeNode(JsonWriter& json, const Metadata& node, const std::string& name) {
   json.StartObject();
-  writeMember(json, "FeatureName", node.featureName);
-  writeMember(json, "Name", node.name);
-  writeKey(json, "ID");
+  writeMember(json, numbered::kFeatureName, node.featureName);
+  writeMember(json, numbered::kName, name);
+  writeKey(json, numbered::kId);
   json.Int(node.id);
   for (const auto& child : node.children) writeEntry(json, *child);
   json.EndObject();
@@ -98,18 +102,25 @@ void ContWriter::addMetadata(const pwr::Metric& metric) {
   PW_LOG(kContinuousLog, PW_LOG_INFO,
          "INFO: metric container with name %s and id %u does NOT have metadata sent yet\n",
          metric.getName().c_str(), metric.getId());
-  std::string name = metric.getName();
-  if (name == kSystemKey || names_.contains(name)) {
-    name += " (" + std::to_string(metric.getId()) + ")";
+  nodes_.push_back(describeMetric(metric));
+}
+
+/// Names for the nodes of the metrics, of which one may have the name of another or of the system.
+std::vector<std::string> ContWriter::nodeNames() const {
+  std::vector<NameChoice> choices{{numbered::kSystem, numbered::kSystem}};
+  for (const auto& node : nodes_) {
+    const auto id = static_cast<unsigned int>(node->id);
+    choices.push_back({node->name, node->name + " (" + std::to_string(id) + ")", id});
   }
-  nodes_.push_back(describeMetric(metric, name));
-  names_.insert(std::move(name));
+  std::vector<std::string> names = uniqueNames(choices);
+  names.erase(names.begin());
+  return names;
 }
 
 bool ContWriter::write(const pwr::SystemMetadata& system) {
   const std::string name =
       wholeFileName(baseName_ + "_" + std::to_string(g_nextFileNumber++) + ".ztjson");
-  rapidjson::StringBuffer document;
+  JsonBuffer document;
   // About what a point takes.
   constexpr std::size_t kBytesPerPoint = 112;
   reserveLarge(document, points_.size() / sizeof(Point) * kBytesPerPoint);
@@ -126,27 +137,29 @@ bool ContWriter::write(const pwr::SystemMetadata& system) {
 }
 
 void ContWriter::writeMetadata(JsonWriter& json, const pwr::SystemMetadata& system) const {
-  writeKey(json, "Metadata");
+  writeKey(json, numbered::kMetadata);
   json.StartArray();
-  writeNode(json, *describeSystem(system));
-  for (const auto& node : nodes_) writeNode(json, *node);
+  writeNode(json, *describeSystem(system), numbered::kSystem);
+  const std::vector<std::string> names = nodeNames();
+  for (std::size_t i = 0; i < names.size(); ++i) writeNode(json, *nodes_[i], names[i]);
   json.EndArray();
 }
 
 void ContWriter::writePoints(JsonWriter& json) const {
-  writeKey(json, "Data");
+  writeKey(json, numbered::kData);
   json.StartArray();
   for (RecordBlocks::Cursor points(points_); !points.isAtEnd();) {
     const Point& point = *reinterpret_cast<const Point*>(points.take(sizeof(Point)));
     const Series& series = series_[point.series];
     json.StartObject();
-    json.Key("ID", 2);
-    json.Uint(series.metric);
-    writeMember(json, "Entity", series.entity);
-    writeMember(json, "Descriptor", series.descriptor->getName());
-    writeMember(json, "Timestamp", point.timestamp);
-    writeMember(json, "Duration", point.duration);
-    writeMember(json, "Value", point.value);
+    writeKey(json, numbered::kId);
+    // As in "Metadata": signed, whatever the number.
+    json.Int(static_cast<int>(series.metric));
+    writeMember(json, numbered::kEntity, series.entity);
+    writeMember(json, numbered::kDescriptor, series.descriptor->getName());
+    writeMember(json, numbered::kTimestamp, point.timestamp);
+    writeMember(json, numbered::kDuration, point.duration);
+    writeMember(json, numbered::kValue, point.value);
     json.EndObject();
   }
   json.EndArray();

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -54,6 +53,7 @@ class ContWriter : public ContinuousWriter {
   void addElement(const pwr::Metric& metric, MetricState& state, const pwr::DataElement& element);
   void addMetadata(const pwr::Metric& metric);
   void logElement(const pwr::DataElement& element, double value) const;
+  std::vector<std::string> nodeNames() const;
   void writeMetadata(JsonWriter& json, const pwr::SystemMetadata& system) const;
   void writePoints(JsonWriter& json) const;
 
@@ -61,7 +61,6 @@ class ContWriter : public ContinuousWriter {
   double tickPeriod_ = 1.0;
   std::unordered_map<unsigned int, MetricState> metrics_;
   std::vector<std::shared_ptr<const Metadata>> nodes_;  ///< in the order in which metrics came
-  std::set<std::string> names_;                         ///< those of the nodes
   std::vector<Series> series_;
   RecordBlocks points_;
   ElementValue value_;

@@ -4,6 +4,7 @@
 #include <sstream>
 #include <utility>
 
+#include "formats/ztjson_format.h"
 #include "writers/common/MetricTraits.h"
 #include "writers/continuous/ContinuousLog.h"
 #include "writers/continuous/DescriptorText.h"
@@ -11,6 +12,8 @@
 #include "writers/host/Quantity.h"
 
 namespace {
+
+namespace numbered = ztjson::numbered;
 
 using Metadata = ContinuousWriter::Metadata;
 using Data = Metadata::Data;
@@ -64,14 +67,14 @@ void addUnits(const pwr::Metric& metric, Children& children) {
            metric.getName().c_str());
     return;
   }
-  children.push_back(entry("Units", quantity->toUnitsString()));
-  children.push_back(entry("Quantity", quantity->toQuantityString()));
+  children.push_back(entry(numbered::kUnits, quantity->toUnitsString()));
+  children.push_back(entry(numbered::kQuantity, quantity->toQuantityString()));
   PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: wrote name = %s, units = %s\n",
          metric.getName().c_str(), quantity->toUnitsString().c_str());
 }
 
 std::shared_ptr<const Data> statesOf(const pwr::Metric& metric) {
-  Data states{.key = "States"};
+  Data states{.key = numbered::kStates};
   for (const pwr::Data& value : metric.getFiniteSetValues()) {
     value.toFormattedString(states.values.emplace_back());
   }
@@ -79,12 +82,12 @@ std::shared_ptr<const Data> statesOf(const pwr::Metric& metric) {
 }
 
 std::shared_ptr<const Data> combinationsOf(const pwr::Metric& metric) {
-  Data combinations{.key = "Entity-Descriptor-Combinations"};
+  Data combinations{.key = numbered::kCombinations};
   for (const auto& [entity, descriptor] : metric.getEntityDescriptorCombinations()) {
     combinations.children.push_back(objectOf({
-        entry("Entity", nameOf(entity)),
-        entry("Descriptor", descriptor == nullptr ? "" : descriptor->getName()),
-        entry("eValue", descriptor == nullptr ? "" : descriptorText(*descriptor)),
+        entry(numbered::kEntity, nameOf(entity)),
+        entry(numbered::kDescriptor, descriptor == nullptr ? "" : descriptor->getName()),
+        entry(numbered::kAttributeText, descriptor == nullptr ? "" : descriptorText(*descriptor)),
     }));
   }
   return std::make_shared<const Data>(std::move(combinations));
@@ -93,12 +96,13 @@ std::shared_ptr<const Data> combinationsOf(const pwr::Metric& metric) {
 }  // namespace
 
 std::shared_ptr<const Metadata> describeSystem(const pwr::SystemMetadata& system) {
-  Metadata node{.featureName = kSystemKey, .name = kSystemKey};
+  Metadata node{.featureName = numbered::kSystem, .name = numbered::kSystem};
   node.children = {
-      group("Platform", platformOf(system)),
-      group("OS", {entry("OS Name", system.getOSName()), entry("OS Type", system.getOSType()),
-                   entry("OS Version", system.getOSVersion())}),
-      group("Tavrin",
+      group(numbered::kPlatform, platformOf(system)),
+      group(numbered::kOs,
+            {entry("OS Name", system.getOSName()), entry("OS Type", system.getOSType()),
+             entry("OS Version", system.getOSVersion())}),
+      group(numbered::kTavrin,
             {numberEntry("Collection Start Timestamp", system.getCollectionStartTimestamp()),
              numberEntry("Collection Stop Timestamp", system.getCollectionStopTimestamp()),
              numberEntry("Collection Duration", system.getCollectionDurationSec())}),
@@ -106,13 +110,13 @@ std::shared_ptr<const Metadata> describeSystem(const pwr::SystemMetadata& system
   return std::make_shared<const Metadata>(std::move(node));
 }
 
-std::shared_ptr<const Metadata> describeMetric(const pwr::Metric& metric, const std::string& name) {
+std::shared_ptr<const Metadata> describeMetric(const pwr::Metric& metric) {
   Metadata node{.featureName = metric.getFeatureSwitchTag(),
-                .name = name,
+                .name = metric.getName(),
                 .id = static_cast<int>(metric.getId())};
-  node.children.push_back(entry("Name", metric.getName()));
+  node.children.push_back(entry(numbered::kName, metric.getName()));
   addUnits(metric, node.children);
-  node.children.push_back(entry("Type", metricKindText(metric.getMetricType())));
+  node.children.push_back(entry(numbered::kType, metricKindText(metric.getMetricType())));
   PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: there are %zu finite values and %zu E-D combos\n",
          metric.getFiniteSetValues().size(), metric.getEntityDescriptorCombinations().size());
   node.children.push_back(statesOf(metric));

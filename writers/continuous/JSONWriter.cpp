@@ -47,7 +47,7 @@ int JSONWriter::closeOutput() {
 int JSONWriter::writeTrace(const Run& run) {
   // About what a point takes, so that a long document is hardly ever copied as it grows.
   constexpr std::size_t kBytesPerValue = 64;
-  rapidjson::StringBuffer document;
+  JsonBuffer document;
   reserveLarge(document, 16384 + run.model.valueCount() * kBytesPerValue);
   writeTraceDocument(run.collection, run.model, document);
   document.Put('\n');

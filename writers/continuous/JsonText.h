@@ -5,13 +5,16 @@
 
 #include <string_view>
 
+#include "formats/json_memory.h"
 #include "writers/continuous/LargePages.h"
 
-/// The compact writer of both kinds of JSON output.
-using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+/// A document of either kind while it is put together in memory, and its compact writer. Memory
+/// that runs out is told by std::bad_alloc.
+using JsonBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonMemory>;
+using JsonWriter = rapidjson::Writer<JsonBuffer, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory>;
 
 /// Has an empty document get its memory for `count` bytes at once.
-inline void reserveLarge(rapidjson::StringBuffer& document, std::size_t count) {
+inline void reserveLarge(JsonBuffer& document, std::size_t count) {
   document.Reserve(count);
   preferLargePages(document.GetString(), count);
 }

@@ -1,10 +1,22 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
 #include <string>
 
+#include "formats/ztjson_format.h"
 #include "writers/continuous/JsonText.h"
+
+/// Puts texts together when the program is compiled.
+template <std::size_t... Sizes>
+constexpr auto joined(const char (&... parts)[Sizes]) {
+  std::array<char, (Sizes + ...) - sizeof...(Sizes)> text{};
+  auto* end = text.begin();
+  ((end = std::copy_n(parts, Sizes - 1, end)), ...);
+  return text;
+}
 
 /// The JSON writer of a trace's points, which are nearly all of its text. Numbers are the
 /// library's; what stands between them never needs escaping and is copied as it is, which makes a
@@ -17,30 +29,28 @@ class PointWriter : public JsonWriter {
   void startPoint(unsigned long long x, unsigned long long x1) {
     Prefix(rapidjson::kObjectType);
     char* const begin = os_->Push(kMostOfHead);
-    char* end = append(begin, "{\"x\":");
+    char* end = std::copy_n(kStart.data(), kStart.size(), begin);
     end = rapidjson::internal::u64toa(x, end);
-    end = append(end, ",\"x1\":");
+    end = std::copy_n(kEnd.data(), kEnd.size(), end);
     end = rapidjson::internal::u64toa(x1, end);
-    end = append(end, ",\"y\":");
+    end = std::copy_n(kValue.data(), kValue.size(), end);
     os_->Pop(kMostOfHead - static_cast<std::size_t>(end - begin));
   }
-  void endPoint() { os_->Put('}'); }
 
-  /// What stands within a point. Writes nothing for a number that is not finite.
+  /// What stands within a point, to its end. Writes nothing for a number that is not finite.
+  void put(char letter) { os_->Put(letter); }
   void number(double value) { WriteDouble(value); }
   void copy(const std::string& text) {
     std::memcpy(os_->Push(text.size()), text.data(), text.size());
   }
   template <std::size_t Size>
-  void copy(const char (&text)[Size]) {
-    std::memcpy(os_->Push(Size - 1), text, Size - 1);
+  void copy(const std::array<char, Size>& text) {
+    std::memcpy(os_->Push(Size), text.data(), Size);
   }
 
  private:
   static constexpr std::size_t kMostOfHead = 64;
-  template <std::size_t Size>
-  static char* append(char* to, const char (&text)[Size]) {
-    std::memcpy(to, text, Size - 1);
-    return to + Size - 1;
-  }
+  static constexpr auto kStart = joined("{\"", ztjson::trace::kStart, "\":");
+  static constexpr auto kEnd = joined(",\"", ztjson::trace::kEnd, "\":");
+  static constexpr auto kValue = joined(",\"", ztjson::trace::kValue, "\":");
 };

@@ -7,6 +7,7 @@
 
 #include "writers/continuous/PointList.h"
 #include "writers/host/DataHandle.h"
+#include "writers/host/EntityHandle.h"
 #include "writers/host/Metric.h"
 
 /// A unit in which a trace's values can be shown: value × conversion, divided by the seconds of the
@@ -26,8 +27,8 @@ struct AltUnit {
 class TraceContainer {
  public:
   struct Description {
-    std::string name;          ///< unique in the group
-    std::string friendlyName;  ///< for people
+    const pwr::EntityHandle* entity = nullptr;  ///< null for the metric as a whole
+    unsigned int metric = 0;                    ///< id
     pwr::Metric::MetricType type = pwr::Metric::MetricType::SampledValue;
     std::vector<AltUnit> altUnits;
     bool hasStates = false;

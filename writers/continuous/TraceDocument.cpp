@@ -1,20 +1,30 @@
 #include "writers/continuous/TraceDocument.h"
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
+#include "formats/ztjson_format.h"
 #include "writers/common/MetricTraits.h"
 #include "writers/continuous/PointWriter.h"
 #include "writers/continuous/StateNames.h"
+#include "writers/continuous/UniqueNames.h"
 
 namespace {
+
+namespace trace = ztjson::trace;
+
+constexpr auto kSecondValue = joined(",\"", trace::kSecondValue, "\":");
 
 using Group = TraceModel::Group;
 using Value = TraceContainer::Value;
 
 void writePlatform(JsonWriter& json, const pwr::SystemMetadata& system) {
   const pwr::TopTree& topology = system.getTopTree();
-  writeKey(json, "platform");
+  writeKey(json, trace::kPlatform);
   json.StartObject();
   writeKey(json, "Platform ID");
   json.Uint(system.getPlatformId());
@@ -36,23 +46,23 @@ void writePlatform(JsonWriter& json, const pwr::SystemMetadata& system) {
 
 void writeSystem(JsonWriter& json, const TraceCollection& collection) {
   const pwr::SystemMetadata& system = *collection.system;
-  writeKey(json, "systemMetaData");
+  writeKey(json, trace::kSystem);
   json.StartObject();
   writePlatform(json, system);
-  writeKey(json, "os");
+  writeKey(json, trace::kOs);
   json.StartObject();
   writeMember(json, "OS Name", system.getOSName());
   writeMember(json, "OS Type", system.getOSType());
   writeMember(json, "OS Version", system.getOSVersion());
   json.EndObject();
-  writeKey(json, "tavrin");
+  writeKey(json, trace::kTavrin);
   json.StartObject();
-  writeMember(json, "Tavrin Version", collection.productVersion);
-  writeMember(json, "Tavrin Driver Version", collection.driverVersion);
+  writeMember(json, trace::kProductVersion, collection.productVersion);
+  writeMember(json, trace::kDriverVersion, collection.driverVersion);
   writeMember(json, "Collection Start Timestamp", collection.startTimestamp);
   writeMember(json, "Collection Stop Timestamp", system.getCollectionStopTimestamp());
   writeMember(json, "Collection Duration", system.getCollectionDurationSec());
-  writeMember(json, "Collection Command Line", collection.commandLine);
+  writeMember(json, trace::kCommandLine, collection.commandLine);
   json.EndObject();
   json.EndObject();
 }
@@ -69,6 +79,21 @@ std::vector<std::string> statesOf(const Group& group) {
   std::vector<std::string> states(names.begin(), names.end());
   sortStateNames(states);
   return states;
+}
+
+/// A name for each container of a group.
+std::vector<std::string> namesOf(const Group& group) {
+  std::vector<NameChoice> choices;
+  for (const auto& container : group.containers) {
+    const auto& [entity, metric, type, altUnits, hasStates] = container->description();
+    if (entity == nullptr) {
+      choices.push_back({group.name, group.name, metric});
+    } else {
+      choices.push_back(
+          {entity->getName(), entity->getQualifiedName(), entity->getId() << 32U | metric});
+    }
+  }
+  return uniqueNames(choices);
 }
 
 /// Writes one group: what its values mean, then its containers.
@@ -88,9 +113,10 @@ class GroupWriter {
     writeKey(json_, group_.name);
     json_.StartObject();
     writeMetaData();
-    writeKey(json_, "data");
+    writeKey(json_, trace::kData);
     json_.StartObject();
-    for (const auto& container : group_.containers) writeContainer(*container);
+    const std::vector<std::string> names = namesOf(group_);
+    for (std::size_t i = 0; i < names.size(); ++i) writeContainer(names[i], *group_.containers[i]);
     json_.EndObject();
     json_.EndObject();
   }
@@ -99,48 +125,48 @@ class GroupWriter {
   using Place = TraceContainer::Values::Iterator;
 
   void writeMetaData() {
-    writeKey(json_, "metaData");
+    writeKey(json_, trace::kMetaData);
     json_.StartObject();
-    writeMember(json_, "type", metricKindText(first_.description().type));
+    writeMember(json_, trace::kType, metricKindText(first_.description().type));
     if (first_.hasStates()) {
-      writeKey(json_, "states");
+      writeKey(json_, trace::kStates);
       json_.StartArray();
       for (const std::string& state : states_) writeText(json_, state);
       json_.EndArray();
     }
-    writeKey(json_, "altUnits");
+    writeKey(json_, trace::kAltUnits);
     json_.StartArray();
     for (const AltUnit& unit : first_.description().altUnits) {
       json_.StartObject();
-      writeMember(json_, "name", unit.name);
-      writeMember(json_, "unit", unit.unit);
-      writeMember(json_, "conversion", unit.conversion);
-      writeKey(json_, "isCalculatedRate");
+      writeMember(json_, trace::kName, unit.name);
+      writeMember(json_, trace::kUnit, unit.unit);
+      writeMember(json_, trace::kConversion, unit.conversion);
+      writeKey(json_, trace::kIsCalculatedRate);
       json_.Bool(unit.isCalculatedRate);
       json_.EndObject();
     }
     json_.EndArray();
-    if (unit_ != nullptr) writeMember(json_, "units", unit_->unit);
+    if (unit_ != nullptr) writeMember(json_, trace::kUnits, unit_->unit);
     json_.EndObject();
   }
 
-  void writeContainer(const TraceContainer& container) {
-    const TraceContainer::Description& description = container.description();
+  void writeContainer(const std::string& name, const TraceContainer& container) {
+    const bool isOfEntity = container.description().entity != nullptr;
     std::vector<std::string> keys;  // by the container's labels
     if (container.hasStates()) {
       for (const std::string& label : container.labels()) keys.push_back(stateKeys_.at(label));
     }
-    writeKey(json_, description.name);
+    writeKey(json_, name);
     json_.StartObject();
-    writeMember(json_, "name", description.name);
-    writeMember(json_, "friendlyName", description.friendlyName);
-    writeKey(json_, "points");
+    writeMember(json_, trace::kName, name);
+    writeMember(json_, trace::kFriendlyName, isOfEntity ? name + " " + group_.name : group_.name);
+    writeKey(json_, trace::kPoints);
     json_.StartArray();
     const Place end = container.values().end();
     for (Place value = container.values().begin(); value != end;) {
       json_.startPoint(value->times.x, value->times.x1);
       value = container.hasStates() ? writeStates(keys, value, end) : writePositions(value, end);
-      json_.endPoint();
+      json_.put('}');
     }
     json_.EndArray();
     json_.EndObject();
@@ -148,22 +174,22 @@ class GroupWriter {
 
   /// Writes the values of the point that begins at `value` and returns where the next one begins.
   Place writeStates(const std::vector<std::string>& keys, Place value, const Place& end) {
-    json_.copy("{");
+    json_.put('{');
     json_.copy(keys[value->label]);
     json_.number(value->value);
     while (++value != end && !value->startsPoint) {
-      json_.copy(",");
+      json_.put(',');
       json_.copy(keys[value->label]);
       json_.number(value->value);
     }
-    json_.copy("}");
+    json_.put('}');
     return value;
   }
 
   Place writePositions(Place value, const Place& end) {
     json_.number(shown(*value));
     if (++value == end || value->startsPoint) return value;
-    json_.copy(",\"y1\":");
+    json_.copy(kSecondValue);
     json_.number(shown(*value));
     return ++value;
   }
@@ -173,7 +199,11 @@ class GroupWriter {
     // There is no rate over no time; 0 keeps the point on the axis.
     if (value.times.x1 == value.times.x) return 0.0;
     const auto microseconds = static_cast<double>(value.times.x1 - value.times.x);
-    return unit_->conversion * value.value * 1e6 / microseconds;
+    const double rate = unit_->conversion * value.value * 1e6 / microseconds;
+    if (std::isfinite(rate) || !std::isfinite(value.value)) return rate;
+    // The document has no place for an infinity that only the conversion makes.
+    constexpr double kLargest = std::numeric_limits<double>::max();
+    return std::clamp(value.value / microseconds * 1e6 * unit_->conversion, -kLargest, kLargest);
   }
 
   PointWriter& json_;
@@ -188,18 +218,18 @@ class GroupWriter {
 }  // namespace
 
 void writeTraceDocument(const TraceCollection& collection, const TraceModel& model,
-                        rapidjson::StringBuffer& out) {
+                        JsonBuffer& out) {
   PointWriter json(out);
   json.StartObject();
-  writeMember(json, "fileType", "tavrin");
-  writeKey(json, "version");
+  writeMember(json, trace::kFileType, trace::kFileTypeText);
+  writeKey(json, trace::kVersion);
   json.StartObject();
-  writeMember(json, "major", 1ULL);
-  writeMember(json, "minor", 0ULL);
-  writeMember(json, "rev", 0ULL);
+  writeMember(json, trace::kMajor, trace::kMajorNumber);
+  writeMember(json, trace::kMinor, 0ULL);
+  writeMember(json, trace::kRevision, 0ULL);
   json.EndObject();
   writeSystem(json, collection);
-  writeKey(json, "data");
+  writeKey(json, trace::kData);
   json.StartObject();
   for (const Group& group : model.groups()) GroupWriter(json, group).write();
   json.EndObject();

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <rapidjson/stringbuffer.h>
-
 #include <string>
 
+#include "writers/continuous/JsonText.h"
 #include "writers/continuous/TraceModel.h"
 #include "writers/host/SystemMetadata.h"
 
@@ -19,4 +18,4 @@ struct TraceCollection {
 /// Appends the JSON trace, docs/formats/json-trace.md, as one compact document without a line break
 /// at its end. A value that is not finite leaves its key without a value.
 void writeTraceDocument(const TraceCollection& collection, const TraceModel& model,
-                        rapidjson::StringBuffer& out);
+                        JsonBuffer& out);

@@ -37,19 +37,6 @@ std::vector<AltUnit> altUnitsOf(const pwr::Quantity* quantity) {
   return units;
 }
 
-/// A name for a container that no other of the group has: the entity's, else its qualified one,
-/// else that with a number. Values without an entity belong to the metric as a whole.
-std::string uniqueName(TraceModel::Group& group, const pwr::EntityHandle* entity) {
-  std::string shortName = entity == nullptr ? group.name : entity->getName();
-  if (group.names.insert(shortName).second) return shortName;
-  const std::string longName = entity == nullptr ? group.name : entity->getQualifiedName();
-  std::string name = longName;
-  for (int number = 2; !group.names.insert(name).second; ++number) {
-    name = longName + " (" + std::to_string(number) + ")";
-  }
-  return name;
-}
-
 }  // namespace
 
 TraceModel::MetricState& TraceModel::stateOf(const pwr::Metric& metric) {
@@ -68,12 +55,11 @@ TraceContainer* TraceModel::containerOf(const pwr::Metric& metric, MetricState& 
   const auto [place, isNew] = groupPlaces_.try_emplace(metric.getName(), groups_.size());
   if (isNew) groups_.emplace_back().name = metric.getName();
   Group& group = groups_[place->second];
-  TraceContainer::Description description{.name = uniqueName(group, entity),
-                                          .friendlyName = group.name,
+  TraceContainer::Description description{.entity = entity,
+                                          .metric = metric.getId(),
                                           .type = metric.getMetricType(),
                                           .altUnits = altUnitsOf(metric.getQuantity()),
                                           .hasStates = state.hasStates};
-  if (entity != nullptr) description.friendlyName = description.name + " " + group.name;
   group.containers.push_back(std::make_unique<TraceContainer>(std::move(description), *memory_));
   container = group.containers.back().get();
   return container;

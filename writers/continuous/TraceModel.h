@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -19,9 +18,8 @@ class TraceModel {
  public:
   struct Group {
     std::string name;
-    std::vector<std::unique_ptr<TraceContainer>>
-        containers;               ///< in the order of their first values
-    std::set<std::string> names;  ///< those of the containers
+    /// In the order of their first values.
+    std::vector<std::unique_ptr<TraceContainer>> containers;
   };
 
   void setClock(const ContinuousClock& clock) { clock_ = clock; }
