@@ -53,28 +53,48 @@ TEST_F(TimelineOutputTest, Streams) {
   EXPECT_EQ(filesHere(), 1U);
 }
 
-TEST_F(TimelineOutputTest, StorageFailures) {
+TEST_F(TimelineOutputTest, WhatCouldBeWrittenStandsBeside) {
+  folder_.write("run.pwr", "the last good one");
   Rig full;
-  EXPECT_EQ(full.writeEmpty(3), 0);
-  std::filesystem::create_symlink("/dev/full", "run.pwr");
-  const std::string log = logOf(1, [&] { return full.output.close(); });
-  EXPECT_TRUE(log.starts_with(kFailed + "backing store './_")) << log;
+  for (const std::uint64_t key : {3U, 4U, 5U}) EXPECT_EQ(full.writeEmpty(key), 0);
+  const std::string log = logOf(1, [&] {
+    const FullDisk disk(30);  // the stores need 22 each
+    return full.output.close();
+  });
+  EXPECT_TRUE(log.starts_with(
+      "ERROR: Could not write run.pwr completely: File too large. What there is stands in "
+      "run.pwr.incomplete.\n" +
+      kFailed + "backing store './_"))
+      << log;
   EXPECT_TRUE(log.ends_with("' buffer to main output file. \n")) << log;
-  EXPECT_TRUE(std::filesystem::is_symlink("run.pwr"));
+  EXPECT_EQ(std::ranges::count(log, '\n'), 2);
+  EXPECT_EQ(readFile("run.pwr"), "the last good one");
+  EXPECT_EQ(readFile("run.pwr.incomplete").size(), 30U);
+  EXPECT_EQ(filesHere(), 2U);
+}
+
+TEST_F(TimelineOutputTest, StoresThatCannotBeMadeAreToldOnce) {
   Rig missing(false, "missing/run");
   EXPECT_EQ(missing.writeEmpty(3), 0);
   EXPECT_EQ(logOf(1, [&] { return missing.output.close(); }),
             kPrefix + "Could not create missing/run.pwr\n");
+  Rig some(false, folder_.path("run"));
+  Rig none;
+  EXPECT_EQ(some.writeEmpty(2), 0);
   std::filesystem::create_directory("gone");
   std::filesystem::current_path("gone");
   std::filesystem::remove("../gone");
-  Rig gone;
-  EXPECT_EQ(gone.writeEmpty(3), 1);
-  EXPECT_FALSE(gone.output.isUsable());
-  Rig marked;
-  marked.output.markUnsupported(3);
-  EXPECT_FALSE(marked.output.isUsable());
-  EXPECT_EQ(logOf(1, [&] { return gone.output.close(); }), kNoFile);
+  for (Rig* rig : {&some, &none}) {
+    EXPECT_NE(logOf(1, [&] { return rig->writeEmpty(3); }), "");
+    EXPECT_EQ(logOf(1, [&] { return rig->writeEmpty(3); }), "");
+    EXPECT_FALSE(rig->output.isSupported(3));
+  }
+  EXPECT_EQ(some.writeEmpty(2), 0);
+  std::filesystem::current_path(folder_.path());
+  EXPECT_TRUE(logOf(1, [&] { return none.output.close(); }).ends_with(kNoFile));
+  EXPECT_EQ(some.output.close(), 1);
+  EXPECT_EQ(filesHere(), 1U);
+  EXPECT_EQ(readFile("run.pwr.incomplete").size(), 2 * 22U);
 }
 
 TEST_F(TimelineOutputTest, OnlyDataMakesAFile) {
@@ -117,7 +137,7 @@ TEST_P(TimelineScarceTest, NoRecordIsCutInHalf) {
   EXPECT_TRUE(write(102));
   EXPECT_EQ(rig.writeEmpty(2), 0);
   EXPECT_EQ(rig.output.close(), 1);
-  const std::string text = readFile("run.pwr");
+  const std::string text = readFile("run.pwr.incomplete");
   EXPECT_EQ(text.size(), accepted.size() + 22);
   EXPECT_TRUE(text.starts_with(accepted));
 }

@@ -415,12 +415,14 @@ TEST_F(TimelineWriterTest, RunsWithoutAFile) {
   };
   writer_ = std::make_unique<KorvellWriter>();
   EXPECT_EQ(writer_->openOutput("run", false), 0);
-  EXPECT_EQ(sample(residency_, 2000, {{Data(1U), c1_, cpu0_, 9}}), 1);
+  for (int n = 0; n < 2; ++n) {
+    EXPECT_EQ(sample(residency_, 2000, {{Data(1U), c1_, cpu0_, 9}}), 1);
+  }
   EXPECT_EQ(writer_->closeOutput(), 0);
+  const std::string start = "WARNING: KorvellWriterPlugin:    ";
   EXPECT_EQ(log_.all(),
-            std::string("WARNING: KorvellWriterPlugin:    Failed to obtain a system metadata "
-                        "message.\n") +
-                kNote);
+            start + "Metric 'CPU C-State' came before the system message and is refused.\n" +
+                start + "Failed to obtain a system metadata message.\n" + kNote);
 
   EXPECT_EQ(writer_->openOutput("run", false), 0);
   EXPECT_EQ(system(0), 1);
@@ -431,10 +433,36 @@ TEST_F(TimelineWriterTest, RunsWithoutAFile) {
 
 TEST_F(TimelineWriterTest, FullDisk) {
   if (kIsWindows) GTEST_SKIP() << kNoFullDevice;
-  reopenOnFullDisk("run.pwr");
   EXPECT_EQ(sample(residency_, 2000, {{Data(1U), c1_, cpu0_, 9}}), 0);
-  EXPECT_EQ(writer_->closeOutput(), 1);
+  const std::string lastGood = closed("run.pwr");
+  reopen();
+  EXPECT_EQ(sample(residency_, 3000, {{Data(1U), c1_, cpu0_, 9}}), 0);
+  log_.clear();
+  {
+    const FullDisk disk(lastGood.size() - 1);  // the stores, which are smaller, can be written
+    EXPECT_EQ(writer_->closeOutput(), 1);
+  }
   EXPECT_NE(log_.all().find("buffer to main output file. \n"), std::string::npos);
+  EXPECT_EQ(readFile("run.pwr"), lastGood);
+  EXPECT_EQ(readFile("run.pwr.incomplete").size(), lastGood.size() - 1);
+}
+
+TEST_F(TimelineWriterTest, AWriterBeginsAnew) {
+  const auto record = [&] {
+    EXPECT_EQ(sample(value_, 2000, {{Data("text"), nullptr, cpu0_, 0}}), 0);
+    return closed("run.pwr").size();
+  };
+  const std::size_t size = record();
+  std::filesystem::remove("run.pwr");
+  // Nothing of a run that failed or was refused stays behind.
+  EXPECT_EQ(writer_->openOutput("run", false), 0);
+  EXPECT_EQ(system(0), 1);
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  EXPECT_EQ(sample(value_, 3000, {{Data(1), nullptr, cpu0_, 0}}), 1);
+  EXPECT_EQ(writer_->openOutput("run", false), 0);
+  EXPECT_EQ(system(100), 0);
+  EXPECT_EQ(record(), size);
 }
 
 TEST(StateColors, DarkerTheDeeperAndStableForOtherNames) {

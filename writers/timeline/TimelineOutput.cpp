@@ -1,11 +1,12 @@
 #include "writers/timeline/TimelineOutput.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <span>
 #include <utility>
 
 #include "formats/pwr_format.h"
 #include "writers/common/LittleEndian.h"
-#include "writers/host/HostFunctions.h"
 #include "writers/timeline/TimelineLog.h"
 
 namespace {
@@ -13,7 +14,7 @@ namespace {
 /// Says so, and is false.
 bool failToRead(const RecordStream& stream) {
   TIMELINE_WARNING("Failed to read from backing store '%s'. \n",
-                   stream.store.getTempFileName().c_str());
+                   stream.store->getTempFileName().c_str());
   return false;
 }
 
@@ -37,22 +38,23 @@ std::string TimelineOutput::nameOf_i(std::uint64_t key, const char* prefix) cons
   return known != metricNames_.end() ? known->second : prefix + std::to_string(key);
 }
 
-/// Null, with the output unusable, when the stream cannot be made.
-RecordStream* TimelineOutput::findOrMake_i(std::uint64_t key, const char* prefix) {
+RecordStream& TimelineOutput::findOrMake_i(std::uint64_t key, const char* prefix) {
+  const auto [place, isNew] = streams_.try_emplace(key);
+  RecordStream& stream = place->second;
+  if (!isNew) return stream;
+  stream.name = nameOf_i(key, prefix);
   // The store throws when it cannot have its file; it has said why by then.
   try {
-    const auto [place, isNew] = streams_.try_emplace(key);
-    if (isNew) place->second.name = nameOf_i(key, prefix);
-    return &place->second;
+    stream.store.emplace();
   } catch (...) {
-    usable_ = false;
+    stream.supported = false;
     incomplete_ = true;
-    return nullptr;
   }
+  return stream;
 }
 
 int TimelineOutput::append_i(RecordStream& stream, const std::byte* bytes, std::size_t length) {
-  pwr::ZtExtensibleBackingStore& store = stream.store;
+  pwr::ZtExtensibleBackingStore& store = *stream.store;
   // What is left of a record that failed would throw every reader off course.
   const bool isAtEnd = !stream.endsInHalfRecord || (store.setReadPosition(stream.length) &&
                                                     store.seekWriteToRead() == stream.length);
@@ -68,8 +70,7 @@ int TimelineOutput::append_i(RecordStream& stream, const std::byte* bytes, std::
 }
 
 void TimelineOutput::markUnsupported(std::uint32_t metricId) {
-  RecordStream* const stream = findOrMake_i(metricId, kUnnamedMetric);
-  if (stream != nullptr) stream->supported = false;
+  findOrMake_i(metricId, kUnnamedMetric).supported = false;
 }
 
 bool TimelineOutput::isSupported(std::uint32_t metricId) const {
@@ -81,11 +82,11 @@ void TimelineOutput::visitData(std::uint64_t key, const RecordEdit& visit) {
   const auto place = streams_.find(key);
   if (place == streams_.end() || !place->second.hasData) return;
   RecordStream& stream = place->second;
-  std::vector<std::byte> record;
+  std::string record;
   std::uint64_t visited = 0;
-  stream.store.resetForReading();
+  stream.store->resetForReading();
   while (visited < stream.length && readData_i(stream, record)) {
-    visit(record.data());
+    visit(reinterpret_cast<std::byte*>(record.data()));
     visited += record.size();
   }
   if (visited == stream.length) return;
@@ -105,32 +106,40 @@ int TimelineOutput::close() {
   for (auto place = streams_.begin(); place != streams_.end(); place = streams_.erase(place)) {
     RecordStream& stream = place->second;
     if (usable_ && !copy_i(stream)) incomplete_ = true;
-    TIMELINE_INFO("Removing tmp backing store file: %s\n", stream.store.getTempFileName().c_str());
+    if (!stream.store) continue;
+    TIMELINE_INFO("Removing tmp backing store file: %s\n",
+                  stream.store->getTempFileName().c_str());
   }
-  if (hasFile) return closeFile_i();
-  PW_LOG(kTimelineLog, PW_LOG_NOTE,
-         "Note: A .pwr result file was not created. No supported metric was found.\n");
-  return status_i();
+  if (!hasFile) {
+    PW_LOG(kTimelineLog, PW_LOG_NOTE,
+           "Note: A .pwr result file was not created. No supported metric was found.\n");
+    return incomplete_ ? 1 : 0;
+  }
+  if (incomplete_) file_.noteLoss();
+  return file_.close();
 }
 
 bool TimelineOutput::hasData_i() const {
-  return std::ranges::any_of(
-      streams_, [](const auto& entry) { return entry.second.supported && entry.second.hasData; });
+  return std::ranges::any_of(streams_, [](const auto& entry) {
+    return entry.second.supported && entry.second.hasData;
+  });
 }
 
 bool TimelineOutput::openFile_i() {
-  if (!pwr::openFileHandle(&file_, path_.c_str(), "wb")) {
+  if (!file_.open(path_)) {
     TIMELINE_WARNING("Could not create %s\n", path_.c_str());
     return false;
   }
   // The pieces are large: a buffer would only copy them once more.
-  std::setvbuf(file_, nullptr, _IONBF, 0);
+  std::setvbuf(file_.stream(), nullptr, _IONBF, 0);
   return true;
 }
 
 /// Without an open file there is only the note on what is left out.
 bool TimelineOutput::copy_i(RecordStream& stream) {
-  TIMELINE_INFO("Processing tmp file: %s\n", stream.store.getTempFileName().c_str());
+  if (stream.store) {
+    TIMELINE_INFO("Processing tmp file: %s\n", stream.store->getTempFileName().c_str());
+  }
   if (!stream.supported) {
     PW_LOG(kTimelineLog, PW_LOG_NOTE,
            "Note: The .pwr file will not contain data associated with '%s'. This metric is not "
@@ -138,17 +147,17 @@ bool TimelineOutput::copy_i(RecordStream& stream) {
            stream.name.c_str());
     return true;
   }
-  if (file_ == nullptr) return true;
-  stream.store.resetForReading();
+  if (!file_.isOpen() || !file_.isComplete()) return true;
+  stream.store->resetForReading();
   return stream.edit == nullptr ? copyBytes_i(stream) : copyData_i(stream);
 }
 
 bool TimelineOutput::copyBytes_i(RecordStream& stream) {
   for (std::uint64_t left = stream.length; left > 0;) {
-    const std::span<const char> bytes = stream.store.readInPlace();
+    const std::span<const char> bytes = stream.store->readInPlace();
     if (bytes.empty()) return failToRead(stream);
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, bytes.size()));
-    if (!write_i(stream, bytes.data(), count)) return false;
+    if (!write_i(stream, {bytes.data(), count})) return false;
     left -= count;
   }
   return true;
@@ -156,42 +165,36 @@ bool TimelineOutput::copyBytes_i(RecordStream& stream) {
 
 bool TimelineOutput::copyData_i(RecordStream& stream) {
   constexpr std::size_t kPiece = std::size_t{64} * 1024;
-  std::vector<std::byte> record;
-  std::vector<std::byte> piece;
+  std::string record;
+  std::string piece;
   for (std::uint64_t left = stream.length; left > 0; left -= record.size()) {
     if (!readData_i(stream, record)) return false;
-    stream.edit(record.data());
-    piece.insert(piece.end(), record.begin(), record.end());
+    stream.edit(reinterpret_cast<std::byte*>(record.data()));
+    piece += record;
     if (piece.size() < kPiece && record.size() < left) continue;
-    if (!write_i(stream, piece.data(), piece.size())) return false;
+    if (!write_i(stream, piece)) return false;
     piece.clear();
   }
   return true;
 }
 
 /// Reads the next data record.
-bool TimelineOutput::readData_i(RecordStream& stream, std::vector<std::byte>& record) {
+bool TimelineOutput::readData_i(RecordStream& stream, std::string& record) {
   const auto read = [&](std::size_t from, std::size_t to) {
     record.resize(to);
     const auto count = static_cast<std::uint32_t>(to - from);
-    return stream.store.read(record.data() + from, count) == count;
+    return stream.store->read(record.data() + from, count) == count;
   };
   if (!read(0, pwrfile::kDataHeaderSize)) return failToRead(stream);
-  const auto length = getLittleEndian<std::uint16_t>(record.data() + pwrfile::kDataLength);
+  const auto length = getLittleEndian<std::uint16_t>(
+      reinterpret_cast<const std::byte*>(record.data()) + pwrfile::kDataLength);
   const bool isRead = read(pwrfile::kDataHeaderSize, length + pwrfile::kDataLengthLess);
   return isRead || failToRead(stream);
 }
 
-bool TimelineOutput::write_i(const RecordStream& stream, const void* bytes, std::size_t count) {
-  if (std::fwrite(bytes, 1, count, file_) == count) return true;
+bool TimelineOutput::write_i(const RecordStream& stream, std::string_view bytes) {
+  if (file_.write(bytes)) return true;
   TIMELINE_WARNING("Failed to write backing store '%s' buffer to main output file. \n",
-                   stream.store.getTempFileName().c_str());
+                   stream.store->getTempFileName().c_str());
   return false;
-}
-
-int TimelineOutput::closeFile_i() {
-  const bool isFlushed = std::fflush(file_) == 0;
-  const bool isClosed = std::fclose(file_) == 0;
-  if (!isFlushed || !isClosed) incomplete_ = true;
-  return status_i();
 }

@@ -2,13 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <functional>
 #include <map>
-#include <span>
+#include <optional>
 #include <string>
-#include <vector>
+#include <string_view>
 
+#include "hostcommon/OutputFile.h"
 #include "writers/columns/ZtExtensibleBackingStore.h"
 
 /// Gets a data record whole, and may change what it says, but not its length.
@@ -16,13 +16,14 @@ using RecordEdit = std::function<void(std::byte* record)>;
 
 /// The records of one stream key, until the file is put together.
 struct RecordStream {
-  pwr::ZtExtensibleBackingStore store;
-  std::string name;               ///< of the metric, for messages
+  /// None when it could not be created. The stream is not supported then.
+  std::optional<pwr::ZtExtensibleBackingStore> store{};
+  std::string name{};             ///< of the metric, for messages
   bool supported = true;          ///< false: the file gets nothing of the stream
   std::uint64_t length = 0;       ///< bytes of whole records
   bool endsInHalfRecord = false;  ///< after a record that the store did not take
   bool hasData = false;           ///< the records are data records
-  RecordEdit edit;                ///< of data records on their way into the file; none if empty
+  RecordEdit edit{};              ///< of data records on their way into the file; none if empty
 };
 
 /// The output file of the timeline writer. Records are gathered in one temporary store per stream
@@ -42,6 +43,8 @@ class TimelineOutput {
   bool isUsable() const { return usable_; }
   /// From now on no record is taken, and `close` leaves no file.
   void setUnusable() { usable_ = false; }
+  /// The file lacks something that it should have.
+  void setIncomplete() { incomplete_ = true; }
 
   /// The name that messages show for the stream of this key; to be set before its first record.
   /// False when it has that name already.
@@ -56,8 +59,7 @@ class TimelineOutput {
       lastStream_ = findOrMake_i(key);
       lastKey_ = key;
     }
-    const bool isTaken = lastStream_ != nullptr && lastStream_->supported;
-    return isTaken ? append_i(*lastStream_, bytes, length) : 1;
+    return lastStream_->supported ? append_i(*lastStream_, bytes, length) : 1;
   }
 
   /// The same for a data record.
@@ -80,7 +82,8 @@ class TimelineOutput {
 
   /// Puts the file together and deletes the temporary stores. Without any data record for it there
   /// is no file. Returns 1 when the file could not be created, and when it lacks anything that was
-  /// written, in which case it is kept for what it has. Call once, as the last operation.
+  /// given to it: what it has stands in a file with ".incomplete" behind its name then. Call once,
+  /// as the last operation.
   int close();
 
  private:
@@ -88,7 +91,7 @@ class TimelineOutput {
   static constexpr const char* kUnknownMetric = "unknown_metric ";
   static constexpr const char* kUnnamedMetric = "metric ";
 
-  RecordStream* findOrMake_i(std::uint64_t key, const char* prefix = kUnknownMetric);
+  RecordStream& findOrMake_i(std::uint64_t key, const char* prefix = kUnknownMetric);
   std::string nameOf_i(std::uint64_t key, const char* prefix) const;
   int append_i(RecordStream& stream, const std::byte* bytes, std::size_t length);
   bool hasData_i() const;
@@ -96,13 +99,11 @@ class TimelineOutput {
   bool copy_i(RecordStream& stream);
   bool copyBytes_i(RecordStream& stream);
   bool copyData_i(RecordStream& stream);
-  bool write_i(const RecordStream& stream, const void* bytes, std::size_t count);
-  int closeFile_i();
-  static bool readData_i(RecordStream& stream, std::vector<std::byte>& record);
-  int status_i() const { return incomplete_ ? 1 : 0; }
+  bool write_i(const RecordStream& stream, std::string_view bytes);
+  static bool readData_i(RecordStream& stream, std::string& record);
 
   const std::string path_;
-  FILE* file_ = nullptr;  // open only while `close` runs
+  pwr::OutputFile file_;  // open only while `close` runs
   bool usable_ = true;
   bool incomplete_ = false;  // a record is missing: the file must not pass for a whole one
   std::map<std::uint64_t, RecordStream> streams_;
