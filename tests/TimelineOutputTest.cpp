@@ -73,11 +73,14 @@ TEST_F(TimelineOutputTest, WhatCouldBeWrittenStandsBeside) {
   EXPECT_EQ(filesHere(), 2U);
 }
 
-TEST_F(TimelineOutputTest, StoresThatCannotBeMadeAreToldOnce) {
+TEST_F(TimelineOutputTest, FoldersThatAreMissing) {
   Rig missing(false, "missing/run");
   EXPECT_EQ(missing.writeEmpty(3), 0);
   EXPECT_EQ(logOf(1, [&] { return missing.output.close(); }),
             kPrefix + "Could not create missing/run.pwr\n");
+}
+
+TEST_F(TimelineOutputTest, StoresThatCannotBeMadeAreToldOnce) {
   Rig some(false, folder_.path("run"));
   Rig none;
   EXPECT_EQ(some.writeEmpty(2), 0);

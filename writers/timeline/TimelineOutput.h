@@ -56,7 +56,7 @@ class TimelineOutput {
   int writeRecord(std::uint64_t key, const std::byte* bytes, std::size_t length) {
     if (!usable_) return 1;
     if (lastStream_ == nullptr || key != lastKey_) {
-      lastStream_ = findOrMake_i(key);
+      lastStream_ = &findOrMake_i(key);
       lastKey_ = key;
     }
     return lastStream_->supported ? append_i(*lastStream_, bytes, length) : 1;
