@@ -107,8 +107,7 @@ int TimelineOutput::close() {
     RecordStream& stream = place->second;
     if (usable_ && !copy_i(stream)) incomplete_ = true;
     if (!stream.store) continue;
-    TIMELINE_INFO("Removing tmp backing store file: %s\n",
-                  stream.store->getTempFileName().c_str());
+    TIMELINE_INFO("Removing tmp backing store file: %s\n", stream.store->getTempFileName().c_str());
   }
   if (!hasFile) {
     PW_LOG(kTimelineLog, PW_LOG_NOTE,
@@ -120,9 +119,8 @@ int TimelineOutput::close() {
 }
 
 bool TimelineOutput::hasData_i() const {
-  return std::ranges::any_of(streams_, [](const auto& entry) {
-    return entry.second.supported && entry.second.hasData;
-  });
+  return std::ranges::any_of(
+      streams_, [](const auto& entry) { return entry.second.supported && entry.second.hasData; });
 }
 
 bool TimelineOutput::openFile_i() {

@@ -43,8 +43,6 @@ class TimelineOutput {
   bool isUsable() const { return usable_; }
   /// From now on no record is taken, and `close` leaves no file.
   void setUnusable() { usable_ = false; }
-  /// The file lacks something that it should have.
-  void setIncomplete() { incomplete_ = true; }
 
   /// The name that messages show for the stream of this key; to be set before its first record.
   /// False when it has that name already.
