@@ -42,7 +42,7 @@ TEST_F(TimelineOwnersTest, AttributesTellTheOwner) {
       {{"PID", Data(7)}, {"TID", Data(71U)}, {"Reason", Data("user")}},
       {{"TID", Data(72)}, {"Nothing", Data()}, {"Share", Data(0.5)}},
       {{"PID", Data(99)}},
-      {{"PID", Data("a text")}},
+      {{"PID", Data("a text")}, {"TID", Data(~0ULL)}},
       {{"PID", Data(-1)}, {"TID", Data(-1)}},
   };
   unsigned long long time = 2000;
@@ -55,7 +55,8 @@ TEST_F(TimelineOwnersTest, AttributesTellTheOwner) {
                    "INFO=Reason: user DURATION=40",
                    "2020 METRIC=Wakelock THREAD=Thread 72 INFO=alarm INFO=Share: 0.5 DURATION=40",
                    "2030 METRIC=Wakelock PROCESS=Process 99 INFO=alarm DURATION=40",
-                   "2040 METRIC=Wakelock INFO=alarm INFO=PID: a text DURATION=40",
+                   "2040 METRIC=Wakelock INFO=alarm INFO=PID: a text "
+                   "INFO=TID: 18446744073709551615 DURATION=40",
                    "2050 METRIC=Wakelock PROCESS=Process -1 THREAD=Thread -1 INFO=alarm "
                    "DURATION=40"}));
   EXPECT_EQ(namesOf(file, "process"),
@@ -64,7 +65,7 @@ TEST_F(TimelineOwnersTest, AttributesTellTheOwner) {
   EXPECT_EQ(namesOf(file, "thread"),
             (Lines{"Thread -1 -1  4294967295 (Process -1)", "Thread 71 71  71 (/bin/new)",
                    "Thread 72 72 start 3 end 4 72 (eight)"}));
-  EXPECT_EQ(namesOf(file, "nameid_attribute").size(), 4U);
+  EXPECT_EQ(namesOf(file, "nameid_attribute").size(), 5U);
 }
 
 TEST_F(TimelineOwnersTest, AnEventIsOfTheOneThatLivedThen) {

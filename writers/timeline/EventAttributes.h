@@ -36,18 +36,21 @@ struct EventOwner {
     EventOwner owner;
     forEachAttribute(element, [&](const std::string& name, const pwr::Quantity* /*quantity*/,
                                   const pwr::Data& value) {
-      if (!names(name, value)) return;
-      long long number = 0;
-      if (value.toInt(number) == 0) (name == pwr::kPidAttribute ? owner.pid : owner.tid) = number;
+      const std::optional<long long> number = numberIn(name, value);
+      if (number) (name == pwr::kPidAttribute ? owner.pid : owner.tid) = number;
     });
     return owner;
   }
 
-  /// Whether an attribute names the owner, rather than something else to tell of the event.
-  static bool names(const std::string& attribute, const pwr::Data& value) {
+  /// The number of a process or a thread, where an attribute names one of them rather than
+  /// something else to tell of the event.
+  static std::optional<long long> numberIn(const std::string& attribute, const pwr::Data& value) {
     const bool isWhole =
         value.getType() == pwr::DataType::Int || value.getType() == pwr::DataType::UInt;
-    return isWhole && (attribute == pwr::kPidAttribute || attribute == pwr::kTidAttribute);
+    const bool isOwner = attribute == pwr::kPidAttribute || attribute == pwr::kTidAttribute;
+    long long number = 0;
+    if (!isWhole || !isOwner || value.toInt(number) != 0) return std::nullopt;
+    return number;
   }
 };
 

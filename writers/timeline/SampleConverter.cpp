@@ -186,7 +186,7 @@ int SampleConverter::addInfos_i(const pwr::DataElement& element, AttributeList& 
   forEachAttribute(
       element, [&](const std::string& name, const pwr::Quantity* quantity, const pwr::Data& value) {
         const bool isNone = value.getType() == pwr::DataType::None;
-        if (status != 0 || isNone || EventOwner::names(name, value)) return;
+        if (status != 0 || isNone || EventOwner::numberIn(name, value)) return;
         std::string text;
         if (value.getType() == pwr::DataType::Handle) {
           value.toString(text);
