@@ -1,7 +1,7 @@
 // What the timeline writer costs per sample of a residency, from the message to the closed file,
 // against one plain write of the same bytes:
 //   timeline/plain       at most 4
-//   peak_MiB             below 32, however many samples there are
+//   peak_MiB             below 32, however many samples there are, and however many texts
 //   allocations/sample   0
 
 #include <benchmark/benchmark.h>
@@ -51,13 +51,24 @@ const pwr::Metric& residency() {
 }
 
 /// A run of the writer in the current folder.
-class TimelineRun {
+class WriterRun {
  public:
-  TimelineRun() {
+  WriterRun() {
     static const pwr::SystemMetadata system(
         pwr::SystemDescription{.tscFrequencyMHz = 1000.0F, .cpuFrequencyMHz = 1000.0F});
     writer_.openOutput("run", false);
     WriterDispatch::write(writer_, pwr::SystemMessage(&system));
+  }
+
+  /// Events, each with a text of its own.
+  void writeTexts(unsigned int events) {
+    pwr::Metric event(pwr::createMetric(
+        {.name = "Wakes", .featureTag = "wake", .type = pwr::Metric::MetricType::TracedEvent}));
+    for (unsigned int n = 0; n < events; ++n) {
+      const pwr::Data text("what woke it, for the time number " + std::to_string(n));
+      event.editData() = {n, {pwr::DataElement(text, nullptr, nullptr, 0)}};
+      WriterDispatch::write(writer_, event);
+    }
   }
 
   void write(unsigned int samples) {
@@ -75,30 +86,33 @@ class TimelineRun {
 };
 
 // First, because a child begins with what its parent holds.
-void memory(benchmark::State& state) {
+void memory(benchmark::State& state, void (WriterRun::*write)(unsigned int), const char* what) {
   const measure::WorkFolder folder;
   double peak = 0.0;
   while (state.KeepRunning()) {
     peak = measure::peakMemoryOf([&] {
-      TimelineRun run;
-      run.write(static_cast<unsigned int>(state.range(0)));
+      WriterRun run;
+      (run.*write)(static_cast<unsigned int>(state.range(0)));
       return run.close();
     });
   }
   if (peak < 0) return figures::fail(state, "the timeline failed");
-  figures::atMost(state, "peak_MiB (" + std::to_string(state.range(0)) + ")", peak, 32);
+  figures::atMost(state, "peak_MiB (" + std::to_string(state.range(0)) + what + ")", peak, 32);
 }
-BENCHMARK(memory)
-    ->ArgName("samples")
+BENCHMARK_CAPTURE(memory, samples, &WriterRun::write, "")
     ->Arg(kSamples)
     ->Arg(5 * kSamples)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(memory, texts, &WriterRun::writeTexts, " texts")
+    ->Arg(1'000'000)
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);
 
 void allocations(benchmark::State& state) {
   const measure::WorkFolder folder;
   while (state.KeepRunning()) {
-    TimelineRun run;
+    WriterRun run;
     run.write(kSamples / 4);
     const std::uint64_t before = allocationCount();
     run.write(kSamples / 4);
@@ -109,7 +123,7 @@ void allocations(benchmark::State& state) {
 BENCHMARK(allocations)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 bool writeRun() {
-  TimelineRun run;
+  WriterRun run;
   run.write(kSamples);
   return run.close();
 }
