@@ -1,14 +1,12 @@
-// Feeds arbitrary bytes to the reader of timeline files. It may reject them; it may not crash, read
-// outside of them, or hand out a record whose references lead nowhere. Start it with a file of the
-// writer: from nothing it hardly ever gets past the fixed records.
+// The reader of timeline files. It may not read outside of the bytes or hand out a record whose
+// references lead nowhere. From nothing it hardly ever gets past the fixed records: start it with a
+// file of the writer.
 
-#include <cstdlib>
-
-#include "fuzz/FuzzInput.h"
+#include "fuzz/FuzzTarget.h"
 #include "readers/PwrText.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  return fuzzReader(data, size, [](std::istream& file) {
+  return fuzz::readBytes(data, size, [](std::istream& file) {
     pwrfile::PwrReader reader;
     std::size_t textLength = 0;
     // Writing the text follows every reference.

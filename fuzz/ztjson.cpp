@@ -1,0 +1,18 @@
+// The reader of JSON traces, of whole runs and of continuous ones. It may not hand out a point of a
+// metric that the trace does not have.
+
+#include "fuzz/FuzzTarget.h"
+#include "readers/ZtjsonReader.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  return fuzz::readBytes(data, size, [](std::istream& file) {
+    const ztjson::ZtjsonReader reader(file);
+    std::size_t textLength = 0;
+    for (const auto& [key, text] : reader.system()) textLength += key.size() + text.size();
+    reader.readPoints([&](const ztjson::Point& point) {
+      textLength += reader.metrics().at(point.metric).name.size() + point.series.size();
+      for (const auto& [name, value] : point.values) textLength += name.size();
+    });
+    return textLength;
+  });
+}
