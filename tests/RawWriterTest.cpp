@@ -57,39 +57,32 @@ TEST_F(RawWriterTest, FailuresAreReported) {
   EXPECT_EQ(text("only"), 0);
   EXPECT_EQ(closed("run.txt"), "only\n\n");
   EXPECT_EQ(writer_->closeOutput(), 1);
+  EXPECT_EQ(text("lost") + sample(room_, 5, {{Data(1), nullptr, cpu_, 1}}), 2);
   EXPECT_EQ(writer_->openOutput("/nowhere/run", false), 1);
   EXPECT_EQ(log_.general(),
             "WARNING: Output file run.txt does not exist\n"
+            "WARNING: Writer raw has no open output: a text is refused.\n"
             "WARNING: Could not create /nowhere/run.txt\n");
+}
+
+TEST_F(RawWriterTest, FullDiskLeavesTheLastFile) {
   if (kIsWindows) GTEST_SKIP() << kNoFullDevice;
+  EXPECT_EQ(text("whole"), 0);
+  closed("run.txt");
   for (const bool withTable : {false, true}) {
     SCOPED_TRACE(withTable);
     log_.clear();
-    reopenOnFullDisk("run.txt");
-    if (withTable) {
-      EXPECT_EQ(sample(room_, 5, {{Data(1), nullptr, cpu_, 1}}), 0);
-    } else {
-      EXPECT_EQ(text("lost"), 1);
-    }
+    reopen();
+    testing::internal::CaptureStderr();
+    const FullDisk full;
+    if (withTable) sample(room_, 5, {{Data(1), nullptr, cpu_, 1}});
+    text("lost");
     EXPECT_EQ(writer_->closeOutput(), 1);
-    EXPECT_NE(log_.general().find("No space left on device\n"), std::string::npos);
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(readFile("run.txt"), "whole\n\n");
+    EXPECT_NE(log_.errors().find("ERROR: Could not write run.txt completely"), std::string::npos);
+    EXPECT_NE(log_.all().find("File too large"), std::string::npos) << log_.all();
   }
-}
-
-// A table that cannot be made loses that sample alone.
-TEST_F(RawWriterTest, TableIsTriedAgain) {
-  if (kIsWindows) GTEST_SKIP() << "the current folder cannot be removed";
-  std::filesystem::create_directory("gone");
-  std::filesystem::current_path("gone");
-  std::filesystem::remove(folder_.path("gone"));
-  EXPECT_EQ(sample(room_, 5, {{Data(1), nullptr, cpu_, 1}}), 1);
-  std::filesystem::current_path(folder_.path());
-  EXPECT_EQ(sample(room_, 6, {{Data(2), nullptr, cpu_, 1}}), 0);
-  EXPECT_EQ(writer_->closeOutput(), 1);
-  EXPECT_EQ(readFile("run.txt"),
-            "Room, \"upper\"\nTimestamp, Package0/CPU0, \n        6,             2, n/a\n\n");
-  EXPECT_NE(log_.general().find("WARNING: Failed to initialize buffer.\n"), std::string::npos);
-  EXPECT_NE(log_.general().find("WARNING: run.txt lacks 1 "), std::string::npos);
 }
 
 }  // namespace

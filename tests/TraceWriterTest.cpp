@@ -249,8 +249,10 @@ TEST_F(TraceWriterTest, WarningsAndTheirCells) {
       EXPECT_EQ(cells, test.cells);
     }
   }
+  reopen();
   log_.clear();
   EXPECT_EQ(system(0), 1);
+  EXPECT_EQ(writer_->closeOutput(), 0);
   EXPECT_EQ(writer_->closeOutput(), 1);
   EXPECT_EQ(writer_->openOutput("/nowhere/run", false), 1);
   EXPECT_EQ(log_.general(),
@@ -262,12 +264,46 @@ TEST_F(TraceWriterTest, WarningsAndTheirCells) {
 
 TEST_F(TraceWriterTest, FullDiskIsReported) {
   if (kIsWindows) GTEST_SKIP() << kNoFullDevice;
-  reopenOnFullDisk("run_trace.csv");
+  // A table that fits into memory, which the file has no room for.
   EXPECT_EQ(sample(value_, 1000, {{Data(1), nullptr, cpu0_, 0}}), 0);
+  EXPECT_EQ(writer_->closeOutput(), 0);
+  reopen();
+  EXPECT_EQ(sample(value_, 1000, {{Data(2), nullptr, cpu0_, 0}}), 0);
+  const std::string last = readFile("run_trace.csv");
+  const FullDisk full(50);
   EXPECT_EQ(writer_->closeOutput(), 1);
-  EXPECT_NE(log_.general().find("WARNING: Could not write the table Room - CPU0: No space left"),
+  EXPECT_NE(log_.general().find("WARNING: Could not write the table Room - CPU0: File too large"),
             std::string::npos)
       << log_.general();
+  EXPECT_EQ(readFile("run_trace.csv"), last);
+}
+
+// The same problem with the same series is a warning once, then a debug line.
+TEST_F(TraceWriterTest, RepeatedProblems) {
+  for (const PWLogLevel verbosity : {PW_LOG_WARNING, PW_LOG_DEBUG}) {
+    g_pluginEnvironment->setVerbosity(verbosity);
+    log_.clear();
+    reopen();
+    for (unsigned int n = 0; n < 100; ++n) {
+      sample(bare_, 1000 + n, {{Data(12), nullptr, nullptr, 9}});
+      sample(value_, 999, {{Data(1), nullptr, nullptr, 9}});
+      sample(counter_, 1000 + n, {{Data("a"), nullptr, cpu0_, 9}, {Data("b"), nullptr, cpu1_, 9}});
+    }
+    closed("run_trace.csv");
+    const auto count = [&](const std::string& line) {
+      std::size_t found = 0;
+      for (std::size_t at = 0; (at = log_.general().find(line, at)) != std::string::npos; ++at) {
+        ++found;
+      }
+      return found;
+    };
+    const std::string notNumeric =
+        "Calculation of instantaneous rate is requested, but the value is not numeric.\n";
+    EXPECT_EQ(count(kNoRate), 1U);
+    EXPECT_EQ(count(kLateSample), 1U);
+    EXPECT_EQ(count("WARNING: " + notNumeric), 2U);
+    EXPECT_EQ(count("DEBUG: " + notNumeric), verbosity == PW_LOG_DEBUG ? 198U : 0U);
+  }
 }
 
 /// How many files this process may have open.
@@ -339,9 +375,10 @@ TEST_F(ManyTracesTest, NoTemporaryFiles) {
   std::filesystem::current_path(folder_.path());
   EXPECT_EQ(writer_->closeOutput(), 1);
   EXPECT_NE(log_.general().find("WARNING: Failed to initialize buffer.\n"), std::string::npos);
-  EXPECT_NE(log_.general().find("WARNING: run_trace.csv lacks " + std::to_string(kTables - kFew)),
+  EXPECT_NE(log_.general().find("WARNING: run_trace.csv lacks " + std::to_string(kTables - kFew) +
+                                " tables"),
             std::string::npos);
-  expectTables(readFile("run_trace.csv"), kFew);
+  expectTables(readFile("run_trace.csv.incomplete"), kFew);
 }
 
 TEST_F(TraceWriterTest, NumbersIgnoreTheLocale) {

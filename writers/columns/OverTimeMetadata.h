@@ -3,26 +3,28 @@
 #include <string>
 #include <vector>
 
+#include "hostcommon/OutputFile.h"
+#include "writers/columns/OverTimeNames.h"
 #include "writers/columns/OverTimeSeries.h"
-#include "writers/columns/TableFile.h"
 #include "writers/host/SystemMetadata.h"
 
-/// Writes the file beside the over-time table that tells what its columns are and where it comes
-/// from: the tables "Columns" and "System".
+/// The file beside the over-time data that tells what the series in it are and where they come
+/// from: the tables "Columns", "Events" and "System".
 class OverTimeMetadata {
  public:
-  OverTimeMetadata() : file_("_phm_metadata.csv") {}
+  /// The series of the columns; `headings` begin with that of the time.
+  struct Columns {
+    const OverTimeSeriesList& series;
+    const std::vector<std::string>& headings;
+  };
 
-  /// Returns 1 when the file cannot be created (logged).
-  int open(const std::string& baseName) { return file_.open(baseName); }
-
-  /// Writes both tables and closes the file. `system` is null when no description came. Returns 1,
+  /// Creates the file that will be `path`. False, logged, when that fails.
+  bool open(const std::string& path);
+  /// Writes the tables and closes the file. `system` is null when no description came. Returns 1,
   /// with the cause logged, when the file is not complete.
-  int write(const OverTimeSeriesList& series, const pwr::SystemMetadata* system);
+  int write(const Columns& columns, const OverTimeSeriesList& events, OverTimeNames& names,
+            const pwr::SystemMetadata* system);
 
  private:
-  void printTable(const std::string& title, const std::vector<std::string>& columns,
-                  const std::vector<std::vector<std::string>>& rows);
-
-  TableFile file_;
+  pwr::OutputFile file_;
 };

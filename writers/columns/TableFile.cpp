@@ -1,69 +1,65 @@
 #include "writers/columns/TableFile.h"
 
-#include <cerrno>
 #include <cinttypes>
 
 #include "writers/columns/ColumnStore.h"
 #include "writers/common/TextLog.h"
 
-TableFile::~TableFile() {
-  if (stream_ != nullptr) std::fclose(stream_);
-}
+namespace {
 
-int TableFile::open(const std::string& baseName) {
-  path_ = baseName + extension_;
-  complete_ = true;
-  errnum_ = 0;
-  lostSamples_ = 0;
-  if (!pwr::openFileHandle(&stream_, path_.c_str(), "wb")) {
-    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Could not create %s\n", path_.c_str());
-    return 1;
+const char* const kNoBuffer = "WARNING: Failed to initialize buffer.\n";
+
+/// Temporary files lie in the current folder, wherever the output is.
+bool canMakeStores() {
+  try {
+    const pwr::ZtExtensibleBackingStore attempt;
+    return true;
+  } catch (const char*) {
+    PW_LOG(kTextLog, PW_LOG_WARNING, "%s", kNoBuffer);
+    return false;
   }
-  // Tables come in large pieces, which a buffer of the stream would only divide.
-  std::setvbuf(stream_, nullptr, _IONBF, 0);
-  return 0;
 }
 
-int TableFile::print(const std::string& text) {
-  if (std::fwrite(text.data(), 1, text.size(), stream_) == text.size()) return 0;
-  errnum_ = errno;
-  return 1;
+}  // namespace
+
+bool createOutput(pwr::OutputFile& file, const std::string& path) {
+  if (file.open(path)) return true;
+  PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Could not create %s\n", path.c_str());
+  return false;
+}
+
+bool TableFile::open(const std::string& path) {
+  return createOutput(file_, path) && canMakeStores();
+}
+
+void TableFile::noteRefusal(int errnum) {
+  PW_LOG(kTextLog, PW_LOG_WARNING, "%s", kNoBuffer);
+  refusal_ = errnum;
+  nextAttempt_ = 2 * (refusedTables_ + 1);
+}
+
+void TableFile::noteRefusedTable(const std::string& title) {
+  if (refusedTables_++ == 0) firstRefused_ = title;
+  PW_LOG(kTextLog, PW_LOG_DEBUG, "DEBUG: The table %s is left out: %s\n", title.c_str(),
+         systemErrorText(refusal_).c_str());
 }
 
 int TableFile::print(ColumnStore& table, bool leadingNewline) {
-  if (table.writeTo(stream_, ",", leadingNewline) == 0) return 0;
-  complete_ = false;
+  if (table.writeTo(file_.stream(), ",", leadingNewline) == 0) return 0;
+  file_.noteLoss();
   return 1;
 }
 
-void TableFile::noteLostSample(const std::string& title) {
-  PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Failed to initialize buffer.\n");
-  if (lostSamples_++ == 0) firstLostTitle_ = title;
-}
-
 int TableFile::close() {
-  if (stream_ == nullptr) {
-    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Output file %s does not exist\n", path_.c_str());
-    return 1;
-  }
-  const bool closed = std::fclose(stream_) == 0;
-  if (!closed && errnum_ == 0) errnum_ = errno;
-  stream_ = nullptr;
-  if (!closed || errnum_ != 0) {
-    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Could not write %s completely: %s\n", path_.c_str(),
-           systemErrorText(errnum_).c_str());
-    complete_ = false;
-  }
-  reportLosses();
-  return complete_ ? 0 : 1;
+  if (refusedTables_ > 0) reportLosses();
+  return file_.close();
 }
 
 void TableFile::reportLosses() {
-  if (lostSamples_ == 0) return;
-  complete_ = false;
+  file_.noteLoss();
   PW_LOG(kTextLog, PW_LOG_WARNING,
-         "WARNING: %s lacks %" PRIu64
-         " values of tables that no temporary file could be made for, the first of them \"%s\". "
-         "More open files or space on the disk may be needed.\n",
-         path_.c_str(), lostSamples_, firstLostTitle_.c_str());
+         "WARNING: %s lacks %" PRIu64 " tables with %" PRIu64
+         " values, for which there was no temporary file: %s. The first of them is \"%s\".\n",
+         file_.getPath().c_str(), refusedTables_, lostValues_, systemErrorText(refusal_).c_str(),
+         firstRefused_.c_str());
 }

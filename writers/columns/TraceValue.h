@@ -32,23 +32,17 @@ struct TraceClock {
 /// The quantity that a metric's rate is in; null when it has none. `factor` is set with it.
 const pwr::Quantity* rateQuantityOf(const pwr::Metric& metric, double& factor);
 
-/// Computes the number of a mode other than Value. Returns false, with a warning, when the element
-/// has no such number.
-bool computeTraceValue(double& number, const pwr::Metric& metric, const pwr::DataElement& element,
-                       TraceMode mode, const TraceClock& clock);
+/// Computes the number of a mode other than Value. Returns null, or the line that tells why the
+/// element has no such number: a literal.
+const char* computeTraceValue(double& number, const pwr::Metric& metric,
+                              const pwr::DataElement& element, TraceMode mode,
+                              const TraceClock& clock);
 
-/// Sets `text` to the cell of a mode, with `memory` for its text. Returns false, with `text`
-/// undefined, when the cell stays empty; `computeTraceValue` has warned then, and a missing value
-/// needs no warning.
-inline bool formatTraceValue(CellText& text, std::string& memory, const pwr::Metric& metric,
-                             const pwr::DataElement& element, TraceMode mode,
-                             const TraceClock& clock) {
-  if (mode == TraceMode::Value) return text.setValue(*element.getValue(), memory);
-  double number = 0.0;
-  if (!computeTraceValue(number, metric, element, mode, clock)) return false;
-  text.setNumber(number, memory);
-  return true;
-}
+/// Finds the attribute of an event's additional information and the text of its value: what
+/// `toText` makes of it, or a handle's name. Returns null, or the line that tells why there is no
+/// text: a literal. `attribute` is null then if it is not known.
+const char* formatDynamic(const pwr::DataHandle*& attribute, std::string& text, std::uint64_t id,
+                          const pwr::Data& value, int (pwr::Data::*toText)(std::string&) const);
 
 /// What a mode's values are measured in: "%", "usec", or the units of `quantity`. Empty without
 /// quantity, which may be null.

@@ -1,7 +1,6 @@
 #include "writers/columns/TracedCells.h"
 
 #include "writers/columns/TraceValue.h"
-#include "writers/common/TextLog.h"
 #include "writers/host/Attribute.h"
 
 namespace {
@@ -59,36 +58,21 @@ void TracedCells::setCells(TraceTable& table, const pwr::Metric& metric,
       if (value.toFormattedString(text_) == 0) table.setCell(addColumn(table, *attribute), text_);
     }
   }
-  if (element.getAdditionalInfo() != nullptr) {
-    for (const auto& [id, value] : *element.getAdditionalInfo()) setDynamicCell(table, id, value);
-  }
-}
-
-void TracedCells::setDynamicCell(TraceTable& table, std::uint64_t id, const pwr::Data& value) {
-  const pwr::DataHandle* attribute = nullptr;
-  if (pwr::DataHandle::get(id, attribute) != 0) {
-    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Failed to get handle for dynamic attribute\n");
-    return;
-  }
-  const ColumnStore::Column column = addColumn(table, *attribute);
-  if (formatDynamic(*attribute, value)) table.setCell(column, text_);
-}
-
-bool TracedCells::formatDynamic(const pwr::DataHandle& attribute, const pwr::Data& value) {
-  if (value.getType() == pwr::DataType::Handle) {
-    const pwr::DataHandle* named = nullptr;
-    if (value.toHandle(named) != 0 || named == nullptr) {
-      PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Failed to retrieve name for dynamic attribute");
-      return false;
+  if (element.getAdditionalInfo() == nullptr) return;
+  for (const auto& [id, value] : *element.getAdditionalInfo()) {
+    const pwr::DataHandle* attribute = nullptr;
+    const char* const problem =
+        formatDynamic(attribute, text_, id, value, &pwr::Data::toFormattedString);
+    if (attribute == nullptr) {
+      run_.tell(problem, metric, element.getEntity());
+      continue;
     }
-    text_ = named->getName();
-    return true;
+    // It has its column, whatever the value.
+    const ColumnStore::Column column = addColumn(table, *attribute);
+    if (problem == nullptr) {
+      table.setCell(column, text_);
+    } else {
+      run_.tell(problem, metric, element.getEntity());
+    }
   }
-  if (value.toFormattedString(text_) == 0) return true;
-  const auto* const typed = dynamic_cast<const pwr::Attribute*>(&attribute);
-  const bool isInfo = typed != nullptr && typed->getAttributeType() == pwr::AttributeType::Info;
-  PW_LOG(kTextLog, PW_LOG_WARNING, "%s",
-         isInfo ? "WARNING: Failed to process info attribute\n"
-                : "WARNING: Failed to process dynamic attribute\n");
-  return false;
 }

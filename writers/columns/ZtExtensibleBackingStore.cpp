@@ -37,7 +37,9 @@ ZtExtensibleBackingStore::ZtExtensibleBackingStore() {
 
 ZtExtensibleBackingStore::~ZtExtensibleBackingStore() {
   file_.close();
-  if (platform::removeFile(tempFileName_)) return;
+  const bool isRemoved = platform::removeFile(tempFileName_);
+  forgetTemporary(tempFileName_.c_str());
+  if (isRemoved) return;
   PW_LOG(kPlainLog, PW_LOG_DEBUG, "DEBUG: couldn't delete tmp file %s\n", tempFileName_.c_str());
 }
 
@@ -46,7 +48,11 @@ bool ZtExtensibleBackingStore::openTempFile_i() {
   const std::string start = "./_" + std::to_string(platform::processId()) + "_";
   for (int attempt = 0; attempt < RAND_MAX; ++attempt) {
     tempFileName_ = start + std::to_string(std::rand());
-    if (file_.create(tempFileName_)) return true;
+    if (file_.create(tempFileName_)) {
+      // Not before: until then it may be the name of somebody else's file.
+      noteTemporary(tempFileName_.c_str());
+      return true;
+    }
     if (errno != EEXIST) return false;
   }
   return false;

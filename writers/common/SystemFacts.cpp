@@ -56,6 +56,8 @@ constexpr SystemFact kFacts[] = {
      [](System s) { return Value(s.getCollectionDurationSec()); }},
     {Collection, nullptr, "Timestamp clock (MHz)", false,
      [](System s) { return Value(std::uint64_t{s.getTimestampClockFrequencyMHz()}); }},
+    {Collection, nullptr, "TSC frequency (MHz)", false,
+     [](System s) { return Value(s.getDescription().tscFrequencyMHz); }},
     {Collection, "Collection Command Line", "Command line", false,
      [](System s) { return Value(s.getCommandLine()); }},
 };
