@@ -6,13 +6,14 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   return fuzz::readBytes(data, size, [](std::istream& file) {
-    const ztjson::ZtjsonReader reader(file);
-    std::size_t textLength = 0;
-    for (const auto& [key, text] : reader.system()) textLength += key.size() + text.size();
-    reader.readPoints([&](const ztjson::Point& point) {
-      textLength += reader.metrics().at(point.metric).name.size() + point.series.size();
+    ztjson::ZtjsonReader reader;
+    std::size_t textLength = ztjson::ZtjsonReader::isNumbered(file) ? 1 : 0;
+    reader.readFile(file, [&](const ztjson::Point& point) {
+      if (point.metric >= reader.metrics().size()) std::abort();
+      textLength += reader.metrics()[point.metric].name.size() + point.series.size();
       for (const auto& [name, value] : point.values) textLength += name.size();
     });
+    for (const auto& [key, text] : reader.system()) textLength += key.size() + text.size();
     return textLength;
   });
 }
