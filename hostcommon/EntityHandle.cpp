@@ -1,5 +1,7 @@
 #include "writers/host/EntityHandle.h"
 
+#include <vector>
+
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/ImmortalStore.h"
 
@@ -10,8 +12,13 @@ EntityHandle::EntityHandle(EntityDescription description) : description_(std::mo
 EntityHandle::~EntityHandle() = default;
 
 std::string EntityHandle::getQualifiedName() const {
-  if (getParent() == nullptr) return getName();
-  return getParent()->getQualifiedName() + "/" + getName();
+  std::vector<const EntityHandle*> chain;
+  for (const EntityHandle* one = this; one != nullptr; one = one->getParent()) {
+    chain.push_back(one);
+  }
+  std::string name = chain.back()->getName();
+  while (chain.pop_back(), !chain.empty()) name.append("/").append(chain.back()->getName());
+  return name;
 }
 
 const EntityHandle* createEntity(EntityDescription description) {

@@ -1,7 +1,7 @@
 #include "writers/host/Metric.h"
 
-#include <algorithm>
 #include <mutex>
+#include <unordered_set>
 
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/ImmortalStore.h"
@@ -51,8 +51,10 @@ bool Metric::getTraceSampleEntityAttr() const {
 const MetricDescription* createMetric(MetricDescription description) {
   static std::mutex numbering;
   auto& store = ImmortalStore<MetricDescription>::instance();
+  std::unordered_set<const EntityHandle*> listed(description.entities.begin(),
+                                                 description.entities.end());
   for (const Metric::EntityDescCombo& combo : description.combinations) {
-    if (combo.entity != nullptr && !std::ranges::count(description.entities, combo.entity)) {
+    if (combo.entity != nullptr && listed.insert(combo.entity).second) {
       description.entities.push_back(combo.entity);
     }
   }

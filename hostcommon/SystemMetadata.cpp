@@ -39,12 +39,11 @@ void TopTree::getAllThreads(std::vector<const TNode*>& threads) const {
 }
 
 const TNode* TopTree::findOrAdd(TNodeType type, unsigned int id, const TNode* parent) {
-  for (const auto& node : nodes_) {
-    if (node->getType() == type && node->getId() == id && node->getParent() == parent) {
-      return node.get();
-    }
+  const TNode*& node = known_[{type, id, parent}];
+  if (node == nullptr) {
+    node = nodes_.emplace_back(std::make_unique<const TNode>(type, id, parent)).get();
   }
-  return nodes_.emplace_back(std::make_unique<const TNode>(type, id, parent)).get();
+  return node;
 }
 
 void TopTree::addThread(unsigned int packageId, int moduleId, unsigned int coreId,

@@ -46,6 +46,7 @@ TEST(Data, TypesAndTexts) {
       {Data(kMaxUInt), 2, true, "18446744073709551615", "18446744073709551615"},
       {Data(7U), 2, true, "7", "7"},
       {Data(0.1), 3, true, "0.1", "0.10"},
+      {Data(-std::nan("")), 3, true, "nan", "nan"},
       {Data(2.675), 3, true, "2.675", "2.67"},  // the nearest double lies below
       {Data(0.125), 3, true, "0.125", "0.12"},  // a tie goes to the even digit
       {Data(1e300), 3, true, "1e+300", nullptr},
@@ -191,6 +192,14 @@ TEST(Descriptions, HaveIdsAndAreFound) {
   EXPECT_EQ(rate, watts);
   EXPECT_EQ(factor, 0.001);
   EXPECT_EQ(watts->getRateConversion(rate, factor), 1);
+}
+
+TEST(Descriptions, ChainsOfParentsMayBeLong) {
+  constexpr std::size_t kParents = 300'000;
+  const pwr::EntityHandle* last = nullptr;
+  for (std::size_t i = 0; i <= kParents; ++i)
+    last = pwr::createEntity({.name = "x", .parent = last});
+  EXPECT_EQ(last->getQualifiedName().size(), 2 * kParents + 1);
 }
 
 TEST(Tokenizer, RunsOfDelimitersAreOne) {

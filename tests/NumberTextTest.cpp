@@ -23,8 +23,9 @@ std::string fixed(double value, int decimals = 2) {
 
 std::string standard(double value, int decimals = 2) {
   char text[1000];
+  const double printed = std::isnan(value) ? std::abs(value) : value;  // no sign
   const auto end =
-      std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals);
+      std::to_chars(text, text + sizeof text, printed, std::chars_format::fixed, decimals);
   return "=" + std::string(text, end.ptr);
 }
 
@@ -51,6 +52,7 @@ TEST(NumberTextTest, KnownTexts) {
       {Limits::infinity(), "=inf"},
       {-Limits::infinity(), "=-inf"},
       {Limits::quiet_NaN(), "=nan"},
+      {-Limits::quiet_NaN(), "=nan"},
       {0x1p52, "=4503599627370496.00"},
       {0x1p53 + 2, "=9007199254740994.00"},
   };

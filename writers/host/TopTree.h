@@ -1,6 +1,8 @@
 #pragma once
 
+#include <map>
 #include <memory>
+#include <tuple>
 #include <vector>
 
 #include "writers/host/HostApi.h"
@@ -55,6 +57,7 @@ class PW_HOST_API TopTree {
   const TNode* findOrAdd(TNodeType type, unsigned int id, const TNode* parent);
 
   std::vector<std::unique_ptr<const TNode>> nodes_;
+  std::map<std::tuple<TNodeType, unsigned int, const TNode*>, const TNode*> known_;
 };
 
 }  // namespace pwr
