@@ -173,8 +173,7 @@ std::vector<std::string> Session::finish() {
   if (metadata_ != nullptr) {
     if (!hasHeader_) deliverHeader();
     summary_.deliver(
-        metadata_->getTscFrequencyMHz(),
-        [this](const pwr::MetricContainerInfoMessage& message) { deliver(message); },
+        *metadata_, [this](const pwr::MetricContainerInfoMessage& message) { deliver(message); },
         [this](const pwr::TableMessage& message) { deliver(message); });
   }
   return close();

@@ -1,59 +1,137 @@
 #include "tavrin/summary/MetricTotals.h"
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 
 namespace tavrin {
+
+namespace {
+
+/// The number modulo 2^64, if it is an integer; else 0.
+unsigned long long wholeNumber(const pwr::Data& value) {
+  long long integer = 0;
+  unsigned long long natural = 0;
+  if (value.getType() == pwr::DataType::UInt) {
+    value.toUInt(natural);
+  } else if (value.getType() == pwr::DataType::Int) {
+    value.toInt(integer);
+    natural = static_cast<unsigned long long>(integer);
+  }
+  return natural;
+}
+
+}  // namespace
+
+void SeriesTotals::addToSum(const pwr::Data& addend, double number) {
+  sum += number;
+  whole = whole && addend.getType() != pwr::DataType::Real;
+  wholeSum += wholeNumber(addend);
+}
+
+pwr::Data SeriesTotals::total() const {
+  // The real sum, although rounded, tells which number it is that equals `wholeSum` modulo 2^64.
+  constexpr double kLeast = -0x1p63 * 0.99;
+  constexpr double kMost = 0x1p64 * 0.99;
+  constexpr double kSurelyPositive = 0x1p62;
+  if (!whole || !(sum > kLeast && sum < kMost)) return pwr::Data(sum);
+  return sum > kSurelyPositive ? pwr::Data(wholeSum) : pwr::Data(static_cast<long long>(wholeSum));
+}
 
 std::size_t MetricTotals::KeyHash::operator()(const Key& key) const {
   const std::hash<const void*> hash;
   return hash(key.entity) * 31 + hash(key.descriptor);
 }
 
-MetricTotals::MetricTotals(const pwr::MetricDescription* metric) : metric_(metric) {}
+MetricTotals::MetricTotals(const pwr::MetricDescription* metric)
+    : metric_(metric),
+      hasStates_(metric->type == pwr::Metric::MetricType::TracedValueTransition &&
+                 !metric->finiteSet.empty()) {}
 
+/// Messages mostly have the series of the one before in the same order.
 SeriesTotals& MetricTotals::find(const pwr::DataElement& element) {
   const Key key{element.getEntity(), element.getDescriptor()};
+  if (next_ == series_.size()) next_ = 0;
+  if (next_ < series_.size() && !series_[next_].isText &&
+      key == Key{series_[next_].entity, series_[next_].descriptor}) {
+    return series_[next_++];
+  }
   const auto [found, isNew] = numeric_.try_emplace(key, series_.size());
   if (isNew) series_.push_back({.entity = key.entity, .descriptor = key.descriptor});
+  next_ = found->second + 1;
   return series_[found->second];
 }
 
-SeriesTotals& MetricTotals::findCategory(const pwr::DataElement& element) {
-  const Key key{element.getEntity(), element.getDescriptor()};
-  element.getValue()->toFormattedString(text_);
-  auto& byText = categories_[key];
-  auto found = byText.find(text_);
-  if (found == byText.end()) {
-    found = byText.emplace(text_, series_.size()).first;
-    series_.push_back({.entity = key.entity, .descriptor = key.descriptor, .value = text_});
+/// The place of the series with the value in `text_`.
+std::size_t MetricTotals::findText(const Key& key, Category& category) {
+  const auto found = category.byText.find(text_);
+  if (found != category.byText.end()) return found->second;
+  if (texts_ == kMostTexts) return kOthers;
+  ++texts_;
+  series_.push_back(
+      {.entity = key.entity, .descriptor = key.descriptor, .isText = true, .value = text_});
+  return category.byText.emplace(text_, series_.size() - 1).first->second;
+}
+
+void MetricTotals::end(Category& category, unsigned long long timestamp) {
+  if (category.lasting != kNone && timestamp > category.since) {
+    at(category.lasting).durationTicks += timestamp - category.since;
   }
-  return series_[found->second];
+  category.lasting = kNone;
+}
+
+void MetricTotals::addNumber(const pwr::DataElement& element, double number) {
+  SeriesTotals& series = find(element);
+  series.minimum = series.count == 0 ? number : std::min(series.minimum, number);
+  series.maximum = series.count == 0 ? number : std::max(series.maximum, number);
+  series.addToSum(*element.getValue(), number);
+  series.durationTicks += element.getDuration();
+  ++series.count;
+}
+
+void MetricTotals::addText(const pwr::DataElement& element, unsigned long long timestamp) {
+  const Key key{element.getEntity(), element.getDescriptor()};
+  Category& category = categories_[key];
+  element.getValue()->toFormattedString(text_);
+  const std::size_t index = findText(key, category);
+  end(category, timestamp);
+  SeriesTotals& series = at(index);
+  series.durationTicks += element.getDuration();
+  ++series.count;
+  const bool isTransition = metric_->type == pwr::Metric::MetricType::TracedValueTransition;
+  if (isTransition && element.getDuration() == 0) {
+    category.lasting = index;
+    category.since = timestamp;
+  }
 }
 
 void MetricTotals::add(const pwr::Metric::DataPoint& point) {
   ++messages_;
   for (const pwr::DataElement& element : point.elements) {
     double number = 0.0;
-    const bool isNumber = element.getValue()->toReal(number) == 0;
-    if (!isNumber && element.getValue()->getType() == pwr::DataType::None) continue;
-    categorical_ = categorical_ || !isNumber;
+    const bool isNumber = !hasStates_ && element.getValue()->toReal(number) == 0;
+    // NaN says no more than a value that is missing, and would spoil all that it is added to.
+    if (element.getValue()->getType() == pwr::DataType::None || std::isnan(number)) continue;
     ++values_;
-    SeriesTotals& series = isNumber ? find(element) : findCategory(element);
-    series.minimum = series.count == 0 ? number : std::min(series.minimum, number);
-    series.maximum = series.count == 0 ? number : std::max(series.maximum, number);
-    series.sum += number;
-    series.whole = series.whole && element.getValue()->getType() != pwr::DataType::Real;
-    series.durationTicks += element.getDuration();
-    ++series.count;
+    if (isNumber) {
+      addNumber(element, number);
+    } else {
+      categorical_ = true;
+      addText(element, point.timestamp);
+    }
   }
 }
 
 void MetricTotals::addRemainder(const pwr::Metric::DataPoint& point) {
   for (const pwr::DataElement& element : point.elements) {
     double number = 0.0;
-    if (element.getValue()->toReal(number) == 0) find(element).sum += number;
+    if (element.getValue()->toReal(number) != 0 || std::isnan(number)) continue;
+    find(element).addToSum(*element.getValue(), number);
   }
+}
+
+void MetricTotals::endStates(unsigned long long timestamp) {
+  for (auto& [key, category] : categories_) end(category, timestamp);
 }
 
 }  // namespace tavrin

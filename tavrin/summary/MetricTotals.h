@@ -14,32 +14,52 @@ namespace tavrin {
 struct SeriesTotals {
   const pwr::EntityHandle* entity = nullptr;
   const pwr::DataDescriptor* descriptor = nullptr;
-  std::string value;  ///< text of the value; empty for numbers
+  bool isText = false;
+  std::string value;  ///< of a text
   unsigned long long count = 0;
   unsigned long long durationTicks = 0;
   double sum = 0.0;
   double minimum = 0.0;
   double maximum = 0.0;
-  bool whole = true;  ///< every value was an integer
+  bool whole = true;                ///< every value was an integer
+  unsigned long long wholeSum = 0;  ///< of the integers, modulo 2^64
+
+  /// `number` is the addend as a real.
+  void addToSum(const pwr::Data& addend, double number);
+  /// The sum: an integer, exact, where every value was one and the sum fits 64 bits; else a real.
+  pwr::Data total() const;
 };
 
 /// Adds up the samples of one metric as they pass, in memory that depends on the number of series
-/// only. Adding a sample of a known series allocates nothing.
+/// only, and of `kMostTexts` texts at most. Adding a number of a known series allocates nothing.
+///
+/// A state or text that came without a duration lasts until the next one of its entity and
+/// descriptor when the metric traces transitions.
 class MetricTotals {
  public:
+  /// How many different texts a metric may have; what further ones add up to is `others`.
+  static constexpr std::size_t kMostTexts = 65536;
+
   explicit MetricTotals(const pwr::MetricDescription* metric);
 
   void add(const pwr::Metric::DataPoint& point);
   /// Adds to the sums only.
   void addRemainder(const pwr::Metric::DataPoint& point);
+  /// To be called after the last `add`: what lasts until the next state has lasted until the end of
+  /// the collection, at `timestamp`.
+  void endStates(unsigned long long timestamp);
 
   const pwr::MetricDescription* metric() const { return metric_; }
   /// In the order of first appearance.
   const std::vector<SeriesTotals>& series() const { return series_; }
+  const SeriesTotals& others() const { return others_; }
   unsigned long long messages() const { return messages_; }
   unsigned long long values() const { return values_; }
   /// True when some value was not a number.
   bool isCategorical() const { return categorical_; }
+  /// True for a metric that traces transitions within a finite set: its values are states, also
+  /// where they are numbers.
+  bool hasStates() const { return hasStates_; }
 
  private:
   struct Key {
@@ -50,14 +70,30 @@ class MetricTotals {
   struct KeyHash {
     std::size_t operator()(const Key& key) const;
   };
+  /// The texts of an entity and descriptor, and which of them lasts.
+  struct Category {
+    std::map<std::string, std::size_t> byText;
+    std::size_t lasting = kNone;
+    unsigned long long since = 0;
+  };
+  static constexpr std::size_t kNone = ~std::size_t{0};
+  static constexpr std::size_t kOthers = kNone - 1;
 
+  void addNumber(const pwr::DataElement& element, double number);
+  void addText(const pwr::DataElement& element, unsigned long long timestamp);
   SeriesTotals& find(const pwr::DataElement& element);
-  SeriesTotals& findCategory(const pwr::DataElement& element);
+  std::size_t findText(const Key& key, Category& category);
+  SeriesTotals& at(std::size_t index) { return index == kOthers ? others_ : series_[index]; }
+  void end(Category& category, unsigned long long timestamp);
 
   const pwr::MetricDescription* metric_;
+  const bool hasStates_;
   std::vector<SeriesTotals> series_;
+  SeriesTotals others_;
+  std::size_t next_ = 0;  // the place in series_ after the one found last
   std::unordered_map<Key, std::size_t, KeyHash> numeric_;
-  std::unordered_map<Key, std::map<std::string, std::size_t>, KeyHash> categories_;
+  std::unordered_map<Key, Category, KeyHash> categories_;
+  std::size_t texts_ = 0;
   std::string text_;  // reused
   unsigned long long messages_ = 0;
   unsigned long long values_ = 0;

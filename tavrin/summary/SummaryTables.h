@@ -2,28 +2,29 @@
 
 #include <functional>
 #include <map>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "tavrin/summary/MetricTotals.h"
 #include "writers/host/MetricContainerInfoMessage.h"
+#include "writers/host/SystemMetadata.h"
 #include "writers/host/TableMessage.h"
 
 namespace tavrin {
 
 /// Computes the summary tables of a run from the metrics that were delivered, so that a live run
-/// and its replay have the same ones. One table per metric, by its kind:
+/// and its replay have the same ones. The tables of a metric, by its kind:
 ///
 ///   residency            "… Summary: Residency (Percentage and Time)", a row per entity
+///   states, traced       the same, and "… Summary: Entry Counts"
 ///   state entries        "… Summary: Entry Counts", a row per entity
 ///   counter with a rate  "… Summary: Average Rate and Total", a row per series
 ///   other counter        "… Summary: Total", a row per series
 ///   numbers              "… Summary: Sampled Values" (minimum, average, maximum), a row per series
-///   texts and states     "… Summary: Counts", a row per series and value
+///   texts                "… Summary: Counts", a row per series and value, or the most frequent
+///   ones
 ///
 /// and "Collection Summary: Total Samples Received" over all metrics. The first cell of a row names
-/// what the row is about; averages are over samples, percentages and rates over time.
+/// what the row is about; averages are over samples, percentages and rates over time. Traced states
+/// are the transitions of a metric with a finite set of values.
 class SummaryTables {
  public:
   using TableSink = std::function<void(const pwr::TableMessage&)>;
@@ -35,9 +36,9 @@ class SummaryTables {
   /// Tells which containers exist, so that the tables' own container gets an id of its own.
   void noteContainer(unsigned int containerId);
 
-  /// Delivers every table, row by row. `ticksPerMicrosecond`: the timestamp clock in MHz.
-  void deliver(double ticksPerMicrosecond, const ContainerSink& containers,
-               const TableSink& tables) const;
+  /// Delivers every table, row by row; to be called once, when `system` is complete.
+  void deliver(const pwr::SystemMetadata& system, const ContainerSink& containers,
+               const TableSink& tables);
 
  private:
   MetricTotals& totalsOf(const pwr::Metric& metric);

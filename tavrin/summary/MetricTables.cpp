@@ -1,0 +1,252 @@
+#include "tavrin/summary/MetricTables.h"
+
+#include <algorithm>
+
+#include "tavrin/summary/SeriesGrid.h"
+#include "writers/host/Quantity.h"
+
+namespace tavrin {
+
+namespace {
+
+constexpr double kMicrosecondsPerSecond = 1e6;
+
+const pwr::Quantity* percentage() {
+  static const pwr::Quantity* const quantity = pwr::createQuantity(
+      {.type = pwr::QuantityType::Percentage, .name = "Percentage", .units = "%"});
+  return quantity;
+}
+
+/// What the rows of a metric's tables are about: "CPU", "Zone".
+std::string subjectOf(const MetricTotals& totals) {
+  const pwr::MetricDescription& metric = *totals.metric();
+  const pwr::Field* const group =
+      metric.entities.empty() ? metric.descriptorGroup.get() : metric.entityGroup.get();
+  return group == nullptr ? "Name" : group->getName();
+}
+
+pwr::Data notAvailable() {
+  return pwr::Data("n/a");
+}
+
+pwr::Data ratio(double value, double by) {
+  return by > 0.0 ? pwr::Data(value / by) : notAvailable();
+}
+
+/// Names of the rows of a metric's tables. A descriptor that all have in common says nothing about
+/// them.
+class RowNames {
+ public:
+  explicit RowNames(const MetricTotals& totals) : metric_(*totals.metric()) {
+    const std::vector<SeriesTotals>& series = totals.series();
+    isSoleDescriptor_ = std::ranges::all_of(series, [&](const SeriesTotals& one) {
+      return one.descriptor == series.front().descriptor;
+    });
+  }
+
+  std::string operator()(const pwr::EntityHandle* entity,
+                         const pwr::DataDescriptor* descriptor) const {
+    const std::string first = entity == nullptr ? "" : entity->getName();
+    const std::string second = descriptor == nullptr ? "" : descriptor->getName();
+    if (first.empty() && second.empty()) return metric_.name;
+    if (first.empty() || second.empty()) return first + second;
+    return isSoleDescriptor_ ? first : first + " " + second;
+  }
+
+ private:
+  const pwr::MetricDescription& metric_;
+  bool isSoleDescriptor_;
+};
+
+/// What all tables of the metric have in common.
+TableBuilder startTable(const MetricTotals& totals, const std::string& form, const char* note,
+                        bool isSecond = false) {
+  const pwr::MetricDescription& metric = *totals.metric();
+  TableBuilder table(metric.containerId, 2 * metric.id + (isSecond ? 1 : 0),
+                     metric.name + " Summary: " + form, note);
+  table.column(subjectOf(totals));
+  return table;
+}
+
+/// False for a table that nobody could read, and few could store: its series are listed instead.
+bool isLegible(const SeriesGrid& grid) {
+  constexpr std::size_t kMostColumns = 1000;
+  constexpr std::size_t kMostCells = 10'000'000;
+  const std::size_t columns = grid.columns().size();
+  return columns <= kMostColumns && columns * grid.rows().size() <= kMostCells;
+}
+
+void addColumns(TableBuilder& table, const SeriesGrid& grid, const pwr::Quantity* quantity) {
+  for (const auto& [descriptor, value] : grid.columns()) {
+    table.column(descriptor == nullptr ? value : descriptor->getName(), quantity);
+  }
+}
+
+/// Adds the grid's rows, each with a cell per column for each of `cellOf`, which get the series or
+/// null and the row's number.
+template <typename... CellOf>
+void addRows(TableBuilder& table, const SeriesGrid& grid, const RowNames& names,
+             const CellOf&... cellOf) {
+  for (std::size_t row = 0; row < grid.rows().size(); ++row) {
+    const auto& [entity, descriptor] = grid.rows()[row];
+    TableBuilder::Row cells{pwr::Data(names(entity, descriptor))};
+    const auto addCells = [&](const auto& oneCellOf) {
+      for (std::size_t column = 0; column < grid.columns().size(); ++column) {
+        cells.push_back(oneCellOf(grid.at(row, column), row));
+      }
+    };
+    (addCells(cellOf), ...);
+    table.row(std::move(cells));
+  }
+}
+
+TableBuilder startResidencyTable(const MetricTotals& totals, const SeriesGrid& grid) {
+  TableBuilder table = startTable(totals, "Residency (Percentage and Time)",
+                                  "Share of the measured time spent in each state and that time.");
+  addColumns(table, grid, percentage());
+  addColumns(table, grid, pwr::Quantity::time());
+  return table;
+}
+
+TableBuilder startEntryTable(const MetricTotals& totals, const SeriesGrid& grid, bool isSecond) {
+  TableBuilder table =
+      startTable(totals, "Entry Counts", "How often each state was entered.", isSecond);
+  addColumns(table, grid, nullptr);
+  return table;
+}
+
+/// Of sampled residencies: the time that was measured is that of the samples.
+TableBuilder residencyTable(const MetricTotals& totals, const SeriesGrid& grid) {
+  TableBuilder table = startResidencyTable(totals, grid);
+  const auto percent = [](const SeriesTotals* series, std::size_t /*row*/) {
+    return series == nullptr
+               ? notAvailable()
+               : ratio(100.0 * series->sum, static_cast<double>(series->durationTicks));
+  };
+  const auto time = [](const SeriesTotals* series, std::size_t /*row*/) {
+    return series == nullptr ? notAvailable() : series->total();
+  };
+  addRows(table, grid, RowNames(totals), percent, time);
+  return table;
+}
+
+TableBuilder entryTable(const MetricTotals& totals, const SeriesGrid& grid) {
+  TableBuilder table = startEntryTable(totals, grid, false);
+  addRows(table, grid, RowNames(totals), [](const SeriesTotals* series, std::size_t /*row*/) {
+    return series == nullptr ? notAvailable() : series->total();
+  });
+  return table;
+}
+
+/// Of traced states: the time that was measured is that of all states together.
+std::vector<TableBuilder> stateTables(const MetricTotals& totals, const SeriesGrid& grid) {
+  std::vector<double> measured(grid.rows().size());
+  for (std::size_t row = 0; row < measured.size(); ++row) {
+    for (std::size_t column = 0; column < grid.columns().size(); ++column) {
+      const SeriesTotals* const series = grid.at(row, column);
+      if (series != nullptr) measured[row] += static_cast<double>(series->durationTicks);
+    }
+  }
+  const auto ticks = [](const SeriesTotals* series) {
+    return series == nullptr ? 0 : series->durationTicks;
+  };
+  const RowNames names(totals);
+  TableBuilder residencies = startResidencyTable(totals, grid);
+  addRows(
+      residencies, grid, names,
+      [&](const SeriesTotals* series, std::size_t row) {
+        return ratio(100.0 * static_cast<double>(ticks(series)), measured[row]);
+      },
+      [&](const SeriesTotals* series, std::size_t /*row*/) { return pwr::Data(ticks(series)); });
+  TableBuilder entries = startEntryTable(totals, grid, true);
+  addRows(entries, grid, names, [](const SeriesTotals* series, std::size_t /*row*/) {
+    return pwr::Data(series == nullptr ? 0 : series->count);
+  });
+  return {std::move(residencies), std::move(entries)};
+}
+
+TableBuilder totalTable(const MetricTotals& totals, double ticksPerMicrosecond) {
+  const pwr::Quantity* const quantity = totals.metric()->quantity;
+  const pwr::Quantity* rate = nullptr;
+  double factor = 1.0;
+  const bool hasRate = quantity != nullptr && quantity->getRateConversion(rate, factor) == 0;
+  TableBuilder table =
+      hasRate ? startTable(totals, "Average Rate and Total", "The average is over time.")
+              : startTable(totals, "Total", "The sum of all samples.");
+  if (hasRate) table.column("Average Rate", rate);
+  table.column("Total", quantity);
+  const RowNames names(totals);
+  for (const SeriesTotals& series : totals.series()) {
+    TableBuilder::Row row{pwr::Data(names(series.entity, series.descriptor))};
+    const double seconds =
+        static_cast<double>(series.durationTicks) / (ticksPerMicrosecond * kMicrosecondsPerSecond);
+    if (hasRate) row.push_back(ratio(series.sum * factor, seconds));
+    row.push_back(series.total());
+    table.row(std::move(row));
+  }
+  return table;
+}
+
+TableBuilder valueTable(const MetricTotals& totals) {
+  const pwr::Quantity* const quantity = totals.metric()->quantity;
+  TableBuilder table = startTable(totals, "Sampled Values", "The average is over the samples.");
+  for (const char* name : {"Minimum", "Average", "Maximum"}) table.column(name, quantity);
+  table.column("Samples");
+  const RowNames names(totals);
+  for (const SeriesTotals& series : totals.series()) {
+    table.row({pwr::Data(names(series.entity, series.descriptor)), pwr::Data(series.minimum),
+               ratio(series.sum, static_cast<double>(series.count)), pwr::Data(series.maximum),
+               pwr::Data(series.count)});
+  }
+  return table;
+}
+
+/// A row per series and value. Of many only the most frequent, then the sums of all others.
+TableBuilder countTable(const MetricTotals& totals) {
+  TableBuilder table = startTable(totals, "Counts", "How often each value occurred and how long.");
+  table.column("Value");
+  table.column("Count");
+  table.column("Time", pwr::Quantity::time());
+  std::vector<const SeriesTotals*> rows;
+  for (const SeriesTotals& series : totals.series()) rows.push_back(&series);
+  SeriesTotals others = totals.others();
+  if (rows.size() > kMostTextRows || others.count > 0) {
+    std::ranges::stable_sort(rows, std::ranges::greater(), &SeriesTotals::count);
+    for (std::size_t row = kMostTextRows; row < rows.size(); ++row) {
+      others.count += rows[row]->count;
+      others.durationTicks += rows[row]->durationTicks;
+    }
+    rows.resize(std::min(rows.size(), kMostTextRows));
+  }
+  const RowNames names(totals);
+  for (const SeriesTotals* series : rows) {
+    table.row({pwr::Data(names(series->entity, series->descriptor)), pwr::Data(series->value),
+               pwr::Data(series->count), pwr::Data(series->durationTicks)});
+  }
+  if (others.count > 0) {
+    table.row({pwr::Data("others"), pwr::Data(""), pwr::Data(others.count),
+               pwr::Data(others.durationTicks)});
+  }
+  return table;
+}
+
+}  // namespace
+
+std::vector<TableBuilder> tablesOf(const MetricTotals& totals, double ticksPerMicrosecond) {
+  using Type = pwr::Metric::MetricType;
+  const pwr::MetricDescription& metric = *totals.metric();
+  const SeriesGrid grid(totals);
+  if (totals.hasStates() && isLegible(grid)) return stateTables(totals, grid);
+  if (totals.isCategorical()) return {countTable(totals)};
+  if (metric.type == Type::SampledResidency && isLegible(grid)) {
+    return {residencyTable(totals, grid)};
+  }
+  const bool isCounter = metric.type == Type::SampledDelta || metric.type == Type::SampledResidency;
+  if (!isCounter) return {valueTable(totals)};
+  const bool countsEntries =
+      metric.quantity != nullptr && metric.quantity->toQuantity() == pwr::QuantityType::StateEntry;
+  if (countsEntries && isLegible(grid)) return {entryTable(totals, grid)};
+  return {totalTable(totals, ticksPerMicrosecond)};
+}
+
+}  // namespace tavrin

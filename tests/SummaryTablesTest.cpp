@@ -1,0 +1,339 @@
+// The totals of metrics and the summary tables made of them.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <limits>
+
+#include "hostcommon/Descriptions.h"
+#include "tavrin/summary/SummaryTables.h"
+#include "writers/host/Quantity.h"
+
+using pwr::Data;
+using tavrin::MetricTotals;
+using tavrin::SummaryTables;
+using Type = pwr::Metric::MetricType;
+
+namespace {
+
+/// Prints tables as "title" and "a | b | c" lines.
+class TablePrinter {
+ public:
+  void operator()(const pwr::TableMessage& message) {
+    if (message.getTitle() != title_) {
+      title_ = message.getTitle();
+      text += title_ + "\n";
+      line(message.getHandles(),
+           [](const pwr::DataHandle* handle) { return handle->getFieldName(); });
+    }
+    line(message.getCells(), [](const Data& cell) {
+      std::string one;
+      cell.toFormattedString(one);
+      return one;
+    });
+  }
+  std::string text;
+
+ private:
+  template <typename Items, typename TextOf>
+  void line(const Items& items, const TextOf& textOf) {
+    std::string joined;
+    for (const auto& item : items) joined += (joined.empty() ? "" : " | ") + textOf(item);
+    text += joined + "\n";
+  }
+  std::string title_;
+};
+
+/// What metrics of every kind are about, on two processors.
+struct Machine {
+  const pwr::EntityHandle* cpus[2] = {pwr::createEntity({.name = "CPU0"}),
+                                      pwr::createEntity({.name = "CPU1"})};
+  const pwr::DataDescriptor* states[2] = {
+      pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("C1", "")),
+      pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("C6", ""))};
+  const pwr::Quantity* watts =
+      pwr::createQuantity({.type = pwr::QuantityType::Power, .name = "Power", .units = "W"});
+  const pwr::Quantity* energy = pwr::createQuantity({.type = pwr::QuantityType::Energy,
+                                                     .name = "Energy",
+                                                     .units = "mJ",
+                                                     .rate = watts,
+                                                     .rateFactor = 0.001});
+  const pwr::Quantity* entries =
+      pwr::createQuantity({.type = pwr::QuantityType::StateEntry, .name = "Entries"});
+};
+
+constexpr unsigned long long kSecond = 1'000'000'000;
+
+/// A metric's samples, one per second.
+using Samples = std::vector<std::vector<pwr::DataElement>>;
+
+/// The summary of a run.
+class Summary {
+ public:
+  pwr::Metric& add(pwr::MetricDescription description, const Samples& samples) {
+    description.containerId = 4;
+    description.featureTag = "test";
+    description.descriptorGroup =
+        std::make_shared<const pwr::Field>("Where", pwr::ExpectedAttributeManager());
+    pwr::Metric& metric = metrics_.emplace_back(pwr::createMetric(std::move(description)));
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+      metric.editData() = {.timestamp = i * kSecond, .elements = samples[i]};
+      tables.add(metric);
+    }
+    return metric;
+  }
+
+  /// All tables but that of the samples received, of a run that ends at `stop`.
+  std::string text(unsigned long long stop = 0) {
+    const pwr::SystemMetadata system(
+        {.timestampClockFrequencyMHz = 1000, .collectionStopTimestamp = stop});
+    TablePrinter printer;
+    tables.deliver(
+        system, [&](const auto& info) { ownContainer = info.getContainerId(); },
+        [&](const pwr::TableMessage& message) { printer(message); });
+    const std::size_t end = printer.text.find("Collection Summary: ");
+    received = printer.text.substr(end);
+    return printer.text.substr(0, end);
+  }
+
+  SummaryTables tables;
+  unsigned int ownContainer = 0;
+  std::string received;
+
+ private:
+  std::deque<pwr::Metric> metrics_;
+};
+
+/// A sample with one element of each value.
+Samples samplesOf(const std::vector<Data>& values) {
+  Samples samples;
+  for (const Data& value : values) samples.push_back({{value, nullptr, nullptr, 0}});
+  return samples;
+}
+
+TEST(SummaryTables, OneFormPerKindOfMetric) {
+  const Machine m;
+  const auto count = [](unsigned long long value) { return Data(value); };
+  Summary run;
+  pwr::Metric& idle =
+      run.add({.name = "Idle", .type = Type::SampledResidency, .quantity = pwr::Quantity::time()},
+              {{{count(kSecond), m.states[0], m.cpus[0], 2 * kSecond},
+                {count(0), m.states[1], m.cpus[0], 2 * kSecond},
+                {count(kSecond), m.states[1], m.cpus[1], 2 * kSecond}},
+               {{count(kSecond), m.states[0], m.cpus[0], 2 * kSecond}}});
+  idle.editData().elements = {{count(kSecond), m.states[1], m.cpus[0], 0}};
+  run.tables.addRemainder(idle);
+  run.add({.name = "Entries", .type = Type::SampledDelta, .quantity = m.entries},
+          {{{count(3), m.states[0], m.cpus[1], kSecond}},
+           {{count(4), m.states[0], m.cpus[1], kSecond}}});
+  run.add({.name = "Energy", .type = Type::SampledDelta, .quantity = m.energy},
+          {{{Data(1500.5), nullptr, m.cpus[0], kSecond}},
+           {{Data(500.0), nullptr, m.cpus[0], kSecond}}});
+  run.add({.name = "Faults", .type = Type::SampledDelta},
+          {{{count(3), m.states[0], nullptr, kSecond}}});
+  run.add({.name = "Volts"},
+          {{{Data(-1.0), m.states[0], m.cpus[0], 0}}, {{Data(2.0), m.states[0], m.cpus[0], 0}}});
+  run.add({.name = "Mode", .type = Type::TracedEvent},
+          {{{Data("off"), nullptr, m.cpus[0], kSecond}},
+           {{Data("on"), nullptr, m.cpus[0], kSecond}},
+           {{Data("on"), nullptr, m.cpus[0], kSecond}, {Data(), nullptr, m.cpus[0], kSecond}}});
+  run.add({.name = "Nothing"}, {{}});
+  run.add({.name = "Silent", .type = Type::SampledResidency, .quantity = pwr::Quantity::time()},
+          {});
+  pwr::Metric silent = run.add({.name = "Silent too", .type = Type::SampledDelta}, {});
+  run.tables.addRemainder(silent);
+  EXPECT_EQ(run.text(),
+            "Idle Summary: Residency (Percentage and Time)\n"
+            "Where | C1 (%) | C6 (%) | C1 (ms) | C6 (ms)\n"
+            "CPU0 | 50.00 | 50.00 | 2000000000 | 1000000000\n"
+            "CPU1 | n/a | 50.00 | n/a | 1000000000\n"
+            "Entries Summary: Entry Counts\n"
+            "Where | C1\n"
+            "CPU1 | 7\n"
+            "Energy Summary: Average Rate and Total\n"
+            "Where | Average Rate (W) | Total (mJ)\n"
+            "CPU0 | 1.00 | 2000.50\n"
+            "Faults Summary: Total\n"
+            "Where | Total\n"
+            "C1 | 3\n"
+            "Volts Summary: Sampled Values\n"
+            "Where | Minimum | Average | Maximum | Samples\n"
+            "CPU0 | -1.00 | 0.50 | 2.00 | 2\n"
+            "Mode Summary: Counts\n"
+            "Where | Value | Count | Time (ms)\n"
+            "CPU0 | off | 1 | 1000000000\n"
+            "CPU0 | on | 2 | 2000000000\n"
+            "Nothing Summary: Sampled Values\n"
+            "Where | Minimum | Average | Maximum | Samples\n"
+            "\n"
+            "Silent too Summary: Total\n"
+            "Where | Total\n"
+            "\n");
+  EXPECT_EQ(run.ownContainer, 5U);
+  EXPECT_EQ(run.received,
+            "Collection Summary: Total Samples Received\n"
+            "Metric | Feature | Samples | Values\n"
+            "Idle | test | 2 | 4\n"
+            "Entries | test | 2 | 2\n"
+            "Energy | test | 2 | 2\n"
+            "Faults | test | 1 | 1\n"
+            "Volts | test | 2 | 2\n"
+            "Mode | test | 3 | 3\n"
+            "Nothing | test | 1 | 0\n"
+            "Silent too | test | 0 | 0\n");
+}
+
+TEST(SummaryTables, RowsAreNamedByWhatTellsThemApart) {
+  const Machine m;
+  const Data one(1);
+  const pwr::EntityHandle* const nameless = pwr::createEntity({});
+  const std::pair<std::vector<pwr::DataElement>, std::string> cases[] = {
+      {{{one, nullptr, nullptr, 0}}, "Faults | 1\n"},
+      {{{one, m.states[0], nullptr, 0}, {one, m.states[1], nullptr, 0}}, "C1 | 1\nC6 | 1\n"},
+      {{{one, m.states[0], m.cpus[0], 0}, {one, m.states[0], m.cpus[1], 0}},
+       "CPU0 | 1\nCPU1 | 1\n"},
+      {{{one, m.states[0], m.cpus[0], 0}, {one, m.states[1], m.cpus[0], 0}},
+       "CPU0 C1 | 1\nCPU0 C6 | 1\n"},
+      {{{one, nullptr, m.cpus[0], 0}, {one, m.states[1], m.cpus[0], 0}}, "CPU0 | 1\nCPU0 C6 | 1\n"},
+      {{{one, m.states[0], nameless, 0}, {one, nullptr, nameless, 0}}, "C1 | 1\nFaults | 1\n"},
+  };
+  for (const auto& [elements, rows] : cases) {
+    Summary run;
+    run.add({.name = "Faults", .type = Type::SampledDelta}, {elements});
+    EXPECT_EQ(run.text(), "Faults Summary: Total\nWhere | Total\n" + rows);
+  }
+}
+
+TEST(SummaryTables, TotalsOfIntegersAreExact) {
+  constexpr auto kMostUInt = std::numeric_limits<unsigned long long>::max();
+  constexpr auto kLeastInt = std::numeric_limits<long long>::min();
+  const std::pair<std::vector<Data>, std::string> cases[] = {
+      {{Data(1ULL << 63U)}, "9223372036854775808"},
+      {{Data(1ULL << 63U), Data(1ULL << 62U), Data(1U)}, "13835058055282163713"},
+      {{Data(1ULL << 53U), Data(1U)}, "9007199254740993"},
+      {{Data(kMostUInt), Data(kMostUInt)}, "36893488147419103232.00"},
+      {{Data(kLeastInt), Data(kLeastInt)}, "-18446744073709551616.00"},
+      {{Data(3U), Data(-5)}, "-2"},
+      {{Data(0.5), Data(2U)}, "2.50"},
+      {{Data(2U), Data(0.5)}, "2.50"},
+      {{Data(2U), Data(1.0)}, "3.00"},
+      {{Data(1U), Data(std::nan("")), Data(2U)}, "3"},
+  };
+  for (const auto& [values, total] : cases) {
+    Summary run;
+    run.add({.name = "N", .type = Type::SampledDelta}, samplesOf(values));
+    EXPECT_EQ(run.text(), "N Summary: Total\nWhere | Total\nN | " + total + "\n");
+  }
+}
+
+TEST(SummaryTables, NanIsAMissingValue) {
+  Summary run;
+  run.add({.name = "Volts"},
+          samplesOf({Data(std::nan("")), Data(1.0), Data(-std::nan("")), Data(3.0)}));
+  EXPECT_EQ(run.text(),
+            "Volts Summary: Sampled Values\n"
+            "Where | Minimum | Average | Maximum | Samples\n"
+            "Volts | 1.00 | 2.00 | 3.00 | 2\n");
+}
+
+TEST(SummaryTables, TracedStatesHaveResidencies) {
+  const Machine m;
+  const pwr::DataHandle* const deep =
+      pwr::createHandle({.type = pwr::DataHandleType::State, .name = "Deep"});
+  Summary run;
+  // Without a duration a state lasts until the next one; at most, the end of the run is known.
+  run.add({.name = "Sleep",
+           .type = Type::TracedValueTransition,
+           .finiteSet = {Data("Off"), Data("On"), Data(deep)}},
+          {{{Data("On"), nullptr, m.cpus[0], 0}, {Data(deep), nullptr, m.cpus[1], kSecond / 4}},
+           {{Data(deep), nullptr, m.cpus[0], 0}},
+           {{Data("New"), nullptr, m.cpus[1], 3 * kSecond / 4}},
+           {{Data("On"), nullptr, m.cpus[0], 0}}});
+  // Numbers of a finite set are states too.
+  run.add(
+      {.name = "Level", .type = Type::TracedValueTransition, .finiteSet = {Data(7U), Data(2.5)}},
+      {{{Data(7U), m.states[0], m.cpus[0], 0}, {Data(2.5), m.states[1], m.cpus[0], 0}},
+       {{Data(2.5), m.states[0], m.cpus[0], 0}}});
+  EXPECT_EQ(run.text(4 * kSecond),
+            "Sleep Summary: Residency (Percentage and Time)\n"
+            "Where | Off (%) | On (%) | Deep (%) | New (%) | "
+            "Off (ms) | On (ms) | Deep (ms) | New (ms)\n"
+            "CPU0 | 0.00 | 50.00 | 50.00 | 0.00 | 0 | 2000000000 | 2000000000 | 0\n"
+            "CPU1 | 0.00 | 0.00 | 25.00 | 75.00 | 0 | 0 | 250000000 | 750000000\n"
+            "Sleep Summary: Entry Counts\n"
+            "Where | Off | On | Deep | New\n"
+            "CPU0 | 0 | 2 | 1 | 0\n"
+            "CPU1 | 0 | 0 | 1 | 1\n"
+            "Level Summary: Residency (Percentage and Time)\n"
+            "Where | 7 (%) | 2.50 (%) | 7 (ms) | 2.50 (ms)\n"
+            "CPU0 C1 | 25.00 | 75.00 | 1000000000 | 3000000000\n"
+            "CPU0 C6 | 0.00 | 100.00 | 0 | 4000000000\n"
+            "Level Summary: Entry Counts\n"
+            "Where | 7 | 2.50\n"
+            "CPU0 C1 | 1 | 1\n"
+            "CPU0 C6 | 0 | 1\n");
+}
+
+TEST(SummaryTables, ManyTextsAreCutToTheMostFrequent) {
+  Samples samples;
+  for (unsigned int text = 1; text <= 21; ++text) {
+    for (unsigned int n = 0; n < text % 21 + 1; ++n) {
+      samples.push_back({{Data("t" + std::to_string(text)), nullptr, nullptr, 10}});
+    }
+  }
+  const auto add = [&](Summary& run) {
+    run.add({.name = "Reason", .type = Type::TracedEvent}, samples);
+  };
+  Summary run;
+  add(run);
+  const std::string head = "Reason Summary: Counts\nWhere | Value | Count | Time (ms)\n";
+  std::string rows;
+  for (int text = 20; text >= 1; --text) {
+    rows += "Reason | t" + std::to_string(text) + " | " + std::to_string(text + 1) + " | " +
+            std::to_string(10 * text + 10) + "\n";
+  }
+  EXPECT_EQ(run.text(), head + rows + "others |  | 1 | 10\n");
+
+  // Texts beyond a limit are counted, not kept.
+  constexpr unsigned int kBeyond = 1000;
+  for (std::size_t text = 21; text < MetricTotals::kMostTexts + kBeyond; ++text) {
+    samples.push_back({{Data("u" + std::to_string(text)), nullptr, nullptr, 10}});
+  }
+  Summary many;
+  add(many);
+  const std::size_t others = MetricTotals::kMostTexts + kBeyond - 20;
+  EXPECT_EQ(many.text(), head + rows + "others |  | " + std::to_string(others) + " | " +
+                             std::to_string(10 * others) + "\n");
+}
+
+TEST(SummaryTables, ManySeriesTakeNoLongTime) {
+  std::vector<const pwr::DataDescriptor*> descriptors;
+  for (int i = 0; i < 2000; ++i) {
+    descriptors.push_back(pwr::DataDescriptor::create({"D" + std::to_string(i), ""}));
+  }
+  std::vector<pwr::Metric::EntityDescCombo> combinations;
+  std::vector<pwr::DataElement> elements;
+  for (std::size_t i = 0; i < 20000; ++i) {
+    const pwr::EntityHandle* const entity = pwr::createEntity({.name = "E" + std::to_string(i)});
+    for (std::size_t d = 0; d < 10; ++d) {
+      combinations.push_back({entity, descriptors[d]});
+      elements.emplace_back(Data(1U), descriptors[d], entity, 1);
+    }
+  }
+  Summary run;
+  run.add({.name = "Idle", .type = Type::SampledResidency, .combinations = combinations},
+          {elements});
+  EXPECT_EQ(std::ranges::count(run.text(), '\n'), 20002);
+  // A column for each of too many descriptors would be of use to nobody.
+  elements.clear();
+  for (const pwr::DataDescriptor* descriptor : descriptors) {
+    elements.emplace_back(Data(1U), descriptor, nullptr, 1);
+  }
+  Summary wide;
+  wide.add({.name = "Idle", .type = Type::SampledResidency}, {elements});
+  EXPECT_EQ(wide.text().substr(0, 48), "Idle Summary: Total\nWhere | Total\nD0 | 1\nD1 | 1\n");
+}
+
+}  // namespace
