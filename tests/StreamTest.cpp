@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "hostcommon/Descriptions.h"
+#include "tavrin/stream/JsonLine.h"
+#include "tavrin/stream/RecordReplay.h"
 #include "tavrin/stream/StreamReader.h"
 #include "tavrin/stream/StreamWriter.h"
 #include "tests/TestSupport.h"
@@ -341,8 +343,148 @@ TEST(Stream, LinesMayBeLongEmptyOrWithoutEnd) {
     text = kStart;
     EXPECT_EQ(replay.sink.text(), text.append(line).append("\n").append(line).append("\n"));
   }
-  const Replay deep(kStart + std::string(3000000, '['));
-  EXPECT_EQ(deep.error, "s:3: not valid JSON: Invalid value (column 3000001)");
+}
+
+/// Definitions with the ids from 1 to `count`, each but the first with `member` naming the one
+/// before.
+std::string chain(const std::string& type, const std::string& member, int count) {
+  std::string lines;
+  for (int id = 1; id <= count; ++id) {
+    lines += R"({"type":")" + type + R"(","id":)" + std::to_string(id);
+    if (id > 1) lines += ",\"" + member + "\":" + std::to_string(id - 1);
+    lines += "}\n";
+  }
+  return lines;
+}
+
+TEST(Stream, DepthDoesNoHarm) {
+  for (const std::string bracket : {"[", "{\"a\":"}) {
+    std::string line;
+    for (int i = 0; i < 300000; ++i) line += bracket;
+    const std::string column = std::to_string(16 * bracket.size() + 1);
+    EXPECT_EQ(Replay(kStart + line).error, "s:3: nested too deeply (column " + column + ")");
+  }
+  EXPECT_EQ(Replay(kStart + chain("entity", "parent", 256)).error, "");
+  EXPECT_EQ(Replay(kStart + chain("entity", "parent", 257)).error,
+            "s:259: member \"parent\" is the 256th of a chain of parents");
+  const std::string quantities = chain("quantity", "rate", 150000);
+  const std::string sample =
+      "{\"type\":\"metric\",\"id\":150001,\"quantity\":150000}\n"
+      "{\"type\":\"sample\",\"metric\":150001,\"time\":0,\"elements\":[]}\n";
+  Replay replay(kStart + quantities + sample);
+  EXPECT_EQ(replay.error, "");
+  EXPECT_EQ(replay.sink.text(), kStart + quantities + sample);
+}
+
+TEST(Stream, MemoryOfALineIsLimited) {
+  tavrin::JsonLine json(100000);
+  std::string text = '"' + std::string(1000000, 'x') + '"';
+  EXPECT_EQ(json.parse(text).GetStringLength(), 1000000U) << "a text takes none";
+  for (const std::string item : {"1,", "[],", "[1,2,3],", "{\"a\":1},"}) {
+    std::string line = "[";
+    for (int i = 0; i < 20000; ++i) line += item;
+    line.back() = ']';
+    try {
+      json.parse(line);
+      FAIL() << item;
+    } catch (const tavrin::StreamError& error) {
+      EXPECT_STREQ(error.what(), "the line holds too many values");
+    }
+    text = "[1]";
+    EXPECT_EQ(json.parse(text)[0].GetInt(), 1) << "the next line is read as ever";
+  }
+}
+
+TEST(Stream, BeginsWithAMarkOrNot) {
+  EXPECT_EQ(Replay(std::string("\xEF\xBB\xBF") + kStart).error, "");
+  EXPECT_EQ(Replay(kStart + std::string("\xEF\xBB\xBF{}")).error,
+            "s:3: not valid JSON: Invalid value (column 1)");
+  for (const std::string mark : {"\xFF\xFE", "\xFE\xFF"}) {
+    EXPECT_EQ(Replay(mark + std::string("{\0\"\0", 4)).error,
+              "s:1: the stream is UTF-16 and has to be UTF-8");
+  }
+}
+
+/// Reads samples of some known descriptions in both ways.
+class BothWays {
+ public:
+  BothWays() {
+    for (const std::string& line :
+         linesOf(std::string(kStart) +
+                 "{\"type\":\"metric\",\"id\":2}\n{\"type\":\"entity\",\"id\":3}\n"
+                 "{\"type\":\"descriptor\",\"id\":65535}\n{\"type\":\"entity\",\"id\":65536}\n")) {
+      readAsAllOthers(line);
+    }
+  }
+
+  /// What the sample delivers; empty when it is not read.
+  std::string readAsOrdinary(const std::string& sample) {
+    return sink_.after([&] { records_.plainSample(sample); });
+  }
+  std::string readAsAllOthers(std::string sample) {
+    return sink_.after([&] {
+      try {
+        records_.record(json_.parse(sample));
+      } catch (const tavrin::StreamError&) {
+      }
+    });
+  }
+
+ private:
+  struct Sink : Recorder {
+    template <typename Read>
+    std::string after(const Read& read) {
+      delivered.clear();
+      read();
+      return delivered;
+    }
+    void metric(pwr::Metric& m) override {
+      std::ostringstream text;
+      text << m.getId() << ' ' << m.getData().timestamp;
+      for (const pwr::DataElement& e : m.getData().elements) {
+        std::string value;
+        e.getValue()->toString(value);
+        text << ' ' << static_cast<int>(e.getValue()->getType()) << value << ' ' << e.getEntity()
+             << ' ' << e.getDescriptor() << ' ' << e.getDuration() << ' ' << e.getAttributes();
+      }
+      delivered = text.str();
+    }
+    std::string delivered;
+  };
+
+  Sink sink_;
+  tavrin::RecordReplay records_{sink_};
+  tavrin::JsonLine json_;
+};
+
+TEST(Stream, OrdinarySamplesAreReadAsAllOthers) {
+  const std::string samples[] = {
+      R"({"type":"sample","metric":2,"time":0,"elements":[[17,3,65535,10],-5,[2.5,65536]]})",
+      R"( { "type" : "sample" , "metric" : 2 , "time" : 12 , "elements" : [ [ null , null , 65535 )"
+      ", null ] , 0 , [ \"C 6~\" , 3 , null , 1234567890123456789 ] ] } \r",
+      R"({"type":"sample","metric":2,"time":1,"elements":[9223372036854775807,"",[1],)"
+      "-9223372036854775807,-0.0,1e5,1E-5,1.25e+2,4.9e-324,0.1234567890123456789]}",
+      R"({"type":"sample","metric":2,"time":18446744073709551615,"elements":[]})",
+      R"({"type":"sample","metric":2,"time":2,"elements":[[1,null,null,5,{"attributes":[]}],-0]})",
+  };
+  BothWays ways;
+  const auto check = [&](const std::string& sample) {
+    const std::string delivered = ways.readAsOrdinary(sample);
+    EXPECT_TRUE(delivered.empty() || delivered == ways.readAsAllOthers(sample)) << sample;
+    return !delivered.empty();
+  };
+  std::string ordinary;
+  for (const std::string& sample : samples) {
+    ordinary += check(sample) ? "yes " : "no ";
+    for (std::size_t at = 0; at < sample.size(); ++at) {
+      check(std::string(sample).erase(at, 1));
+      for (const char c : std::string("\0 ,[]{}\"-.017eE\\n\x7f\xff", 20)) {
+        check(std::string(sample).replace(at, 1, 1, c));
+        check(std::string(sample).insert(at, 1, c));
+      }
+    }
+  }
+  EXPECT_EQ(ordinary, "yes yes yes no no ");
 }
 
 TEST(Stream, StopIsTheLatestEndUnlessStated) {

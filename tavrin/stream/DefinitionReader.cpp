@@ -9,6 +9,14 @@ namespace tavrin {
 
 namespace {
 
+/// Names are joined along the chain of parents, which must come to an end soon.
+void checkDepth(const pwr::EntityHandle* parent) {
+  constexpr int kMostParents = 255;
+  int parents = 0;
+  for (; parent != nullptr; parent = parent->getParent()) ++parents;
+  if (parents > kMostParents) json::fail("parent", "the 256th of a chain of parents");
+}
+
 std::vector<std::string> linesOf(const JsonObject& notes, std::string_view member) {
   std::vector<std::string> lines;
   notes.forEach(member,
@@ -103,6 +111,7 @@ void DefinitionReader::entity(const json::Value& value) {
   description.level = record.text("level");
   const json::Value* const parent = record.find("parent");
   if (parent != nullptr) description.parent = table_.entity(*parent, "parent");
+  checkDepth(description.parent);
   description.attributes = attributesOf(record);
   DefinitionTable::Definition& place = table_.add(record);
   place = pwr::createEntity(std::move(description));

@@ -1,6 +1,6 @@
 #include "tavrin/stream/DefinitionTable.h"
 
-#include <utility>
+#include <algorithm>
 
 namespace tavrin {
 
@@ -18,26 +18,34 @@ pwr::Data rangeOf(const json::Value& value, std::string_view member, Convert con
 
 }  // namespace
 
+DefinitionTable::Definition& DefinitionTable::place(unsigned long long id) {
+  if (id >= kMostCounted) return others_[id];
+  if (id >= counted_.size()) counted_.resize(std::max<std::size_t>(id + 1, 2 * counted_.size()));
+  return counted_[id];
+}
+
 DefinitionTable::Definition& DefinitionTable::add(const JsonObject& record) {
   const auto id = json::integer<unsigned long long>(record.require("id"), "id");
   if (id == 0) json::fail("id", "0, which is the quantity of time");
-  const auto [place, added] = definitions_.try_emplace(id);
-  if (!added) throw StreamError(idText(id) + " is defined twice");
-  return place->second;
+  Definition& definition = place(id);
+  if (definition.index() != 0) throw StreamError(idText(id) + " is defined twice");
+  return definition;
 }
 
-const DefinitionTable::Definition& DefinitionTable::find(const json::Value& id,
-                                                         std::string_view member) const {
+const DefinitionTable::Definition& DefinitionTable::get(const json::Value& id,
+                                                        std::string_view member) const {
   const auto number = json::integer<unsigned long long>(id, member);
-  const auto found = definitions_.find(number);
-  if (found == definitions_.end()) json::fail(member, idText(number) + ", which is not defined");
-  return found->second;
+  const Definition* const found = look(number);
+  if (found == nullptr || found->index() == 0) {
+    json::fail(member, idText(number) + ", which is not defined");
+  }
+  return *found;
 }
 
 template <typename Kept>
 const Kept& DefinitionTable::get(const json::Value& id, std::string_view member,
                                  const char* wanted) const {
-  const Kept* const kept = std::get_if<Kept>(&find(id, member));
+  const Kept* const kept = std::get_if<Kept>(&get(id, member));
   if (kept == nullptr) {
     json::fail(member, idText(id.GetUint64()) + ", which is no " + wanted);
   }
@@ -61,7 +69,7 @@ const pwr::EntityHandle* DefinitionTable::entity(const json::Value& id,
 
 const pwr::DataHandle* DefinitionTable::handle(const json::Value& id,
                                                std::string_view member) const {
-  const Definition& definition = find(id, member);
+  const Definition& definition = get(id, member);
   if (const auto* attribute = std::get_if<const pwr::Attribute*>(&definition)) return *attribute;
   if (const auto* descriptor = std::get_if<const pwr::DataDescriptor*>(&definition)) {
     return *descriptor;

@@ -19,23 +19,30 @@ constexpr unsigned long long kNotedMetric = ~0ULL;
 void DefinitionWriter::need(const pwr::Quantity* quantity) {
   if (quantity == nullptr || quantity == pwr::Quantity::time() || !ids_.note(*quantity)) return;
   pending_.emplace_back(quantity);
-  const pwr::Quantity* rate = nullptr;
-  double factor = 0.0;
-  if (quantity->getRateConversion(rate, factor) == 0) need(rate);
 }
 
 void DefinitionWriter::need(const pwr::DataHandle* handle) {
-  if (handle == nullptr || !ids_.note(*handle)) return;
-  pending_.emplace_back(handle);
-  need(handle->getQuantity());
-  need(handle->getAttributes());
+  if (handle != nullptr && ids_.note(*handle)) pending_.emplace_back(handle);
 }
 
 void DefinitionWriter::need(const pwr::EntityHandle* entity) {
-  if (entity == nullptr || !ids_.note(*entity)) return;
-  pending_.emplace_back(entity);
-  need(entity->getParent());
-  need(entity->getAttributes());
+  if (entity != nullptr && ids_.note(*entity)) pending_.emplace_back(entity);
+}
+
+void DefinitionWriter::needParts(const pwr::Quantity& quantity) {
+  const pwr::Quantity* rate = nullptr;
+  double factor = 0.0;
+  if (quantity.getRateConversion(rate, factor) == 0) need(rate);
+}
+
+void DefinitionWriter::needParts(const pwr::DataHandle& handle) {
+  need(handle.getQuantity());
+  need(handle.getAttributes());
+}
+
+void DefinitionWriter::needParts(const pwr::EntityHandle& entity) {
+  need(entity.getParent());
+  need(entity.getAttributes());
 }
 
 void DefinitionWriter::need(const pwr::Data& value) {
@@ -80,6 +87,9 @@ void DefinitionWriter::need(const pwr::TableDescription& table) {
 
 void DefinitionWriter::write() {
   if (pending_.empty() && pendingMetrics_.empty()) return;
+  for (std::size_t i = 0; i < pending_.size(); ++i) {
+    std::visit([this](const auto* description) { needParts(*description); }, Pending(pending_[i]));
+  }
   std::ranges::sort(pending_, {}, [](const Pending& pending) {
     return std::visit([](const auto* description) { return description->getId(); }, pending);
   });

@@ -25,7 +25,8 @@ class DefinitionWriter {
   DefinitionWriter(RecordWriter& records, StreamIds& ids, ValueWriter& values)
       : records_(records), ids_(ids), values_(values) {}
 
-  /// A description brings along all that it refers to. Null is allowed, but not for a metric.
+  /// A description brings along all that it refers to. Null is allowed, but not for a metric. What
+  /// the parts of a part refer to is found by `write`: chains may be of any length.
   void need(const pwr::Quantity* quantity);
   void need(const pwr::DataHandle* handle);
   void need(const pwr::EntityHandle* entity);
@@ -47,6 +48,9 @@ class DefinitionWriter {
   using Pending =
       std::variant<const pwr::Quantity*, const pwr::DataHandle*, const pwr::EntityHandle*>;
 
+  void needParts(const pwr::Quantity& quantity);
+  void needParts(const pwr::DataHandle& handle);
+  void needParts(const pwr::EntityHandle& entity);
   void define(const pwr::Quantity& quantity);
   void define(const pwr::DataHandle& handle);
   void define(const pwr::EntityHandle& entity);

@@ -6,16 +6,15 @@
 #include <limits>
 #include <string_view>
 
-#include "tavrin/stream/StreamError.h"
-
 namespace tavrin {
 
 namespace {
 
-// Iterative: the depth of the nesting is the input's choice and must not exhaust the stack.
-constexpr unsigned int kParseFlags =
-    rapidjson::kParseInsituFlag | rapidjson::kParseValidateEncodingFlag |
-    rapidjson::kParseNumbersAsStringsFlag | rapidjson::kParseIterativeFlag;
+constexpr unsigned int kParseFlags = rapidjson::kParseInsituFlag |
+                                     rapidjson::kParseValidateEncodingFlag |
+                                     rapidjson::kParseNumbersAsStringsFlag;
+
+constexpr int kMostLevels = 16;  // no record has more than ten
 
 template <typename Number>
 bool convert(std::string_view text, Number& out) {
@@ -24,16 +23,21 @@ bool convert(std::string_view text, Number& out) {
   return result.ec == std::errc() && result.ptr == end;
 }
 
-std::string causeOf(rapidjson::ParseErrorCode code) {
-  if (code == rapidjson::kParseErrorTermination || code == rapidjson::kParseErrorNumberTooBig) {
-    return "a number is out of range";
-  }
-  std::string text = rapidjson::GetParseError_En(code);
-  if (text.ends_with('.')) text.pop_back();
-  return "not valid JSON: " + text;
+}  // namespace
+
+void JsonLine::Receiver::startLine() {
+  SetNull();
+  depth_ = 0;
 }
 
-}  // namespace
+bool JsonLine::Receiver::isTooDeep() const {
+  return depth_ > kMostLevels;
+}
+
+bool JsonLine::Receiver::goDeeper() {
+  ++depth_;
+  return !isTooDeep();
+}
 
 bool JsonLine::Receiver::RawNumber(const char* text, rapidjson::SizeType length, bool /*copy*/) {
   const std::string_view number(text, length);
@@ -47,24 +51,36 @@ bool JsonLine::Receiver::RawNumber(const char* text, rapidjson::SizeType length,
   return convert(number, positive) && Uint64(positive);
 }
 
-const rapidjson::Value& JsonLine::parse(std::string& line) {
+std::string JsonLine::causeOf(rapidjson::ParseErrorCode code) const {
+  if (document_.isTooDeep()) return "nested too deeply";
+  if (code == rapidjson::kParseErrorTermination || code == rapidjson::kParseErrorNumberTooBig) {
+    return "a number is out of range";
+  }
+  std::string text = rapidjson::GetParseError_En(code);
+  if (text.ends_with('.')) text.pop_back();
+  return "not valid JSON: " + text;
+}
+
+const json::Value& JsonLine::parse(std::string& line) {
   // The parser takes a NUL byte for the end of the line and counts in 32 bits.
   const std::size_t nul = line.find('\0');
   if (nul != std::string::npos) throw StreamError("a NUL byte", nul + 1);
   if (line.size() >= std::numeric_limits<rapidjson::SizeType>::max()) {
     throw StreamError("the line is longer than 4 GiB");
   }
-  document_.SetNull();
-  allocator_.Clear();
+  document_.startLine();
+  values_.Clear();
+  memory_.startLine();
   rapidjson::InsituStringStream stream(line.data());
   rapidjson::ParseResult result;
-  const auto events = [&](const rapidjson::Document&) {
+  const auto events = [&](const json::Document&) {
     result = reader_.Parse<kParseFlags>(stream, document_);
     return !result.IsError();
   };
   document_.Populate(events);
-  if (result.IsError()) throw StreamError(causeOf(result.Code()), result.Offset() + 1);
-  return document_;
+  if (!result.IsError()) return document_;
+  // The bracket that leads too deep has been read already.
+  throw StreamError(causeOf(result.Code()), result.Offset() + (document_.isTooDeep() ? 0 : 1));
 }
 
 }  // namespace tavrin

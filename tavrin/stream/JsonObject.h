@@ -1,7 +1,5 @@
 #pragma once
 
-#include <rapidjson/document.h>
-
 #include <array>
 #include <concepts>
 #include <initializer_list>
@@ -9,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "tavrin/stream/JsonMemory.h"
 #include "tavrin/stream/StreamError.h"
 #include "tavrin/stream/StreamNames.h"
 
@@ -17,8 +16,6 @@ namespace tavrin {
 /// Checked conversions of JSON values. `member` names the member at fault in the StreamError that
 /// they throw when the value has another type or is out of range.
 namespace json {
-
-using Value = rapidjson::Value;
 
 [[noreturn]] void fail(std::string_view member, const std::string& cause);
 

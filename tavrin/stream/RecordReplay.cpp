@@ -49,6 +49,15 @@ void RecordReplay::record(const json::Value& value) {
   }
 }
 
+bool RecordReplay::plainSample(std::string_view line) {
+  if (place_ != Place::Body) return false;
+  pwr::Metric* const metric = plainSample_.read(line);
+  if (metric == nullptr) return false;
+  noteEnd(*metric);
+  sink_.metric(*metric);
+  return true;
+}
+
 void RecordReplay::header(const json::Value& value) {
   if (!value.IsObject() || !value.HasMember("type") || typeOf(value) != names::kStreamType) {
     throw StreamError(kNoHeader);
@@ -96,10 +105,7 @@ void RecordReplay::sample(const json::Value& value) {
   pwr::Metric& metric = definitions_.table().metric(record.require("metric"), "metric");
   pwr::Metric::DataPoint& point = metric.editData();
   point.timestamp = json::integer<unsigned long long>(record.require("time"), "time");
-  point.elements.clear();
-  for (const json::Value& item : json::array(record.require("elements"), "elements")) {
-    point.elements.push_back(element(item));
-  }
+  elements(record.require("elements"), point.elements);
   noteEnd(metric);
   sink_.metric(metric);
 }
@@ -111,13 +117,20 @@ void RecordReplay::remainder(const json::Value& value) {
   pwr::Metric::DataPoint& point = metric.editData();
   point.timestamp = 0;
   point.elements.clear();
-  record.forEach("elements",
-                 [&](const json::Value& item) { point.elements.push_back(element(item)); });
+  if (const json::Value* const items = record.find("elements")) elements(*items, point.elements);
   const Type type = metric.getMetricType();
   if (!point.elements.empty() && type != Type::SampledDelta && type != Type::SampledResidency) {
     json::fail("metric", "not of kind delta or residency");
   }
   sink_.remainder(metric);
+}
+
+void RecordReplay::elements(const json::Value& value,
+                            std::vector<pwr::DataElement>& elements) const {
+  const json::Value::ConstArray items = json::array(value, "elements");
+  if (items.Size() > PlainSample::kMostElements) json::fail("elements", "too long");
+  elements.clear();
+  for (const json::Value& item : items) elements.push_back(element(item));
 }
 
 pwr::DataElement RecordReplay::element(const json::Value& value) const {

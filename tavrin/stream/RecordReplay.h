@@ -5,6 +5,7 @@
 #include "tavrin/common/MessageSink.h"
 #include "tavrin/stream/DefinitionReader.h"
 #include "tavrin/stream/JsonObject.h"
+#include "tavrin/stream/PlainSample.h"
 
 namespace tavrin {
 
@@ -17,6 +18,10 @@ class RecordReplay {
   /// Takes the next record. Throws StreamError, having delivered nothing of it, when the record is
   /// not as it should be or stands in the wrong place.
   void record(const json::Value& value);
+
+  /// The same for a line of text that is followed by a NUL, if the record is a sample written in
+  /// the ordinary way. Returns false, having done nothing, when it is not: `record` takes it then.
+  bool plainSample(std::string_view line);
 
   /// False when nothing was delivered, as the stream has ended before its system record.
   bool hasSystem() const { return place_ > Place::System; }
@@ -40,6 +45,7 @@ class RecordReplay {
   void text(const json::Value& value);
   void id(const json::Value& value);
   void flush(const json::Value& value);
+  void elements(const json::Value& value, std::vector<pwr::DataElement>& elements) const;
   pwr::DataElement element(const json::Value& value) const;
   void addRareParts(const json::Value& value, pwr::DataElement& element) const;
   std::vector<pwr::Data> cells(const json::Value& value, const pwr::TableDescription& table) const;
@@ -49,6 +55,7 @@ class RecordReplay {
   Place place_ = Place::Header;
   DefinitionReader definitions_;
   pwr::SystemMetadata metadata_;
+  PlainSample plainSample_{definitions_.table()};
   unsigned long long latestEnd_ = 0;
 };
 

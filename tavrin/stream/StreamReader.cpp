@@ -10,6 +10,18 @@
 
 namespace tavrin {
 
+namespace {
+
+/// Removes the byte order mark that some programs begin a text file with.
+void removeMark(std::string& line) {
+  if (line.starts_with("\xEF\xBB\xBF")) line.erase(0, 3);
+  if (line.starts_with("\xFF\xFE") || line.starts_with("\xFE\xFF")) {
+    throw StreamError("the stream is UTF-16 and has to be UTF-8");
+  }
+}
+
+}  // namespace
+
 class StreamReader::Parts {
  public:
   Parts(InputFile& input, MessageSink& sink) : lines(input), records(sink) {}
@@ -42,6 +54,8 @@ bool StreamReader::replayLine() {
     throw StreamError("cannot be read: " + std::generic_category().message(errno));
   }
   std::string& line = parts_->lines.line();
+  if (parts_->records.plainSample(line)) return true;
+  if (parts_->lines.number() == 1) removeMark(line);
   if (line.find_first_not_of(" \t\r") == std::string::npos) return true;
   try {
     parts_->records.record(parts_->json.parse(line));

@@ -56,6 +56,18 @@ class PW_HOST_API DataElement {
   /// Attributes of this one event; null when there are none.
   const DynamicAttributeValueManager* getAdditionalInfo() const { return additionalInfo_.get(); }
 
+  /// For a host that fills the same element again: everything but the value, as the constructor
+  /// sets it.
+  void reset(const DataDescriptor* descriptor, const EntityHandle* entity,
+             unsigned long long durationTicks) {
+    descriptor_ = descriptor;
+    korvellDescriptor_ = nullptr;
+    entity_ = entity;
+    duration_ = durationTicks;
+    if (attributes_ != nullptr) attributes_.reset();
+    if (additionalInfo_ != nullptr) additionalInfo_.reset();
+  }
+  Data& editValue() { return value_; }
   void setValue(Data value) { value_ = std::move(value); }
   void setKorvellDescriptor(const DataDescriptor* descriptor) { korvellDescriptor_ = descriptor; }
   void setAttributes(std::shared_ptr<const AttributeValueManager> attributes) {
