@@ -354,16 +354,29 @@ class CommandLine(unittest.TestCase):
             with self.subTest(page):
                 done = self.run_tavrin("report", "-w", "all", "-o", page, "-", input=text)
                 self.assertNotIn("warning", done.stderr.lower())
-        self.assertRegex(self.report("recorded-stream.md.csv"),
-                         r"\nAir , 21.50 +, 21.88 +, 22.25 +, 2 ")
-        self.assertRegex(self.report("recorded-stream.md_trace.csv"),
+
+    def test_the_page_of_the_recorded_stream_is_true(self):
+        page = read(os.path.join(TESTS, "..", "docs", "formats", "recorded-stream.md"))
+        for language, name in (("", "room.jsonl"), ("python", "load.py")):
+            with open(os.path.join(self.folder, name), "w") as file:
+                file.write(re.search(rf"(?ms)^```{language}\n(.*?)^```", page).group(1))
+        path = os.path.dirname(TAVRIN) + os.pathsep + os.environ["PATH"]
+        for command in re.findall(r"(?ms)^```sh\n(.*?)^```", page):
+            done = subprocess.run(["bash", "-o", "pipefail", "-c", command], cwd=self.folder, text=True,
+                                  capture_output=True, timeout=60, env=os.environ | {"PATH": path})
+            self.assertEqual((done.returncode, "warning" in done.stderr.lower()), (0, False),
+                             done.stderr)
+        self.assertRegex(self.report("room.csv"), r"\nAir , 21.50 +, 21.88 +, 22.25 +, 2 ")
+        self.assertRegex(self.report("room_trace.csv"),
                          r"\n +1, +0.00, +1000.00, +21.50\n +2, +1000000.00, +1000.00, +22.25\n")
         self.assertIn('"points":[{"x":0,"x1":1000000,"y":21.5},{"x":1000000,"x1":2000000,"y":22.25}]',
-                      self.report("recorded-stream.md.ztjson"))
+                      self.report("room.ztjson"))
         self.assertIn("1000000000\t1e+06\tRoom\tRoom\tAir\t22.25\n",
-                      self.run_tavrin("inspect", "--points", "recorded-stream.md.ztbin").stdout)
+                      self.run_tavrin("inspect", "--points", "room.ztbin").stdout)
         self.assertIn("\ndata\t1000000000\tMETRIC=Room\tFIELD=Air\tQUANTITY=Temperature\t"
-                      "REAL=22.25\tDURATION=1000000000\n", self.records("recorded-stream.md.pwr"))
+                      "REAL=22.25\tDURATION=1000000000\n", self.records("room.pwr"))
+        self.assertRegex(self.report("load.csv"), r"Load of the machine\n\nLoad Summary: ")
+        self.assertEqual(self.report("load_trace.csv").count("\n       3, "), 1)
 
     def test_times_are_ticks_of_the_timestamp_clock(self):
         for tsc, warned in (("", 0), (',"tscMHz":1000.75', 0), (',"tscMHz":1001', 1),
