@@ -18,14 +18,8 @@ namespace {
 
 TEST(Session, LeavesOutWhatIsNotFinite) {
   const LogCapture log;
-<<<<<<< HEAD
-  const Machine m;
   Session session({});
-  pwr::Metric metric = Machine::metric("Volts", Type::SampledValue, nullptr);
-=======
-  Session session({}, nullptr);
   pwr::Metric metric(pwr::createMetric({.name = "Volts"}));
->>>>>>> 01c15db (Summary: traced states have residencies, many texts are cut, totals are exact)
   for (int i = 0; i < 2; ++i) {
     metric.editData().elements = {{Data(std::nan("")), nullptr, nullptr, 0},
                                   {Data(1.0), nullptr, nullptr, 0},

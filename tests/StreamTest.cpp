@@ -565,6 +565,14 @@ TEST(Stream, FailedWriteIsToldAtTheEnd) {
   EXPECT_EQ(writer.close(), 1);
 }
 
+TEST(Stream, LineWithoutEndIsRefused) {
+  tavrin::InputFile zeros("/dev/zero");
+  Recorder sink;
+  std::string error;
+  EXPECT_EQ(StreamReader(zeros, sink).replay(error), 1);
+  EXPECT_EQ(error, "/dev/zero:1: the line is longer than 256 MiB");
+}
+
 TEST(Stream, FailedReadIsAnError) {
   tavrin::InputFile folder("/");
   Recorder sink;

@@ -1,6 +1,6 @@
 #include "tavrin/stream/DefinitionTable.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace tavrin {
 
@@ -18,27 +18,19 @@ pwr::Data rangeOf(const json::Value& value, std::string_view member, Convert con
 
 }  // namespace
 
-DefinitionTable::Definition& DefinitionTable::place(unsigned long long id) {
-  if (id >= kMostCounted) return others_[id];
-  if (id >= counted_.size()) counted_.resize(std::max<std::size_t>(id + 1, 2 * counted_.size()));
-  return counted_[id];
-}
-
 DefinitionTable::Definition& DefinitionTable::add(const JsonObject& record) {
   const auto id = json::integer<unsigned long long>(record.require("id"), "id");
   if (id == 0) json::fail("id", "0, which is the quantity of time");
-  Definition& definition = place(id);
-  if (definition.index() != 0) throw StreamError(idText(id) + " is defined twice");
-  return definition;
+  const auto [place, added] = definitions_.try_emplace(id);
+  if (!added) throw StreamError(idText(id) + " is defined twice");
+  return place->second;
 }
 
 const DefinitionTable::Definition& DefinitionTable::get(const json::Value& id,
                                                         std::string_view member) const {
   const auto number = json::integer<unsigned long long>(id, member);
   const Definition* const found = look(number);
-  if (found == nullptr || found->index() == 0) {
-    json::fail(member, idText(number) + ", which is not defined");
-  }
+  if (found == nullptr) json::fail(member, idText(number) + ", which is not defined");
   return *found;
 }
 

@@ -3,9 +3,7 @@
 #include <memory>
 #include <string_view>
 #include <unordered_map>
-#include <utility>
 #include <variant>
-#include <vector>
 
 #include "tavrin/stream/JsonObject.h"
 #include "writers/host/Attribute.h"
@@ -23,8 +21,8 @@ namespace tavrin {
 class DefinitionTable {
  public:
   using Table = std::shared_ptr<const pwr::TableDescription>;
-  /// Nothing, or a description. A metric is kept as the message that its samples reuse.
-  using Definition = std::variant<std::monostate, const pwr::Quantity*, const pwr::Attribute*,
+  /// A metric is kept as the message that its samples reuse.
+  using Definition = std::variant<const pwr::Quantity*, const pwr::Attribute*,
                                   const pwr::DataDescriptor*, const pwr::DataHandle*,
                                   const pwr::EntityHandle*, std::unique_ptr<pwr::Metric>, Table>;
 
@@ -55,23 +53,16 @@ class DefinitionTable {
   pwr::AttributeValueManager attributes(const json::Value& pairs, std::string_view member) const;
 
  private:
-  // Producers count their ids up from 1. An array of so many of them takes a third of the time of
-  // a hash table (replay in ./bench).
-  static constexpr unsigned long long kMostCounted = 65536;
-
-  Definition& place(unsigned long long id);
   const Definition* look(unsigned long long id) const {
-    if (id < counted_.size()) return &counted_[id];
-    const auto found = others_.find(id);
-    return found == others_.end() ? nullptr : &found->second;
+    const auto found = definitions_.find(id);
+    return found == definitions_.end() ? nullptr : &found->second;
   }
   const Definition& get(const json::Value& id, std::string_view member) const;
   template <typename Kept>
   const Kept& get(const json::Value& id, std::string_view member, const char* wanted) const;
   pwr::Data taggedData(const json::Value& value, std::string_view member) const;
 
-  std::vector<Definition> counted_;  // by id
-  std::unordered_map<unsigned long long, Definition> others_;
+  std::unordered_map<unsigned long long, Definition> definitions_;
 };
 
 }  // namespace tavrin

@@ -3,7 +3,6 @@
 #include <rapidjson/error/en.h>
 
 #include <charconv>
-#include <limits>
 #include <string_view>
 
 namespace tavrin {
@@ -62,12 +61,9 @@ std::string JsonLine::causeOf(rapidjson::ParseErrorCode code) const {
 }
 
 const json::Value& JsonLine::parse(std::string& line) {
-  // The parser takes a NUL byte for the end of the line and counts in 32 bits.
+  // The parser takes a NUL byte for the end of the line.
   const std::size_t nul = line.find('\0');
   if (nul != std::string::npos) throw StreamError("a NUL byte", nul + 1);
-  if (line.size() >= std::numeric_limits<rapidjson::SizeType>::max()) {
-    throw StreamError("the line is longer than 4 GiB");
-  }
   document_.startLine();
   values_.Clear();
   memory_.startLine();

@@ -18,9 +18,9 @@ class JsonLine {
   /// `mostMemory`: what a line may take, in bytes.
   explicit JsonLine(std::size_t mostMemory = JsonMemory::kMostPerLine) : memory_(mostMemory) {}
 
-  /// Overwrites `line`; the result refers to it and is valid until the next call. Throws
-  /// StreamError when the line is not exactly one JSON value in valid UTF-8, or is nested deeper or
-  /// takes more memory than any record could.
+  /// Overwrites `line`, which is shorter than 4 GiB; the result refers to it and is valid until the
+  /// next call. Throws StreamError when the line is not exactly one JSON value in valid UTF-8, or
+  /// is nested deeper or takes more memory than any record could.
   const json::Value& parse(std::string& line);
 
  private:

@@ -10,12 +10,15 @@ namespace tavrin {
 /// running program is followed without delay.
 class LineReader {
  public:
-  enum class Result { Line, End, Failed };
+  enum class Result { Line, End, Failed, TooLong };
+
+  /// No line has more bytes.
+  static constexpr std::size_t kLongestLine = std::size_t{256} << 20U;
 
   /// `input` is not owned.
   explicit LineReader(InputFile& input) : input_(input) {}
 
-  /// Reads the next line, however long it is. Failed leaves errno as the input set it.
+  /// Reads the next line. Failed leaves errno as the input set it.
   Result next();
 
   /// The line last read, without its line feed. It may be changed; the storage is reused.

@@ -53,6 +53,7 @@ bool StreamReader::replayLine() {
   if (result == LineReader::Result::Failed) {
     throw StreamError("cannot be read: " + std::generic_category().message(errno));
   }
+  if (result == LineReader::Result::TooLong) throw StreamError("the line is longer than 256 MiB");
   std::string& line = parts_->lines.line();
   if (parts_->records.plainSample(line)) return true;
   if (parts_->lines.number() == 1) removeMark(line);
