@@ -26,6 +26,7 @@ void OutputFile::noteFailure(int errnum) {
 
 int OutputFile::close() {
   if (!file_.isOpen()) return 1;
+  if (g_pluginEnvironment->isRunIncomplete()) noteLoss();
   if (isComplete_ && file_.commit()) {
     g_pluginEnvironment->noteOutput(file_.getPath(), true);
     return 0;
@@ -40,7 +41,8 @@ void OutputFile::reportIncomplete_i(bool isKept) const {
   std::string line = "ERROR: Could not write " + file_.getPath() + " completely";
   if (errnum_ != 0) line += ": " + platform::errorText(errnum_);
   if (kept != file_.getPath()) line += isKept ? ". What there is stands in " + kept : "";
-  if (g_pluginEnvironment->getVerbosity() >= PW_LOG_ERROR) {
+  const bool isTold = errnum_ == 0 && g_pluginEnvironment->isRunIncomplete();
+  if (!isTold && g_pluginEnvironment->getVerbosity() >= PW_LOG_ERROR) {
     g_pluginEnvironment->getLogger(PW_LOG_ERROR)->log(PW_LOG_ERROR, (line + ".\n").c_str());
   }
   if (isKept) g_pluginEnvironment->noteOutput(kept, false);

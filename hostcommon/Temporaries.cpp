@@ -14,7 +14,7 @@ namespace {
 
 /// The temporary files and folders that exist. Never destroyed: an abort may come during the exit.
 struct Known {
-  std::mutex mutex;
+  std::recursive_mutex mutex;  ///< memory may run out, which ends the run, while one is noted
   std::set<std::string> paths;
 
   static Known& instance() {

@@ -33,8 +33,14 @@ constexpr const char* kRecordFooter =
     "To measure a command: tavrin record [OPTIONS] -- COMMAND ARGS...\n"
     "\n"
     "Collects until the command ends, the duration has passed, or Ctrl-C. The first Ctrl-C (also\n"
-    "SIGTERM, SIGHUP) ends the collection and completes every output, the second gives up at "
-    "once.\n"
+    "SIGTERM, SIGHUP) ends the collection and completes every output, the second gives up at\n"
+    "once. A command that still runs is asked to end (SIGTERM) and killed 5 seconds later; after\n"
+    "a Ctrl-C, one that handles it has 5 seconds before that.\n"
+    "\n"
+    "A file appears under its name when it is complete; what could be written of another stands "
+    "in\n"
+    "NAME.incomplete. The capture is a journal: it is written in place, and a run that is killed\n"
+    "leaves all but its last second for 'tavrin report'.\n"
     "\n"
     "Exit status: that of the command, 128 + N if signal N ended it, 127 if it cannot be started;\n"
     "1 if an output is incomplete, 2 for a usage error, 130 after a second Ctrl-C, else 0.\n"
@@ -49,7 +55,16 @@ constexpr const char* kReportFooter =
     "FILE is a stream recorded with 'tavrin record --capture', or printed by any other tool\n"
     "(docs/formats/recorded-stream.md); - reads standard input. A faulty line ends the replay "
     "with\n"
-    "its place and cause; everything before it is written completely, and the exit status is 1.";
+    "its place and cause; what came before it is written to NAME.incomplete. A record that is cut\n"
+    "off by the end of the stream, as that of a recording that was killed, is left out with a\n"
+    "warning.\n"
+    "\n"
+    "A signal ends standard input or a pipe, whose outputs are completed; the outputs of a file\n"
+    "that is cut short are incomplete. The second one gives up at once.\n"
+    "\n"
+    "Exit status: 0 if all is written, 1 if the stream is faulty or an output is incomplete, 2 "
+    "for\n"
+    "a usage error, 128 + N when signal N ended the replay, 130 after a second one.";
 
 constexpr const char* kInspectFooter =
     "Examples:\n"
@@ -89,9 +104,10 @@ void addCommonOptions(CLI::App& app, Options& options) {
 }
 
 void addOutputOptions(CLI::App& app, Options& options) {
-  app.add_option("-o,--output", options.output,
-                 "Base name of the outputs; each writer adds its own ending. 'console' also prints "
-                 "the summary report")
+  app.add_option(
+         "-o,--output", options.output,
+         "Base name of the outputs; each writer adds its own ending, and a missing folder is "
+         "made. 'console' also prints the summary report")
       ->type_name("BASE")
       ->capture_default_str();
   app.add_option("-w,--writer", options.writers,
@@ -147,6 +163,10 @@ CLI::App* addRecord(CLI::App& app, Options& options) {
                    "Flush continuous results every S seconds (writers that support it)")
       ->type_name("S")
       ->check(secondsFrom(0.01));
+  record
+      ->add_flag("--force", options.force,
+                 "With --continuous: remove the numbered files of an earlier run first")
+      ->needs("--continuous");
   record
       ->add_option("--capture", options.capture,
                    "Also keep the recorded stream in this file, - for standard output")

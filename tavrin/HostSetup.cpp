@@ -9,6 +9,7 @@
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/platform/DynamicLibrary.h"
+#include "writers/host/LogChannels.h"
 #include "writers/host/PluginEnvironment.h"
 
 namespace tavrin {
@@ -18,6 +19,12 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kConfigName = "tavrin-output.toml";
+
+std::string channelList() {
+  std::string list;
+  for (const char* channel : kLogChannels) list.append(list.empty() ? "" : ", ").append(channel);
+  return list;
+}
 
 /// The configuration that came with the tool; "" when there is none.
 std::string installedConfig() {
@@ -29,24 +36,14 @@ std::string installedConfig() {
   return {};
 }
 
-// What the runs of a folder share, under a name that is the same for all.
-constexpr const char* kSharedOutput = "Automation_Summary.csv";
-
-/// The last write of `file`, on the clock of `since`.
-bool isWrittenSince(const fs::path& file, std::chrono::system_clock::time_point since) {
-  std::error_code error;
-  const auto written = fs::last_write_time(file, error);
-  if (error) return false;
-  const auto age = fs::file_time_type::clock::now() - written;
-  return std::chrono::system_clock::now() - age >= since - std::chrono::seconds(1);
-}
-
 }  // namespace
 
 void setUpHost(const Options& options) {
   g_pluginEnvironment->setVerbosity(static_cast<PWLogLevel>(options.verbosity));
   for (const std::string& channel : options.debugChannels) {
     g_pluginEnvironment->enableDebugLoggingFor(channel);
+    if (std::ranges::count(kLogChannels, channel) > 0) continue;
+    warn("--debug " + channel + " has no effect; channels are: " + channelList());
   }
   pwr::platform::raiseOpenFileLimit();
   const std::string config =
@@ -57,25 +54,18 @@ void setUpHost(const Options& options) {
   }
 }
 
-void listOutputs(const std::string& baseName, std::chrono::system_clock::time_point since) {
-  const fs::path base = pwr::pathFromUtf8(baseName);
-  const fs::path folder = base.has_parent_path() ? base.parent_path() : fs::path(".");
-  const std::string stem = pwr::utf8FromPath(base.filename());
-  std::vector<std::string> files;
-  std::error_code error;
-  for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
-    const std::string name = pwr::utf8FromPath(entry.path().filename());
-    const bool hasBaseName = name.size() > stem.size() && name.starts_with(stem) &&
-                             (name[stem.size()] == '.' || name[stem.size()] == '_');
-    if ((hasBaseName || name == kSharedOutput) && entry.is_regular_file(error) &&
-        isWrittenSince(entry.path(), since)) {
-      files.push_back(base.has_parent_path() ? pwr::utf8FromPath(entry.path()) : name);
-    }
+OutputNames nameOutputs(const Options& options, const PluginLibrary& library,
+                        const std::vector<WriterPlugin*>& writers, bool continuous) {
+  const auto hasContinuousResults = [](const WriterPlugin* writer) {
+    return PluginLibrary::capability(*writer).getFlag();
+  };
+  if (continuous && std::ranges::none_of(writers, hasContinuousResults)) {
+    warn("--continuous has no effect: none of the chosen writers has continuous results");
   }
-  std::ranges::sort(files);
-  std::string list;
-  for (const std::string& file : files) list += " " + file;
-  if (!list.empty()) inform("wrote" + list);
+  OutputNames names(options.output, library, writers, continuous);
+  names.refuseSharedFiles();
+  if (!options.outputConfig.empty()) names.refuse(options.outputConfig, "the output configuration");
+  return names;
 }
 
 int reportIncomplete(const std::vector<std::string>& incomplete) {

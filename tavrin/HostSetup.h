@@ -1,10 +1,10 @@
 #pragma once
 
-#include <chrono>
 #include <string>
 #include <vector>
 
 #include "tavrin/Options.h"
+#include "tavrin/OutputNames.h"
 
 namespace tavrin {
 
@@ -13,9 +13,10 @@ namespace tavrin {
 /// Throws CommandError when that file is faulty.
 void setUpHost(const Options& options);
 
-/// Prints the files of a finished run: those whose name begins with the base name and that were
-/// written since `since`.
-void listOutputs(const std::string& baseName, std::chrono::system_clock::time_point since);
+/// The names of the files that the writers will write. Tells the user of options that have no
+/// effect on them. Throws CommandError when two are the same file, or one is the configuration's.
+OutputNames nameOutputs(const Options& options, const PluginLibrary& library,
+                        const std::vector<WriterPlugin*>& writers, bool continuous);
 
 /// The exit status of a run with these incomplete outputs, after telling the user of them.
 int reportIncomplete(const std::vector<std::string>& incomplete);

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <cstdio>
+#include <string>
 
 #include "tavrin/Commands.h"
 #include "tavrin/HostSetup.h"
@@ -15,13 +17,25 @@ namespace tavrin {
 
 namespace {
 
+std::string filesOf(const WriterPlugin& writer) {
+  const pwr::WriterPluginCapability& capability = PluginLibrary::capability(writer);
+  std::string files;
+  for (const std::string& file : capability.getFiles()) files += (files.empty() ? "" : " ") + file;
+  const std::string numbered = capability.getContinuousFile();
+  return numbered.empty() ? files : files + " " + numbered;
+}
+
 void listWriters(const Options& options) {
-  std::puts("Writers (-w):");
+  std::puts("Writers (-w), with their files for the base name BASE; with --continuous BASE_N:");
   const PluginLibrary plugin(options.plugin);
+  std::size_t width = 0;
+  for (const WriterPlugin* writer : plugin.writers()) {
+    width = std::max(width, filesOf(*writer).size());
+  }
   for (const WriterPlugin* writer : plugin.writers()) {
     const pwr::WriterPluginCapability& capability = PluginLibrary::capability(*writer);
-    std::printf("  %-12s %-11s %s\n", capability.getName().c_str(),
-                capability.getExtension().c_str(), capability.getDescription().c_str());
+    std::printf("  %-8s %-*s  %s\n", capability.getName().c_str(), static_cast<int>(width),
+                filesOf(*writer).c_str(), capability.getDescription().c_str());
   }
 }
 

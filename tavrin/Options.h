@@ -25,6 +25,7 @@ struct Options {
   unsigned int intervalMs = 100;
   double durationSec = 0.0;    ///< 0: no limit
   double continuousSec = 0.0;  ///< 0: no continuous output
+  bool force = false;          ///< replace the numbered files of an earlier run
   std::string capture;
   std::vector<std::string> command;
 

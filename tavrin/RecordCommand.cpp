@@ -4,18 +4,23 @@
 #if defined(__linux__)
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <ctime>
 #include <memory>
 #include <optional>
 
 #include "hostcommon/NumberText.h"
+#include "hostcommon/Platform.h"
+#include "hostcommon/Utf8Path.h"
 #include "hostcommon/Version.h"
 #include "tavrin/Capture.h"
 #include "tavrin/HostSetup.h"
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
+#include "tavrin/WrittenFiles.h"
 #include "tavrin/collect/CpuEntities.h"
 #include "tavrin/collect/FeatureRegistry.h"
 #include "tavrin/collect/SysRoot.h"
@@ -61,6 +66,7 @@ class Recording {
   int run();
 
  private:
+  void refuseCapture() const;
   void probeFeatures();
   void describe(const Sampler& sampler);
   void drain(SampleQueue& queue);
@@ -68,14 +74,15 @@ class Recording {
   void showProgress(Clock::time_point now);
   void complete(const Sampler& sampler);
   void deliverRemainders();
+  void prepareOutputs();
   SamplingReport sample();
   void report(const SamplingReport& sampling) const;
 
   const Options& options_;
-  const std::chrono::system_clock::time_point begun_ = std::chrono::system_clock::now();
   std::optional<ChildProcess> command_;
   PluginLibrary plugin_;
   std::vector<WriterPlugin*> writers_;
+  OutputNames names_;
   StopRequest stop_;
   Interrupt interrupt_;
   SysRoot root_;
@@ -95,6 +102,7 @@ Recording::Recording(const Options& options)
     : options_(options),
       plugin_(options.plugin),
       writers_(plugin_.select(options.writers)),
+      names_(nameOutputs(options, plugin_, writers_, options.continuousSec > 0.0)),
       interrupt_(stop_,
                  [this] {
                    if (command_ && command_->hasEnded()) stop_.request();
@@ -104,8 +112,19 @@ Recording::Recording(const Options& options)
       metadata_(probeSystem(root_, cpus_)),
       session_(writers_),
       progress_(options.verbosity > 0) {
+  refuseCapture();
   if (!options.command.empty()) command_.emplace(options.command);
   probeFeatures();
+}
+
+/// Where it would end up in something else that the run prints or writes.
+void Recording::refuseCapture() const {
+  if (options_.capture.empty()) return;
+  const bool printed = options_.capture == "-";
+  if (printed && names_.baseName() == "console") {
+    throw CommandError(kExitUsage, "'--capture -' and '-o console' both print to standard output");
+  }
+  names_.refuse(printed ? "/dev/stdout" : options_.capture, "the capture");
 }
 
 void Recording::probeFeatures() {
@@ -227,6 +246,24 @@ void Recording::report(const SamplingReport& sampling) const {
   }
 }
 
+/// Makes room for the outputs: from here on files are touched.
+void Recording::prepareOutputs() {
+  std::vector<std::string> leftovers;
+  for (const auto& file : names_.leftovers()) leftovers.push_back(pwr::utf8FromPath(file));
+  if (!leftovers.empty() && !options_.force) {
+    throw CommandError(kExitIncomplete,
+                       "numbered files of an earlier run are in the way (--force removes them): " +
+                           fileList(leftovers));
+  }
+  for (const std::string& file : leftovers) {
+    if (!pwr::platform::removeFile(file)) {
+      throw CommandError(kExitIncomplete, "cannot remove " + file + ": " + std::strerror(errno));
+    }
+  }
+  if (!leftovers.empty()) inform("removed " + fileList(leftovers));
+  names_.makeFolder();
+}
+
 /// Starts the command and samples until the end.
 SamplingReport Recording::sample() {
   SampleQueue queue(kQueueCapacity);
@@ -245,7 +282,9 @@ SamplingReport Recording::sample() {
 }
 
 int Recording::run() {
-  session_.open(options_.output, options_.continuousSec > 0.0);
+  const WrittenFiles written;
+  prepareOutputs();
+  session_.open(names_.baseName(), options_.continuousSec > 0.0);
   if (!options_.capture.empty()) {
     // Emptied only now: a run that cannot begin leaves the capture of an earlier one alone.
     capture_.emplace(options_.capture);
@@ -261,7 +300,7 @@ int Recording::run() {
     status = kExitIncomplete;
   }
   report(sampling);
-  listOutputs(options_.output, begun_);
+  written.tell();
   return command_ && command_->exitStatus() != 0 ? command_->exitStatus() : status;
 }
 

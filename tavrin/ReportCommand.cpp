@@ -1,10 +1,10 @@
-#include <chrono>
 #include <memory>
 
 #include "tavrin/Commands.h"
 #include "tavrin/HostSetup.h"
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
+#include "tavrin/WrittenFiles.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/platform/Interrupt.h"
@@ -30,23 +30,31 @@ int replayStatus(const InputFile& input, const StopRequest& stop, const StreamRe
 }  // namespace
 
 int runReport(const Options& options) {
-  const auto started = std::chrono::system_clock::now();
   setUpHost(options);
   const PluginLibrary plugin(options.plugin);
+  const std::vector<WriterPlugin*> writers = plugin.select(options.writers);
+  const OutputNames names = nameOutputs(options, plugin, writers, options.continuous);
+  names.refuse(options.stream == "-" ? "/dev/stdin" : options.stream, "the input");
   StopRequest stop;
   const Interrupt interrupt(stop);
   InputFile input(options.stream, &stop);
+  const WrittenFiles written;
   // The reader owns the system description, which the writers use until they are closed.
   std::unique_ptr<StreamReader> reader;
-  Session session(plugin.select(options.writers));
-  session.beforeSystem([&] { session.open(options.output, options.continuous); });
+  Session session(writers);
+  session.beforeSystem([&] {
+    names.makeFolder();
+    session.open(names.baseName(), options.continuous);
+  });
   reader = std::make_unique<StreamReader>(input, session);
   std::string error;
   reader->replay(error);
-  const int written = reportIncomplete(session.finish());
   const int replayed = replayStatus(input, stop, *reader, error);
-  listOutputs(options.output, started);
-  return replayed != kExitDone ? replayed : written;
+  const bool isWhole = error.empty() && (!input.isStopped() || input.isLive());
+  const std::vector<std::string> incomplete = session.finish(isWhole);
+  const int completed = isWhole ? reportIncomplete(incomplete) : kExitDone;
+  written.tell();
+  return replayed != kExitDone ? replayed : completed;
 }
 
 }  // namespace tavrin

@@ -9,6 +9,7 @@
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
+#include "writers/host/PluginEnvironment.h"
 
 namespace tavrin {
 
@@ -168,7 +169,8 @@ void Session::deliverHeader() {
   deliver(header);
 }
 
-std::vector<std::string> Session::finish() {
+std::vector<std::string> Session::finish(bool isWhole) {
+  g_pluginEnvironment->setRunIncomplete(!isWhole);
   if (unflushed_) flushWriters();
   if (metadata_ != nullptr) {
     if (!hasHeader_) deliverHeader();
@@ -185,6 +187,7 @@ std::vector<std::string> Session::close() {
     if (writer->closeOutput() != 0) incomplete.push_back(nameOf(*writer));
   }
   open_.clear();
+  g_pluginEnvironment->setRunIncomplete(false);
   return incomplete;
 }
 

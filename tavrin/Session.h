@@ -47,8 +47,9 @@ class Session final : public MessageSink {
   void flush() override;
 
   /// Flushes what is left, delivers the header text and the summary tables, closes every writer.
-  /// Returns the names of the writers whose output is not complete.
-  std::vector<std::string> finish();
+  /// Returns the names of the writers whose output is not complete; none is unless `isWhole`: false
+  /// says that the run lacks something.
+  std::vector<std::string> finish(bool isWhole = true);
 
   /// Metric messages delivered.
   unsigned long long samples() const { return samples_; }

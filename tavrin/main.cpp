@@ -3,10 +3,12 @@
 #include "tavrin/Commands.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
+#include "tavrin/platform/OutOfMemory.h"
 #include "tavrin/platform/ProcessStart.h"
 
 int main(int argc, char** argv) {
   try {
+    tavrin::exitWhenMemoryRunsOut();
     tavrin::logToStandardError();
     return tavrin::runCommandLine(tavrin::startProcess(argc, argv));
   } catch (const tavrin::CommandError& error) {

@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
+#include "tavrin/OutputNames.h"
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
+#include "tavrin/WrittenFiles.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/PlainText.h"
 
@@ -52,6 +55,74 @@ TEST(PluginLibrary, IsLoadedAndChecked) {
   } catch (const CommandError& error) {
     EXPECT_NE(std::string(error.what()).find(" is not a plugin library: "), std::string::npos);
   }
+}
+
+TEST(OutputNames, BaseNamesAreCutToWhatAllWritersShare) {
+  const LogCapture log;
+  const PluginLibrary library(PW_PLUGIN_LIBRARY);
+  const std::pair<const char*, const char*> cases[] = {
+      {"run", "run"},
+      {"run.csv", "run"},
+      {"out/run_trace.csv", "out/run"},
+      {"run.ztbin", "run"},
+      {"run.csv.pwr", "run.csv"},
+      {"v1.2", "v1.2"},
+      {"run.txt.d", "run.txt.d"},
+      {".hidden", ".hidden"},
+  };
+  for (const auto& [given, wanted] : cases) {
+    EXPECT_EQ(OutputNames(given, library, {}, false).baseName(), wanted);
+  }
+  EXPECT_NE(log.all().find("the base name of the outputs is 'run': each"), std::string::npos);
+  for (const char* wrong : {"", ".", "..", "dir/", "dir/.", ".csv", "dir/.pwr"}) {
+    EXPECT_THROW(OutputNames(wrong, library, {}, false), CommandError) << wrong;
+  }
+}
+
+TEST(OutputNames, FilesWithAnotherUseAreRefused) {
+  const TempFolder folder;
+  const PluginLibrary library(PW_PLUGIN_LIBRARY);
+  folder.write("input", "");
+  std::filesystem::create_hard_link(folder.path("input"), folder.path("hard.csv"));
+  folder.write("run_7.ztbin", "");
+  folder.write("run_07x.ztbin", "");
+  folder.write("run_.ztbin", "");
+  const auto refuses = [&](const std::string& base, const std::string& other) {
+    const OutputNames names(folder.path(base), library, library.select({"all"}), true);
+    try {
+      names.refuseSharedFiles();
+      names.refuse(folder.path(other), "the input");
+    } catch (const CommandError& error) {
+      EXPECT_EQ(error.status(), kExitUsage);
+      return true;
+    }
+    return false;
+  };
+  EXPECT_TRUE(refuses("hard", "input")) << "one file of two names";
+  EXPECT_TRUE(refuses("run", "run.csv")) << "also where there is none yet";
+  EXPECT_TRUE(refuses("run", "x/../run_phm.csv"));
+  EXPECT_TRUE(refuses("run", "run_12.ztjson"));
+  EXPECT_TRUE(refuses("run", "Automation_Summary.csv"));
+  EXPECT_TRUE(refuses("Automation_Summary", "input")) << "two outputs of one name";
+  EXPECT_FALSE(refuses("run", "input"));
+  EXPECT_FALSE(refuses("run", "run_.ztbin"));
+  EXPECT_FALSE(refuses("run", "other_12.ztbin"));
+  const OutputNames names(folder.path("run"), library, library.select({"bin"}), true);
+  ASSERT_EQ(names.leftovers().size(), 1U);
+  EXPECT_EQ(names.leftovers().front().filename(), "run_7.ztbin");
+  const OutputNames whole(folder.path("run"), library, library.select({"bin"}), false);
+  EXPECT_TRUE(whole.leftovers().empty());
+}
+
+TEST(WrittenFiles, ManyNumberedOnesAreARange) {
+  EXPECT_EQ(fileList({}), "");
+  std::vector<std::string> names = {"b/run.csv", "b/run_1.ztbin", "b/run_0.ztbin", "a.d_07.x"};
+  EXPECT_EQ(fileList(names), "a.d_07.x b/run.csv b/run_0.ztbin b/run_1.ztbin");
+  for (int i = 2; i < 1000; ++i) names.push_back("b/run_" + std::to_string(i) + ".ztbin");
+  for (const int i : {3, 4, 5, 8}) names.push_back("c_" + std::to_string(i) + ".ztbin.incomplete");
+  EXPECT_EQ(fileList(names),
+            "a.d_07.x b/run.csv b/run_0 … b/run_999.ztbin "
+            "c_3 … c_5.ztbin.incomplete c_8.ztbin.incomplete");
 }
 
 TEST(PlainText, WhatCouldSteerATerminalIsEscaped) {

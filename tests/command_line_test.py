@@ -78,6 +78,12 @@ class CommandLine(unittest.TestCase):
             self.assertLess(time.monotonic(), deadline, "waited for too long")
             time.sleep(0.01)
 
+    @staticmethod
+    def blocks_signals(process):
+        """Whether the command has come so far that it handles them."""
+        blocked = re.search(r"SigBlk:\s*(\w+)", read(f"/proc/{process.pid}/status"))[1]
+        return int(blocked, 16) & 1 << (signal.SIGINT - 1)
+
     def files(self):
         return sorted(name for name in os.listdir(self.folder) if name != "tree")
 
@@ -148,7 +154,7 @@ class CommandLine(unittest.TestCase):
         odd = b"\x1b[31m\x7f\xc2\x9b\xff\n"
         for arguments in ([b"report", odd], [b"record", b"-o", odd, b"--nonsense=" + odd],
                           [b"record", b"-d", odd], [b"record", b"--", odd],
-                          [b"record", b"--sysroot", b"tree", b"-d", b".1", b"-o", b"/proc/no/" + odd]):
+                          [b"record", b"--sysroot", b"tree", b"-d", b".1", b"--capture", b"no/" + odd]):
             done = subprocess.run([TAVRIN, *arguments], cwd=self.folder, capture_output=True)
             self.assertNotEqual(done.returncode, 0)
             self.assertRegex(done.stderr, rb"^[\n -~]+$")
@@ -172,7 +178,7 @@ class CommandLine(unittest.TestCase):
 
     def test_list_tells_why_a_feature_is_absent(self):
         lines = self.run_tavrin("list", "--sysroot", "tree").stdout.splitlines()
-        self.assertTrue(any(line.split()[:2] == ["sum", ".csv"] for line in lines), lines)
+        self.assertTrue(any(line.split()[:2] == ["sum", "BASE.csv"] for line in lines), lines)
         found = {line.split()[0]: line.split()[1] for line in lines if line.startswith("  ")}
         self.assertEqual((found["cpu-time"], found["thermal"]), ("present", "present"))
         self.assertEqual((found["core-cstate"], found["energy"]), ("absent", "absent"))
@@ -211,20 +217,155 @@ class CommandLine(unittest.TestCase):
 
     def test_outputs_that_cannot_be_written(self):
         record = ["record", "--sysroot", "tree", "-f", "thermal", "-d", "0.1"]
-        done = self.run_tavrin(*record, "-o", "no/such/run", status=1)
-        self.assertIn("WARNING: Could not create no/such/run.csv", done.stderr)
-        os.symlink("/dev/full", os.path.join(self.folder, "full.csv"))
-        done = self.run_tavrin(*record, "-o", "full", status=1)
-        self.assertIn("the output of writer sum is incomplete", done.stderr)
+        done = self.run_tavrin(*record, "-o", "/proc/no/run", status=1)
+        self.assertIn("cannot make the folder /proc/no: ", done.stderr)
+        os.mkdir(os.path.join(self.folder, "taken.csv"))
+        done = self.run_tavrin(*record, "-o", "taken", status=1)
+        self.assertIn("WARNING: Could not create taken.csv", done.stderr)
         done = self.run_tavrin(*record, "--capture", "/dev/full", status=1)
-        self.assertIn("capture", done.stderr)
-        self.assertEqual(self.files(), ["full.csv", "tavrin.csv"])
+        self.assertIn("the capture /dev/full is incomplete", done.stderr)
+        self.assertIn("wrote tavrin.csv", done.stderr)
+        self.assertEqual(self.files(), ["taken.csv", "tavrin.csv"])
+
+    def write(self, name, text):
+        with open(os.path.join(self.folder, name), "w") as file:
+            file.write(text)
+
+    def test_a_run_that_fails_leaves_the_last_good_file_alone(self):
+        lines = read(STREAM).splitlines(keepends=True)
+        self.write("bad.jsonl", "".join(lines[:-5]) + '{"type":"sample",\n' + lines[-1])
+        self.write("garbage.jsonl", "nothing of the kind\n")
+        self.write("headless.jsonl", lines[0])
+        for name in ("run.csv", "run.pwr", "Automation_Summary.csv"):
+            self.write(name, "of an earlier run")
+        for stream in ("garbage.jsonl", "headless.jsonl", "no-such.jsonl", "."):
+            before = self.files()
+            self.run_tavrin("report", "-w", "all", "-o", "run", stream, status=1)
+            self.assertEqual(self.files(), before, stream)
+        done = self.run_tavrin("report", "-w", "all", "-o", "run", "bad.jsonl", status=1)
+        self.assertIn(f"error: bad.jsonl:{len(lines) - 4}: ", done.stderr)
+        self.assertIn("incomplete: run.csv.incomplete run.pwr.incomplete", done.stderr)
+        self.assertNotIn("wrote", done.stderr)
+        for name in ("run.csv", "run.pwr", "Automation_Summary.csv"):
+            self.assertEqual(self.report(name), "of an earlier run")
+        self.assertIn("Summary: ", self.report("run.csv.incomplete"))
+
+    def test_the_replay_of_a_file_that_was_stopped_is_incomplete(self):
+        lines = read(STREAM).splitlines(keepends=True)
+        samples = [line for line in lines if line.startswith('{"type":"sample"')]
+        self.write("long.jsonl", "".join(lines[:-1]) + "".join(samples) * 1000)
+        before = self.files()
+        process = self.start("report", "-o", "run", "long.jsonl")
+        self.wait_for(lambda: self.files() != before)
+        process.send_signal(signal.SIGTERM)
+        _, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 143, errors)
+        self.assertIn("error: long.jsonl: stopped by a signal before its end", errors)
+        self.assertIn("incomplete: run.csv.incomplete", errors)
+        self.assertEqual(self.files(), sorted([*before, "run.csv.incomplete"]))
+
+    def test_an_output_is_nothing_else(self):
+        for name in ("in.csv", "in.jsonl"):
+            self.write(name, read(STREAM))
+        os.link(os.path.join(self.folder, "in.jsonl"), os.path.join(self.folder, "hard.csv"))
+        os.symlink("in.jsonl", os.path.join(self.folder, "soft.csv"))
+        record = ["record", "--sysroot", "tree", "-f", "thermal", "-d", "0.1"]
+        for arguments, also in (
+                (["report", "-o", "in", "in.csv"], "the input"),
+                (["report", "-o", "hard", "in.jsonl"], "the input"),
+                (["report", "-o", "soft", "in.jsonl"], "the input"),
+                (["report", "-w", "sum,auto", "-o", "Automation_Summary", "in.jsonl"],
+                 "the output Automation_Summary.csv"),
+                ([*record, "-o", "run", "--capture", "run.csv"], "the capture"),
+                ([*record, "-o", "soft", "--capture", "in.jsonl"], "the capture"),
+                ([*record, "--continuous", "1", "-w", "bin", "-o", "run", "--capture",
+                  "./run_12.ztbin"], "the capture")):
+            with self.subTest(arguments):
+                before = self.files()
+                done = self.run_tavrin(*arguments, status=2)
+                self.assertIn(" is also " + also, done.stderr)
+                self.assertEqual(self.files(), before)
+        with open(os.path.join(self.folder, "in.csv")) as stream:
+            self.run_tavrin("report", "-o", "in", "-", status=2, stdin=stream)
+        self.assertEqual(self.report("in.jsonl"), read(STREAM))
+        done = self.run_tavrin(*record, "-o", "console", "--capture", "-", status=2)
+        self.assertIn("both print to standard output", done.stderr)
+
+    def test_base_names(self):
+        done = self.run_tavrin("report", "-w", "sum,raw", "-o", "new/er/run.txt", STREAM)
+        self.assertIn("the base name of the outputs is 'new/er/run'", done.stderr)
+        self.assertEqual(sorted(os.listdir(os.path.join(self.folder, "new/er"))),
+                         ["run.csv", "run.txt"])
+        for wrong in ("", ".", "new/", "new/er/.."):
+            self.run_tavrin("report", "-o", wrong, STREAM, status=2)
+        odd = os.fsdecode(b"\xff\x1b,\"")
+        self.run_tavrin("report", "-w", "all", "-o", odd, STREAM)
+        self.assertEqual(sum(name.startswith(odd) for name in self.files()), len(os.listdir(GOLDEN)) - 1)
+        read(os.path.join(self.folder, "Automation_Summary.csv")).encode("utf-8", "strict")
+
+    def test_options_without_effect_are_told(self):
+        done = self.run_tavrin("report", "--continuous", "--debug", "nope", "--debug", "iter", STREAM)
+        self.assertIn("warning: --continuous has no effect: ", done.stderr)
+        self.assertIn("warning: --debug nope has no effect; channels are: text-writer-plugin", done.stderr)
+        self.assertNotIn("--debug iter", done.stderr)
+
+    def test_numbered_files_of_an_earlier_run_are_in_the_way(self):
+        sample = '{"type":"sample","metric":1,"time":%d,"elements":[1]}\n{"type":"flush"}\n'
+        self.write("five.jsonl", '{"type":"tavrin-stream","version":1}\n'
+                   '{"type":"system","clockMHz":1000}\n{"type":"metric","id":1,"name":"M"}\n'
+                   + "".join(sample % time for time in range(5)))
+        done = self.run_tavrin("report", "-w", "bin", "--continuous", "-o", "run", "five.jsonl")
+        self.assertIn("tavrin: wrote run_0 … run_4.ztbin\n", done.stderr)
+        before = self.files()
+        record = ["record", "--sysroot", "tree", "-f", "thermal", "-d", "0.1", "-w", "bin",
+                  "--continuous", "1", "-o", "run"]
+        done = self.run_tavrin(*record, status=1)
+        self.assertIn("(--force removes them): run_0 … run_4.ztbin", done.stderr)
+        self.assertEqual(self.files(), before)
+        done = self.run_tavrin(*record, "--force")
+        self.assertIn("removed run_0 … run_4.ztbin", done.stderr)
+        self.assertEqual(self.files(), ["five.jsonl", "run_0.ztbin"])
+        self.run_tavrin("record", "--force", "-d", "1", status=2)
+
+    def test_a_capture_is_a_journal(self):
+        process = self.start("record", "--sysroot", "tree", "-f", "thermal", "-i", "20",
+                             "--capture", "c.jsonl", "-o", "run")
+        path = os.path.join(self.folder, "c.jsonl")
+        def lasts():
+            times = re.findall(r'"type":"sample","metric":\d+,"time":(\d+)', read(path))
+            return int(times[-1]) - int(times[0]) if times else 0
+        self.wait_for(lambda: os.path.exists(path) and lasts() > 0)
+        begun, before = time.monotonic(), lasts()
+        self.wait_for(lambda: time.monotonic() > begun + 2)
+        process.kill()
+        slept = time.monotonic() - begun
+        process.communicate()
+        self.assertGreater(lasts() - before, (slept - 1) * 1e9)
+        self.assertNotIn("run.csv", self.files())
+        self.run_tavrin("report", "-o", "again", "c.jsonl")
+        with open(path, "a") as file:
+            file.write('{"type":"sample","metric":')
+        done = self.run_tavrin("report", "-o", "cut", "c.jsonl")
+        lines = len(self.report("c.jsonl").splitlines())
+        self.assertIn(f"warning: c.jsonl:{lines}: the stream ends within this record", done.stderr)
+        self.assertEqual(self.report("cut.csv"), self.report("again.csv"))
+
+    def test_a_capture_does_not_follow_a_planted_link(self):
+        self.write("victim", "untouched")
+        os.symlink("victim", os.path.join(self.folder, "c.jsonl"))
+        os.symlink("/dev/null", os.path.join(self.folder, "null"))
+        record = ["record", "--sysroot", "tree", "-f", "thermal", "-d", "0.1", "--capture"]
+        done = self.run_tavrin(*record, "c.jsonl", status=1)
+        self.assertIn("cannot write the capture c.jsonl: it is a link to a file", done.stderr)
+        self.assertEqual(self.report("victim"), "untouched")
+        self.assertNotIn("tavrin.csv", self.files())
+        self.run_tavrin(*record, "null")
 
     def test_signals_end_the_collection_and_complete_the_outputs(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             with self.subTest(number):
                 process = self.start("record", "--sysroot", "tree", "-f", "thermal", "-i", "20")
-                time.sleep(0.5)
+                self.wait_for(lambda: self.blocks_signals(process))
                 process.send_signal(number)
                 process.send_signal(number)  # as the tool timeout does
                 time.sleep(0.05)
@@ -252,8 +393,7 @@ class CommandLine(unittest.TestCase):
                 self.assertIn("Summary: ", self.report("run.csv"))
                 os.remove(os.path.join(self.folder, "run.csv"))
         process = self.start("report", "fifo")  # which nobody writes to
-        status = f"/proc/{process.pid}/status"
-        self.wait_for(lambda: int(re.search(r"SigBlk:\s*(\w+)", read(status))[1], 16) & 2)
+        self.wait_for(lambda: self.blocks_signals(process))
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(timeout=60), 130)
         process.communicate()
@@ -323,15 +463,6 @@ class CommandLine(unittest.TestCase):
         self.assertIn("capture", process.stderr.read())
         process.stderr.close()
         self.assertIn("Temperature", self.report("tavrin.csv"))
-
-    def test_a_faulty_line_loses_nothing_before_it(self):
-        lines = read(STREAM).splitlines(keepends=True)
-        with open(os.path.join(self.folder, "bad.jsonl"), "w") as file:
-            file.writelines(lines[:-5] + ["{\"type\":\"sample\",\n"] + lines[-5:])
-        done = self.run_tavrin("report", "bad.jsonl", status=1)
-        self.assertIn(f"error: bad.jsonl:{len(lines) - 4}: ", done.stderr)
-        self.assertIn("Summary: ", self.report("tavrin.csv"))
-        self.run_tavrin("report", "no-such.jsonl", status=1)
 
     def test_recorded_stream_gives_the_expected_files(self):
         self.run_tavrin("report", "-w", "all", "-o", "recorded", STREAM)

@@ -5,9 +5,10 @@
 
 #include "writers/common/WriterLog.h"
 #include "writers/host/HostFunctions.h"
+#include "writers/host/LogChannels.h"
 
 /// The lines of the text writers that their debug switch shows at any verbosity.
-inline const WriterLog kTextLog("text-writer-plugin");
+inline const WriterLog kTextLog(kTextChannel);
 /// The lines of the text writers that only the verbosity decides on.
 inline const WriterLog kPlainLog("");
 

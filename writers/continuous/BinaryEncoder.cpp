@@ -13,6 +13,7 @@
 #include "writers/continuous/DescriptorText.h"
 #include "writers/continuous/EntityName.h"
 #include "writers/continuous/OutputFile.h"
+#include "writers/host/LogChannels.h"
 #include "writers/host/PluginEnvironment.h"
 #include "writers/host/Quantity.h"
 
@@ -20,7 +21,7 @@ namespace {
 
 using ztbin::RecordType;
 
-const WriterLog kIterLog("iter");
+const WriterLog kIterLog(kIterChannel);
 const pwr::SystemMetadata kUnknownSystem;
 
 /// Shared by all encoders of the process.

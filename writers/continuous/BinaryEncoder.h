@@ -13,11 +13,12 @@
 #include "writers/continuous/ElementValue.h"
 #include "writers/continuous/PointBuffer.h"
 #include "writers/continuous/RecordBlocks.h"
+#include "writers/host/LogChannels.h"
 #include "writers/host/Metric.h"
 #include "writers/host/SystemMetadata.h"
 
 /// The lines of the binary writer that its debug switch shows at any verbosity.
-inline const WriterLog kBinaryLog("binarywriter");
+inline const WriterLog kBinaryLog(kBinaryChannel);
 
 /// Turns the messages of one run into the records of a binary stream and writes them to files. The
 /// format: docs/formats/binary-stream.md.

@@ -44,6 +44,10 @@ class PW_HOST_API PluginEnvironment {
   /// do it by themselves.
   void noteOutput(const std::string& path, bool isComplete) const;
 
+  /// True while the host ends a run that lacks something, as one whose input was cut short does.
+  /// What its outputs hold is not complete then, however well it was written.
+  bool isRunIncomplete() const { return isRunIncomplete_; }
+
   // Host:
   void setVerbosity(PWLogLevel verbosity) { verbosity_ = verbosity; }
   void enableDebugLoggingFor(const std::string& tag) { debugTags_.insert(tag); }
@@ -52,6 +56,7 @@ class PW_HOST_API PluginEnvironment {
   /// Called with what `noteOutput` is told, by the same thread. An empty function ends that.
   using OutputListener = std::function<void(const std::string& path, bool isComplete)>;
   void setOutputListener(OutputListener listener) { outputListener_ = std::move(listener); }
+  void setRunIncomplete(bool isIncomplete) { isRunIncomplete_ = isIncomplete; }
 
  private:
   PWLogLevel verbosity_ = PW_LOG_WARNING;
@@ -59,6 +64,7 @@ class PW_HOST_API PluginEnvironment {
   std::shared_ptr<pwr::Logger> errorSink_;
   std::shared_ptr<pwr::Logger> generalSink_;
   OutputListener outputListener_;
+  bool isRunIncomplete_ = false;
   mutable std::map<std::string, std::unique_ptr<pwr::OutputFileLogger>> files_;
 };
 

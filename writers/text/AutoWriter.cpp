@@ -5,6 +5,7 @@
 #include <sstream>
 #include <utility>
 
+#include "hostcommon/Utf8Text.h"
 #include "writers/common/CsvText.h"
 #include "writers/common/TextLog.h"
 #include "writers/host/PluginCapability.h"
@@ -84,11 +85,13 @@ AutoWriter::~AutoWriter() = default;
 
 int AutoWriter::openOutput(const std::string& baseName, bool /*continuous*/) {
   baseName_ = baseName;
-  addColumn("Output_Name", baseName);
+  addColumn("Output_Name", pwr::validUtf8(baseName));
   return 0;
 }
 
 int AutoWriter::closeOutput() {
+  // The lines of other runs stand in that file: one that lacks something is not put among them.
+  if (g_pluginEnvironment->isRunIncomplete()) return 1;
   if (metadata_ != nullptr) {
     columnValues_[metadataColumn_] = metadata_->getCollectionStartTime();
     columnValues_[metadataColumn_ + 1] = durationText(metadata_->getCollectionDurationSec());
