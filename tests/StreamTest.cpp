@@ -362,7 +362,7 @@ TEST(Stream, DepthDoesNoHarm) {
     std::string line;
     for (int i = 0; i < 300000; ++i) line += bracket;
     const std::string column = std::to_string(16 * bracket.size() + 1);
-    EXPECT_EQ(Replay(kStart + line).error, "s:3: nested too deeply (column " + column + ")");
+    EXPECT_EQ(Replay(kStart + line + "\n").error, "s:3: nested too deeply (column " + column + ")");
   }
   EXPECT_EQ(Replay(kStart + chain("entity", "parent", 256)).error, "");
   EXPECT_EQ(Replay(kStart + chain("entity", "parent", 257)).error,
