@@ -75,6 +75,23 @@ FeatureEntry featureOf(const toml::node& node) {
   return entry;
 }
 
+std::vector<FeatureEntry> featuresOf(const toml::node& node) {
+  const auto* array = node.as_array();
+  if (array == nullptr) fail(node, "feature must be an array of tables: [[feature]]");
+  std::vector<FeatureEntry> features;
+  std::map<std::string, unsigned int> lines;
+  for (const toml::node& element : *array) {
+    FeatureEntry entry = featureOf(element);
+    const auto [first, isNew] = lines.try_emplace(entry.name, element.source().begin.line);
+    if (!isNew) {
+      fail(element, "a second [[feature]] with the name '" + entry.name +
+                        "' (the first one: line " + std::to_string(first->second) + ")");
+    }
+    features.push_back(std::move(entry));
+  }
+  return features;
+}
+
 OutputConfig configOf(const toml::table& root) {
   OutputConfig result;
   result.loaded = true;
@@ -83,9 +100,7 @@ OutputConfig configOf(const toml::table& root) {
       result.hasFeatureOrder = true;
       result.featureOrder = textsOf(value, "feature-order");
     } else if (key.str() == "feature") {
-      const auto* features = value.as_array();
-      if (features == nullptr) fail(value, "feature must be an array of tables: [[feature]]");
-      for (const toml::node& feature : *features) result.features.push_back(featureOf(feature));
+      result.features = featuresOf(value);
     } else {
       fail(value, "unknown entry '" + std::string(key.str()) + "' (known: feature-order, feature)");
     }

@@ -10,7 +10,7 @@ namespace pwr {
 /// from; it replaces what was loaded before. Its entries:
 ///
 ///   feature-order = ["core-cstate", "thermal"]   # optional
-///   [[feature]]                                  # any number; their order counts
+///   [[feature]]                                  # any number, no name twice; their order counts
 ///   name = "core-cstate"
 ///   metrics = ["CPU C-State"]                    # in the order wanted
 ///

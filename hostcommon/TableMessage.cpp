@@ -1,6 +1,7 @@
 #include "writers/host/TableMessage.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 #include "writers/host/Quantity.h"
 
@@ -8,11 +9,31 @@ namespace pwr {
 
 namespace {
 
-/// Position of `wanted` in `handles`; their number when it is not among them.
+/// Up to this many handles are found as fast by looking at each of them.
+constexpr std::size_t kSearched = 16;
+
+/// Finds the position of a handle in a list, the first one if it stands there twice.
 template <typename Handle>
-std::size_t indexOf(const std::vector<const Handle*>& handles, const Handle* wanted) {
-  return static_cast<std::size_t>(std::ranges::find(handles, wanted) - handles.begin());
-}
+class Positions {
+ public:
+  explicit Positions(const std::vector<const Handle*>& handles) : handles_(handles) {
+    if (handles.size() <= kSearched) return;
+    for (std::size_t i = 0; i < handles.size(); ++i) positions_.try_emplace(handles[i], i);
+  }
+
+  /// The number of handles when `wanted` is not among them.
+  std::size_t of(const Handle* wanted) const {
+    if (positions_.empty()) {
+      return static_cast<std::size_t>(std::ranges::find(handles_, wanted) - handles_.begin());
+    }
+    const auto found = positions_.find(wanted);
+    return found == positions_.end() ? handles_.size() : found->second;
+  }
+
+ private:
+  const std::vector<const Handle*>& handles_;
+  std::unordered_map<const Handle*, std::size_t> positions_;
+};
 
 bool notesOf(const std::vector<std::string>& notes, std::vector<std::string>& out) {
   if (notes.empty()) return false;
@@ -68,13 +89,24 @@ int TableMessage::getSharedHandleCount() const {
   return static_cast<int>(description_->sharedHandles.size());
 }
 
+/// Where the cells of a row stand.
+struct TableMessage::Places {
+  explicit Places(const TableDescription& table)
+      : shared(table.sharedHandles), entities(table.entities), handles(table.handles) {}
+
+  Positions<DataHandle> shared;
+  Positions<EntityHandle> entities;
+  Positions<DataHandle> handles;
+};
+
 const Data* TableMessage::getField(const EntityHandle* entity, const DataHandle* handle) const {
   const TableDescription& table = *description_;
-  std::size_t position = indexOf(table.sharedHandles, handle);
+  if (places_ == nullptr) places_ = std::make_shared<const Places>(table);
+  std::size_t position = places_->shared.of(handle);
   if (entity != nullptr || position == table.sharedHandles.size()) {
-    const std::size_t column = indexOf(table.handles, handle);
+    const std::size_t column = places_->handles.of(handle);
     const bool perEntity = !table.entities.empty();
-    const std::size_t group = entity == nullptr ? 0 : indexOf(table.entities, entity);
+    const std::size_t group = entity == nullptr ? 0 : places_->entities.of(entity);
     if (column == table.handles.size() || perEntity != (entity != nullptr) ||
         (perEntity && group == table.entities.size())) {
       return nullptr;

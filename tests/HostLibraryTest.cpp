@@ -18,6 +18,7 @@
 #include "writers/host/HostFunctions.h"
 #include "writers/host/Quantity.h"
 #include "writers/host/RealFormatter.h"
+#include "writers/host/TableMessage.h"
 #include "writers/host/Tokenizer.h"
 #include "writers/host/WriterInterfaceConfigFileParser.h"
 
@@ -249,6 +250,34 @@ TEST(FileOutput, CarriesAnyByteAndReportsFailures) {
   EXPECT_EQ(full->close(), 1) << "an earlier failure is not forgotten";
 }
 
+// Narrow tables and wide ones, whose cells are found in another way.
+TEST(TableMessage, CellsAreFoundByTheirHandles) {
+  for (const std::size_t width : {2U, 40U}) {
+    pwr::TableDescription table;
+    for (std::size_t i = 0; i < width; ++i) {
+      table.sharedHandles.push_back(pwr::createColumn("S", nullptr));
+      table.entities.push_back(pwr::createEntity({.name = "E"}));
+      table.handles.push_back(pwr::createColumn("H", nullptr));
+    }
+    table.handles.push_back(table.handles[0]);  // counts where it stands first
+    std::vector<Data> cells;
+    for (std::size_t i = 0; i + 1 < table.cellsPerRow(); ++i) cells.emplace_back(i);
+    const auto* const stranger = pwr::createColumn("X", nullptr);
+    const auto description = std::make_shared<const pwr::TableDescription>(table);
+    const pwr::TableMessage row(description, cells);
+    const std::size_t last = width - 1;
+    EXPECT_EQ(row.getField(nullptr, table.sharedHandles[last]), &row.getCells()[last]);
+    EXPECT_EQ(row.getField(table.entities[last], table.handles[1]),
+              &row.getCells()[width + last * (width + 1) + 1]);
+    EXPECT_EQ(row.getField(table.entities[0], table.handles[0]), &row.getCells()[width]);
+    EXPECT_EQ(row.getField(nullptr, table.handles[0]), nullptr) << "needs an entity";
+    EXPECT_EQ(row.getField(table.entities[0], stranger), nullptr);
+    EXPECT_EQ(row.getField(pwr::createEntity({.name = "X"}), table.handles[0]), nullptr);
+    EXPECT_EQ(pwr::TableMessage(description).getField(nullptr, table.sharedHandles[0]), nullptr)
+        << "has no row";
+  }
+}
+
 TEST(OutputConfig, KeepsTheOrderOfTheFile) {
   const TempFolder folder;
   std::string error;
@@ -288,6 +317,8 @@ TEST(OutputConfig, FaultsNameTheLine) {
       {"[[feature]]\nmetrics = []\n", ":1: ", "a [[feature]] needs a name"},
       {"[[feature]]\nname = 'x'\nmetric = []\n", ":3: ", "unknown entry 'metric'"},
       {"features = 1\n", ":1: ", "unknown entry 'features'"},
+      {"[[feature]]\nname = 'x'\n\n[[feature]]\nname = 'x'\n",
+       ":4: ", "a second [[feature]] with the name 'x' (the first one: line 1)"},
   };
   for (const auto& [text, place, cause] : cases) {
     SCOPED_TRACE(text);

@@ -34,7 +34,9 @@ struct TableDescription {
   unsigned int tableId = 0;      ///< unique in its container; tables of a container sort by it
   TableClass tableClass = TableClass::Summary;
   std::string title;
-  const Quantity* quantity = nullptr;  ///< of all cells; null when they differ
+  /// Gives the title its unit; null when the cells differ. What a cell is, such as a time, is told
+  /// by the quantity of its handle alone.
+  const Quantity* quantity = nullptr;
   std::vector<const DataHandle*> sharedHandles;
   std::vector<const EntityHandle*> entities;
   std::vector<const DataHandle*> handles;
@@ -100,7 +102,8 @@ class PW_HOST_API TableMessage : public Message {
     }
   }
 
-  /// The cell behind `getFieldAsString`; null when there is none. `entity` may be null.
+  /// The cell behind `getFieldAsString`; null when there is none. `entity` may be null. Takes the
+  /// same time however wide the table is.
   const Data* getField(const EntityHandle* entity, const DataHandle* handle) const;
 
   /// `out` becomes prefix + units + suffix; false, leaving it alone, when `quantity` is null or has
@@ -112,6 +115,8 @@ class PW_HOST_API TableMessage : public Message {
   std::shared_ptr<const TableDescription> description_;
   TableMessageType type_;
   std::vector<Data> cells_;
+  struct Places;
+  mutable std::shared_ptr<const Places> places_;  // made when a cell is first asked for
 };
 
 }  // namespace pwr
