@@ -14,9 +14,9 @@ bool OutputFile::open(const std::string& path) {
 }
 
 bool OutputFile::write(std::string_view text) {
-  if (!isComplete_) return false;
+  if (errnum_ != 0) return false;
   if (std::fwrite(text.data(), 1, text.size(), file_.stream()) != text.size()) noteFailure(errno);
-  return isComplete_;
+  return errnum_ == 0;
 }
 
 void OutputFile::noteFailure(int errnum) {

@@ -21,14 +21,15 @@ class OutputFile {
   /// Of the latest `open`.
   const std::string& getPath() const { return file_.getPath(); }
 
-  /// Appends to the file. False when this or anything before has failed since it was opened.
+  /// Appends to the file. False, writing nothing from then on, when this or an earlier write has
+  /// failed since it was opened.
   bool write(std::string_view text);
   /// For those who write by themselves, and tell `noteFailure` if that fails. Null unless the file
   /// is open.
   FILE* stream() const { return file_.stream(); }
   /// Tells that something could not be written, for the cause `errnum`. The first one counts.
   void noteFailure(int errnum);
-  /// Tells that the file lacks something, of which the user has been told.
+  /// Tells that the file lacks something, of which the user has been told. The rest is written.
   void noteLoss() { isComplete_ = false; }
   bool isComplete() const { return isComplete_; }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "hostcommon/Platform.h"
+#include "hostcommon/Utf8Path.h"
 #include "writers/host/HostFunctions.h"
 
 namespace pwr {
@@ -17,7 +18,8 @@ bool StagedFile::open(const std::string& path) {
   }
   isDirect_ = kind == platform::FileKind::Other;
   if (isDirect_) return openFileHandle(&stream_, path.c_str(), "wb");
-  privatePath_ = platform::folderOf(path) + platform::unguessableName();
+  finalPath_ = absolutePath(path);
+  privatePath_ = platform::folderOf(finalPath_) + platform::unguessableName();
   // Noted first: there is no moment in which an abort would miss it.
   noteTemporary(privatePath_.c_str());
   stream_ = platform::createExclusive(privatePath_.c_str(), platform::Access::AsTheUserMasks);
@@ -28,7 +30,7 @@ bool StagedFile::open(const std::string& path) {
 bool StagedFile::commit() {
   if (!close_i()) return false;
   if (isDirect_) return true;
-  if (!platform::replaceFile(privatePath_, path_)) return false;
+  if (!platform::replaceFile(privatePath_, finalPath_)) return false;
   forget_i();
   return true;
 }
@@ -36,7 +38,7 @@ bool StagedFile::commit() {
 bool StagedFile::keepIncomplete() {
   close_i();
   if (isDirect_) return true;
-  if (!platform::replaceFile(privatePath_, incompletePath())) {
+  if (!platform::replaceFile(privatePath_, finalPath_ + kIncomplete)) {
     discard();
     return false;
   }

@@ -12,7 +12,8 @@ namespace pwr {
 /// What is no regular file (a console, a pipe, a device) is written directly. A link under the name
 /// is replaced, never followed.
 ///
-/// Paths are UTF-8. Operations that return false set errno.
+/// The process may change its directory while a file is open. Paths are UTF-8. Operations that
+/// return false set errno.
 class StagedFile {
  public:
   StagedFile() = default;
@@ -40,14 +41,17 @@ class StagedFile {
 
   /// Where `keepIncomplete` leaves the file: the path followed by ".incomplete", or the path itself
   /// for what is written directly.
-  std::string incompletePath() const { return isDirect_ ? path_ : path_ + ".incomplete"; }
+  std::string incompletePath() const { return isDirect_ ? path_ : path_ + kIncomplete; }
 
  private:
+  static constexpr const char* kIncomplete = ".incomplete";
+
   bool close_i();
   void forget_i();
 
   FILE* stream_ = nullptr;
   std::string path_;
+  std::string finalPath_;    // absolute, as the private one is
   std::string privatePath_;  // "" when there is no file under a private name
   bool isDirect_ = false;
 };
