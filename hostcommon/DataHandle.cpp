@@ -7,7 +7,6 @@
 #include "hostcommon/ImmortalStore.h"
 #include "writers/host/Attribute.h"
 #include "writers/host/DataDescriptor.h"
-#include "writers/host/HostFunctions.h"
 #include "writers/host/Quantity.h"
 
 namespace pwr {
@@ -60,10 +59,7 @@ const DataHandle* createHandle(DataHandleDescription description) {
 }
 
 const DataHandle* createColumn(const std::string& name, const Quantity* quantity) {
-  std::string units = quantity == nullptr ? "" : quantity->toUnitsString();
-  if (isTime(quantity)) {
-    units = check_env("PW_DO_TIMELINE_TSC") ? "ticks" : "ms";
-  }
+  const std::string units = shownUnits(quantity);
   return createHandle({.type = DataHandleType::Field,
                        .name = name,
                        .fieldName = units.empty() ? name : name + " (" + units + ")",

@@ -87,6 +87,8 @@ class PrivateFile {
   /// Creates a file that only the user can open and child processes do not inherit. Never opens,
   /// follows or empties anything that is there already: errno is EEXIST then. Call once.
   bool create(const std::string& path);
+  /// Opens a file that is there already, to write behind its end. Call once, instead of `create`.
+  bool extend(const std::string& path);
   /// Moves the position to `offset` bytes from the start.
   bool seek(std::uint64_t offset);
   /// Reads `size` bytes. A file that ends before is a failure, with errno EIO.
@@ -112,11 +114,15 @@ class SharedFile {
   /// Opens a file for reading and extending, creating it when it is absent, and waits for its turn.
   /// False with errno set on failure. Call once.
   bool open(const std::string& path);
+  /// 0, or the errno value that tells why files cannot be locked there: then others may extend the
+  /// file at the same time.
+  int getLockError() const { return lockError_; }
   /// Reads what follows the piece read before, but nothing that is behind the end that the file had
   /// when it was opened. Returns the number of bytes, 0 at that end, or -1 with errno set.
   long long read(char* buffer, std::size_t size);
-  /// Appends `text`, in one write unless the system divides it. If that fails, the file gets the
-  /// length back that it had when it was opened, where the system can do so: false with errno set.
+  /// Appends `text`, in one write unless the system divides it. If that fails, a locked file
+  /// gets the length back that it had when it was opened, where the system can do so: false with
+  /// errno set.
   bool append(std::string_view text);
   /// Closes the file; the next one in the queue gets it. False with errno set on failure.
   bool close();
@@ -125,6 +131,7 @@ class SharedFile {
   int descriptor_ = -1;
   long long length_ = 0;    // when it was opened
   long long position_ = 0;  // of the next read
+  int lockError_ = 0;
 };
 
 }  // namespace pwr::platform

@@ -112,6 +112,11 @@ bool PrivateFile::create(const std::string& path) {
   return descriptor_ >= 0;
 }
 
+bool PrivateFile::extend(const std::string& path) {
+  descriptor_ = open(path.c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_CLOEXEC);
+  return descriptor_ >= 0;
+}
+
 bool PrivateFile::seek(std::uint64_t offset) {
   return lseek(descriptor_, static_cast<off_t>(offset), SEEK_SET) >= 0;
 }
@@ -139,8 +144,9 @@ bool SharedFile::open(const std::string& path) {
   if (descriptor_ < 0) return false;
   int locked = flock(descriptor_, LOCK_EX);
   while (locked != 0 && errno == EINTR) locked = flock(descriptor_, LOCK_EX);
+  lockError_ = locked == 0 ? 0 : errno;
   struct stat status {};
-  if (locked == 0 && fstat(descriptor_, &status) == 0) {
+  if (fstat(descriptor_, &status) == 0) {
     length_ = status.st_size;
     return true;
   }
@@ -163,8 +169,9 @@ bool SharedFile::append(std::string_view text) {
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) {
       const int cause = errno;
-      // A device has no length to set, nor anything to take back.
-      [[maybe_unused]] const int restored = ftruncate(descriptor_, length_);
+      // A device has no length to set, nor anything to take back. What is behind the old end of a
+      // file without a lock may be somebody else's.
+      [[maybe_unused]] const int restored = lockError_ == 0 ? ftruncate(descriptor_, length_) : -1;
       errno = cause;
       return false;
     }

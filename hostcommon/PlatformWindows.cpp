@@ -201,6 +201,11 @@ bool PrivateFile::create(const std::string& path) {
   return descriptor_ >= 0;
 }
 
+bool PrivateFile::extend(const std::string& path) {
+  return _wsopen_s(&descriptor_, wide(path).c_str(),
+                   _O_WRONLY | _O_APPEND | _O_BINARY | _O_NOINHERIT, _SH_DENYRW, 0) == 0;
+}
+
 bool PrivateFile::seek(std::uint64_t offset) {
   return _lseeki64(descriptor_, static_cast<long long>(offset), SEEK_SET) >= 0;
 }
@@ -231,11 +236,10 @@ bool SharedFile::open(const std::string& path) {
   auto* const handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor_));
   OVERLAPPED place{};
   place.OffsetHigh = 0x7FFFFFFF;
-  if (LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place) != 0) {
-    length_ = _filelengthi64(descriptor_);
-    return true;
-  }
-  const int cause = lastErrno();
+  if (LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place) == 0) lockError_ = lastErrno();
+  length_ = _filelengthi64(descriptor_);
+  if (length_ >= 0) return true;
+  const int cause = errno;
   close();
   errno = cause;
   return false;
@@ -258,7 +262,8 @@ bool SharedFile::append(std::string_view text) {
   errno = ENOSPC;  // what a short count means, which sets no cause
   if (_write(descriptor_, text.data(), size) == static_cast<int>(size)) return true;
   const int cause = errno;
-  _chsize_s(descriptor_, length_);
+  // What is behind the old end of a file without a lock may be somebody else's.
+  if (lockError_ == 0) _chsize_s(descriptor_, length_);
   errno = cause;
   return false;
 }

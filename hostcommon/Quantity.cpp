@@ -2,6 +2,7 @@
 
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/ImmortalStore.h"
+#include "writers/host/HostFunctions.h"
 
 namespace pwr {
 
@@ -29,6 +30,15 @@ int Quantity::getRateConversion(const Quantity*& rateQuantity, double& factor) c
   rateQuantity = description_.rate;
   factor = description_.rateFactor;
   return 0;
+}
+
+bool showsTicks() {
+  return check_env("PW_DO_TIMELINE_TSC");
+}
+
+std::string shownUnits(const Quantity* quantity) {
+  if (isTime(quantity)) return showsTicks() ? "ticks" : "ms";
+  return quantity == nullptr ? std::string() : quantity->toUnitsString();
 }
 
 const Quantity* createQuantity(QuantityDescription description) {

@@ -1,10 +1,16 @@
 #if !defined(_WIN32)
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
 
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <functional>
 #include <future>
 #include <locale>
@@ -184,10 +190,11 @@ TEST_F(AutoWriterTest, OnlyWhatNeedsQuotesGetsThem) {
                 "\"two\r\nlines\",plain; 'text' ,");
 }
 
-// Each number must be in the unit that its title names.
+// Each number must be in the unit that its title names, and a number that names its row is no time.
 TEST_F(AutoWriterTest, TimesAreScaledAsInTheSummaryReport) {
-  const std::pair<const char*, std::string> cases[] = {{"0", "0.50,2.00,7,never,"},
-                                                       {"1", "1000000,4000000,7,never,"}};
+  const std::pair<const char*, std::string> cases[] = {
+      {"0", "0.50,4000000,7,never,1.00 - 2.00,"},
+      {"1", "1000000,4000000,7,never,2000000 - 4000000,"}};
   const auto* const time = pwr::Quantity::time();
   const auto* const count = pwr::createQuantity({.type = pwr::QuantityType::Count});
   const pwr::SystemMetadata metadata({.tscFrequencyMHz = 2000.0F});
@@ -195,14 +202,17 @@ TEST_F(AutoWriterTest, TimesAreScaledAsInTheSummaryReport) {
     setEnvironment("PW_DO_TIMELINE_TSC", ticksSwitch);
     reopen("run");
     EXPECT_EQ(send(pwr::SystemMessage(&metadata)), 0);
-    const Table table = describe({.title = "T",
-                                  .quantity = time,
-                                  .handles = {column("K"), column("T", "", time), column("U"),
-                                              column("N", "", count), column("S", "", time)}});
-    const std::vector<Data> cells = {Data("k"), Data(1000000U), Data(4000000), Data(7),
-                                     Data("never")};
+    const Table table = describe(
+        {.title = "T",
+         .quantity = time,
+         .handles = {column("CPU"), column("T", "", time), column("U"), column("N", "", count),
+                     column("S", "", time), column("R", "", time)}});
+    const std::vector<Data> cells = {Data(3),       Data(1000000U),
+                                     Data(4000000), Data(7),
+                                     Data("never"), Data(Data::IntPair(2000000, 4000000))};
     EXPECT_EQ(row(table, cells), 0);
-    expectColumns("Collection_Time,Duration (sec),K_k_T,K_k_U,K_k_N,K_k_S,", ",0," + values);
+    expectColumns("Collection_Time,Duration (sec),CPU_3_T,CPU_3_U,CPU_3_N,CPU_3_S,CPU_3_R,",
+                  ",0," + values);
   }
   setEnvironment("PW_DO_TIMELINE_TSC", nullptr);
 }
@@ -228,6 +238,41 @@ TEST_F(AutoWriterTest, CollectionTimeAndDuration) {
                   std::string("1,2031-05-06 07:08:09,") + text + ",2,");
   }
   std::locale::global(std::locale::classic());
+}
+
+// Columns of the run before, or its system description, which is gone by then, must not come back.
+TEST_F(AutoWriterTest, ReopenedWriterBeginsAnew) {
+  const Table table = describe({.title = "T", .handles = {column(""), column("V")}});
+  for (const bool fails : {false, true}) {
+    SCOPED_TRACE(fails);
+    {
+      const pwr::SystemMetadata metadata({.collectionStartTime = "then"});
+      EXPECT_EQ(send(pwr::SystemMessage(&metadata)), 0);
+      EXPECT_EQ(send(pwr::SystemMessage(&metadata)), 0) << "no second pair of columns";
+      EXPECT_EQ(row(table, {Data("a"), Data(1)}), 0);
+      if (fails) {
+        std::filesystem::remove(kFile);
+        std::filesystem::create_directory(kFile);
+        EXPECT_EQ(writer_->closeOutput(), 1);
+      } else {
+        expectColumns("Collection_Time,Duration (sec),a_V,", "then,0,1,");
+      }
+    }
+    ASSERT_EQ(writer_->openOutput("run", false), 0);
+    EXPECT_EQ(row(table, {Data("b"), Data(2)}), 0);
+    expectColumns("b_V,", "2,");
+    ASSERT_EQ(writer_->openOutput("run", false), 0);
+  }
+}
+
+TEST_F(AutoWriterTest, ClosedWriterWritesNothing) {
+  writer_ = std::make_unique<AutoWriter>();
+  const pwr::SystemMetadata metadata;
+  EXPECT_EQ(send(pwr::SystemMessage(&metadata)), 1);
+  EXPECT_EQ(row(simpleTable(1, 1, "T"), {Data(1)}), 1);
+  EXPECT_EQ(send(pwr::MetricContainerInfoMessage({.containerId = 1})), 1);
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  EXPECT_FALSE(std::filesystem::exists(kFile));
 }
 
 TEST_F(AutoWriterTest, FolderOfTheOutput) {
@@ -285,6 +330,7 @@ TEST_F(AutoWriterTest, FileThatCannotBeOpened) {
   }
   g_pluginEnvironment->setVerbosity(PW_LOG_NOTE);
   log_.clear();
+  reopen("run");
   EXPECT_EQ(writer_->closeOutput(), 1);
   EXPECT_EQ(log_.all(), "");
 }
@@ -332,6 +378,32 @@ std::function<int()> startBeside(const std::function<int()>& work) {
   };
 #endif
 }
+
+#if !defined(_WIN32)
+
+/// From now on locks fail in this process, as on a file system that has none.
+bool refuseLocks() {
+  sock_filter code[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_flock, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOLCK),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog program{static_cast<unsigned short>(std::size(code)), code};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+TEST_F(AutoWriterTest, FileSystemWithoutLocks) {
+  const auto child = startBeside([&] {
+    const bool isWritten = refuseLocks() && writer_->closeOutput() == 0;
+    return isWritten && log_.all().starts_with("WARNING: Could not lock ") ? 0 : 1;
+  });
+  EXPECT_EQ(child(), 0);
+  EXPECT_EQ(readFile(kFile), "Output_Name,\nrun,\n");
+}
+
+#endif
 
 // Two processes with two threads each, whose lines are long and whose headers differ: each line
 // must be whole and stand below the header of its own run.

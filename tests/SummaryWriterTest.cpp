@@ -48,7 +48,7 @@ TEST_F(SummaryWriterTest, WholeReport) {
            std::make_shared<pwr::TableMessage>(simpleTable(7, 9, "About"), std::vector{Data(1)})});
   EXPECT_EQ(send(described), 0);
   EXPECT_EQ(send(described), 0);
-  // A description under another container than its table, whose notes have nowhere else to go.
+  // A description under another container than its table. Its notes have no table to stand around.
   const Table elsewhere =
       describe({.containerId = 9,
                 .title = "Elsewhere",
@@ -86,21 +86,89 @@ TEST_F(SummaryWriterTest, WholeReport) {
             "Arrived second\n"
             "V   \n"
             "text\n"
-            "of its own\n\n"
             "Elsewhere\n"
             "V\n");
   EXPECT_EQ(log_.all(), "");
 }
 
 // A row that does not fit its table would shift all rows behind it.
-TEST_F(SummaryWriterTest, RowOfAnotherShapeIsSkipped) {
+TEST_F(SummaryWriterTest, RowsOfAnotherShapeAreSkipped) {
+  g_pluginEnvironment->setVerbosity(PW_LOG_DEBUG);
   EXPECT_EQ(row(simpleTable(1, 1, "T"), {Data(1)}), 0);
-  const Table wider = describe(
-      {.containerId = 1, .tableId = 1, .title = "T", .handles = {column("A"), column("B")}});
-  EXPECT_EQ(row(wider, {Data(2), Data(3)}), 1);
-  EXPECT_EQ(report(), "T\nV\n1\n");
-  EXPECT_EQ(log_.general(),
-            "WARNING: Skipping a row of 2 cells for the table T, which has 1 columns\n");
+  EXPECT_EQ(row(simpleTable(1, 2, "U"), {Data(1)}), 0);
+  const std::vector<const pwr::DataHandle*> two = {column("A"), column("B")};
+  for (const auto& [id, title] : {std::pair{1U, "T"}, {1U, "T"}, {2U, "U"}}) {
+    const Table wider = describe({.containerId = 1, .tableId = id, .title = title, .handles = two});
+    EXPECT_EQ(row(wider, {Data(2), Data(3)}), 1);
+  }
+  const std::string skipped = ": Skipping a row of 2 cells for the table ";
+  const std::string columns = ", which has 1 columns\n";
+  EXPECT_EQ(log_.general(), "WARNING" + skipped + "T" + columns + "DEBUG" + skipped + "T" +
+                                columns + "WARNING" + skipped + "U" + columns);
+  EXPECT_EQ(report(), "T\nV\n1\nU\nV\n1\n");
+}
+
+// A description and a table of the same id: the notes stand once, around the table.
+TEST_F(SummaryWriterTest, NotesOfATable) {
+  const Table noted =
+      describe({.containerId = 1,
+                .tableId = 1,
+                .title = "T",
+                .handles = {column("V")},
+                .notes = std::make_shared<TextNotes>(Lines{"above"}, Lines{"below"})});
+  for (const bool described : {true, false}) {
+    for (const bool delivered : {true, false}) {
+      reopen("run");
+      if (described) {
+        send(MetricContainerInfoMessage(
+            {.containerId = 1, .table = std::make_shared<pwr::TableMessage>(noted)}));
+      }
+      if (delivered) {
+        EXPECT_EQ(row(noted, {Data(1)}), 0);
+      }
+      EXPECT_EQ(report(), std::string(described ? "T\nV\n" : "") +
+                              (delivered ? "above\n\nT\nV\n1\nbelow\n\n" : ""));
+    }
+  }
+}
+
+// What a run leaves in the writer would appear in the next report, or keep it from being made.
+TEST_F(SummaryWriterTest, ReopenedWriterBeginsAnew) {
+  folder_.write("order.toml", "[[feature]]\nname='f'\nmetrics=['m']\n");
+  std::string error;
+  ASSERT_EQ(pwr::loadOutputConfigFile(folder_.path("order.toml"), error), 0) << error;
+  const Table times = describe({.containerId = 2,
+                                .title = "Times",
+                                .handles = {column("V", "", pwr::Quantity::time())},
+                                .notes = std::make_shared<TextNotes>(Lines{"note"}, Lines())});
+  const pwr::SystemMetadata metadata({.tscFrequencyMHz = 2000.0F});
+  const auto fill = [&] {
+    send(pwr::SystemMessage(&metadata));
+    text<HeaderTextMessage>("header");
+    send(MetricContainerInfoMessage({.containerId = 2,
+                                     .featureName = "f",
+                                     .metricName = "m",
+                                     .heading = "Heading",
+                                     .notes = std::make_shared<TextNotes>(Lines{"top"}, Lines())}));
+    EXPECT_EQ(define(simpleTable(1, 1, "First")), 0);
+    EXPECT_EQ(row(times, {Data(4000000)}), 0);
+  };
+  const auto open = [&] { ASSERT_EQ(writer_->openOutput(folder_.path("run"), false), 0); };
+  const std::string ofTimes = "note\n\nTimes\nV   \n2.00\n";
+  const std::string whole = "header\nHeading\n\ntop\n\n" + ofTimes + "First\nV\n";
+  fill();
+  EXPECT_EQ(report(), whole);
+  open();
+  EXPECT_EQ(define(simpleTable(1, 1, "First")), 0);
+  EXPECT_EQ(row(times, {Data(2000)}), 0);
+  EXPECT_EQ(report(), "First\nV\n" + ofTimes);
+  open();
+  fill();
+  std::filesystem::remove(tempFiles().at(0));
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  open();
+  fill();
+  EXPECT_EQ(report(), whole);
 }
 
 // Ids at both ends of their range included: they must meet neither each other nor the text outputs.
@@ -198,7 +266,7 @@ TEST_F(SummaryWriterTest, QuotedCellsReadBackUnchanged) {
 
 TEST_F(SummaryWriterTest, TimesAreScaled) {
   const auto* const time = pwr::Quantity::time();
-  const auto* const count = pwr::createQuantity({.type = pwr::QuantityType::Count});
+  const auto* const count = pwr::createQuantity({.type = pwr::QuantityType::Count, .units = "#"});
   struct Case {
     float megahertz;
     const char* ticksSwitch;
@@ -210,14 +278,21 @@ TEST_F(SummaryWriterTest, TimesAreScaled) {
   };
   const Case cases[] = {
       {1000.0F, "", nullptr, time, Data(1234567890U), "T", "1234.57"},
-      {2500.0F, "0", time, nullptr, Data(-5000000), "T (units = ms)", "-2.00"},
+      {2500.0F, "0", time, time, Data(-5000000), "T (units = ms)", "-2.00"},
+      {1000.0F, "", time, nullptr, Data(3), "T (units = ticks)", "3"},
+      {1000.0F, "", time, count, Data(3), "T (units = ticks)", "3"},
       {0.5F, "", time, time, Data(1.0), "T (units = ms)", "0.00"},
-      {1000.0F, "", time, count, Data(1234567), "T (units = ms)", "1234567"},
+      {1000.0F, "", count, time, Data(500000), "T (units = #)", "0.50"},
+      {1000.0F, "", time, time, Data(Data::IntPair(-1500000, 0)), "T (units = ms)", "-1.50 - 0.00"},
+      {2000.0F, "", nullptr, time, Data(Data::UIntPair(4000000, 6000000)), "T", "2.00 - 3.00"},
+      {1000.0F, "", nullptr, time, Data(Data::RealPair(5e5, 1e9)), "T", "0.50 - 1000.00"},
+      {1000.0F, "", nullptr, count, Data(Data::UIntPair(4, 6)), "T", "4 - 6"},
       {1000.0F, "", nullptr, time, Data("never, ever"), "T", "\"never, ever\""},
       {0.0F, "", nullptr, time, Data(1500), "T", "1.50"},
       {NAN, "", nullptr, time, Data(1500), "T", "1.50"},
       {-3.0F, "", nullptr, time, Data(1500), "T", "1.50"},
       {1000.0F, "1", time, time, Data(1234567890U), "T (units = ticks)", "1234567890"},
+      {1000.0F, "1", nullptr, time, Data(Data::UIntPair(4, 6)), "T", "4 - 6"},
   };
   for (const Case& test : cases) {
     SCOPED_TRACE(test.shown);
@@ -292,22 +367,32 @@ TEST_F(SummaryWriterTest, LogLinesFollowVerbosityAndDebugSwitch) {
 
 // What a derived writer gets from TextWriter alone.
 TEST_F(SummaryWriterTest, PlainTextWriter) {
-  class PlainWriter : public TextWriter {
-   public:
-    PlainWriter() : TextWriter("00000000-0000-0000-0000-000000000000", ".csv", ";") {}
-    void handOverOrder() { outputs().setOrder({}, {}); }
+  struct PlainRun : public TextRun {
+    PlainRun() : TextRun(".csv", ";", TimeScale()) {}
+    using TextRun::outputs;
+  };
+  struct PlainWriter : public TextWriter {
+    PlainWriter()
+        : TextWriter("00000000-0000-0000-0000-000000000000",
+                     new pwr::WriterPluginCapability({}, "plain", "", ".csv", false),
+                     [](const std::string& baseName, bool /*continuous*/) {
+                       auto run = std::make_unique<PlainRun>();
+                       return run->open(baseName) == 0 ? std::move(run) : nullptr;
+                     }) {}
+    void handOverOrder() { static_cast<PlainRun&>(run()).outputs().setOrder({}, {}); }
   };
   PlainWriter plain;
-  ASSERT_EQ(plain.openOutput(folder_.path("plain"), false), 0);
   HeaderTextMessage message;
   message.setMessage("hello");
-  EXPECT_EQ(WriterDispatch::write(plain, message), 0);
-  EXPECT_EQ(plain.closeOutput(), 1);
+  for (const bool ordered : {false, true}) {
+    ASSERT_EQ(plain.openOutput(folder_.path("plain"), false), 0);
+    EXPECT_EQ(WriterDispatch::write(plain, message), 0);
+    if (ordered) plain.handOverOrder();
+    EXPECT_EQ(plain.closeOutput(), ordered ? 0 : 1);
+    EXPECT_EQ(readFile(folder_.path("plain.csv")), ordered ? "hello\n" : "");
+  }
   EXPECT_EQ(log_.general(),
             "WARNING: Metric ordering information does not exist. Cannot proceed!\n");
-  plain.handOverOrder();
-  EXPECT_EQ(plain.closeOutput(), 0);
-  EXPECT_EQ(readFile(folder_.path("plain.csv")), "hello\n");
 }
 
 }  // namespace

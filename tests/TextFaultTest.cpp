@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstring>
 
@@ -18,11 +19,6 @@ namespace {
 using namespace text_test;
 
 using pwr::Data;
-
-std::size_t openFiles() {
-  const auto descriptors = std::filesystem::directory_iterator("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
-}
 
 class TextFaultTest : public TextTest {
  protected:
@@ -44,80 +40,117 @@ class TextFaultTest : public TextTest {
   std::vector<std::string> mounted_;
 };
 
+/// The number of files that this process may have open is another one while this exists.
+class OpenFileLimit {
+ public:
+  explicit OpenFileLimit(std::size_t most) {
+    getrlimit(RLIMIT_NOFILE, &previous_);
+    const rlimit tight{most, previous_.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
+  }
+  ~OpenFileLimit() { setrlimit(RLIMIT_NOFILE, &previous_); }
+  OpenFileLimit(const OpenFileLimit&) = delete;
+  OpenFileLimit& operator=(const OpenFileLimit&) = delete;
+
+ private:
+  rlimit previous_{};
+};
+
+// None of them is kept open: one descriptor more than the report takes is enough for all.
 TEST_F(TextFaultTest, ThousandsOfTables) {
   constexpr unsigned int kTables = 3000;
-  pwr::platform::raiseOpenFileLimit();
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  if (limit.rlim_cur < kTables + 100) GTEST_SKIP() << "only " << limit.rlim_cur << " open files";
-  const std::size_t before = openFiles();
+  const int lowest = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  close(lowest);
+  const OpenFileLimit limit(static_cast<std::size_t>(lowest) + 1);
+  const std::string longText(TempTableOutput::kPending, 'x');
   std::string expected;
   for (unsigned int n = 0; n < kTables; ++n) {
     const std::string title = "T" + std::to_string(n);
-    EXPECT_EQ(row(simpleTable(1 + n / 100, n, title), {Data(n % 10)}), 0);
-    expected += title + "\nV\n" + std::to_string(n % 10) + "\n";
+    const std::string cell = n % 100 == 0 ? longText : std::to_string(n % 10);
+    EXPECT_EQ(row(simpleTable(1 + n / 100, n, title), {Data(cell)}), 0);
+    expected += title + "\nV" + std::string(cell.size() - 1, ' ') + "\n" + cell + "\n";
   }
-  EXPECT_EQ(openFiles(), before + kTables);
-  EXPECT_EQ(report(), expected);
-  EXPECT_EQ(openFiles(), before - 1);
+  EXPECT_TRUE(report() == expected);
 }
 
-// The report goes to a full device, once in small pieces and once in one piece.
-TEST_F(TextFaultTest, FullDeviceIsReported) {
-  std::filesystem::create_symlink("/dev/full", folder_.path("full.csv"));
-  for (const std::size_t size : {1U, 1000000U}) {
-    log_.clear();
-    reopen("full");
-    EXPECT_EQ(row(simpleTable(1, 1, "T"), {Data(std::string(size, 'x'))}), 0);
-    EXPECT_EQ(writer_->closeOutput(), 1);
-    EXPECT_EQ(log_.all(), "ERROR: Could not write " + folder_.path("full.csv") +
-                              ": No space left on device. The report is incomplete.\n");
-    EXPECT_EQ(privateDirectories().size(), 0U);
-  }
+// The report outgrows what a file may have, which its tables do not. The one before stays.
+TEST_F(TextFaultTest, ReportThatCannotBeWritten) {
+  EXPECT_EQ(report(), "");
+  ASSERT_EQ(writer_->openOutput(folder_.path("run"), false), 0);
+  for (unsigned int n = 0; n < 1000; ++n) EXPECT_EQ(define(simpleTable(1, n, "Title")), 0);
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+  const rlimit tight{4096, limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, previous);
+  const std::string path = folder_.path("run.csv");
+  EXPECT_EQ(log_.all(), "ERROR: Could not write " + path + " completely: File too large. " +
+                            "What there is stands in " + path + ".incomplete.\n");
+  EXPECT_EQ(written(), "");
+  EXPECT_EQ(incomplete().size(), 4096U);
+  EXPECT_EQ(privateDirectories().size(), 0U);
 }
 
-// Tables lost before they have a file: the table before is still written.
+// Tables lost before they have a file, each told once whatever number of rows it has. The table
+// before is still written.
 TEST_F(TextFaultTest, TemporaryFileCannotBeCreated) {
   EXPECT_EQ(define(simpleTable(1, 1, "First")), 0);
   const auto directory = privateDirectories().at(0);
   std::filesystem::rename(directory, directory.string() + "-moved");
-  EXPECT_EQ(define(simpleTable(1, 2, "Second")), 1);
+  for (int repeated = 0; repeated < 3; ++repeated) {
+    EXPECT_EQ(row(simpleTable(1, 2, "Second"), {Data(1)}), 1);
+  }
   const std::string line = log_.all();
   const std::string path = directory.string() + "/tmp___";
   EXPECT_TRUE(line.starts_with("ERROR: Cannot create temp output file: " + path)) << line;
   EXPECT_TRUE(line.ends_with(".tmp. error: errnum=2: No such file or directory\n")) << line;
-
-  log_.clear();
-  reopen("run");
-  EXPECT_EQ(define(simpleTable(1, 1, "First")), 0);
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  const int lowest = open("/dev/null", O_RDONLY | O_CLOEXEC);
-  const rlimit tight{static_cast<rlim_t>(lowest), limit.rlim_max};
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
-  EXPECT_EQ(define(simpleTable(1, 2, "Second")), 1);
-  EXPECT_EQ(define(simpleTable(1, 3, "Third")), 1);
-  setrlimit(RLIMIT_NOFILE, &limit);
-  close(lowest);
+  EXPECT_EQ(std::ranges::count(line, '\n'), 1);
+  std::filesystem::rename(directory.string() + "-moved", directory);
+  EXPECT_EQ(row(simpleTable(1, 2, "Second"), {Data(1)}), 1) << "stays refused";
   EXPECT_EQ(writer_->closeOutput(), 1);
-  EXPECT_EQ(written(), "First\nV\n");
+  EXPECT_EQ(incomplete(), "First\nV\n");
+}
+
+TEST_F(TextFaultTest, DirectoryCannotBeCreated) {
+  const std::filesystem::path folder = folder_.path("sub");
+  std::filesystem::create_directory(folder);
+  reopen("sub/run");
+  std::filesystem::rename(folder, folder_.path("moved"));
+  for (unsigned int n = 0; n < 10; ++n) EXPECT_EQ(define(simpleTable(1, n, "T")), 1);
+  EXPECT_EQ(log_.all(), "ERROR: Cannot create temp output file: " + folder.string() +
+                            ". error: errnum=2: No such file or directory\n");
+}
+
+TEST_F(TextFaultTest, NoDescriptorLeft) {
+  EXPECT_EQ(define(simpleTable(1, 1, "First")), 0);
+  {
+    const int lowest = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const OpenFileLimit limit(static_cast<std::size_t>(lowest));
+    EXPECT_EQ(define(simpleTable(1, 2, "Second")), 1);
+    EXPECT_EQ(define(simpleTable(1, 3, "Third")), 1);
+    close(lowest);
+  }
+  EXPECT_EQ(row(simpleTable(1, 2, "Second"), {Data(1)}), 1) << "stays refused";
   EXPECT_EQ(log_.all(),
             "Warning: Could not post process metric data: Too many open file handles. Results may "
             "be incomplete for some metrics. Try post processing results with only one -r option "
             "at a time. If the problem persists; try collecting fewer metrics.\n");
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  EXPECT_EQ(incomplete(), "First\nV\n");
 }
 
 TEST_F(TextFaultTest, NoSpaceForTemporaryFiles) {
   const std::filesystem::path tiny = folder_.path("tiny");
   std::filesystem::create_directory(tiny);
-  // Room for the root, the link to the report, the private directory, and two files of 8 pages.
+  // Room for the root, the report, the private directory, and two files of 8 pages.
   if (!mountAt(tiny, "tmpfs", "tmpfs", 0, "size=32k,nr_inodes=5")) {
     GTEST_SKIP() << "cannot mount: " << std::strerror(errno);
   }
-  std::filesystem::create_symlink(folder_.path("run.csv"), tiny / "run.csv");
   reopen("tiny/run");
-  const Table small = simpleTable(1, 1, "Small");
-  EXPECT_EQ(define(small), 0);
+  EXPECT_EQ(define(simpleTable(1, 1, "Small")), 0);
   const Table big = simpleTable(1, 2, "Big");
   unsigned int taken = 0;
   while (row(big, {Data(std::string(99, 'x'))}) == 0) ++taken;
@@ -129,15 +162,15 @@ TEST_F(TextFaultTest, NoSpaceForTemporaryFiles) {
   log_.clear();
   EXPECT_EQ(define(simpleTable(1, 3, "Third")), 1);
   EXPECT_EQ(define(simpleTable(1, 4, "Fourth")), 1);
+  EXPECT_EQ(log_.all(),
+            "Warning: Could not generate result files. No space is left on the disk.\n");
+  // The report gets the room that its tables did not have.
+  ASSERT_EQ(mount("tmpfs", tiny.c_str(), "tmpfs", MS_REMOUNT, "size=1m,nr_inodes=5"), 0);
   EXPECT_EQ(writer_->closeOutput(), 1);
-  const std::string told = log_.all();
-  EXPECT_EQ(told.rfind("Warning: Could not generate result files. No space is left on the disk.\n"),
-            0U);
-  EXPECT_EQ(told.find("ERROR"), std::string::npos);
-  // The large table is there in whole lines; the small one was still waiting to be written.
-  const std::string lines = written();
-  EXPECT_TRUE(lines.find("Big\n") != std::string::npos);
-  EXPECT_EQ(lines.size() % 100, std::string("Small\nBig\n").size());
+  const std::string lines = readFile(tiny / "run.csv.incomplete");
+  const std::string start = "Small\nV\nBig\n";
+  EXPECT_TRUE(lines.starts_with(start));
+  EXPECT_EQ(lines.size() % 100, start.size()) << "whole lines";
   EXPECT_GT(lines.size(), 25000U);
 }
 
@@ -182,18 +215,32 @@ TEST_F(TextFaultTest, DamagedTemporaryFiles) {
     SCOPED_TRACE(test.warning);
     log_.clear();
     reopen("run");
-    EXPECT_EQ(row(damaged, {Data("cut"), Data(1)}), 0);
+    // Long enough to leave nothing in memory.
+    EXPECT_EQ(row(damaged, {Data("cut"), Data(std::string(TempTableOutput::kPending, 'x'))}), 0);
     EXPECT_EQ(define(simpleTable(1, 2, "Whole")), 0);
     const auto path = tempFiles().at(0);
     std::filesystem::remove(path);
     test.damage(path);
     EXPECT_EQ(writer_->closeOutput(), 1);
-    EXPECT_EQ(written(), std::string(test.written) + "Whole\nV\n");
-    EXPECT_EQ(log_.all(),
+    EXPECT_EQ(incomplete(), std::string(test.written) + "Whole\nV\n");
+    EXPECT_EQ(log_.general(),
               std::string("WARNING: ") + test.warning + path.string() + test.detail + "\n");
     // The writer deletes files only; the directory put in place of one is the test's to remove.
     for (const auto& directory : privateDirectories()) std::filesystem::remove_all(directory);
   }
+}
+
+// A file that disappears before its last rows are written must not come back without the others.
+TEST_F(TextFaultTest, TemporaryFileDisappears) {
+  const Table table = simpleTable(1, 1, "T");
+  EXPECT_EQ(row(table, {Data(std::string(TempTableOutput::kPending, 'x'))}), 0);
+  EXPECT_EQ(row(table, {Data("last")}), 0);
+  const auto path = tempFiles().at(0);
+  std::filesystem::remove(path);
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  EXPECT_TRUE(log_.errors().starts_with("ERROR: Could not write temp file " + path.string() +
+                                        ": No such file or directory. The table \"T\" is "))
+      << log_.errors();
 }
 
 }  // namespace

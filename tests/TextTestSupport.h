@@ -64,6 +64,8 @@ class TextTest : public testing::Test {
   }
 
   std::string written() const { return readFile(folder_.path("run.csv")); }
+  /// What there is of the report after a failure.
+  std::string incomplete() const { return readFile(folder_.path("run.csv.incomplete")); }
   std::string report() {
     EXPECT_EQ(writer_->closeOutput(), 0);
     return written();

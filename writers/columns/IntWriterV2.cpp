@@ -3,6 +3,7 @@
 #include "writers/columns/TraceTables.h"
 #include "writers/common/TextLog.h"
 #include "writers/host/HostFunctions.h"
+#include "writers/host/Quantity.h"
 
 namespace {
 
@@ -13,15 +14,15 @@ constexpr const char* kTraceExtension = "_trace.csv";
 }  // namespace
 
 IntWriterV2::IntWriterV2()
-    : IntWriterV2("b1e44565-005f-46ea-9fbb-34ea6bc01203",
-                  new pwr::WriterPluginCapability(
-                      {}, "int", "Write data trace file (*_trace.csv) in CSV format",
-                      kTraceExtension, false, {std::string("BASE") + kTraceExtension}),
-                  kTraceExtension,
-                  [showsTicks = pwr::check_env("PW_DO_TIMELINE_TSC")](const std::string& baseName,
-                                                                      bool /*continuous*/) {
-                    return TraceTables::open(baseName + kTraceExtension, showsTicks);
-                  }) {}
+    : IntWriterV2(
+          "b1e44565-005f-46ea-9fbb-34ea6bc01203",
+          new pwr::WriterPluginCapability(
+              {}, "int", "Write data trace file (*_trace.csv) in CSV format", kTraceExtension,
+              false, {std::string("BASE") + kTraceExtension}),
+          kTraceExtension,
+          [showsTicks = pwr::showsTicks()](const std::string& baseName, bool /*continuous*/) {
+            return TraceTables::open(baseName + kTraceExtension, showsTicks);
+          }) {}
 
 IntWriterV2::IntWriterV2(const std::string& guid, pwr::WriterPluginCapability* capability,
                          const std::string& extension, MakeRun makeRun)

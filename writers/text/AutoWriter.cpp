@@ -1,19 +1,13 @@
 #include "writers/text/AutoWriter.h"
 
 #include <algorithm>
-#include <locale>
-#include <sstream>
+#include <memory>
 #include <utility>
 
-#include "hostcommon/Utf8Text.h"
-#include "writers/common/CsvText.h"
 #include "writers/common/TextLog.h"
 #include "writers/host/PluginCapability.h"
-#include "writers/text/AutomationFile.h"
 
 namespace {
-
-constexpr const char* kFileName = "Automation_Summary.csv";
 
 bool contains(const std::string& text, const char* part) {
   return text.find(part) != std::string::npos;
@@ -52,88 +46,44 @@ void appendWord(std::string& text, const std::string& word) {
   text += word;
 }
 
-/// Six significant digits, whatever the locale.
-std::string durationText(double seconds) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text << seconds;
-  return text.str();
-}
-
-std::string lineOf(const std::vector<std::string>& cells) {
-  std::string line;
-  for (const std::string& cell : cells) line += csvText(cell) + ",";
-  return line;
-}
-
-/// Everything up to the last separator of folders. The slash and the backslash count on every
-/// system.
-std::string directoryPartOf(const std::string& baseName) {
-  const std::size_t separator = baseName.find_last_of("/\\");
-  return separator == std::string::npos ? std::string() : baseName.substr(0, separator + 1);
-}
-
 }  // namespace
 
-AutoWriter::AutoWriter() : WriterPlugin("894d2fa0-61c8-11e7-9598-0800200c9a66") {
-  addCapability(new pwr::WriterPluginCapability(
-      {}, "auto", "Write summary data as single line to file Automation_Summary.csv", ".csv", false,
-      {kFileName}));
-}
+AutoWriter::AutoWriter()
+    : RunWriter("894d2fa0-61c8-11e7-9598-0800200c9a66",
+                new pwr::WriterPluginCapability(
+                    {}, "auto", "Write summary data as single line to file Automation_Summary.csv",
+                    ".csv", false, {AutomationLine::kFileName}),
+                kPlainLog,
+                [timeScale = TimeScale()](const std::string& baseName, bool /*continuous*/) {
+                  return std::make_unique<AutomationLine>(baseName, timeScale);
+                }) {}
 
 AutoWriter::~AutoWriter() = default;
 
-int AutoWriter::openOutput(const std::string& baseName, bool /*continuous*/) {
-  baseName_ = baseName;
-  addColumn("Output_Name", pwr::validUtf8(baseName));
-  return 0;
-}
-
-int AutoWriter::closeOutput() {
-  // The lines of other runs stand in that file: one that lacks something is not put among them.
-  if (g_pluginEnvironment->isRunIncomplete()) return 1;
-  if (metadata_ != nullptr) {
-    columnValues_[metadataColumn_] = metadata_->getCollectionStartTime();
-    columnValues_[metadataColumn_ + 1] = durationText(metadata_->getCollectionDurationSec());
-  }
-  const AutomationFile file(directoryPartOf(baseName_) + kFileName);
-  return file.add(lineOf(columnNames_), lineOf(columnValues_));
-}
-
-int AutoWriter::writeMessage(const pwr::SystemMessage& message) {
-  timeScale_.setTicksPerMicrosecond(message.getSystemMetadata()->getTscFrequencyMHz());
-  if (metadata_ == nullptr) {
-    // The values come at the end: a live collection does not know its duration before.
-    metadataColumn_ = columnNames_.size();
-    addColumn("Collection_Time", "");
-    addColumn("Duration (sec)", "");
-  }
-  metadata_ = message.getSystemMetadata();
-  return 0;
-}
-
 int AutoWriter::writeMessage(const pwr::MetricContainerInfoMessage& message) {
+  if (!isOpenFor("a metric container")) return 1;
   const pwr::TableMessage* const table = message.getTable();
   return table == nullptr ? 0 : writeMessage(*table);
 }
 
 int AutoWriter::writeMessage(const pwr::TableMessage& table) {
-  if (selectFrom(table) == 0) return 0;
+  if (!isOpenFor("a table")) return 1;
+  if (selectFrom_i(table) == 0) return 0;
   PW_LOG(kPlainLog, PW_LOG_INFO, "INFO: Error in TableMessage %s\n", table.getTitle().c_str());
   return 1;
 }
 
 /// Returns 1 when the table has fewer columns than its row keys need.
-int AutoWriter::selectFrom(const pwr::TableMessage& table) {
+int AutoWriter::selectFrom_i(const pwr::TableMessage& table) {
   if (isIgnored(table.getTitle())) return 0;
   PW_LOG(kPlainLog, PW_LOG_DEBUG, "DEBUG: AutoWriter::writeMessage(%s)\n",
          table.getTitle().c_str());
-  columnTitles_.clear();
-  getColumnTitles(table, columnTitles_);
+  std::deque<std::string> titles;
+  getColumnTitles(table, titles);
   if (table.getTableMessageType() != pwr::TableMessageType::Row) return 0;
 
-  const std::deque<std::string> values = valuesOf(table);
-  const auto columns = static_cast<std::ptrdiff_t>(columnTitles_.size());
+  const std::deque<std::string> values = valuesOf_i(table);
+  const auto columns = static_cast<std::ptrdiff_t>(titles.size());
   const std::ptrdiff_t keyColumns = keyColumnsOf(table.getTitle(), columns);
   if (keyColumns < 1) return 0;
   if (keyColumns > columns) return 1;
@@ -142,24 +92,24 @@ int AutoWriter::selectFrom(const pwr::TableMessage& table) {
   std::string key;
   for (std::size_t i = 0; i < firstValue; ++i) {
     if (i > 0) key += "_";
-    key += columnTitles_[i].empty() ? values[i] : columnTitles_[i] + "_" + values[i];
+    key += titles[i].empty() ? values[i] : titles[i] + "_" + values[i];
   }
-  for (std::size_t i = firstValue; i < columnTitles_.size(); ++i) {
-    if (columnTitles_[i].starts_with("Total_")) continue;
-    const std::string name = key + "_" + columnTitles_[i];
+  for (std::size_t i = firstValue; i < titles.size(); ++i) {
+    if (titles[i].starts_with("Total_")) continue;
+    const std::string name = key + "_" + titles[i];
     PW_LOG(kPlainLog, PW_LOG_DEBUG, "DEBUG:  \t column = (%s)\n", name.c_str());
-    addColumn(name, values[i]);
+    run().addColumn(name, values[i]);
   }
   return 0;
 }
 
-std::deque<std::string> AutoWriter::valuesOf(const pwr::TableMessage& table) const {
+std::deque<std::string> AutoWriter::valuesOf_i(const pwr::TableMessage& table) {
   std::deque<std::string> values;
   getRowValues(table, values);
   auto value = values.begin();
   // The titles of times say "ms".
   table.forEachCell([&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
-    timeScale_.scaleCell(table, entity, handle, *value);
+    run().timeScale().scaleCell(table, entity, handle, *value);
     PW_LOG(kPlainLog, PW_LOG_DEBUG, "DEBUG:  \t value = (%s)\n", value->c_str());
     ++value;
   });
@@ -175,9 +125,4 @@ void AutoWriter::getColumnTitles(const pwr::TableMessage& table,
     appendWord(title, handle->getFieldName());
     titles.push_back(std::move(title));
   });
-}
-
-void AutoWriter::addColumn(const std::string& name, const std::string& value) {
-  columnNames_.push_back(name);
-  columnValues_.push_back(value);
 }

@@ -1,24 +1,20 @@
 #pragma once
 
-#include <cstddef>
 #include <deque>
 #include <string>
-#include <vector>
 
-#include "writers/host/WriterPlugin.h"
-#include "writers/text/TimeScale.h"
+#include "writers/common/RunWriter.h"
+#include "writers/text/AutomationLine.h"
 
 /// Adds one line per run to "Automation_Summary.csv" in the folder of the output, so that the runs
 /// of a test series stand below each other: the numbers of the summary tables, under names made of
 /// the tables' columns and row keys. The format: docs/formats/automation.md.
-class AutoWriter : public WriterPlugin {
+///
+/// Opening the output opens no file; the line is written when the output is closed.
+class AutoWriter : public RunWriter<AutomationLine> {
  public:
   AutoWriter();
   ~AutoWriter() override;
-
-  /// Opens no file; the line is written when the output is closed.
-  int openOutput(const std::string& baseName, bool continuous) override;
-  int closeOutput() override;
 
  protected:
   /// A title is the entity's name, the upper heading where the table shows upper headings, and the
@@ -27,21 +23,10 @@ class AutoWriter : public WriterPlugin {
                        std::deque<std::string>& titles) const override;
 
  private:
+  using RunWriter::writeMessage;
   int writeMessage(const pwr::MetricContainerInfoMessage& message) override;
-  int writeMessage(const pwr::SystemMessage& message) override;
   int writeMessage(const pwr::TableMessage& table) override;
 
-  int selectFrom(const pwr::TableMessage& table);
-  std::deque<std::string> valuesOf(const pwr::TableMessage& table) const;
-  void addColumn(const std::string& name, const std::string& value);
-
-  std::string baseName_;
-  // Of the line, in parallel.
-  std::vector<std::string> columnNames_;
-  std::vector<std::string> columnValues_;
-  // Of the table that arrived last.
-  std::deque<std::string> columnTitles_;
-  TimeScale timeScale_;
-  const pwr::SystemMetadata* metadata_ = nullptr;
-  std::size_t metadataColumn_ = 0;  // the first one that is filled from it
+  int selectFrom_i(const pwr::TableMessage& table);
+  std::deque<std::string> valuesOf_i(const pwr::TableMessage& table);
 };

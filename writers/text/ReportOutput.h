@@ -1,43 +1,36 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdio>
 #include <string>
 #include <string_view>
 
+#include "hostcommon/OutputFile.h"
 #include "writers/common/GatheredOutput.h"
 
-/// The final file of a text writer, with an optional echo on the process's standard output. The
-/// first failure of the file is logged and sticks; `close` reports it.
+/// The final file of a text writer, with an optional echo on the process's standard output. Each
+/// of the two goes on when the other one fails.
 class ReportOutput {
  public:
-  ReportOutput() = default;
-  /// Closes the file without completing it, if `close` was not called.
-  ~ReportOutput();
-  ReportOutput(const ReportOutput&) = delete;
-  ReportOutput& operator=(const ReportOutput&) = delete;
-
-  /// Creates or empties the file. False with errno set when that fails.
-  bool open(const std::string& path);
-  bool isOpen() const { return file_ != nullptr; }
+  /// Creates the file that will be `path`. False with errno set when that fails.
+  bool open(const std::string& path) { return file_.open(path); }
 
   /// Whether what follows also goes to standard output. Switching it off flushes standard output.
   void setEcho(bool echo);
   void append(std::string_view text) { pending_.append(text); }
   /// Appends blanks.
   void pad(std::size_t count) { pending_.pad(count); }
+  /// Tells that the report lacks something, of which the user has been told.
+  void noteLoss() { file_.noteLoss(); }
 
-  /// Returns 0, or 1 when anything since `open` did not reach the file or standard output.
+  /// Gives the file its name. Returns 0, or 1 (logged) when anything since `open` was lost or did
+  /// not reach the file or standard output.
   int close();
 
  private:
   void write(std::string_view text);
-  void fail(const char* name, int errnum);
+  void noteEchoFailure();
 
-  FILE* file_ = nullptr;
-  std::string path_;
+  pwr::OutputFile file_;
   GatheredOutput pending_{[this](std::string_view text) { write(text); }};
   bool echo_ = false;
-  bool failed_ = false;
   bool echoFailed_ = false;
 };

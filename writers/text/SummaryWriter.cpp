@@ -1,6 +1,10 @@
 #include "writers/text/SummaryWriter.h"
 
+#include <memory>
+#include <string>
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "writers/common/TextLog.h"
 #include "writers/host/PluginCapability.h"
@@ -17,34 +21,46 @@ TextOutputManager::TableKey keyOf(const pwr::TableMessage& table) {
   return TextOutputManager::tableKey(table.getContainerId(), table.getTableId());
 }
 
-}  // namespace
+/// One report in the making.
+class SummaryRun : public TextRun {
+ public:
+  /// `console`: also print the report on standard output.
+  SummaryRun(const TimeScale& timeScale, bool console)
+      : TextRun(".csv", ", ", timeScale), console_(console) {}
 
-SummaryWriter::SummaryWriter() : TextWriter("108d88ba-5ee4-11e4-aa15-123b93f75cba", ".csv", ", ") {
-  addCapability(new pwr::WriterPluginCapability(
-      {pwr::TableClass::Summary}, "sum",
-      "Write summary reports for all collected metrics to CSV file [default]", ".csv", false));
+  int close() override;
+
+  int write(const pwr::MetricContainerInfoMessage& message) override;
+  int write(const pwr::TextMessage& message) override;
+  int write(const pwr::TableMessage& table) override;
+
+ private:
+  bool noteArrival_i(unsigned int container);
+  int writeTable_i(const pwr::TableMessage& table, const TextOutputManager::Staged& staged);
+  void writeDefinition_i(const pwr::TableMessage& table, TempTableOutput& output);
+  void writeRow_i(const pwr::TableMessage& table, TempTableOutput& output) const;
+  std::string titleOf_i(const pwr::TableMessage& table) const;
+
+  const bool console_;
+  std::vector<TextOutputManager::ContainerId> arrivalOrder_;
+  std::unordered_set<TextOutputManager::ContainerId> arrived_;
+  TextOutputManager::MetricOrderMap metricOrder_;
+  ToldProblems told_;
+};
+
+int SummaryRun::close() {
+  outputs().setOrder(std::move(arrivalOrder_), std::move(metricOrder_));
+  return TextRun::close();
 }
 
-SummaryWriter::~SummaryWriter() = default;
-
-int SummaryWriter::openOutput(const std::string& baseName, bool continuous) {
-  console_ = baseName == "console";
-  return TextWriter::openOutput(baseName, continuous);
-}
-
-int SummaryWriter::closeOutput() {
-  outputs().setOrder(std::exchange(arrivalOrder_, {}), std::exchange(metricOrder_, {}));
-  arrived_.clear();
-  return TextWriter::closeOutput();
-}
-
-bool SummaryWriter::noteArrival(unsigned int container) {
+/// Whether nothing of the container had arrived before.
+bool SummaryRun::noteArrival_i(unsigned int container) {
   const bool isNew = arrived_.insert(container).second;
   if (isNew) arrivalOrder_.push_back(container);
   return isNew;
 }
 
-int SummaryWriter::writeMessage(const pwr::MetricContainerInfoMessage& message) {
+int SummaryRun::write(const pwr::MetricContainerInfoMessage& message) {
   const unsigned int container = message.getContainerId();
   if (const pwr::TextNotes* const notes = message.getTextNotes()) {
     outputs().setContainerNotes(container, *notes);
@@ -55,13 +71,13 @@ int SummaryWriter::writeMessage(const pwr::MetricContainerInfoMessage& message) 
   }
   const pwr::TableMessage* const table = message.getTable();
   if (table == nullptr) return 0;
-  noteArrival(container);
+  noteArrival_i(container);
   // As a rule the same container; a table that names another one must not be lost.
-  noteArrival(table->getContainerId());
-  return writeTable(*table, outputs().stageDescription(keyOf(*table), cellsPerRow(*table)));
+  noteArrival_i(table->getContainerId());
+  return writeTable_i(*table, outputs().stageDescription(keyOf(*table), cellsPerRow(*table)));
 }
 
-int SummaryWriter::writeMessage(const pwr::TextMessage& message) {
+int SummaryRun::write(const pwr::TextMessage& message) {
   const bool isHeader = dynamic_cast<const pwr::HeaderTextMessage*>(&message) != nullptr &&
                         message.getKind() == pwr::TextMessageKind::Header;
   const auto [output, created] = outputs().stageText(isHeader ? TextOutputManager::kHeaderText
@@ -72,38 +88,40 @@ int SummaryWriter::writeMessage(const pwr::TextMessage& message) {
   return outputs().checkStaging(*output);
 }
 
-int SummaryWriter::writeMessage(const pwr::TableMessage& table) {
+int SummaryRun::write(const pwr::TableMessage& table) {
   if (table.getTableClass() != pwr::TableClass::Summary) {
     PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Skipping a non-summary table %s in summary text writer\n",
            table.getTitle().c_str());
     return 0;
   }
-  if (noteArrival(table.getContainerId()) && table.getContainerId() == 0) {
+  if (noteArrival_i(table.getContainerId()) && table.getContainerId() == 0) {
     PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Metric Container Id not set for TableMessage?\n");
   }
-  return writeTable(table, outputs().stageTable(keyOf(table), cellsPerRow(table)));
+  return writeTable_i(table, outputs().stageTable(keyOf(table), cellsPerRow(table)));
 }
 
-int SummaryWriter::writeTable(const pwr::TableMessage& table,
-                              const TextOutputManager::Staged& staged) {
+int SummaryRun::writeTable_i(const pwr::TableMessage& table,
+                             const TextOutputManager::Staged& staged) {
   if (staged.output == nullptr) return 1;
   if (staged.created) {
-    writeDefinition(table, *staged.output);
+    writeDefinition_i(table, *staged.output);
   } else if (staged.output->getCellsPerRow() != cellsPerRow(table)) {
     // Its cells would shift every row behind it.
-    PW_LOG(kPlainLog, PW_LOG_WARNING,
-           "WARNING: Skipping a row of %zu cells for the table %s, which has %zu columns\n",
-           cellsPerRow(table), table.getTitle().c_str(), staged.output->getCellsPerRow());
+    static constexpr const char* kSkipped =
+        "WARNING: Skipping a row of %zu cells for the table %s, which has %zu columns\n";
+    const PWLogLevel level = told_.levelOf(kSkipped, 0, staged.output);
+    PW_LOG(kPlainLog, level, kSkipped, cellsPerRow(table), table.getTitle().c_str(),
+           staged.output->getCellsPerRow());
     return 1;
   }
   if (table.getTableMessageType() != pwr::TableMessageType::Definition) {
-    writeRow(table, *staged.output);
+    writeRow_i(table, *staged.output);
   }
   return outputs().checkStaging(*staged.output);
 }
 
-void SummaryWriter::writeDefinition(const pwr::TableMessage& table, TempTableOutput& output) {
-  output.setTitle(titleOf(table));
+void SummaryRun::writeDefinition_i(const pwr::TableMessage& table, TempTableOutput& output) {
+  output.setTitle(titleOf_i(table));
   if (console_) output.echoOnConsole();
   if (table.hasFieldHeaders()) {
     table.forEachCell([&](const pwr::EntityHandle*, const pwr::DataHandle* handle) {
@@ -118,34 +136,49 @@ void SummaryWriter::writeDefinition(const pwr::TableMessage& table, TempTableOut
   }
 }
 
-void SummaryWriter::writeRow(const pwr::TableMessage& table, TempTableOutput& output) {
+void SummaryRun::writeRow_i(const pwr::TableMessage& table, TempTableOutput& output) const {
   std::string text;
   table.forEachCell([&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
     bool isNumeric = false;
-    const int status = entity == nullptr ? table.getFieldAsString(handle, text, isNumeric)
-                                         : table.getFieldAsString(entity, handle, text, isNumeric);
-    if (status != 0) {
+    if (table.getFieldAsString(entity, handle, text, isNumeric) != 0) {
       output.append("Invalid");
       return;
     }
-    if (!isNumeric) {
+    timeScale().scaleCell(table, entity, handle, text);
+    if (isNumeric) {
+      output.append(text);
+    } else {
       output.appendText(text);
-      return;
     }
-    outputs().timeScale().scaleCell(table, entity, handle, text);
-    output.append(text);
   });
 }
 
-std::string SummaryWriter::titleOf(const pwr::TableMessage& table) const {
+std::string SummaryRun::titleOf_i(const pwr::TableMessage& table) const {
   static constexpr const char* kPrefix = " (units = ";
   static constexpr const char* kSuffix = ")";
+  const pwr::Quantity* const quantity = table.getQuantity();
   std::string units;
-  if (!pwr::TableMessage::quantityToUnits(table.getQuantity(), units, kPrefix, kSuffix)) {
+  if (!pwr::TableMessage::quantityToUnits(quantity, units, kPrefix, kSuffix)) {
     return table.getTitle();
   }
-  // The quantity's own unit is ticks, which is not what the cells show.
-  if (outputs().timeScale().appliesTo(table.getQuantity()))
-    units = std::string(kPrefix) + "ms" + kSuffix;
+  // The unit of the quantity itself is that of the ticks as they come.
+  if (pwr::isTime(quantity) && timeScale().appliesTo(table)) {
+    units = kPrefix + pwr::shownUnits(quantity) + kSuffix;
+  }
   return table.getTitle() + units;
 }
+
+}  // namespace
+
+SummaryWriter::SummaryWriter()
+    : TextWriter("108d88ba-5ee4-11e4-aa15-123b93f75cba",
+                 new pwr::WriterPluginCapability(
+                     {pwr::TableClass::Summary}, "sum",
+                     "Write summary reports for all collected metrics to CSV file [default]",
+                     ".csv", false),
+                 [timeScale = TimeScale()](const std::string& baseName, bool /*continuous*/) {
+                   auto run = std::make_unique<SummaryRun>(timeScale, baseName == "console");
+                   return run->open(baseName) == 0 ? std::move(run) : nullptr;
+                 }) {}
+
+SummaryWriter::~SummaryWriter() = default;

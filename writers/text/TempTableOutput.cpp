@@ -5,11 +5,11 @@
 #include <cerrno>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 #include "hostcommon/Platform.h"
 #include "writers/common/CsvText.h"
 #include "writers/common/TextLog.h"
-#include "writers/text/PrivateDirectory.h"
 #include "writers/text/RecordReader.h"
 #include "writers/text/ReportOutput.h"
 
@@ -50,30 +50,47 @@ std::string nextFileName() {
   return name.data() + std::string(".tmp");
 }
 
+/// Appends to a file that is there already: one that somebody removed must not come back with a
+/// part of its contents. Returns 0 or the errno value of the failure.
+int appendToFile(const std::string& path, std::string_view bytes) {
+  pwr::platform::PrivateFile file;
+  const bool isWritten =
+      file.extend(path) && file.write(bytes.data(), bytes.size()) && file.close();
+  return isWritten ? 0 : errno;
+}
+
 }  // namespace
+
+const std::string& PrivateDirectory::create() {
+  if (!path_.empty() || failed_) return path_;
+  path_ = pwr::platform::createPrivateDirectory(parent_);
+  failed_ = path_.empty();
+  if (failed_) reportCreationFailure(parent_, errno);
+  return path_;
+}
+
+void PrivateDirectory::remove() {
+  if (path_.empty()) return;
+  pwr::platform::removePrivateDirectory(path_);
+  path_.clear();
+}
 
 std::unique_ptr<TempTableOutput> TempTableOutput::create(PrivateDirectory& directory, Kind kind,
                                                          std::size_t cellsPerRow) {
   const std::string& folder = directory.create();
-  if (folder.empty()) {
-    reportCreationFailure(directory.getParent(), errno);
-    return nullptr;
-  }
+  if (folder.empty()) return nullptr;
   std::string path = folder + "/" + nextFileName();
-  FILE* stream = nullptr;
-  if (!pwr::openFileHandle(&stream, path.c_str(), "wb")) {
+  if (!pwr::platform::PrivateFile().create(path)) {
     reportCreationFailure(path, errno);
     return nullptr;
   }
-  return std::unique_ptr<TempTableOutput>(
-      new TempTableOutput(std::move(path), stream, kind, cellsPerRow));
+  return std::unique_ptr<TempTableOutput>(new TempTableOutput(std::move(path), kind, cellsPerRow));
 }
 
-TempTableOutput::TempTableOutput(std::string path, FILE* stream, Kind kind, std::size_t cellsPerRow)
-    : path_(std::move(path)), stream_(stream), kind_(kind), widths_(cellsPerRow) {}
+TempTableOutput::TempTableOutput(std::string path, Kind kind, std::size_t cellsPerRow)
+    : path_(std::move(path)), kind_(kind), widths_(cellsPerRow) {}
 
 TempTableOutput::~TempTableOutput() {
-  endWriting();
   pwr::platform::removeFile(path_);
 }
 
@@ -84,13 +101,16 @@ void TempTableOutput::append(std::string_view cell) {
     return;
   }
   const auto length = static_cast<std::uint32_t>(cell.size());
-  if (std::fwrite(&length, sizeof length, 1, stream_) != 1 ||
-      std::fwrite(cell.data(), 1, cell.size(), stream_) != cell.size()) {
-    writeError_ = errno;
-    return;
-  }
+  pending_.append(reinterpret_cast<const char*>(&length), sizeof length);
+  pending_.append(cell);
   widths_[position_] = std::max(widths_[position_], cell.size());
   position_ = (position_ + 1) % widths_.size();
+  if (pending_.size() >= kPending) flush();
+}
+
+void TempTableOutput::flush() {
+  if (pending_.empty() || writeError_ != 0) return;
+  writeError_ = appendToFile(path_, std::exchange(pending_, {}));
 }
 
 void TempTableOutput::appendText(std::string_view text) {
@@ -99,12 +119,6 @@ void TempTableOutput::appendText(std::string_view text) {
   } else {
     append(text);
   }
-}
-
-void TempTableOutput::endWriting() {
-  if (stream_ == nullptr) return;
-  if (std::fclose(stream_) != 0 && writeError_ == 0) writeError_ = errno;
-  stream_ = nullptr;
 }
 
 int TempTableOutput::mergeInto(ReportOutput& report, std::string_view separator) const {

@@ -1,8 +1,6 @@
 #include "writers/text/TextOutputManager.h"
 
 #include <deque>
-#include <filesystem>
-#include <system_error>
 #include <unordered_set>
 
 #include "hostcommon/Utf8Path.h"
@@ -10,13 +8,6 @@
 #include "writers/host/WriterInterfaceConfigFileParser.h"
 
 namespace {
-
-/// The absolute path of the directory of a file; "" when the system cannot tell it.
-std::string directoryOf(const std::string& file) {
-  std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(pwr::pathFromUtf8(file), error);
-  return error ? std::string() : pwr::utf8FromPath(absolute.parent_path());
-}
 
 template <typename Map, typename Key>
 auto* findOrNull(const Map& map, const Key& key) {
@@ -38,7 +29,7 @@ int TextOutputManager::open(const std::string& baseName) {
     return 1;
   }
   // Absolute, because the process may change its directory while the run lasts.
-  directory_.setParent(directoryOf(path));
+  directory_.setParent(pwr::utf8FromPath(pwr::pathFromUtf8(pwr::absolutePath(path)).parent_path()));
   return 0;
 }
 
@@ -49,16 +40,15 @@ TextOutputManager::Staged TextOutputManager::stage(OutputMap& outputs, std::uint
     return {found->second.get(), false};
   }
   auto output = TempTableOutput::create(directory_, kind, cellsPerRow);
-  if (output == nullptr) {
-    complete_ = false;
-    return {nullptr, false};
-  }
-  return {outputs.emplace(key, std::move(output)).first->second.get(), true};
+  if (output == nullptr) report_.noteLoss();
+  // One that cannot be created is not tried again for each of its rows.
+  const auto place = outputs.emplace(key, std::move(output)).first;
+  return {place->second.get(), place->second != nullptr};
 }
 
 int TextOutputManager::checkStaging(const TempTableOutput& output) {
   if (output.getWriteError() == 0) return 0;
-  complete_ = false;
+  report_.noteLoss();
   // Whatever keeps one file from being written tends to hit all others.
   if (!stagingFailureLogged_) {
     stagingFailureLogged_ = true;
@@ -79,10 +69,6 @@ void TextOutputManager::setOrder(std::vector<ContainerId> arrivalOrder,
 }
 
 int TextOutputManager::close() {
-  if (!report_.isOpen()) {
-    PW_LOG(kTextLog, PW_LOG_WARNING, "WARNING: Output file does not exist!\n");
-    return 1;
-  }
   if (!arrivalOrder_) {
     PW_LOG(kTextLog, PW_LOG_WARNING,
            "WARNING: Metric ordering information does not exist. Cannot proceed!\n");
@@ -95,9 +81,7 @@ int TextOutputManager::close() {
     mergeContainer(container, container != previous);
     previous = container;
   }
-  if (report_.close() != 0) complete_ = false;
-  release();
-  return complete_ ? 0 : 1;
+  return report_.close();
 }
 
 std::vector<std::string> TextOutputManager::configuredFeatures() const {
@@ -138,11 +122,11 @@ std::vector<TextOutputManager::ContainerId> TextOutputManager::finalOrder() cons
 void TextOutputManager::mergeTexts() {
   for (const std::uint64_t first : {kHeaderText, kOtherText}) {
     if (const auto text = texts_.find(first); text != texts_.end()) {
-      merge(*text->second);
+      merge(text->second.get());
       texts_.erase(text);
     }
   }
-  for (const auto& [key, text] : texts_) merge(*text);
+  for (const auto& [key, text] : texts_) merge(text.get());
 }
 
 void TextOutputManager::mergeContainer(ContainerId container, bool withHeading) {
@@ -153,29 +137,30 @@ void TextOutputManager::mergeContainer(ContainerId container, bool withHeading) 
   }
   const auto* const notes = findOrNull(containerNotes_, container);
   writeNotes(notes, &pwr::TextNotes::getPreTableNotes);
-  mergeTables(descriptions_, container);
-  mergeTables(tables_, container);
+  mergeTables(descriptions_, container, false);
+  // The notes of a table stand around what came as a message, not around its description.
+  mergeTables(tables_, container, true);
   writeNotes(notes, &pwr::TextNotes::getPostTableNotes);
 }
 
-void TextOutputManager::mergeTables(const OutputMap& outputs, ContainerId container) {
+void TextOutputManager::mergeTables(const OutputMap& outputs, ContainerId container,
+                                    bool withNotes) {
   for (auto entry = outputs.lower_bound(tableKey(container, 0));
        entry != outputs.end() && entry->first >> 32U == container; ++entry) {
     const auto& [key, output] = *entry;
-    // The notes belong to the table's rows; a table that has only a description keeps them there.
-    const bool describedOnly = &outputs == &descriptions_ && !tables_.contains(key);
-    const bool withNotes = &outputs == &tables_ || describedOnly;
     const auto* const notes = withNotes ? findOrNull(tableNotes_, key) : nullptr;
     writeNotes(notes, &pwr::TextNotes::getPreTableNotes);
-    merge(*output);
+    merge(output.get());
     writeNotes(notes, &pwr::TextNotes::getPostTableNotes);
   }
 }
 
-void TextOutputManager::merge(TempTableOutput& output) {
-  output.endWriting();
-  checkStaging(output);
-  if (output.mergeInto(report_, separator_) != 0) complete_ = false;
+/// Null stands for one that could not be created.
+void TextOutputManager::merge(TempTableOutput* output) {
+  if (output == nullptr) return;
+  output->flush();
+  checkStaging(*output);
+  if (output->mergeInto(report_, separator_) != 0) report_.noteLoss();
 }
 
 void TextOutputManager::writeNotes(const pwr::TextNotes* notes, NoteLines lines) {
@@ -185,13 +170,4 @@ void TextOutputManager::writeNotes(const pwr::TextNotes* notes, NoteLines lines)
     report_.append(text);
     report_.append("\n\n");
   }
-}
-
-void TextOutputManager::release() {
-  texts_.clear();
-  descriptions_.clear();
-  tables_.clear();
-  directory_.remove();
-  arrivalOrder_.reset();
-  metricOrder_.clear();
 }

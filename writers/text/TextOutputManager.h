@@ -9,16 +9,15 @@
 #include <vector>
 
 #include "writers/host/TextNotes.h"
-#include "writers/text/PrivateDirectory.h"
 #include "writers/text/ReportOutput.h"
 #include "writers/text/TempTableOutput.h"
-#include "writers/text/TimeScale.h"
 
 class WriterInterfaceConfigFileParser;
 
 /// Owns the final file of a text writer and the temporary outputs that its tables are staged in,
 /// and puts the report together when it is closed: container by container in the order that the
-/// output configuration file asks for.
+/// output configuration file asks for. Opened once and closed once; the temporary outputs are
+/// deleted with it.
 class TextOutputManager {
  public:
   using ContainerId = std::uint32_t;
@@ -36,7 +35,8 @@ class TextOutputManager {
     return (TableKey{container} << 32U) | table;
   }
 
-  /// A temporary output, null when it could not be created; `created` tells that it is new.
+  /// A temporary output, null when it could not be created, now or earlier; `created` tells that it
+  /// is new.
   struct Staged {
     TempTableOutput* output;
     bool created;
@@ -45,7 +45,7 @@ class TextOutputManager {
   /// `extension` is appended to base names, `separator` stands between the cells of a row.
   TextOutputManager(std::string extension, std::string separator);
 
-  /// Creates the final file. Returns 1 when that fails (logged).
+  /// Creates the final file. Returns 1 when that fails (logged). Call first.
   int open(const std::string& baseName);
 
   /// Find a temporary output or create it. The counts are used at creation only.
@@ -67,16 +67,12 @@ class TextOutputManager {
   }
   void setTableNotes(TableKey key, const pwr::TextNotes& notes) { tableNotes_[key] = notes; }
 
-  /// How the report shows times.
-  TimeScale& timeScale() { return timeScale_; }
-  const TimeScale& timeScale() const { return timeScale_; }
-
   /// To be called before `close`: the containers in the order in which their first table arrived,
   /// no id twice, and where each configured metric is found.
   void setOrder(std::vector<ContainerId> arrivalOrder, MetricOrderMap metricOrder);
 
-  /// Merges all temporary outputs into the final file and deletes them. Returns 1, with the cause
-  /// logged here or earlier, when the file is not complete.
+  /// Merges all temporary outputs into the final file. Returns 1, with the cause logged here or
+  /// earlier, when the file is not complete. Call last.
   int close();
 
  private:
@@ -89,16 +85,13 @@ class TextOutputManager {
   std::vector<std::string> configuredFeatures() const;
   void mergeTexts();
   void mergeContainer(ContainerId container, bool withHeading);
-  void mergeTables(const OutputMap& outputs, ContainerId container);
-  void merge(TempTableOutput& output);
+  void mergeTables(const OutputMap& outputs, ContainerId container, bool withNotes);
+  void merge(TempTableOutput* output);
   void writeNotes(const pwr::TextNotes* notes, NoteLines lines);
-  void release();
 
   const std::string extension_;
   const std::string separator_;
   const WriterInterfaceConfigFileParser* const configParser_;
-  TimeScale timeScale_;
-  bool complete_ = true;
   bool stagingFailureLogged_ = false;
   ReportOutput report_;
   // Before the outputs, whose files must be gone when the directory goes.

@@ -1,27 +1,25 @@
 #include "writers/text/TextWriter.h"
 
-TextWriter::TextWriter(const std::string& guid, const std::string& extension,
-                       const std::string& separator)
-    : WriterPlugin(guid), outputs_(extension, separator) {}
+#include <utility>
 
-TextWriter::~TextWriter() = default;
+#include "writers/common/TextLog.h"
 
-int TextWriter::openOutput(const std::string& baseName, bool /*continuous*/) {
-  return outputs_.open(baseName);
-}
+TextRun::~TextRun() = default;
 
-int TextWriter::closeOutput() {
-  return outputs_.close();
-}
-
-int TextWriter::writeMessage(const pwr::SystemMessage& message) {
-  outputs_.timeScale().setTicksPerMicrosecond(message.getSystemMetadata()->getTscFrequencyMHz());
+int TextRun::write(const pwr::SystemMessage& message) {
+  timeScale_.setTicksPerMicrosecond(message.getSystemMetadata()->getTscFrequencyMHz());
   return 0;
 }
 
-int TextWriter::writeMessage(const pwr::TextMessage& message) {
+int TextRun::write(const pwr::TextMessage& message) {
   const auto [output, created] = outputs_.stageText(message.getId());
   if (output == nullptr) return 1;
   output->append(message.getMessage());
   return outputs_.checkStaging(*output);
 }
+
+TextWriter::TextWriter(const std::string& guid, pwr::WriterPluginCapability* capability,
+                       MakeRun makeRun)
+    : RunWriter(guid, capability, kTextLog, std::move(makeRun)) {}
+
+TextWriter::~TextWriter() = default;

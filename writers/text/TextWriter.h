@@ -2,29 +2,49 @@
 
 #include <string>
 
-#include "writers/host/WriterPlugin.h"
+#include "writers/common/RunWriter.h"
 #include "writers/text/TextOutputManager.h"
+#include "writers/text/TimeScale.h"
 
-/// Base of the writers that stage tables in temporary files: opens and closes the output and takes
-/// the messages that all of them treat alike. A derived writer hands the order of the containers
-/// to `outputs()` before it closes.
-class TextWriter : public WriterPlugin {
+/// What a text writer keeps while its output is open, and does with the messages that all text
+/// writers treat alike. A derived run hands the order of the containers to `outputs()` before it
+/// closes.
+class TextRun {
  public:
-  ~TextWriter() override;
+  /// `timeScale`: without the clock's frequency, which comes with the system description.
+  TextRun(const std::string& extension, const std::string& separator, const TimeScale& timeScale)
+      : outputs_(extension, separator), timeScale_(timeScale) {}
+  virtual ~TextRun();
+  TextRun(const TextRun&) = delete;
+  TextRun& operator=(const TextRun&) = delete;
 
-  /// Creates baseName + extension; `continuous` makes no difference.
-  int openOutput(const std::string& baseName, bool continuous) override;
-  int closeOutput() override;
+  /// Creates baseName + extension.
+  int open(const std::string& baseName) { return outputs_.open(baseName); }
+  virtual int close() { return outputs_.close(); }
+  static std::string closedLine(const std::string& /*baseName*/) {
+    return "WARNING: Output file does not exist!\n";
+  }
+
+  int write(const pwr::SystemMessage& message);
+  virtual int write(const pwr::TextMessage& message);
+  virtual int write(const pwr::MetricContainerInfoMessage& /*message*/) { return 0; }
+  virtual int write(const pwr::TableMessage& /*message*/) { return 0; }
 
  protected:
-  TextWriter(const std::string& guid, const std::string& extension, const std::string& separator);
-
   TextOutputManager& outputs() { return outputs_; }
-  const TextOutputManager& outputs() const { return outputs_; }
-
-  int writeMessage(const pwr::SystemMessage& message) override;
-  int writeMessage(const pwr::TextMessage& message) override;
+  const TimeScale& timeScale() const { return timeScale_; }
 
  private:
   TextOutputManager outputs_;
+  TimeScale timeScale_;
+};
+
+/// Base of the writers that stage tables in temporary files.
+class TextWriter : public RunWriter<TextRun> {
+ public:
+  ~TextWriter() override;
+
+ protected:
+  /// As for `RunWriter`.
+  TextWriter(const std::string& guid, pwr::WriterPluginCapability* capability, MakeRun makeRun);
 };

@@ -1,29 +1,57 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <string>
 
+#include "writers/host/Quantity.h"
 #include "writers/host/TableMessage.h"
 
 /// How summary tables show times: they arrive in ticks of the timestamp clock and are written in
-/// milliseconds, unless the environment switch PW_DO_TIMELINE_TSC asks for ticks.
+/// milliseconds, unless the environment asks for ticks. A column is one of times when its own
+/// handle says so; the quantity of the table does not decide, because the table has a column that
+/// names its rows as well.
 class TimeScale {
  public:
-  /// Reads the environment switch.
-  TimeScale();
-
   /// The clock's frequency; anything but a positive finite number counts as 1.
-  void setTicksPerMicrosecond(float ticksPerMicrosecond);
+  void setTicksPerMicrosecond(float ticksPerMicrosecond) {
+    const bool usable = std::isfinite(ticksPerMicrosecond) && ticksPerMicrosecond > 0.0F;
+    ticksPerMillisecond_ = (usable ? static_cast<double>(ticksPerMicrosecond) : 1.0) * 1000.0;
+  }
 
-  /// Whether numbers of this quantity, which may be null, are shown in milliseconds.
-  bool appliesTo(const pwr::Quantity* quantity) const;
+  /// Whether the column's times are written in milliseconds.
+  bool appliesTo(const pwr::DataHandle* handle) const {
+    return !showsTicks_ && pwr::isTime(handle->getQuantity());
+  }
 
-  /// Replaces `text`, the text of a cell of the table, by that of its milliseconds if the cell is a
-  /// time to be shown so: a number whose column (or, when that has no quantity, whose table) is of
-  /// the quantity time. `entity` may be null, as in `TableMessage::getField`.
+  /// Whether any column's are.
+  bool appliesTo(const pwr::TableMessage& table) const {
+    const auto applies = [this](const pwr::DataHandle* handle) { return appliesTo(handle); };
+    return std::ranges::any_of(table.getSharedHandles(), applies) ||
+           std::ranges::any_of(table.getHandles(), applies);
+  }
+
+  /// Replaces `text`, the text of a cell of the table, by that of its milliseconds if it is a time,
+  /// or a range of times, to be written so. `entity` may be null, as in `TableMessage::getField`.
   void scaleCell(const pwr::TableMessage& table, const pwr::EntityHandle* entity,
-                 const pwr::DataHandle* handle, std::string& text) const;
+                 const pwr::DataHandle* handle, std::string& text) const {
+    if (!appliesTo(handle)) return;
+    const pwr::Data* const cell = table.getField(entity, handle);
+    if (cell != nullptr) milliseconds(*cell).toFormattedString(text);
+  }
 
  private:
-  const bool showsTicks_;
-  float ticksPerMicrosecond_ = 1.0F;
+  /// None when the cell is a text.
+  pwr::Data milliseconds(const pwr::Data& cell) const {
+    double ticks = 0.0;
+    if (cell.toReal(ticks) == 0) return pwr::Data(ticks / ticksPerMillisecond_);
+    pwr::Data range = cell;
+    pwr::Data::RealPair ends;
+    if (range.multiplyValue(1.0) != 0 || range.toRealRange(ends) != 0) return {};
+    return pwr::Data(
+        pwr::Data::RealPair(ends.first / ticksPerMillisecond_, ends.second / ticksPerMillisecond_));
+  }
+
+  const bool showsTicks_ = pwr::showsTicks();
+  double ticksPerMillisecond_ = 1000.0;
 };
