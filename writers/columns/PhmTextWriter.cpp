@@ -1,7 +1,7 @@
 #include "writers/columns/PhmTextWriter.h"
 
 #include "writers/columns/OverTimeRun.h"
-#include "writers/host/HostFunctions.h"
+#include "writers/host/Quantity.h"
 
 PhmTextWriter::PhmTextWriter()
     : IntWriterV2(

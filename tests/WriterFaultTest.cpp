@@ -1,0 +1,242 @@
+// What goes wrong around an output, for every registered writer: calls out of order, outputs that
+// cannot be had, full disks. A writer that is opened again behaves as a new one.
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "TestSupport.h"
+#include "hostcommon/Descriptions.h"
+#include "hostcommon/WriterDispatch.h"
+#include "writers/host/PluginCapability.h"
+#include "writers/host/Quantity.h"
+#include "writers/host/WriterPluginList.h"
+
+extern "C" {
+WriterPluginList* createPlugins(void);
+void destroyPlugins(WriterPluginList* list);
+}
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The writers of the registry, made anew for each test.
+struct Library {
+  WriterPluginList* list = createPlugins();
+  ~Library() { destroyPlugins(list); }
+  WriterPlugin& writer(int index) const {
+    return static_cast<WriterPlugin&>(*list->plugins[index]);
+  }
+};
+
+const pwr::WriterPluginCapability& capabilityOf(const WriterPlugin& writer) {
+  return dynamic_cast<const pwr::WriterPluginCapability&>(*writer.getCapabilities().front());
+}
+
+std::vector<std::string> writerNames() {
+  const Library library;
+  std::vector<std::string> names;
+  for (int i = 0; i < library.list->count; ++i) {
+    names.push_back(capabilityOf(library.writer(i)).getName());
+  }
+  return names;
+}
+
+/// A run of two processors: something for every writer.
+class SmallRun {
+ public:
+  SmallRun() {
+    system_.edit().timestampClockFrequencyMHz = 1000;
+    system_.edit().tscFrequencyMHz = 1000.0F;
+    system_.edit().cpuFrequencyMHz = 2000.0F;
+  }
+
+  /// The status of all messages together.
+  int deliver(WriterPlugin& writer) {
+    int status = WriterDispatch::write(writer, pwr::SystemMessage(&system_));
+    status |= WriterDispatch::write(writer, container_);
+    pwr::Metric metric(metric_);
+    for (unsigned long long time = 0; time < 5; ++time) {
+      metric.editData().timestamp = time * 1000;
+      metric.editData().elements = {{pwr::Data(time + 1), state_, cpu_, 1000}};
+      status |= WriterDispatch::write(writer, metric);
+    }
+    status |= WriterDispatch::write(writer, pwr::TableMessage(table_, {pwr::Data(7U)}));
+    pwr::HeaderTextMessage text;
+    text.setMessage("header");
+    return status | WriterDispatch::write(writer, text);
+  }
+  const pwr::SystemMetadata& system() const { return system_; }
+
+ private:
+  pwr::SystemMetadata system_;
+  pwr::MetricContainerInfoMessage container_{
+      {.containerId = 1, .featureName = "f", .metricName = "m", .heading = "Heading"}};
+  const pwr::EntityHandle* cpu_ = pwr::createEntity({.name = "CPU0"});
+  const pwr::DataDescriptor* state_ =
+      pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("C1", ""));
+  const pwr::MetricDescription* metric_ =
+      pwr::createMetric({.containerId = 1,
+                         .name = "Sleep",
+                         .type = pwr::Metric::MetricType::SampledResidency,
+                         .quantity = pwr::Quantity::time(),
+                         .combinations = {{cpu_, state_}}});
+  std::shared_ptr<const pwr::TableDescription> table_ =
+      std::make_shared<const pwr::TableDescription>(
+          pwr::TableDescription{.containerId = 1,
+                                .tableId = 1,
+                                .title = "Table",
+                                .sharedHandles = {pwr::createColumn("CPU", nullptr)},
+                                .handles = {pwr::createColumn("Count", nullptr)}});
+};
+
+class WriterFaultTest : public testing::TestWithParam<int> {
+ protected:
+  void SetUp() override { fs::current_path(folder_.path()); }
+
+  WriterPlugin& writer() { return library_.writer(GetParam()); }
+  std::string name() { return capabilityOf(writer()).getName(); }
+  /// The outputs under `base`, each with its text. The shared line of the automation writer names
+  /// the base and grows: its last line counts, without that.
+  std::map<std::string, std::string> outputs(const std::string& base) const {
+    std::map<std::string, std::string> found;
+    for (const auto& entry : fs::recursive_directory_iterator(folder_.path())) {
+      std::string file = entry.path().filename().string();
+      if (!entry.is_regular_file() || entry.path().parent_path().filename() != base) continue;
+      found[file] = readFile(entry.path().string());
+    }
+    return found;
+  }
+  /// Every name below the folder.
+  std::string names() const {
+    std::set<std::string> sorted;
+    for (const auto& entry : fs::recursive_directory_iterator(folder_.path())) {
+      sorted.insert(entry.path().filename().string());
+    }
+    std::string text;
+    for (const std::string& one : sorted) text += one + " ";
+    return text;
+  }
+  /// A whole run into a folder of its own, under the base name "run".
+  int record(WriterPlugin& writer, const std::string& folder) {
+    fs::create_directory(folder_.path(folder));
+    if (writer.openOutput(folder_.path(folder) + "/run", false) != 0) return 1;
+    run_.deliver(writer);
+    return writer.closeOutput();
+  }
+  /// What a writer that has done nothing before makes of the run.
+  std::map<std::string, std::string> expected() {
+    const Library fresh;
+    EXPECT_EQ(record(fresh.writer(GetParam()), "fresh"), 0);
+    return comparable("fresh");
+  }
+  /// Paths and ids of the process do not count.
+  std::map<std::string, std::string> comparable(const std::string& folder) const {
+    std::map<std::string, std::string> found = outputs(folder);
+    for (auto& [file, text] : found) {
+      if (file.ends_with(".pwr")) text = std::to_string(text.size());
+      for (std::size_t at = text.find("/" + folder + "/"); at != std::string::npos;
+           at = text.find("/" + folder + "/")) {
+        text.erase(at, folder.size() + 1);
+      }
+    }
+    return found;
+  }
+
+  Library library_;
+  SmallRun run_;
+  LogCapture log_;
+  TempFolder folder_;
+};
+
+TEST_P(WriterFaultTest, MessagesWithoutAnOutputAreRefusedWithALine) {
+  EXPECT_NE(run_.deliver(writer()), 0);
+  EXPECT_NE(log_.all().find("Writer " + name() + " has no open output"), std::string::npos)
+      << log_.all();
+  EXPECT_NE(writer().closeOutput(), 0);
+  EXPECT_EQ(names(), "");
+}
+
+TEST_P(WriterFaultTest, AfterAFailedOpeningItIsNotOpen) {
+  const bool failed = writer().openOutput(folder_.path("nowhere/run"), false) != 0;
+  if (!failed) GTEST_SKIP() << "opens its files at the end";
+  EXPECT_NE(run_.deliver(writer()), 0);
+  EXPECT_NE(writer().closeOutput(), 0);
+  EXPECT_EQ(names(), "");
+  const auto wanted = expected();
+  EXPECT_EQ(record(writer(), "again"), 0);
+  EXPECT_EQ(comparable("again"), wanted);
+}
+
+TEST_P(WriterFaultTest, AClosedOneIsAsNew) {
+  const auto wanted = expected();
+  ASSERT_FALSE(wanted.empty());
+  ASSERT_EQ(record(writer(), "first"), 0);
+  log_.clear();
+  EXPECT_NE(run_.deliver(writer()), 0) << "closed";
+  EXPECT_NE(log_.all(), "");
+  EXPECT_NE(writer().closeOutput(), 0) << "closed already";
+  EXPECT_EQ(comparable("first"), wanted);
+  EXPECT_EQ(record(writer(), "second"), 0);
+  EXPECT_EQ(comparable("second"), wanted);
+}
+
+TEST_P(WriterFaultTest, AnOpenOneIsNotOpenedAgain) {
+  const auto wanted = expected();
+  fs::create_directory(folder_.path("first"));
+  ASSERT_EQ(writer().openOutput(folder_.path("first/run"), false), 0);
+  log_.clear();
+  const int status = writer().openOutput(folder_.path("other"), false);
+  if (name() == "bin") {
+    EXPECT_EQ(status, 0) << "which does nothing";
+  } else {
+    EXPECT_NE(status, 0);
+    EXPECT_NE(log_.all().find("open already"), std::string::npos) << log_.all();
+  }
+  run_.deliver(writer());
+  EXPECT_EQ(writer().closeOutput(), 0);
+  EXPECT_EQ(comparable("first"), wanted);
+  EXPECT_EQ(names().find("other"), std::string::npos);
+}
+
+TEST_P(WriterFaultTest, WithoutACloseNothingIsLeft) {
+  {
+    const Library library;
+    WriterPlugin& dropped = library.writer(GetParam());
+    ASSERT_EQ(dropped.openOutput(folder_.path("run"), false), 0);
+    EXPECT_EQ(run_.deliver(dropped), 0) << log_.all();
+  }
+  EXPECT_EQ(names(), "");
+}
+
+#if !defined(_WIN32)
+
+TEST_P(WriterFaultTest, AFullDiskCostsTheNewOutputAlone) {
+  ASSERT_EQ(record(writer(), "run"), 0);
+  const auto good = outputs("run");
+  {
+    const FullDisk full;
+    EXPECT_NE(record(writer(), "run"), 0);
+  }
+  EXPECT_NE(log_.all().find("ERROR: "), std::string::npos) << log_.all();
+  auto after = outputs("run");
+  std::erase_if(after, [](const auto& file) { return file.first.ends_with(".incomplete"); });
+  EXPECT_EQ(after, good);
+  EXPECT_EQ(names().find(".tavrin-"), std::string::npos) << names();
+  const auto wanted = expected();
+  EXPECT_EQ(record(writer(), "again"), 0);
+  EXPECT_EQ(comparable("again"), wanted);
+}
+
+#endif
+
+INSTANTIATE_TEST_SUITE_P(All, WriterFaultTest,
+                         testing::Range(0, static_cast<int>(writerNames().size())),
+                         [](const testing::TestParamInfo<int>& one) {
+                           std::string name = writerNames()[static_cast<std::size_t>(one.param)];
+                           std::erase(name, '-');
+                           return name;
+                         });
+
+}  // namespace
