@@ -93,7 +93,12 @@ class SmallRun {
 
 class WriterFaultTest : public testing::TestWithParam<int> {
  protected:
-  void SetUp() override { fs::current_path(folder_.path()); }
+  void SetUp() override {
+    fs::current_path(folder_.path());
+    if (capabilityOf(writer()).getFlag()) {
+      GTEST_SKIP() << "a continuous writer keeps its output open after a failed close";
+    }
+  }
 
   WriterPlugin& writer() { return library_.writer(GetParam()); }
   std::string name() { return capabilityOf(writer()).getName(); }
