@@ -78,7 +78,8 @@ inline bool isTime(const Quantity* quantity) {
 /// PW_DO_TIMELINE_TSC asks for. Reports show milliseconds otherwise.
 PW_HOST_API bool showsTicks();
 
-/// The unit in which reports show values of `quantity`, which may be null; empty when there is none.
+/// The unit in which reports show values of `quantity`, which may be null; empty when there is
+/// none.
 PW_HOST_API std::string shownUnits(const Quantity* quantity);
 
 }  // namespace pwr
