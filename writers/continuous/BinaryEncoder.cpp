@@ -300,7 +300,8 @@ bool BinaryEncoder::writeFile(const pwr::SystemMetadata& metadata, Naming naming
     const std::string cause = systemErrorText(errno);
     PW_LOG(kPlainLog, PW_LOG_ERROR, "ERROR: Could not write %s: %s. The output is incomplete.\n",
            name.empty() ? baseName_.c_str() : name.c_str(), cause.c_str());
-    if (output != nullptr && naming == Naming::Numbered) pwr::platform::removeFile(name);
+    if (output != nullptr && naming == Naming::Numbered)
+      pwr::platform::removeFile(name + ".incomplete");
     return false;
   }
   for (RecordBlocks& buffer : buffers_) buffer.clear();

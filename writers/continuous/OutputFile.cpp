@@ -1,6 +1,5 @@
 #include "writers/continuous/OutputFile.h"
 
-#include "hostcommon/Platform.h"
 #include "writers/host/Logger.h"
 #include "writers/host/PluginEnvironment.h"
 
@@ -15,7 +14,5 @@ int writeOutputFile(const std::string& name, std::string_view text) {
   if (file == nullptr) return 1;
   file->write(text.data(), text.size());
   // A failure of the write stays with the handle until it is closed.
-  const int status = file->close();
-  if (status != 0) pwr::platform::removeFile(name);
-  return status;
+  return file->close();
 }
