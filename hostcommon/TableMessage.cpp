@@ -7,8 +7,6 @@
 
 namespace pwr {
 
-namespace {
-
 /// Up to this many handles are found as fast by looking at each of them.
 constexpr std::size_t kSearched = 16;
 
@@ -34,6 +32,8 @@ class Positions {
   const std::vector<const Handle*>& handles_;
   std::unordered_map<const Handle*, std::size_t> positions_;
 };
+
+namespace {
 
 bool notesOf(const std::vector<std::string>& notes, std::vector<std::string>& out) {
   if (notes.empty()) return false;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <ranges>
 #include <string_view>
 #include <vector>
 
@@ -54,8 +55,8 @@ std::uint64_t DescriptionInfos::entityId(const pwr::EntityHandle& entity) {
     }
     chain.push_back(next);
   }
-  for (auto next = chain.rbegin(); next != chain.rend(); ++next) {
-    id = writeEntity_i(**next, id);
+  for (const auto* next : std::ranges::reverse_view(chain)) {
+    id = writeEntity_i(*next, id);
     if (id == kNone) break;
   }
   return id;

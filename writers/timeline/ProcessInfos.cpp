@@ -1,5 +1,6 @@
 #include "writers/timeline/ProcessInfos.h"
 
+#include <ranges>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -128,8 +129,8 @@ int ProcessInfos::writeParentsFirst_i(ProcessLife& process) {
     next->isReached = true;
     chain.push_back(next);
   }
-  for (auto next = chain.rbegin(); next != chain.rend(); ++next) {
-    if (writeProcess_i(**next) != 0) return 1;
+  for (ProcessLife* next : std::ranges::reverse_view(chain)) {
+    if (writeProcess_i(*next) != 0) return 1;
   }
   return 0;
 }
