@@ -388,6 +388,7 @@ class CommandLine(unittest.TestCase):
                 process.send_signal(number)
                 self.assertEqual(process.wait(timeout=60), 128 + number)
                 stream.close()
+                process.stdin.close()
                 process.stdin = None
                 process.communicate()
                 self.assertIn("Summary: ", self.report("run.csv"))
@@ -400,6 +401,8 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(self.files(), ["fifo"])
 
     def test_a_second_signal_aborts(self):
+        with open(os.path.join(self.folder, "tavrin.csv"), "w") as file:
+            file.write("the last good one")
         # The command ignores the request to end, so that the run waits for it.
         process = self.start("record", "--sysroot", "tree", "-f", "thermal", "--",
                              "sh", "-c", "trap '' TERM; echo ready; sleep 20 & wait; wait")
@@ -413,6 +416,7 @@ class CommandLine(unittest.TestCase):
         self.assertIn("aborted", process.stderr.read())
         process.stderr.close()
         self.assertEqual(self.files(), ["tavrin.csv"])
+        self.assertEqual(self.report("tavrin.csv"), "the last good one")
 
     def test_replay_repeats_the_live_outputs(self):
         self.run_tavrin("record", "-w", "all", "-i", "20", "-o", "live", "--capture",
