@@ -21,9 +21,6 @@ inline constexpr char kSystem[] = "systemMetaData";
 inline constexpr char kPlatform[] = "platform";
 inline constexpr char kOs[] = "os";
 inline constexpr char kTavrin[] = "tavrin";
-inline constexpr char kProductVersion[] = "Tavrin Version";
-inline constexpr char kDriverVersion[] = "Tavrin Driver Version";
-inline constexpr char kCommandLine[] = "Collection Command Line";
 
 inline constexpr char kData[] = "data";  // of the document, and of a group
 inline constexpr char kMetaData[] = "metaData";
@@ -53,6 +50,8 @@ inline constexpr char kId[] = "ID";      // of a node, and of a point's metric: 
 
 inline constexpr char kSystem[] = "SystemMetadata";  // name and feature name of the system's node
 inline constexpr char kPlatform[] = "Platform";
+inline constexpr char kPlatformName[] =
+    "Plaform Name";  // spelt like this; "Platform Name" in a trace
 inline constexpr char kOs[] = "OS";
 inline constexpr char kTavrin[] = "Tavrin";
 

@@ -40,6 +40,7 @@ class OutputFileLogger : public Logger {
   int write(const void* bytes, std::size_t count) override;
   int flush() override;
   int close() override;
+  void discard() override { file_.discard(); }
 
  private:
   OutputFile file_;

@@ -289,22 +289,64 @@ TEST_F(BinaryWriterTest, WhatCannotBeWrittenIsReportedAndKept) {
 
   run("later/run");
   EXPECT_FALSE(flush());
-  EXPECT_EQ(writer_->closeOutput(), 1);
-  EXPECT_NE(log_.errors().find("later/run_1.ztbin: No such file or directory"), std::string::npos);
+  EXPECT_NE(log_.errors().find("later/run_1.ztbin: No such file or directory. Its points are kept"),
+            std::string::npos);
   fs::create_directory(folder_.path("later"));
-  obstruct(folder_.path("later/run_2.ztbin"));
-  EXPECT_FALSE(flush()) << "the next file carries all of it";
+  obstruct(folder_.path("later/run_1.ztbin"));
+  EXPECT_FALSE(flush()) << "the number is not used up";
+  fs::remove(folder_.path("later/run_1.ztbin"));
   EXPECT_TRUE(flush());
-  EXPECT_EQ(read("later/run_3.ztbin"), whole);
+  EXPECT_EQ(read("later/run_1.ztbin"), whole) << "the next file carries all of it";
   EXPECT_EQ(writer_->closeOutput(), 0);
   EXPECT_FALSE(flush()) << "closed";
+
+  run("nowhere/run");
+  EXPECT_FALSE(flush());
+  fs::create_directory(folder_.path("nowhere"));
+  EXPECT_EQ(writer_->closeOutput(), 0) << "tried once more";
+  EXPECT_EQ(read("nowhere/run_2.ztbin"), whole);
 
   reopen("full", false);
   EXPECT_FALSE(flush()) << "not continuous";
   obstruct(folder_.path("full.ztbin"));
   EXPECT_EQ(writer_->closeOutput(), 1);
-  reopen(std::string(1100, 'n'), false);
-  EXPECT_EQ(writer_->closeOutput(), 1) << "a name that was cut would be another file's";
+}
+
+TEST_F(BinaryWriterTest, AfterAnyCloseItIsAsNew) {
+  const auto* const metric = pwr::createMetric({.name = "M"});
+  const auto open = [&](const std::string& name) {
+    EXPECT_EQ(writer_->openOutput(folder_.path(name), false), 0);
+    WriterDispatch::write(*writer_, pwr::SystemMessage(&system_));
+  };
+  send(metric, 1, {{Data(1), c6_, nullptr, 0}});
+  open("ignored");  // it is open
+  EXPECT_EQ(writer_->closeOutput(), 0);
+  EXPECT_FALSE(std::filesystem::exists(folder_.path("ignored.ztbin")));
+  const std::string first = read("run.ztbin");
+
+  open("nowhere/run");
+  send(metric, 1, {{Data(1), c6_, nullptr, 0}});
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  EXPECT_EQ(writer_->closeOutput(), 1) << "closed";
+  open("again");
+  send(metric, 1, {{Data(1), c6_, nullptr, 0}});
+  EXPECT_EQ(writer_->closeOutput(), 0);
+  EXPECT_EQ(read("again.ztbin"), first);
+}
+
+TEST_F(BinaryWriterTest, NamesHaveAtMost1023Bytes) {
+  if (kIsWindows) GTEST_SKIP() << "names that long need another form there";
+  std::string folder;
+  while (folder_.path(folder).size() < 800) folder += std::string(99, 'f') + "/";
+  std::filesystem::create_directories(folder_.path(folder));
+  const std::size_t room = 1023 - folder_.path(folder).size() - std::string(".ztbin").size();
+  for (const std::size_t length : {room, room + 1}) {
+    const std::string name = folder + std::string(length, 'n');
+    reopen(name, false);
+    EXPECT_EQ(writer_->closeOutput(), length == room ? 0 : 1);
+    EXPECT_EQ(std::filesystem::exists(folder_.path(name + ".ztbin")), length == room);
+  }
+  EXPECT_NE(log_.errors().find("ztbin: File name too long.\n"), std::string::npos);
 }
 
 TEST_F(BinaryWriterTest, WarnsOnceBeforeIndicesBeginAgain) {

@@ -348,7 +348,7 @@ TEST_F(JsonWriterTest, LeavesOutWhatItCannotDescribe) {
   const std::string noValue = "WARNING: Unable to retrieve a data value of M\n";
   open();
   send(metric, kStart, elements);
-  EXPECT_EQ(log_.all(), "WARNING: Unable to retrieve data descriptor\n" + noValue + noValue);
+  EXPECT_EQ(log_.all(), "WARNING: Unable to retrieve data descriptor\n" + noValue) << "once";
   EXPECT_NE(dataOfTrace().find(R"("points":[{"x":0,"x1":1,"y":4.0}])"), std::string::npos);
 
   log_.clear();
@@ -356,7 +356,7 @@ TEST_F(JsonWriterTest, LeavesOutWhatItCannotDescribe) {
   open(true, writer);
   send(writer, metric, kStart, elements);
   EXPECT_EQ(log_.all(), "WARNING: Continuous writer plugin failed to retrieve descriptor\n" +
-                            noValue + noValue + "WARNING: no quantity so no units for M?!\n");
+                            noValue + "WARNING: no quantity so no units for M?!\n");
   EXPECT_TRUE(writer.flushContinuousResults(system_));
   const std::string text = readFile(folder_.path("run_0.ztjson"));
   EXPECT_NE(text.find(R"("ID":)" + std::to_string(metric->id) + R"(,"Name":"M","Type":)"),
@@ -383,6 +383,10 @@ TEST_F(JsonWriterTest, ContinuousFilesAreNumberedAndCarryWhatIsNew) {
   obstruct(folder_.path("run_0.ztjson"));
   EXPECT_FALSE(second.flushContinuousResults(system_));
   EXPECT_EQ(second.closeOutput(), 1);
+  EXPECT_NE(log_.errors().find("run_0.ztjson: "), std::string::npos) << log_.all();
+  EXPECT_NE(log_.errors().find(" Its points are kept for the next file.\n"), std::string::npos);
+  log_.clear();
+  std::filesystem::remove(folder_.path("run_0.ztjson"));
   system_.edit().collectionDurationSec = 1234567.5;
   EXPECT_TRUE(writer_.flushContinuousResults(system_));
   const std::string head =
@@ -399,15 +403,14 @@ TEST_F(JsonWriterTest, ContinuousFilesAreNumberedAndCarryWhatIsNew) {
       R"("States":["on","0.50"],"Entity-Descriptor-Combinations":[)"
       R"({"Entity":"P1/CPU0","Descriptor":"C1","eValue":"33 us"},)"
       R"({"Entity":"","Descriptor":"C6","eValue":""}]}],"Data":[)";
-  EXPECT_EQ(readFile(folder_.path("run_1.ztjson")),
+  EXPECT_EQ(readFile(folder_.path("run_0.ztjson")),
             head + R"({"ID":)" + id + R"(,"Entity":"P1/CPU0","Descriptor":"C1","Timestamp":1000,)" +
                 R"("Duration":1.5,"Value":7.0},{"ID":)" + id +
                 R"(,"Entity":"","Descriptor":"C6",)" +
                 R"("Timestamp":2000,"Duration":2.5,"Value":2.5}]})");
-  EXPECT_TRUE(second.flushContinuousResults(system_));
-  EXPECT_EQ(readFile(folder_.path("run_2.ztjson")), head + "]}");
+  EXPECT_TRUE(writer_.flushContinuousResults(system_));
+  EXPECT_EQ(readFile(folder_.path("run_1.ztjson")), head + "]}");
   EXPECT_EQ(writer_.closeOutput(), 0);
-  EXPECT_EQ(second.closeOutput(), 0);
   EXPECT_FALSE(std::filesystem::exists(folder_.path("run.ztjson")));
   EXPECT_EQ(log_.all(), "");
 }
@@ -456,16 +459,49 @@ TEST_F(JsonWriterTest, RatesStayWithinWhatADocumentCanHold) {
   EXPECT_NE(data.find(R"("x1":1,"y":-1.7976931348623157e308})"), std::string::npos) << data;
 }
 
-TEST_F(JsonWriterTest, ATraceThatCannotBeWrittenIsReportedByTheCloseOnly) {
+TEST_F(JsonWriterTest, ATraceThatCannotBeWrittenIsReportedByTheClose) {
   obstruct(folder_.path("run.ztjson"));
-  for (const char* name : {"run", "nowhere/run"}) {
+  for (const std::string name : {"run", "nowhere/run"}) {
     JSONWriter writer;
     EXPECT_EQ(writer.openOutput(folder_.path(name), false), 0);
     EXPECT_EQ(WriterDispatch::write(writer, pwr::SystemMessage(&system_)), 0);
     EXPECT_FALSE(writer.flushContinuousResults(system_));
+    EXPECT_EQ(log_.all(), "");
     EXPECT_EQ(writer.closeOutput(), 1);
+    EXPECT_TRUE(
+        log_.errors().starts_with("ERROR: Could not write " + folder_.path(name) + ".ztjson: "))
+        << log_.all();
+    log_.clear();
   }
-  EXPECT_EQ(log_.all(), "");
 }
+
+#if !defined(_WIN32)
+TEST_F(JsonWriterTest, AFullDiskLeavesTheLastGoodFileAndNeverAHalfOne) {
+  const auto* const metric = pwr::createMetric({.name = "M"});
+  const std::vector<pwr::DataElement> elements = {{pwr::Data(1), descriptor("v"), nullptr, 2}};
+  for (const bool continuous : {false, true}) {
+    const std::string name = folder_.path(continuous ? "run_0.ztjson" : "run.ztjson");
+    std::ofstream(name) << "good";
+    open(continuous);
+    send(metric, kStart, elements);
+    {
+      const FullDisk full(100);
+      if (continuous) {
+        EXPECT_FALSE(writer_.flushContinuousResults(system_));
+        EXPECT_FALSE(std::filesystem::exists(name + ".incomplete"));
+      }
+      EXPECT_EQ(writer_.closeOutput(), 1);
+    }
+    EXPECT_EQ(readFile(name), "good");
+    EXPECT_EQ(readFile(name + ".incomplete").size(), 100U);
+    EXPECT_NE(log_.errors().find(name + ".incomplete"), std::string::npos) << log_.errors();
+    // Opened again it has nothing of the run before.
+    open(continuous);
+    EXPECT_EQ(continuous ? writer_.flushContinuousResults(system_) : true, true);
+    EXPECT_EQ(writer_.closeOutput(), 0);
+    EXPECT_NE(readFile(name).find(continuous ? R"("Data":[])" : R"("data":{})"), std::string::npos);
+  }
+}
+#endif
 
 }  // namespace

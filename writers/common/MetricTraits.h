@@ -1,23 +1,16 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
+
+#include "formats/metric_kinds.h"
 #include "writers/host/Metric.h"
 
 /// The text by which the outputs name what kind of metric a metric is; "UNKNOWN" for a
 /// kind that they have no name for.
 inline const char* metricKindText(pwr::Metric::MetricType type) {
-  switch (type) {
-    case pwr::Metric::MetricType::SampledDelta:
-      return "SAMPLED_DELTA";
-    case pwr::Metric::MetricType::SampledResidency:
-      return "SAMPLED_RESIDENCY";
-    case pwr::Metric::MetricType::SampledValue:
-      return "SAMPLED_VALUE";
-    case pwr::Metric::MetricType::TracedValueTransition:
-      return "TRACED_VALUE_TRANSITION";
-    case pwr::Metric::MetricType::TracedEvent:
-      return "TRACED_EVENT";
-  }
-  return "UNKNOWN";
+  const auto number = static_cast<std::size_t>(type);
+  return kMetricKinds[std::min(number, kMetricKinds.size() - 1)].data();
 }
 
 /// Traced metrics come as events, each at a time of its own; the others as samples of all their

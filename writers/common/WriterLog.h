@@ -55,8 +55,11 @@ class ToldProblems {
 };
 
 /// Writes a log line if the channel shows it. A line that is off costs a comparison: its arguments
-/// are not evaluated.
-#define PW_LOG(channel, level, ...)                                    \
-  do {                                                                 \
-    if ((channel).shows(level)) (channel).write((level), __VA_ARGS__); \
+/// are not evaluated, but for the level, once.
+#define PW_LOG(channel, level, ...)             \
+  do {                                          \
+    const PWLogLevel pwLogLevel = (level);      \
+    if ((channel).shows(pwLogLevel)) {          \
+      (channel).write(pwLogLevel, __VA_ARGS__); \
+    }                                           \
   } while (false)

@@ -1,20 +1,16 @@
 #include "writers/continuous/BinaryEncoder.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <utility>
 
-#include "hostcommon/Platform.h"
 #include "writers/common/LittleEndian.h"
 #include "writers/common/MetricTraits.h"
 #include "writers/common/TextLog.h"
 #include "writers/continuous/ContinuousClock.h"
 #include "writers/continuous/DescriptorText.h"
 #include "writers/continuous/EntityName.h"
-#include "writers/continuous/OutputFile.h"
 #include "writers/host/LogChannels.h"
-#include "writers/host/PluginEnvironment.h"
 #include "writers/host/Quantity.h"
 
 namespace {
@@ -129,14 +125,15 @@ void BinaryEncoder::encode(const pwr::Metric& metric) {
   std::uint32_t count = 0;
   for (const pwr::DataElement& element : metric.getData().elements) {
     if (element.getDescriptor() == nullptr) {
-      PW_LOG(kBinaryLog, PW_LOG_WARNING,
+      PW_LOG(kBinaryLog, told_.levelOf("no descriptor", state.id, element.getEntity()),
              "WARNING: Binary writer plugin failed to retrieve descriptor\n");
       continue;
     }
     // Before anything is described: what nothing refers to would tell readers of a file cut off.
     value_.read(*element.getValue());
     if (value_.kind() == ElementValue::Kind::None) {
-      PW_LOG(kBinaryLog, PW_LOG_WARNING,
+      PW_LOG(kBinaryLog,
+             told_.levelOf("no value", state.id, element.getEntity(), element.getDescriptor()),
              "WARNING: Binary writer plugin failed to convert a value of metric %s\n",
              metric.getName().c_str());
       continue;
@@ -289,34 +286,23 @@ void BinaryEncoder::buildSystemRecord_i(const pwr::SystemMetadata& metadata) {
   putCount(record::kThreads, topology.getNumThreads());
 }
 
-bool BinaryEncoder::writeFile(const pwr::SystemMetadata& metadata, Naming naming) {
+bool BinaryEncoder::writeFile(const pwr::SystemMetadata& metadata, Naming naming,
+                              Unfinished unfinished) {
   buildSystemRecord_i(metadata);
-  const std::string name = fileName_i(naming);
-  errno = ENAMETOOLONG;
-  pwr::Logger* const output =
-      name.empty() ? nullptr : g_pluginEnvironment->getFileOutputHandle(name.c_str());
-  const bool isComplete = output != nullptr && flushBuffers_i(*output);
-  if (!isComplete) {
-    const std::string cause = systemErrorText(errno);
-    PW_LOG(kPlainLog, PW_LOG_ERROR, "ERROR: Could not write %s: %s. The output is incomplete.\n",
-           name.empty() ? baseName_.c_str() : name.c_str(), cause.c_str());
-    if (output != nullptr && naming == Naming::Numbered)
-      pwr::platform::removeFile(name + ".incomplete");
-    return false;
-  }
+  const bool isNumbered = naming == Naming::Numbered;
+  const std::string name =
+      isNumbered ? numberedFileName(baseName_, g_fileNumber, ".ztbin") : baseName_ + ".ztbin";
+  const bool isComplete = writeWholeFile(
+      name, unfinished, [this](pwr::Logger& output) { return flushBuffers_i(output); });
+  if (!isComplete) return false;
+  if (isNumbered) ++g_fileNumber;
   for (RecordBlocks& buffer : buffers_) buffer.clear();
   points_.clear();
   return true;
 }
 
-std::string BinaryEncoder::fileName_i(Naming naming) const {
-  const std::string number =
-      naming == Naming::Numbered ? "_" + std::to_string(g_fileNumber++) : std::string();
-  return wholeFileName(baseName_ + number + ".ztbin");
-}
-
-/// Writes all buffers and closes the output; the first failure is left in errno. The buffers keep
-/// their bytes: whether the file is complete is known only at the end.
+/// Writes all buffers. They keep their bytes: whether the file is complete is known only at the
+/// end.
 bool BinaryEncoder::flushBuffers_i(pwr::Logger& output) {
   int number = 0;
   const auto write = [&](const auto& buffer) {
@@ -326,10 +312,5 @@ bool BinaryEncoder::flushBuffers_i(pwr::Logger& output) {
     ++number;
     return true;
   };
-  const bool isWritten =
-      std::ranges::all_of(buffers_, write) && write(points_) && output.flush() == 0;
-  const int cause = errno;
-  const bool isClosed = output.close() == 0;
-  if (!isWritten) errno = cause;
-  return isWritten && isClosed;
+  return std::ranges::all_of(buffers_, write) && write(points_);
 }

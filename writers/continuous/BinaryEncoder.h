@@ -13,6 +13,7 @@
 #include "writers/continuous/ElementValue.h"
 #include "writers/continuous/PointBuffer.h"
 #include "writers/continuous/RecordBlocks.h"
+#include "writers/continuous/WholeFile.h"
 #include "writers/host/LogChannels.h"
 #include "writers/host/Metric.h"
 #include "writers/host/SystemMetadata.h"
@@ -40,10 +41,10 @@ class BinaryEncoder {
   void encode(const pwr::Metric& metric);
 
   enum class Naming { Whole, Numbered };
-  /// Writes all records since the last file that succeeded: "BASE.ztbin", or "BASE_N.ztbin" with
-  /// the next number of the process. Returns false when the file is not complete: a numbered file
-  /// is removed then, since the next one will carry its records.
-  bool writeFile(const pwr::SystemMetadata& metadata, Naming naming);
+  /// Writes all records since the last file that was complete: "BASE.ztbin", or "BASE_N.ztbin",
+  /// where N counts the complete files of the process. Returns false, having told why, when the
+  /// file is not complete: the next one will have its records and, if it is numbered, its number.
+  bool writeFile(const pwr::SystemMetadata& metadata, Naming naming, Unfinished unfinished);
 
  private:
   struct Series {
@@ -80,8 +81,6 @@ class BinaryEncoder {
   Tables storeTables_i(const pwr::Metric& metric);
   double durationOf_i(const pwr::DataElement& element, bool isRate);
   void logPoint_i(const pwr::Metric& metric, const pwr::DataElement& element, double value) const;
-  /// Empty when the name is too long.
-  std::string fileName_i(Naming naming) const;
   void buildSystemRecord_i(const pwr::SystemMetadata& metadata);
   bool flushBuffers_i(pwr::Logger& output);
   RecordBlocks& buffer_i(ztbin::RecordType type) {
@@ -105,4 +104,5 @@ class BinaryEncoder {
   std::array<RecordBlocks, ztbin::kRecordTypes - 1> buffers_;  ///< of all types but points
   PointBuffer points_;
   ElementValue value_;
+  ToldProblems told_;
 };

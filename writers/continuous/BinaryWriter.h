@@ -1,33 +1,41 @@
 #pragma once
 
-#include <memory>
 #include <string>
 
+#include "writers/common/RunWriter.h"
 #include "writers/continuous/BinaryEncoder.h"
-#include "writers/host/WriterPlugin.h"
+#include "writers/host/SystemMessage.h"
+
+/// One run of the binary writer.
+class BinaryOutput {
+ public:
+  BinaryOutput(const std::string& baseName, bool continuous)
+      : encoder_(baseName), continuous_(continuous) {}
+
+  int write(const pwr::Metric& metric);
+  int write(const pwr::SystemMessage& message);
+  bool flush(const pwr::SystemMetadata& metadata);
+  int close();
+
+ private:
+  BinaryEncoder encoder_;
+  const bool continuous_;
+  bool flushed_ = true;  ///< the last flush, if there was one, succeeded
+};
 
 /// Writes every data point of a run as a compact stream of binary records: one ".ztbin" file when
 /// the output is closed or, with continuous output, one numbered file per flush. What arrives after
 /// the last flush is not written: the host flushes before it closes. The format:
 /// docs/formats/binary-stream.md.
-class BinaryWriter : public WriterPlugin {
+///
+/// A file that cannot be written completely is left as NAME.incomplete by `closeOutput`, which
+/// returns 1. A flush that fails returns false and leaves nothing; the next one has its records,
+/// and `closeOutput` tries once more where there is none.
+class BinaryWriter : public RunWriter<BinaryOutput> {
  public:
   BinaryWriter();
   ~BinaryWriter() override;
 
   /// Does nothing while an output is open.
   int openOutput(const std::string& baseName, bool continuous) override;
-  /// Writes the file of a run that is not continuous. Returns 1 when that, or the last flush, could
-  /// not be completed; the output stays open then, with all that is not written.
-  int closeOutput() override;
-  /// Does nothing but return false unless the output is continuous.
-  bool flushContinuousResults(const pwr::SystemMetadata& metadata) override;
-
- private:
-  int writeMessage(const pwr::Metric& metric) override;
-  int writeMessage(const pwr::SystemMessage& message) override;
-
-  std::unique_ptr<BinaryEncoder> encoder_;
-  bool continuous_ = false;
-  bool flushed_ = true;  ///< the last flush, if there was one, succeeded
 };

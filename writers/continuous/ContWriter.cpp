@@ -6,7 +6,6 @@
 #include "writers/continuous/ContinuousLog.h"
 #include "writers/continuous/ContinuousMetadata.h"
 #include "writers/continuous/EntityName.h"
-#include "writers/continuous/OutputFile.h"
 #include "writers/continuous/UniqueNames.h"
 #include "writers/host/Quantity.h"
 
@@ -60,7 +59,7 @@ int ContWriter::add(const pwr::Metric& metric) {
   if (isNew) state.isRate = pwr::isRate(metric.getQuantity());
   for (const pwr::DataElement& element : metric.getData().elements) {
     if (element.getDescriptor() == nullptr) {
-      PW_LOG(kContinuousLog, PW_LOG_WARNING,
+      PW_LOG(kContinuousLog, told_.levelOf("no descriptor", metric.getId(), element.getEntity()),
              "WARNING: Continuous writer plugin failed to retrieve descriptor\n");
       continue;
     }
@@ -74,8 +73,9 @@ void ContWriter::addElement(const pwr::Metric& metric, MetricState& state,
                             const pwr::DataElement& element) {
   value_.read(*element.getValue());
   if (value_.kind() == ElementValue::Kind::None) {
-    PW_LOG(kContinuousLog, PW_LOG_WARNING, "WARNING: Unable to retrieve a data value of %s\n",
-           metric.getName().c_str());
+    PW_LOG(kContinuousLog,
+           told_.levelOf("no value", metric.getId(), element.getEntity(), element.getDescriptor()),
+           "WARNING: Unable to retrieve a data value of %s\n", metric.getName().c_str());
     return;
   }
   const auto ownDuration = static_cast<double>(element.getDuration());
@@ -118,20 +118,38 @@ std::vector<std::string> ContWriter::nodeNames() const {
 }
 
 bool ContWriter::write(const pwr::SystemMetadata& system) {
-  const std::string name =
-      wholeFileName(baseName_ + "_" + std::to_string(g_nextFileNumber++) + ".ztjson");
+  return writeFile(system, Unfinished::Discarded);
+}
+
+bool ContWriter::endRun(const pwr::SystemMetadata& system, bool isFlushed) {
+  const bool isComplete = isFlushed || writeFile(system, Unfinished::Kept);
+  if (--runs_ == 0) points_.clear();
+  return isComplete;
+}
+
+bool ContWriter::writeFile(const pwr::SystemMetadata& system, Unfinished unfinished) {
+  const std::string name = numberedFileName(baseName_, g_nextFileNumber, ".ztjson");
   JsonBuffer document;
-  // About what a point takes.
-  constexpr std::size_t kBytesPerPoint = 112;
-  reserveLarge(document, points_.size() / sizeof(Point) * kBytesPerPoint);
-  JsonWriter json(document);
-  json.StartObject();
-  writeMetadata(json, system);
-  writePoints(json);
-  json.EndObject();
+  try {
+    // About what a point takes.
+    constexpr std::size_t kBytesPerPoint = 112;
+    reserveLarge(document, points_.size() / sizeof(Point) * kBytesPerPoint);
+    JsonWriter json(document);
+    json.StartObject();
+    writeMetadata(json, system);
+    writePoints(json);
+    json.EndObject();
+  } catch (const std::bad_alloc&) {
+    reportUnwritten(name, unfinished, kNoMemoryText);
+    return false;
+  }
   PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: string is %s\n", document.GetString());
   PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: data size = %zu\n", document.GetSize());
-  if (writeOutputFile(name, {document.GetString(), document.GetSize()}) != 0) return false;
+  const bool isComplete = writeWholeFile(name, unfinished, [&](pwr::Logger& file) {
+    return file.write(document.GetString(), document.GetSize()) == 0;
+  });
+  if (!isComplete) return false;
+  ++g_nextFileNumber;
   points_.clear();
   return true;
 }

@@ -7,10 +7,12 @@
 #include <vector>
 
 #include "writers/common/SeriesIndex.h"
+#include "writers/common/WriterLog.h"
 #include "writers/continuous/ContinuousWriter.h"
 #include "writers/continuous/ElementValue.h"
 #include "writers/continuous/JsonText.h"
 #include "writers/continuous/RecordBlocks.h"
+#include "writers/continuous/WholeFile.h"
 #include "writers/host/Metric.h"
 
 /// The model of the continuous JSON output: the descriptions of every metric seen since the process
@@ -29,8 +31,16 @@ class ContWriter : public ContinuousWriter {
   /// left out with a warning. Returns 0.
   int add(const pwr::Metric& metric);
   /// Writes the file "BASE_N.ztjson", where N counts the files of the process from 0. The points
-  /// are let go when the file is complete; otherwise the next file carries them.
+  /// are let go when the file is complete; otherwise nothing stands under its name, the next file
+  /// has the number and the points.
   bool write(const pwr::SystemMetadata& system) override;
+
+  /// A run of a writer feeds the model from now on.
+  void beginRun() { ++runs_; }
+  /// Ends it. `isFlushed` says whether its last file was written; otherwise that is tried once
+  /// more, and what can be written is kept as incomplete. What no file has when the last run ends
+  /// is let go: a file is of one run. False when something is missing.
+  bool endRun(const pwr::SystemMetadata& system, bool isFlushed);
 
  private:
   /// What a point is measured on.
@@ -50,6 +60,7 @@ class ContWriter : public ContinuousWriter {
     SeriesIndex<std::uint32_t> series;
   };
 
+  bool writeFile(const pwr::SystemMetadata& system, Unfinished unfinished);
   void addElement(const pwr::Metric& metric, MetricState& state, const pwr::DataElement& element);
   void addMetadata(const pwr::Metric& metric);
   void logElement(const pwr::DataElement& element, double value) const;
@@ -64,4 +75,6 @@ class ContWriter : public ContinuousWriter {
   std::vector<Series> series_;
   RecordBlocks points_;
   ElementValue value_;
+  ToldProblems told_;
+  int runs_ = 0;  ///< that feed the model
 };

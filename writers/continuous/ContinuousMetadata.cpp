@@ -2,10 +2,13 @@
 
 #include <locale>
 #include <sstream>
+#include <string_view>
 #include <utility>
+#include <variant>
 
 #include "formats/ztjson_format.h"
 #include "writers/common/MetricTraits.h"
+#include "writers/common/SystemFacts.h"
 #include "writers/continuous/ContinuousLog.h"
 #include "writers/continuous/DescriptorText.h"
 #include "writers/continuous/EntityName.h"
@@ -23,14 +26,6 @@ std::shared_ptr<const Data> entry(const char* key, std::string value) {
   return std::make_shared<const Data>(Data{.key = key, .values = {std::move(value)}});
 }
 
-template <typename Number>
-std::shared_ptr<const Data> numberEntry(const char* key, Number number) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text << number;
-  return entry(key, text.str());
-}
-
 /// The value that is an object with these members.
 std::shared_ptr<const Data> objectOf(Children members) {
   return std::make_shared<const Data>(Data{.children = std::move(members)});
@@ -40,24 +35,24 @@ std::shared_ptr<const Data> group(const char* key, Children members) {
   return std::make_shared<const Data>(Data{.key = key, .children = {objectOf(std::move(members))}});
 }
 
-Children platformOf(const pwr::SystemMetadata& system) {
-  const pwr::TopTree& topology = system.getTopTree();
-  return {
-      numberEntry("Platform ID", system.getPlatformId()),
-      entry("Plaform Name", system.getPlatformName()),  // readers know the key by this spelling
-      entry("CPU Name", system.getFormattedCPUCodeName()),
-      entry("CPU Native Name", system.getCPUNativeModelName(0)),
-      entry("PCH Name", system.getFormattedPCHDeviceNamesStr(", ")),
-      entry("Host Name", system.getHostName()),
-      numberEntry("Num Packages", topology.getNumPackages()),
-      numberEntry("Num Modules", topology.getNumModules()),
-      numberEntry("Num Cores", topology.getNumCores()),
-      numberEntry("Num Threads", topology.getNumThreads()),
-      numberEntry("HFM Frequency MHz", system.getHFMFrequencyMHz()),
-      numberEntry("LFM Frequency MHz", system.getLFMFrequencyMHz()),
-      numberEntry("CPU Frequency MHz", system.getCPUFrequencyMHz()),
-      numberEntry("Bus Frequency MHz", system.getBusFrequencyMHz()),
-  };
+/// Texts as they are, numbers as a stream shows them.
+std::string textOf(const SystemFactValue& value) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  std::visit([&](const auto& content) { text << content; }, value);
+  return text.str();
+}
+
+Children factsOf(const pwr::SystemMetadata& system, SystemFactGroup group) {
+  Children facts;
+  for (const SystemFact& fact : systemFacts()) {
+    if (fact.group != group || fact.key == nullptr || !fact.isContinuous) continue;
+    // Readers of these files know this one key by another spelling.
+    const bool isPlatformName = std::string_view(fact.key) == "Platform Name";
+    facts.push_back(
+        entry(isPlatformName ? numbered::kPlatformName : fact.key, textOf(fact.of(system))));
+  }
+  return facts;
 }
 
 void addUnits(const pwr::Metric& metric, Children& children) {
@@ -98,14 +93,9 @@ std::shared_ptr<const Data> combinationsOf(const pwr::Metric& metric) {
 std::shared_ptr<const Metadata> describeSystem(const pwr::SystemMetadata& system) {
   Metadata node{.featureName = numbered::kSystem, .name = numbered::kSystem};
   node.children = {
-      group(numbered::kPlatform, platformOf(system)),
-      group(numbered::kOs,
-            {entry("OS Name", system.getOSName()), entry("OS Type", system.getOSType()),
-             entry("OS Version", system.getOSVersion())}),
-      group(numbered::kTavrin,
-            {numberEntry("Collection Start Timestamp", system.getCollectionStartTimestamp()),
-             numberEntry("Collection Stop Timestamp", system.getCollectionStopTimestamp()),
-             numberEntry("Collection Duration", system.getCollectionDurationSec())}),
+      group(numbered::kPlatform, factsOf(system, SystemFactGroup::Platform)),
+      group(numbered::kOs, factsOf(system, SystemFactGroup::OperatingSystem)),
+      group(numbered::kTavrin, factsOf(system, SystemFactGroup::Collection)),
   };
   return std::make_shared<const Metadata>(std::move(node));
 }

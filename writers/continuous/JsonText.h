@@ -13,6 +13,9 @@
 using JsonBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonMemory>;
 using JsonWriter = rapidjson::Writer<JsonBuffer, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory>;
 
+/// What is told of a document that was too large.
+inline constexpr const char* kNoMemoryText = "there is no memory left to put the document together";
+
 /// Has an empty document get its memory for `count` bytes at once.
 inline void reserveLarge(JsonBuffer& document, std::size_t count) {
   document.Reserve(count);

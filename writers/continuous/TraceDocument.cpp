@@ -2,13 +2,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <set>
+#include <string_view>
 #include <unordered_map>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "formats/ztjson_format.h"
 #include "writers/common/MetricTraits.h"
+#include "writers/common/SystemFacts.h"
 #include "writers/continuous/PointWriter.h"
 #include "writers/continuous/StateNames.h"
 #include "writers/continuous/UniqueNames.h"
@@ -22,48 +27,37 @@ constexpr auto kSecondValue = joined(",\"", trace::kSecondValue, "\":");
 using Group = TraceModel::Group;
 using Value = TraceContainer::Value;
 
-void writePlatform(JsonWriter& json, const pwr::SystemMetadata& system) {
-  const pwr::TopTree& topology = system.getTopTree();
-  writeKey(json, trace::kPlatform);
-  json.StartObject();
-  writeKey(json, "Platform ID");
-  json.Uint(system.getPlatformId());
-  writeMember(json, "Platform Name", system.getPlatformName());
-  writeMember(json, "CPU Name", system.getFormattedCPUCodeName());
-  writeMember(json, "CPU Native Name", system.getCPUNativeModelName(0));
-  writeMember(json, "PCH Name", system.getFormattedPCHDeviceNamesStr(", "));
-  writeMember(json, "Host Name", system.getHostName());
-  writeMember(json, "Num Packages", topology.getNumPackages());
-  writeMember(json, "Num Modules", topology.getNumModules());
-  writeMember(json, "Num Cores", topology.getNumCores());
-  writeMember(json, "Num Threads", topology.getNumThreads());
-  writeMember(json, "HFM Frequency MHz", static_cast<double>(system.getHFMFrequencyMHz()));
-  writeMember(json, "LFM Frequency MHz", static_cast<double>(system.getLFMFrequencyMHz()));
-  writeMember(json, "CPU Frequency MHz", static_cast<double>(system.getCPUFrequencyMHz()));
-  writeMember(json, "Bus Frequency MHz", static_cast<double>(system.getBusFrequencyMHz()));
-  json.EndObject();
+/// Writes a fact in the form of its type.
+void writeFact(JsonWriter& json, const SystemFact& fact, const TraceCollection& collection) {
+  const std::string_view key = fact.key;
+  if (key == ztjson::kStartTimestamp) return writeMember(json, key, collection.startTimestamp);
+  const SystemFactValue value = fact.of(*collection.system);
+  if (const auto* const text = std::get_if<std::string>(&value)) {
+    writeMember(json, key, *text);
+  } else if (const auto* const count = std::get_if<std::uint64_t>(&value)) {
+    writeMember(json, key, static_cast<unsigned long long>(*count));
+  } else if (const auto* const frequency = std::get_if<float>(&value)) {
+    writeMember(json, key, static_cast<double>(*frequency));
+  } else {
+    writeMember(json, key, std::get<double>(value));
+  }
 }
 
 void writeSystem(JsonWriter& json, const TraceCollection& collection) {
-  const pwr::SystemMetadata& system = *collection.system;
+  constexpr std::pair<const char*, SystemFactGroup> kGroups[] = {
+      {trace::kPlatform, SystemFactGroup::Platform},
+      {trace::kOs, SystemFactGroup::OperatingSystem},
+      {trace::kTavrin, SystemFactGroup::Collection}};
   writeKey(json, trace::kSystem);
   json.StartObject();
-  writePlatform(json, system);
-  writeKey(json, trace::kOs);
-  json.StartObject();
-  writeMember(json, "OS Name", system.getOSName());
-  writeMember(json, "OS Type", system.getOSType());
-  writeMember(json, "OS Version", system.getOSVersion());
-  json.EndObject();
-  writeKey(json, trace::kTavrin);
-  json.StartObject();
-  writeMember(json, trace::kProductVersion, collection.productVersion);
-  writeMember(json, trace::kDriverVersion, collection.driverVersion);
-  writeMember(json, "Collection Start Timestamp", collection.startTimestamp);
-  writeMember(json, "Collection Stop Timestamp", system.getCollectionStopTimestamp());
-  writeMember(json, "Collection Duration", system.getCollectionDurationSec());
-  writeMember(json, trace::kCommandLine, collection.commandLine);
-  json.EndObject();
+  for (const auto& [name, group] : kGroups) {
+    writeKey(json, name);
+    json.StartObject();
+    for (const SystemFact& fact : systemFacts()) {
+      if (fact.group == group && fact.key != nullptr) writeFact(json, fact, collection);
+    }
+    json.EndObject();
+  }
   json.EndObject();
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "writers/continuous/JsonText.h"
 #include "writers/continuous/TraceModel.h"
 #include "writers/host/SystemMetadata.h"
@@ -9,10 +7,7 @@
 /// What a trace tells of its collection besides the model.
 struct TraceCollection {
   const pwr::SystemMetadata* system = nullptr;  ///< not owned
-  unsigned long long startTimestamp = 0;        ///< ticks
-  std::string productVersion;
-  std::string driverVersion;
-  std::string commandLine;
+  unsigned long long startTimestamp = 0;        ///< ticks; that of the points
 };
 
 /// Appends the JSON trace, docs/formats/json-trace.md, as one compact document without a line break

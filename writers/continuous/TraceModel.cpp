@@ -71,7 +71,8 @@ void TraceModel::add(const pwr::Metric& metric) {
   const unsigned long long start = clock_.sinceStart(metric.getData().timestamp);
   for (const pwr::DataElement& element : metric.getData().elements) {
     if (element.getDescriptor() == nullptr) {
-      PW_LOG(kContinuousLog, PW_LOG_WARNING, "WARNING: Unable to retrieve data descriptor\n");
+      PW_LOG(kContinuousLog, told_.levelOf("no descriptor", metric.getId(), element.getEntity()),
+             "WARNING: Unable to retrieve data descriptor\n");
       continue;
     }
     addElement(metric, state, element, start);
@@ -82,8 +83,9 @@ void TraceModel::addElement(const pwr::Metric& metric, MetricState& state,
                             const pwr::DataElement& element, unsigned long long start) {
   value_.read(*element.getValue());
   if (value_.kind() == ElementValue::Kind::None) {
-    PW_LOG(kContinuousLog, PW_LOG_WARNING, "WARNING: Unable to retrieve a data value of %s\n",
-           metric.getName().c_str());
+    PW_LOG(kContinuousLog,
+           told_.levelOf("no value", metric.getId(), element.getEntity(), element.getDescriptor()),
+           "WARNING: Unable to retrieve a data value of %s\n", metric.getName().c_str());
     return;
   }
   Series& series = state.series.find(element.getEntity(), element.getDescriptor(), [&] {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "writers/common/SeriesIndex.h"
+#include "writers/common/WriterLog.h"
 #include "writers/continuous/ContinuousClock.h"
 #include "writers/continuous/ElementValue.h"
 #include "writers/continuous/TraceContainer.h"
@@ -57,6 +58,7 @@ class TraceModel {
   std::unordered_map<std::string, std::size_t> groupPlaces_;
   std::unordered_map<unsigned int, MetricState> metrics_;
   ElementValue value_;
+  ToldProblems told_;
   unsigned long long sample_ = 0;
   std::size_t valueCount_ = 0;
 };

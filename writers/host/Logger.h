@@ -32,6 +32,9 @@ class PW_HOST_API Logger {
   virtual int flush() = 0;
   /// After this the handle is invalid; asking the environment for its name again starts a new file.
   virtual int close() = 0;
+  /// The same for a file that is not to be: nothing of it is left, and what had its name before is
+  /// still there. Other sinks are closed.
+  virtual void discard() { close(); }
 };
 
 }  // namespace pwr
