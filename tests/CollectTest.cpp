@@ -57,7 +57,7 @@ struct Scenario {
   const char* tag;
   FileTable files;
   std::vector<Step> steps;
-  std::string remainder = "";
+  std::string remainder;
 };
 
 std::vector<Scenario> sleepScenarios() {
@@ -127,6 +127,11 @@ std::vector<Scenario> sleepScenarios() {
          "CPU C-State @4+1: CPU0/C1=50 CPU0/C6=0 CPU1/C1=0 CPU1/C6=0\n"
          "CPU C-State Entries @4+1: CPU0/C1=0 CPU0/C6=0 CPU1/C1=0 CPU1/C6=0\n"}},
        "CPU C-State: CPU1/C6=600\n"},
+  };
+}
+
+std::vector<Scenario> cpuTimeScenarios() {
+  return {
       {"jiffies: two in an interval that holds one; iowait and idle may run back; CPU1 goes "
        "offline",
        "cpu-time",
@@ -273,7 +278,8 @@ std::vector<Scenario> counterScenarios() {
 }
 
 TEST(CollectTest, Scenarios) {
-  for (const auto& scenarios : {sleepScenarios(), gaugeScenarios(), counterScenarios()}) {
+  for (const auto& scenarios :
+       {sleepScenarios(), cpuTimeScenarios(), gaugeScenarios(), counterScenarios()}) {
     for (const Scenario& scenario : scenarios) {
       SCOPED_TRACE(scenario.name);
       const SysTree tree(scenario.files);

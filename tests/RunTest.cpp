@@ -223,12 +223,12 @@ TEST(ChildProcess, WhatCannotBeStartedIsRefused) {
       FAIL() << command;
     } catch (const CommandError& error) {
       EXPECT_EQ(error.status(), 127);
-      EXPECT_EQ(error.what(), "cannot start '" + command + "': " + cause);
+      EXPECT_EQ(error.what(), std::string("cannot start '").append(command).append("': ") + cause);
     }
   }
   setEnvironment("PATH", folder.path().c_str());
   try {
-    ChildProcess({"plain"});
+    const ChildProcess child({"plain"});
     FAIL() << "a file that cannot be executed";
   } catch (const CommandError& error) {
     EXPECT_STREQ(error.what(), "cannot start 'plain': Permission denied");

@@ -310,6 +310,7 @@ TEST(SummaryTables, ManyTextsAreCutToTheMostFrequent) {
 
 TEST(SummaryTables, ManySeriesTakeNoLongTime) {
   std::vector<const pwr::DataDescriptor*> descriptors;
+  descriptors.reserve(2000);
   for (int i = 0; i < 2000; ++i) {
     descriptors.push_back(pwr::DataDescriptor::create({"D" + std::to_string(i), ""}));
   }

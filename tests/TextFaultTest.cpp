@@ -68,7 +68,9 @@ TEST_F(TextFaultTest, ThousandsOfTables) {
     const std::string title = "T" + std::to_string(n);
     const std::string cell = n % 100 == 0 ? longText : std::to_string(n % 10);
     EXPECT_EQ(row(simpleTable(1 + n / 100, n, title), {Data(cell)}), 0);
-    expected += title + "\nV" + std::string(cell.size() - 1, ' ') + "\n" + cell + "\n";
+    expected += title;
+    expected += "\nV" + std::string(cell.size() - 1, ' ');
+    expected += "\n" + cell + "\n";
   }
   EXPECT_TRUE(report() == expected);
 }

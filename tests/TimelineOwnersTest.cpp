@@ -51,14 +51,14 @@ TEST_F(TimelineOwnersTest, AttributesTellTheOwner) {
   system_i().threads = {{8, 72, 3, 4}};
   const std::string file = closed("run.pwr");
   EXPECT_EQ(linesOf(file, "data"),
-            (Lines{"2010 METRIC=Wakelock PROCESS=/bin/new THREAD=Thread 71 INFO=alarm "
-                   "INFO=Reason: user DURATION=40",
+            (Lines{("2010 METRIC=Wakelock PROCESS=/bin/new THREAD=Thread 71 INFO=alarm "
+                    "INFO=Reason: user DURATION=40"),
                    "2020 METRIC=Wakelock THREAD=Thread 72 INFO=alarm INFO=Share: 0.5 DURATION=40",
                    "2030 METRIC=Wakelock PROCESS=Process 99 INFO=alarm DURATION=40",
-                   "2040 METRIC=Wakelock INFO=alarm INFO=PID: a text "
-                   "INFO=TID: 18446744073709551615 DURATION=40",
-                   "2050 METRIC=Wakelock PROCESS=Process -1 THREAD=Thread -1 INFO=alarm "
-                   "DURATION=40"}));
+                   ("2040 METRIC=Wakelock INFO=alarm INFO=PID: a text "
+                    "INFO=TID: 18446744073709551615 DURATION=40"),
+                   ("2050 METRIC=Wakelock PROCESS=Process -1 THREAD=Thread -1 INFO=alarm "
+                    "DURATION=40")}));
   EXPECT_EQ(namesOf(file, "process"),
             (Lines{"Process -1 Process -1  4294967295 -", "eight eight start 1 end 0 8 -",
                    "/bin/new new start 30 end 0 7 (eight)", "Process 99 Process 99  99 -"}));

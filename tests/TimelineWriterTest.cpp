@@ -193,7 +193,7 @@ TEST_F(TimelineWriterTest, GroupsByFeatureQuantityAndLevel) {
     EXPECT_EQ(sample(described, 2000, {{Data(1), nullptr, testCase.entity, 0}}), 0);
     for (const auto& [lines, name] :
          {std::pair(&timelines, testCase.timeline), std::pair(&tabs, testCase.tab)}) {
-      lines->push_back("M " + name + "  (" + name + ") (M)");
+      lines->push_back(std::string("M ").append(name).append("  (").append(name).append(") (M)"));
     }
   }
   const std::string file = closed("run.pwr");

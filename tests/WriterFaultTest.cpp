@@ -37,6 +37,7 @@ const pwr::WriterPluginCapability& capabilityOf(const WriterPlugin& writer) {
 std::vector<std::string> writerNames() {
   const Library library;
   std::vector<std::string> names;
+  names.reserve(static_cast<std::size_t>(library.list->count));
   for (int i = 0; i < library.list->count; ++i) {
     names.push_back(capabilityOf(library.writer(i)).getName());
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <functional>
 #include <memory>
 #include <string>
@@ -80,7 +81,10 @@ class RunWriter : public WriterPlugin {
     return false;
   }
   /// Only while the output is open.
-  Run& run() { return *run_; }
+  Run& run() {
+    assert(run_ != nullptr);
+    return *run_;
+  }
 
   int writeMessage(const pwr::MetricContainerInfoMessage& message) override {
     return hand_i(message, "a metric container");
