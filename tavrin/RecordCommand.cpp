@@ -292,10 +292,12 @@ int Recording::run() {
   }
   const SamplingReport sampling = sample();
   deliverRemainders();
+  // The journal first: what follows may take its time, and be killed.
+  const bool isCaptured = !capture_ || capture_->finish(metadata_);
   if (command_) command_->end(stop_.signal() == SIGINT);
   progress_.show("writing the outputs");
   int status = reportIncomplete(session_.finish());
-  if (capture_ && !capture_->finish(metadata_)) {
+  if (!isCaptured) {
     fail("the capture " + options_.capture + " is incomplete");
     status = kExitIncomplete;
   }

@@ -176,6 +176,16 @@ class CommandLine(unittest.TestCase):
         self.assertIn("the capture c.jsonl is incomplete", done.stderr)
         self.assertEqual(done.stdout, "153\n", "the command has the default of the signal")
 
+    def test_a_limit_of_open_files_ends_with_a_message(self):
+        for limit in range(3, 16):
+            with self.subTest(limit):
+                done = subprocess.run(
+                    [TAVRIN, "report", "-w", "all", "-o", f"run{limit}", STREAM], cwd=self.folder,
+                    capture_output=True, text=True, timeout=30,
+                    preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (limit, limit)))
+                self.assertIn(done.returncode, (1, 127))
+                self.assertRegex(done.stderr, "(?i)too many open files|Error 24")
+
     def test_list_tells_why_a_feature_is_absent(self):
         lines = self.run_tavrin("list", "--sysroot", "tree").stdout.splitlines()
         self.assertTrue(any(line.split()[:2] == ["sum", "BASE.csv"] for line in lines), lines)
@@ -349,6 +359,15 @@ class CommandLine(unittest.TestCase):
         lines = len(self.report("c.jsonl").splitlines())
         self.assertIn(f"warning: c.jsonl:{lines}: the stream ends within this record", done.stderr)
         self.assertEqual(self.report("cut.csv"), self.report("again.csv"))
+
+    def test_a_capture_is_whole_before_the_command_is_waited_for(self):
+        process = self.start("record", "--sysroot", "tree", "-f", "thermal", "-d", "0.1",
+                             "--capture", "c.jsonl", "--", "sh", "-c",
+                             "trap '' TERM; echo $$ > pid; exec sleep 60")
+        path = os.path.join(self.folder, "c.jsonl")
+        self.wait_for(lambda: os.path.exists(path) and '"type":"stop"' in read(path))
+        os.kill(int(self.report("pid")), signal.SIGKILL)  # fails when it has ended
+        process.communicate()
 
     def test_a_capture_does_not_follow_a_planted_link(self):
         self.write("victim", "untouched")

@@ -5,10 +5,12 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <optional>
+#include <system_error>
 
 namespace tavrin {
 
@@ -27,14 +29,19 @@ sigset_t watchedSignals() {
   return signals;
 }
 
+int orThrow(int descriptor) {
+  if (descriptor >= 0) return descriptor;
+  throw std::system_error(errno, std::generic_category(), "cannot watch for signals");
+}
+
 }  // namespace
 
 SignalWatcher::SignalWatcher(Handlers handlers) : handlers_(std::move(handlers)) {
   const sigset_t signals = watchedSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
-  signals_ = signalfd(-1, &signals, SFD_CLOEXEC);
-  quit_ = eventfd(0, EFD_CLOEXEC);
+  signals_ = orThrow(signalfd(-1, &signals, SFD_CLOEXEC));
+  quit_ = orThrow(eventfd(0, EFD_CLOEXEC));
   thread_ = std::thread([this] { watch(); });
 }
 

@@ -3,6 +3,9 @@
 #if !defined(_WIN32)
 #include <sys/eventfd.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
 #endif
 
 namespace tavrin {
@@ -10,6 +13,9 @@ namespace tavrin {
 StopRequest::StopRequest() {
 #if !defined(_WIN32)
   descriptor_ = eventfd(0, EFD_CLOEXEC);
+  if (descriptor_ < 0) {
+    throw std::system_error(errno, std::generic_category(), "cannot prepare for a stop");
+  }
 #endif
 }
 
