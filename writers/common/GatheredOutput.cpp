@@ -25,7 +25,7 @@ void GatheredOutput::appendLarge(std::string_view text) {
   sink_(text);
 }
 
-void GatheredOutput::pad(std::size_t count) {
+void GatheredOutput::padWide(std::size_t count) {
   while (count > 0) {
     const std::size_t step = std::min(count, kMostAtOnce);
     std::memset(extend(step), ' ', step);

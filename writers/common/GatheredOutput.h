@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string_view>
@@ -26,7 +27,14 @@ class GatheredOutput {
   }
 
   /// Appends blanks.
-  void pad(std::size_t count);
+  void pad(std::size_t count) {
+    if (count > kSlack) {
+      padWide(count);
+    } else {
+      // As many whatever the count: no call, and nothing that depends on it.
+      std::memset(extend(count), ' ', kSlack);
+    }
+  }
 
   /// Appends `count` bytes, at most `kMostAtOnce`, which the caller has to fill before any other
   /// call. What the caller writes to the `kSlack` bytes behind them is not part of the text.
@@ -49,6 +57,7 @@ class GatheredOutput {
   static constexpr std::size_t kCapacity = kPiece + kMostAtOnce;
 
   void appendLarge(std::string_view text);
+  void padWide(std::size_t count);
   void drainPiece();
 
   const std::function<void(std::string_view)> sink_;

@@ -4,12 +4,14 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "writers/common/TextLog.h"
 
 namespace {
 
 constexpr std::size_t kFirstChunk = 256;
+constexpr std::size_t kReadAtOnce = std::size_t{64} * 1024;
 constexpr std::size_t kLengthSize = sizeof(std::uint32_t);
 
 }  // namespace
@@ -25,6 +27,8 @@ bool RecordReader::open(const std::string& path) {
     PW_LOG(kPlainLog, PW_LOG_WARNING, "WARNING: Unable to open temp file: %s\n", path.c_str());
     return false;
   }
+  // From the default of one page it takes many more reads.
+  std::setvbuf(file_, nullptr, _IOFBF, kReadAtOnce);
   failed_ = !allocate(kFirstChunk, "WARNING: Failed to allocate buffer of size %zu\n");
   return !failed_;
 }
@@ -56,7 +60,7 @@ bool RecordReader::refill(std::size_t needed) {
            path_.c_str());
     return false;
   }
-  if (position_ < filled_ && !rewind()) return false;
+  if (position_ < filled_) tellRewinding();
   std::size_t size = capacity_;
   while (size < needed) size *= 2;
   if (size > capacity_ && !allocate(size, "WARNING: Failed to re-allocate buffer of size %zu\n")) {
@@ -65,7 +69,7 @@ bool RecordReader::refill(std::size_t needed) {
   return readChunk();
 }
 
-bool RecordReader::rewind() {
+void RecordReader::tellRewinding() const {
   const int offset = -static_cast<int>(filled_ - position_);
   const int position = static_cast<int>(position_);
   const int filled = static_cast<int>(filled_);
@@ -76,24 +80,26 @@ bool RecordReader::rewind() {
     PW_LOG(kTextLog, PW_LOG_INFO, "INFO: Rewinding file 2 a by %d (%d %d)\n", offset, position,
            filled);
   }
-  if (std::fseek(file_, offset, SEEK_CUR) == 0) return true;
-  PW_LOG(kPlainLog, PW_LOG_WARNING, "WARNING: fseek failed\n");
-  return false;
 }
 
-// What the old chunk holds is not kept: whoever asks for a larger one has rewound the file.
+// What is left of the old chunk goes on to the new one.
 bool RecordReader::allocate(std::size_t size, const char* complaint) {
-  chunk_.reset();
-  chunk_.reset(new (std::nothrow) char[size]);
+  std::unique_ptr<char[]> larger(new (std::nothrow) char[size]);
+  if (larger == nullptr) {
+    PW_LOG(kPlainLog, PW_LOG_WARNING, complaint, size);
+    return false;
+  }
+  if (filled_ > 0) std::memcpy(larger.get(), chunk_.get(), filled_);
+  chunk_ = std::move(larger);
   capacity_ = size;
-  if (chunk_ != nullptr) return true;
-  PW_LOG(kPlainLog, PW_LOG_WARNING, complaint, size);
-  return false;
+  return true;
 }
 
 bool RecordReader::readChunk() {
+  const std::size_t left = filled_ - position_;
+  std::memmove(chunk_.get(), chunk_.get() + position_, left);
   position_ = 0;
-  filled_ = std::fread(chunk_.get(), 1, capacity_, file_);
+  filled_ = left + std::fread(chunk_.get() + left, 1, capacity_ - left, file_);
   if (filled_ == capacity_) return true;
   if (std::ferror(file_) != 0) {
     PW_LOG(kPlainLog, PW_LOG_WARNING, "WARNING: Error reading file %s: %d\n", path_.c_str(), errno);

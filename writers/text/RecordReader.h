@@ -9,8 +9,9 @@
 /// Reads the records of a temporary table file in order. A record is a 32-bit length in the
 /// machine's byte order and that many bytes of text.
 ///
-/// Memory stays within twice the largest record: the file is read in chunks, a record that a chunk
-/// cuts off is read again from its start, and the chunk grows only when a single record needs it.
+/// Memory stays within twice the largest record, and a fixed amount: the file is read in chunks, of
+/// a record that a chunk cuts off the start goes on to the next one, and the chunk grows only when
+/// a single record needs it.
 class RecordReader {
  public:
   RecordReader() = default;
@@ -30,7 +31,7 @@ class RecordReader {
 
  private:
   bool refill(std::size_t needed);
-  bool rewind();
+  void tellRewinding() const;
   bool allocate(std::size_t size, const char* complaint);
   bool readChunk();
 
