@@ -141,9 +141,9 @@ void Session::flushWriters() {
   unflushed_ = false;
   for (WriterPlugin* writer : open_) {
     if (!continuous_ || !PluginLibrary::capability(*writer).getFlag()) continue;
-    if (!writer->flushContinuousResults(*metadata_)) {
-      warn("writer " + nameOf(*writer) + " could not write its continuous results");
-    }
+    if (writer->flushContinuousResults(*metadata_)) continue;
+    warn("writer " + nameOf(*writer) + " could not write its continuous results");
+    unflushedWriters_.insert(writer);
   }
 }
 
@@ -184,7 +184,8 @@ std::vector<std::string> Session::finish(bool isWhole) {
 std::vector<std::string> Session::close() {
   std::vector<std::string> incomplete;
   for (WriterPlugin* writer : open_) {
-    if (writer->closeOutput() != 0) incomplete.push_back(nameOf(*writer));
+    const bool isClosed = writer->closeOutput() == 0;
+    if (!isClosed || unflushedWriters_.contains(writer)) incomplete.push_back(nameOf(*writer));
   }
   open_.clear();
   g_pluginEnvironment->setRunIncomplete(false);

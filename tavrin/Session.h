@@ -47,8 +47,8 @@ class Session final : public MessageSink {
   void flush() override;
 
   /// Flushes what is left, delivers the header text and the summary tables, closes every writer.
-  /// Returns the names of the writers whose output is not complete; none is unless `isWhole`: false
-  /// says that the run lacks something.
+  /// Returns the names of the writers whose output is not complete, a flush that failed included;
+  /// none is unless `isWhole`: false says that the run lacks something.
   std::vector<std::string> finish(bool isWhole = true);
 
   /// Metric messages delivered.
@@ -64,6 +64,7 @@ class Session final : public MessageSink {
 
   std::vector<WriterPlugin*> writers_;
   std::vector<WriterPlugin*> open_;
+  std::set<WriterPlugin*> unflushedWriters_;  ///< those of which a flush has failed
   MessageSink* recorder_ = nullptr;
   std::function<void()> beforeSystem_;
   const pwr::SystemMetadata* metadata_ = nullptr;

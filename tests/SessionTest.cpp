@@ -13,6 +13,8 @@
 #include "tavrin/WrittenFiles.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/PlainText.h"
+#include "writers/host/PluginCapability.h"
+#include "writers/host/WriterPlugin.h"
 
 using namespace tavrin;  // NOLINT: the tests are about this namespace
 using pwr::Data;
@@ -34,6 +36,32 @@ TEST(Session, LeavesOutWhatIsNotFinite) {
       log.general(),
       "tavrin: warning: a value of metric 'Volts' is not finite and is left out; further ones "
       "are left out silently\n");
+}
+
+/// A writer whose first flush fails and whose output can be closed all the same.
+class OnceUnflushed : public WriterPlugin {
+ public:
+  OnceUnflushed() : WriterPlugin("once-unflushed") {
+    addCapability(new pwr::WriterPluginCapability({}, "once", "", ".once", true));
+  }
+  int openOutput(const std::string&, bool) override { return 0; }
+  int closeOutput() override { return 0; }
+  bool flushContinuousResults(const pwr::SystemMetadata&) override { return flushes_++ > 0; }
+
+ private:
+  int flushes_ = 0;
+};
+
+TEST(Session, AFlushThatFailedIsNotForgotten) {
+  const LogCapture log;
+  OnceUnflushed writer;
+  const pwr::SystemMetadata metadata{pwr::SystemDescription()};
+  Session session({&writer});
+  session.open("unused", true);
+  session.system(metadata);
+  session.flush();
+  session.flush();
+  EXPECT_EQ(session.finish(), std::vector<std::string>{"once"});
 }
 
 TEST(PluginLibrary, IsLoadedAndChecked) {
