@@ -336,18 +336,82 @@ TEST_F(BinaryWriterTest, AfterAnyCloseItIsAsNew) {
 
 TEST_F(BinaryWriterTest, NamesHaveAtMost1023Bytes) {
   if (kIsWindows) GTEST_SKIP() << "names that long need another form there";
-  std::string folder;
-  while (folder_.path(folder).size() < 800) folder += std::string(99, 'f') + "/";
-  std::filesystem::create_directories(folder_.path(folder));
-  const std::size_t room = 1023 - folder_.path(folder).size() - std::string(".ztbin").size();
-  for (const std::size_t length : {room, room + 1}) {
-    const std::string name = folder + std::string(length, 'n');
-    reopen(name, false);
-    EXPECT_EQ(writer_->closeOutput(), length == room ? 0 : 1);
-    EXPECT_EQ(std::filesystem::exists(folder_.path(name + ".ztbin")), length == room);
+  const std::string folder = makeDeepFolder(folder_);
+  for (const std::string ending : {".ztbin", "_0.ztbin"}) {
+    const std::size_t room = 1023 - folder.size() - ending.size();
+    for (const std::size_t length : {room + 1, room}) {
+      const std::string name = folder + std::string(length, 'n');
+      const bool isNumbered = ending != ".ztbin";
+      writer_ = std::make_unique<BinaryWriter>();
+      ASSERT_EQ(writer_->openOutput(name, isNumbered), 0);
+      EXPECT_EQ(flush(), isNumbered && length == room);
+      EXPECT_EQ(writer_->closeOutput(), length == room ? 0 : 1);
+      EXPECT_EQ(std::filesystem::exists(name + ending), length == room);
+      const std::string line = "ERROR: Could not write " + name + ending + ": File name too long.";
+      EXPECT_EQ(log_.errors().find(line) == std::string::npos, length == room);
+    }
   }
-  EXPECT_NE(log_.errors().find("ztbin: File name too long.\n"), std::string::npos);
 }
+
+TEST_F(BinaryWriterTest, AProblemOfASeriesIsAWarningOnce) {
+  const auto* const metric = pwr::createMetric({.name = "M"});
+  g_pluginEnvironment->setVerbosity(PW_LOG_DEBUG);
+  for (const char* word : {"WARNING", "DEBUG"}) {
+    log_.clear();
+    send(metric, 1, {{Data(1), nullptr, cpu_, 0}, {Data(), c6_, cpu_, 0}});
+    EXPECT_EQ(log_.all(),
+              word + std::string(": Binary writer plugin failed to retrieve descriptor\n") + word +
+                  ": Binary writer plugin failed to convert a value of metric M\n");
+  }
+  send(metric, 1, {{Data(), c6_, package_, 0}});
+  EXPECT_NE(log_.all().find("WARNING"), std::string::npos) << "another series";
+}
+
+TEST_F(BinaryWriterTest, MemoryThatRunsOutCostsOneFileAndNoRecord) {
+  const auto* const metric = pwr::createMetric({.name = "M"});
+  const auto run = [&](const std::string& name) {
+    reopen(name, true);
+    send(metric, 1, {{Data(1), c6_, nullptr, 0}});
+  };
+  run("whole");
+  ASSERT_TRUE(flush());
+  run("scarce");
+  g_pluginEnvironment->enableDebugLoggingFor("iter");
+  const auto log = std::make_shared<ScarceMemoryLog>();
+  g_pluginEnvironment->setSinks(log, log);
+  int failures = 0;
+  while (failures < 100 && !flush()) {
+    EXPECT_FALSE(std::filesystem::exists(folder_.path("scarce_1.ztbin")));
+    log->lines = ++failures;
+  }
+  EXPECT_EQ(failures, 8 + 5) << "strings of the system, buffers";
+  EXPECT_EQ(log->errors.find("scarce_1.ztbin: Cannot allocate memory. Its points are kept"),
+            log->errors.find("scarce_1.ztbin: "));
+  EXPECT_EQ(read("scarce_1.ztbin"), read("whole_0.ztbin"));
+  log->lines = 0;
+  reopen("closed", false);
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  EXPECT_FALSE(std::filesystem::exists(folder_.path("closed.ztbin")));
+}
+
+#if !defined(_WIN32)
+TEST_F(BinaryWriterTest, AFullDiskLeavesTheLastGoodFileAndNeverAHalfOne) {
+  folder_.write("run_0.ztbin", "good");
+  const std::string incomplete = folder_.path("run_0.ztbin.incomplete");
+  reopen("run", true);
+  send(pwr::createMetric({.name = "M"}), 1, {{Data(1), c6_, nullptr, 0}});
+  const FullDisk full(100);
+  EXPECT_FALSE(flush());
+  EXPECT_EQ(read("run_0.ztbin"), "good");
+  EXPECT_EQ(log_.errors(), "ERROR: Could not write " + folder_.path("run_0.ztbin") +
+                               ": File too large. Its points are kept for the next file.\n");
+  EXPECT_FALSE(std::filesystem::exists(incomplete));
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  EXPECT_EQ(read("run_0.ztbin"), "good");
+  EXPECT_EQ(std::filesystem::file_size(incomplete), 100U);
+  EXPECT_NE(log_.errors().find("What there is stands in " + incomplete), std::string::npos);
+}
+#endif
 
 TEST_F(BinaryWriterTest, WarnsOnceBeforeIndicesBeginAgain) {
   // Besides the values, of which one is 133 too, there are "133", "C6", "", "M" and the kind.

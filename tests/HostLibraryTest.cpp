@@ -228,6 +228,20 @@ TEST(Logging, AThresholdOrItsDebugSwitchShowsALine) {
   EXPECT_EQ(log.general(), "WARNING: 1\nINFO: 2\n");
 }
 
+TEST(Logging, AProblemOfASeriesIsAWarningAndThenDebugLines) {
+  const LogCapture log;
+  const WriterLog channel("");
+  g_pluginEnvironment->setVerbosity(PW_LOG_DEBUG);
+  const char* const problem = "lost";
+  const int series[] = {1, 2};
+  ToldProblems told;
+  for (const int* const one : {&series[0], &series[0], &series[1]}) {
+    // The level is evaluated once, though it is needed twice.
+    PW_LOG(channel, told.levelOf(problem, 1, one), "WARNING: %d\n", *one);
+  }
+  EXPECT_EQ(log.general(), "WARNING: 1\nDEBUG: 1\nWARNING: 2\n");
+}
+
 TEST(FileOutput, CarriesAnyByteAndReportsFailures) {
   const TempFolder folder;
   const std::string path = folder.path("out.bin");

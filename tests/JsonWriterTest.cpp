@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
+
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -10,10 +14,37 @@
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/WriterDispatch.h"
+#include "writers/continuous/DocumentNames.h"
 #include "writers/continuous/JSONWriter.h"
-#include "writers/continuous/StateNames.h"
+
+/// Has the sanitizer refuse memory as the system does, where it would end the process.
+extern "C" __attribute__((visibility("default"))) const char*
+__asan_default_options() {  // NOLINT(bugprone-reserved-identifier): the sanitizer's
+  return "allocator_may_return_null=1";
+}
 
 namespace {
+
+#if !defined(_WIN32)
+/// As long as it exists, the process can get no more than 8 MiB of further memory.
+class ScarceMemory {
+ public:
+  ScarceMemory() {
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    getrlimit(RLIMIT_AS, &before_);
+    const rlim_t used = pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    const rlimit limit{used + (rlim_t{8} << 20U), before_.rlim_max};
+    setrlimit(RLIMIT_AS, &limit);
+  }
+  ~ScarceMemory() { setrlimit(RLIMIT_AS, &before_); }
+  ScarceMemory(const ScarceMemory&) = delete;
+  ScarceMemory& operator=(const ScarceMemory&) = delete;
+
+ private:
+  rlimit before_{};
+};
+#endif
 
 using MetricType = pwr::Metric::MetricType;
 
@@ -501,6 +532,65 @@ TEST_F(JsonWriterTest, AFullDiskLeavesTheLastGoodFileAndNeverAHalfOne) {
     EXPECT_EQ(writer_.closeOutput(), 0);
     EXPECT_NE(readFile(name).find(continuous ? R"("Data":[])" : R"("data":{})"), std::string::npos);
   }
+}
+#endif
+
+TEST_F(JsonWriterTest, NumberedNamesHaveAtMost1023Bytes) {
+  if (kIsWindows) GTEST_SKIP() << "names that long need another form there";
+  const std::string folder = makeDeepFolder(folder_);
+  const std::string ending = "_0.ztjson";
+  const std::string longest = folder + std::string(1023 - folder.size() - ending.size(), 'n');
+  EXPECT_FALSE(ContWriter(longest + "n").write(system_));
+  EXPECT_TRUE(log_.errors().ends_with(
+      ending + ": File name too long. Its points are kept for the next file.\n"));
+  EXPECT_FALSE(std::filesystem::exists(longest + "n" + ending));
+  EXPECT_TRUE(ContWriter(longest).write(system_));
+  EXPECT_TRUE(std::filesystem::exists(longest + ending));
+  // The trace of a whole run may have any name that the system accepts.
+  EXPECT_EQ(writer_.openOutput(longest + "nnn", false), 0);
+  EXPECT_EQ(writer_.closeOutput(), 0);
+  EXPECT_TRUE(std::filesystem::exists(longest + "nnn.ztjson"));
+}
+
+TEST_F(JsonWriterTest, ANumberedFileForWhoseLinesThereIsNoMemoryIsWrittenLater) {
+  open(true);
+  send(pwr::createMetric({.name = "M"}), kStart, {{pwr::Data(1), descriptor("v"), nullptr, 2}});
+  g_pluginEnvironment->enableDebugLoggingFor("continuous_writer");
+  const auto log = std::make_shared<ScarceMemoryLog>();
+  g_pluginEnvironment->setSinks(log, log);
+  const std::string name = folder_.path("run_0.ztjson");
+  for (const int lines : {0, 1}) {
+    log->lines = lines;
+    EXPECT_FALSE(writer_.flushContinuousResults(system_));
+    EXPECT_FALSE(std::filesystem::exists(name));
+  }
+  EXPECT_NE(log->errors.find(name + ": Cannot allocate memory. Its points are kept"),
+            std::string::npos);
+  log->lines = 2;
+  EXPECT_TRUE(writer_.flushContinuousResults(system_));
+  EXPECT_NE(readFile(name).find(R"("Value":1.0})"), std::string::npos);
+}
+
+#if !defined(_WIN32)
+TEST_F(JsonWriterTest, ADocumentForWhichThereIsNoMemoryIsAFailedOutput) {
+  const auto* const metric = pwr::createMetric({.name = "M"});
+  const std::vector<pwr::DataElement> sample(1000, {pwr::Data(1), descriptor("v"), nullptr, 2});
+  for (const bool continuous : {true, false}) {
+    open(continuous);
+    for (int i = 0; i < 400; ++i) send(metric, kStart, sample);
+    {
+      const ScarceMemory scarce;
+      EXPECT_FALSE(continuous && writer_.flushContinuousResults(system_));
+      EXPECT_EQ(continuous ? 1 : writer_.closeOutput(), 1);
+    }
+    EXPECT_NE(log_.errors().find(": Cannot allocate memory."), std::string::npos) << log_.errors();
+    log_.clear();
+    if (!continuous) continue;
+    EXPECT_TRUE(writer_.flushContinuousResults(system_));
+    EXPECT_EQ(writer_.closeOutput(), 0);
+    EXPECT_GT(std::filesystem::file_size(folder_.path("run_0.ztjson")), 400000U * 60);
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder_.path("run.ztjson")));
 }
 #endif
 

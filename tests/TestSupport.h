@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <random>
 #include <string>
 
@@ -88,6 +89,14 @@ inline void obstruct(const std::string& path) {
   std::filesystem::create_directory(pwr::pathFromUtf8(path));
 }
 
+/// Makes a folder whose path, which ends with a slash, has more than 800 bytes.
+inline std::string makeDeepFolder(const TempFolder& folder) {
+  std::string path = folder.path();
+  while (path.size() < 800) path += std::string(99, 'f') + "/";
+  std::filesystem::create_directories(path);
+  return path;
+}
+
 #if !defined(_WIN32)
 /// As long as it exists, no file can grow beyond `bytes`: a disk that is full as seen by a writer.
 class FullDisk {
@@ -106,6 +115,24 @@ class FullDisk {
   rlimit before_{};
 };
 #endif
+
+/// A log in which memory runs out while the line that comes after `lines` others is written. Error
+/// lines go through.
+struct ScarceMemoryLog : pwr::Logger {
+  void log(PWLogLevel level, const char* line) override {
+    if (level == PW_LOG_ERROR) {
+      errors += line;
+    } else if (lines-- == 0) {
+      throw std::bad_alloc();
+    }
+  }
+  int write(const void* /*bytes*/, std::size_t /*count*/) override { return 0; }
+  int flush() override { return 0; }
+  int close() override { return 0; }
+
+  int lines = 0;
+  std::string errors;
+};
 
 /// Gives the process an environment whose log lines can be read, for as long as it exists.
 class LogCapture {

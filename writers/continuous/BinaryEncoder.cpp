@@ -7,9 +7,7 @@
 #include "writers/common/LittleEndian.h"
 #include "writers/common/MetricTraits.h"
 #include "writers/common/TextLog.h"
-#include "writers/continuous/ContinuousClock.h"
-#include "writers/continuous/DescriptorText.h"
-#include "writers/continuous/EntityName.h"
+#include "writers/continuous/ContinuousCommon.h"
 #include "writers/host/LogChannels.h"
 #include "writers/host/Quantity.h"
 
@@ -39,6 +37,30 @@ std::uint64_t truncated(double value) {
   return value < kLimit ? static_cast<std::uint64_t>(value) : UINT64_MAX;
 }
 
+/// What the record of the system has besides its strings.
+void putSystemNumbers(std::byte* place, const pwr::SystemMetadata& metadata) {
+  namespace record = ztbin::system_record;
+  putLittleEndian(place + record::kStartTimestamp,
+                  std::uint64_t{metadata.getCollectionStartTimestamp()});
+  putLittleEndian(place + record::kStopTimestamp,
+                  std::uint64_t{metadata.getCollectionStopTimestamp()});
+  putLittleEndian(place + record::kDuration,
+                  static_cast<float>(metadata.getCollectionDurationSec()));
+  putLittleEndian(place + record::kHfmFrequency, metadata.getHFMFrequencyMHz());
+  putLittleEndian(place + record::kLfmFrequency, metadata.getLFMFrequencyMHz());
+  putLittleEndian(place + record::kCpuFrequency, metadata.getCPUFrequencyMHz());
+  putLittleEndian(place + record::kBusFrequency, metadata.getBusFrequencyMHz());
+  putLittleEndian(place + record::kPlatformId, std::uint32_t{metadata.getPlatformId()});
+  const auto putCount = [&](std::size_t offset, unsigned long long count) {
+    putLittleEndian(place + offset, static_cast<std::uint16_t>(count));
+  };
+  const pwr::TopTree& topology = metadata.getTopTree();
+  putCount(record::kPackages, topology.getNumPackages());
+  putCount(record::kModules, topology.getNumModules());
+  putCount(record::kCores, topology.getNumCores());
+  putCount(record::kThreads, topology.getNumThreads());
+}
+
 }  // namespace
 
 BinaryEncoder::BinaryEncoder(std::string baseName)
@@ -52,24 +74,26 @@ void BinaryEncoder::setSystem(const pwr::SystemMetadata* metadata) {
 }
 
 // After the last index the numbers begin again, which readers cannot make sense of.
-std::uint16_t BinaryEncoder::IndexCounter::next_i() {
-  if (last == ztbin::kLastIndex && !warned) {
-    warned = true;
-    PW_LOG(kPlainLog, PW_LOG_WARNING,
-           "WARNING: Binary writer plugin has no %s index left after 65535; indices begin again "
-           "and the output is no longer sound\n",
-           what);
-  }
-  return ++last;
+void BinaryEncoder::IndexCounter::warnAtEnd_i() {
+  if (last != ztbin::kLastIndex || std::exchange(warned, true)) return;
+  PW_LOG(kPlainLog, PW_LOG_WARNING,
+         "WARNING: Binary writer plugin has no %s index left after 65535; indices begin again "
+         "and the output is no longer sound\n",
+         what);
 }
 
 std::uint16_t BinaryEncoder::getStringStoreIndex_i(const std::string& text) {
-  namespace record = ztbin::string_record;
   std::uint16_t& index = strings_[text];
   PW_LOG(kIterLog, PW_LOG_INFO, "INFO: getStringStoreIndex_i has name = %s, val = %u\n",
          text.c_str(), index);
-  if (index != 0) return index;
-  index = stringCounter_.next_i();
+  if (index == 0) index = storeString_i(text);
+  return index;
+}
+
+// A number is given once its record has got its memory: the numbers in a stream have no gap.
+std::uint16_t BinaryEncoder::storeString_i(const std::string& text) {
+  namespace record = ztbin::string_record;
+  stringCounter_.warnAtEnd_i();
   const std::size_t length = std::min(text.size(), record::kMaxLength);
   if (length < text.size() && !std::exchange(hasCutString_, true)) {
     PW_LOG(
@@ -79,6 +103,7 @@ std::uint16_t BinaryEncoder::getStringStoreIndex_i(const std::string& text) {
   }
   const std::size_t size = record::kText + length;
   std::byte* const place = buffer_i(RecordType::String).append(size);
+  const std::uint16_t index = ++stringCounter_.last;
   putHeader(place, size, RecordType::String);
   putLittleEndian(place + record::kIndex, index);
   // Of the length only the low byte is written; the whole follows from the size of the record.
@@ -93,10 +118,11 @@ std::uint16_t BinaryEncoder::getEntityId_i(const pwr::DataDescriptor* descriptor
   if (descriptor == nullptr) return 0;
   std::uint16_t& id = entities_[descriptor];
   if (id != 0) return id;
-  id = entityCounter_.next_i();
+  entityCounter_.warnAtEnd_i();
   const std::uint16_t text = getStringStoreIndex_i(descriptorText(*descriptor));
   const std::uint16_t name = getStringStoreIndex_i(descriptor->getName());
   std::byte* const place = buffer_i(RecordType::Entity).append(record::kSize);
+  id = ++entityCounter_.last;
   putHeader(place, record::kSize, RecordType::Entity);
   putLittleEndian(place + record::kId, id);
   putLittleEndian(place + record::kText, text);
@@ -124,20 +150,8 @@ void BinaryEncoder::encode(const pwr::Metric& metric) {
   const bool logsIndices = kIterLog.shows(PW_LOG_INFO);
   std::uint32_t count = 0;
   for (const pwr::DataElement& element : metric.getData().elements) {
-    if (element.getDescriptor() == nullptr) {
-      PW_LOG(kBinaryLog, told_.levelOf("no descriptor", state.id, element.getEntity()),
-             "WARNING: Binary writer plugin failed to retrieve descriptor\n");
-      continue;
-    }
     // Before anything is described: what nothing refers to would tell readers of a file cut off.
-    value_.read(*element.getValue());
-    if (value_.kind() == ElementValue::Kind::None) {
-      PW_LOG(kBinaryLog,
-             told_.levelOf("no value", state.id, element.getEntity(), element.getDescriptor()),
-             "WARNING: Binary writer plugin failed to convert a value of metric %s\n",
-             metric.getName().c_str());
-      continue;
-    }
+    if (!readValue_i(metric, element)) continue;
     Series& series = state.series.find(element.getEntity(), element.getDescriptor(), [&] {
       return Series{.descriptorId = getEntityId_i(element.getDescriptor())};
     });
@@ -155,6 +169,18 @@ void BinaryEncoder::encode(const pwr::Metric& metric) {
     ++count;
   }
   if (count > 0) points_.endSample(metric.getData().timestamp, state.id, count);
+}
+
+void BinaryEncoder::tellLeftOut_i(const pwr::Metric& metric, const pwr::DataElement& element) {
+  if (element.getDescriptor() == nullptr) {
+    PW_LOG(kBinaryLog, told_.levelOf("no descriptor", metric.getId(), element.getEntity()),
+           "WARNING: Binary writer plugin failed to retrieve descriptor\n");
+    return;
+  }
+  PW_LOG(kBinaryLog,
+         told_.levelOf("no value", metric.getId(), element.getEntity(), element.getDescriptor()),
+         "WARNING: Binary writer plugin failed to convert a value of metric %s\n",
+         metric.getName().c_str());
 }
 
 void BinaryEncoder::describe_i(const pwr::Metric& metric) {
@@ -252,18 +278,7 @@ void BinaryEncoder::buildSystemRecord_i(const pwr::SystemMetadata& metadata) {
   buffer.clear();  // of a file that failed
   std::byte* const place = buffer.append(record::kSize);
   putHeader(place, record::kSize, RecordType::System);
-  putLittleEndian(place + record::kStartTimestamp,
-                  std::uint64_t{metadata.getCollectionStartTimestamp()});
-  putLittleEndian(place + record::kStopTimestamp,
-                  std::uint64_t{metadata.getCollectionStopTimestamp()});
-  putLittleEndian(place + record::kDuration,
-                  static_cast<float>(metadata.getCollectionDurationSec()));
-  putLittleEndian(place + record::kHfmFrequency, metadata.getHFMFrequencyMHz());
-  putLittleEndian(place + record::kLfmFrequency, metadata.getLFMFrequencyMHz());
-  putLittleEndian(place + record::kCpuFrequency, metadata.getCPUFrequencyMHz());
-  putLittleEndian(place + record::kBusFrequency, metadata.getBusFrequencyMHz());
-  putLittleEndian(place + record::kPlatformId, std::uint32_t{metadata.getPlatformId()});
-
+  putSystemNumbers(place, metadata);
   const auto putText = [&](std::size_t offset, const std::string& text) {
     putLittleEndian(place + offset, getStringStoreIndex_i(text));
   };
@@ -275,25 +290,17 @@ void BinaryEncoder::buildSystemRecord_i(const pwr::SystemMetadata& metadata) {
   putText(record::kOsType, metadata.getOSType());
   putText(record::kOsName, metadata.getOSName());
   putText(record::kOsNameAgain, metadata.getOSName());
-
-  const auto putCount = [&](std::size_t offset, unsigned long long count) {
-    putLittleEndian(place + offset, static_cast<std::uint16_t>(count));
-  };
-  const pwr::TopTree& topology = metadata.getTopTree();
-  putCount(record::kPackages, topology.getNumPackages());
-  putCount(record::kModules, topology.getNumModules());
-  putCount(record::kCores, topology.getNumCores());
-  putCount(record::kThreads, topology.getNumThreads());
 }
 
 bool BinaryEncoder::writeFile(const pwr::SystemMetadata& metadata, Naming naming,
                               Unfinished unfinished) {
-  buildSystemRecord_i(metadata);
   const bool isNumbered = naming == Naming::Numbered;
   const std::string name =
       isNumbered ? numberedFileName(baseName_, g_fileNumber, ".ztbin") : baseName_ + ".ztbin";
-  const bool isComplete = writeWholeFile(
-      name, unfinished, [this](pwr::Logger& output) { return flushBuffers_i(output); });
+  const bool isComplete = writeWholeFile(name, unfinished, [&](pwr::Logger& output) {
+    buildSystemRecord_i(metadata);
+    return flushBuffers_i(output);
+  });
   if (!isComplete) return false;
   if (isNumbered) ++g_fileNumber;
   for (RecordBlocks& buffer : buffers_) buffer.clear();

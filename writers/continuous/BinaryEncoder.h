@@ -71,12 +71,23 @@ class BinaryEncoder {
     std::uint16_t last = 0;
     bool warned = false;
 
-    std::uint16_t next_i();
+    void warnAtEnd_i();
   };
 
   std::uint16_t getStringStoreIndex_i(const std::string& text);
+  std::uint16_t storeString_i(const std::string& text);
   std::uint16_t getEntityId_i(const pwr::DataDescriptor* descriptor);
   MetricState& stateOf_i(const pwr::Metric& metric);
+  /// False, which is told, when the element has nothing that a point could have.
+  bool readValue_i(const pwr::Metric& metric, const pwr::DataElement& element) {
+    if (element.getDescriptor() != nullptr) {
+      value_.read(*element.getValue());
+      if (value_.kind() != ElementValue::Kind::None) return true;
+    }
+    tellLeftOut_i(metric, element);
+    return false;
+  }
+  void tellLeftOut_i(const pwr::Metric& metric, const pwr::DataElement& element);
   void describe_i(const pwr::Metric& metric);
   Tables storeTables_i(const pwr::Metric& metric);
   double durationOf_i(const pwr::DataElement& element, bool isRate);

@@ -3,10 +3,8 @@
 #include <new>
 
 #include "formats/ztjson_format.h"
-#include "writers/continuous/ContinuousLog.h"
-#include "writers/continuous/ContinuousMetadata.h"
-#include "writers/continuous/EntityName.h"
-#include "writers/continuous/UniqueNames.h"
+#include "writers/continuous/ContinuousCommon.h"
+#include "writers/continuous/DocumentNames.h"
 #include "writers/host/Quantity.h"
 
 namespace {
@@ -123,35 +121,36 @@ bool ContWriter::write(const pwr::SystemMetadata& system) {
 
 bool ContWriter::endRun(const pwr::SystemMetadata& system, bool isFlushed) {
   const bool isComplete = isFlushed || writeFile(system, Unfinished::Kept);
-  if (--runs_ == 0) points_.clear();
+  if (--runs_ == 0) {
+    points_.clear();
+    told_ = {};
+  }
   return isComplete;
 }
 
 bool ContWriter::writeFile(const pwr::SystemMetadata& system, Unfinished unfinished) {
   const std::string name = numberedFileName(baseName_, g_nextFileNumber, ".ztjson");
-  JsonBuffer document;
-  try {
-    // About what a point takes.
-    constexpr std::size_t kBytesPerPoint = 112;
-    reserveLarge(document, points_.size() / sizeof(Point) * kBytesPerPoint);
-    JsonWriter json(document);
-    json.StartObject();
-    writeMetadata(json, system);
-    writePoints(json);
-    json.EndObject();
-  } catch (const std::bad_alloc&) {
-    reportUnwritten(name, unfinished, kNoMemoryText);
-    return false;
-  }
-  PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: string is %s\n", document.GetString());
-  PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: data size = %zu\n", document.GetSize());
   const bool isComplete = writeWholeFile(name, unfinished, [&](pwr::Logger& file) {
+    JsonBuffer document;
+    writeDocument(system, document);
+    PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: string is %s\n", document.GetString());
+    PW_LOG(kContinuousLog, PW_LOG_INFO, "INFO: data size = %zu\n", document.GetSize());
     return file.write(document.GetString(), document.GetSize()) == 0;
   });
   if (!isComplete) return false;
   ++g_nextFileNumber;
   points_.clear();
   return true;
+}
+
+void ContWriter::writeDocument(const pwr::SystemMetadata& system, JsonBuffer& document) const {
+  constexpr std::size_t kBytesPerPoint = 112;  // about what a point takes
+  reserveLarge(document, points_.size() / sizeof(Point) * kBytesPerPoint);
+  JsonWriter json(document);
+  json.StartObject();
+  writeMetadata(json, system);
+  writePoints(json);
+  json.EndObject();
 }
 
 void ContWriter::writeMetadata(JsonWriter& json, const pwr::SystemMetadata& system) const {

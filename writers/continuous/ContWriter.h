@@ -65,6 +65,7 @@ class ContWriter : public ContinuousWriter {
   void addMetadata(const pwr::Metric& metric);
   void logElement(const pwr::DataElement& element, double value) const;
   std::vector<std::string> nodeNames() const;
+  void writeDocument(const pwr::SystemMetadata& system, JsonBuffer& document) const;
   void writeMetadata(JsonWriter& json, const pwr::SystemMetadata& system) const;
   void writePoints(JsonWriter& json) const;
 

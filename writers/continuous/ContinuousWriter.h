@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "writers/host/Metric.h"
 #include "writers/host/SystemMetadata.h"
 
 /// Writes what has arrived so far, again and again in the course of an open-ended run.
@@ -33,3 +34,9 @@ class ContinuousWriter {
   /// Writes one more file. False when it could not be written completely.
   virtual bool write(const pwr::SystemMetadata& system) = 0;
 };
+
+/// What a continuous document tells of the system and the collection so far.
+std::shared_ptr<const ContinuousWriter::Metadata> describeSystem(const pwr::SystemMetadata& system);
+
+/// What a continuous document tells of a metric, under the metric's own name.
+std::shared_ptr<const ContinuousWriter::Metadata> describeMetric(const pwr::Metric& metric);

@@ -1,10 +1,12 @@
 #include "writers/continuous/JSONWriter.h"
 
+#include <cerrno>
 #include <new>
 #include <utility>
 
-#include "writers/continuous/ContinuousLog.h"
-#include "writers/continuous/WholeFile.h"
+#include "hostcommon/OutputFile.h"
+#include "writers/common/TextLog.h"
+#include "writers/continuous/ContinuousCommon.h"
 #include "writers/host/PluginCapability.h"
 
 namespace {
@@ -50,19 +52,22 @@ int JsonRun::close() {
 int JsonRun::writeTrace() const {
   // About what a point takes, so that a long document is hardly ever copied as it grows.
   constexpr std::size_t kBytesPerValue = 64;
-  JsonBuffer document;
+  pwr::OutputFile file;
+  if (!file.open(outputName_)) {
+    PW_LOG(kPlainLog, PW_LOG_ERROR, "ERROR: Could not write %s: %s.\n", outputName_.c_str(),
+           systemErrorText(errno).c_str());
+    return 1;
+  }
   try {
+    JsonBuffer document;
     reserveLarge(document, 16384 + model_.valueCount() * kBytesPerValue);
     writeTraceDocument(collection_, model_, document);
     document.Put('\n');
+    file.write({document.GetString(), document.GetSize()});
   } catch (const std::bad_alloc&) {
-    reportUnwritten(outputName_, Unfinished::Kept, kNoMemoryText);
-    return 1;
+    file.noteFailure(ENOMEM);
   }
-  const bool isComplete = writeWholeFile(outputName_, Unfinished::Kept, [&](pwr::Logger& file) {
-    return file.write(document.GetString(), document.GetSize()) == 0;
-  });
-  return isComplete ? 0 : 1;
+  return file.close();
 }
 
 bool JsonRun::flush(const pwr::SystemMetadata& metadata) {

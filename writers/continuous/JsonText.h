@@ -6,15 +6,12 @@
 #include <string_view>
 
 #include "formats/json_memory.h"
-#include "writers/continuous/LargePages.h"
+#include "writers/continuous/RecordBlocks.h"
 
 /// A document of either kind while it is put together in memory, and its compact writer. Memory
 /// that runs out is told by std::bad_alloc.
 using JsonBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonMemory>;
 using JsonWriter = rapidjson::Writer<JsonBuffer, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory>;
-
-/// What is told of a document that was too large.
-inline constexpr const char* kNoMemoryText = "there is no memory left to put the document together";
 
 /// Has an empty document get its memory for `count` bytes at once.
 inline void reserveLarge(JsonBuffer& document, std::size_t count) {

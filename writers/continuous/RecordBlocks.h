@@ -7,6 +7,15 @@
 
 #include "writers/host/Logger.h"
 
+/// A large page, in bytes.
+inline constexpr std::size_t kLargePage = std::size_t{2} * 1024 * 1024;
+
+/// Asks the system to back `count` bytes, which are about to be filled, with large pages. Getting
+/// memory in small ones takes longer than filling it. Does nothing where `count` is less than a
+/// large page. Only advice: without it, or where there are no such pages, everything works just as
+/// well.
+void preferLargePages(const void* bytes, std::size_t count);
+
 /// Bytes that wait for being written to a file, in the order appended. A list of blocks rather than
 /// one growing array: growing copies nothing, and a byte costs little more than a byte of memory.
 class RecordBlocks {

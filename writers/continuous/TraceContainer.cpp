@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "writers/continuous/DescriptorText.h"
+#include "writers/continuous/ContinuousCommon.h"
 
 static_assert(sizeof(TraceContainer::Value) <= 32, "values are what a long run's memory goes into");
 

@@ -14,9 +14,8 @@
 #include "formats/ztjson_format.h"
 #include "writers/common/MetricTraits.h"
 #include "writers/common/SystemFacts.h"
+#include "writers/continuous/DocumentNames.h"
 #include "writers/continuous/PointWriter.h"
-#include "writers/continuous/StateNames.h"
-#include "writers/continuous/UniqueNames.h"
 
 namespace {
 

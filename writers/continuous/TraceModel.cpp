@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "writers/continuous/ContinuousLog.h"
 #include "writers/host/Quantity.h"
 
 namespace {

@@ -8,7 +8,7 @@
 
 #include "writers/common/SeriesIndex.h"
 #include "writers/common/WriterLog.h"
-#include "writers/continuous/ContinuousClock.h"
+#include "writers/continuous/ContinuousCommon.h"
 #include "writers/continuous/ElementValue.h"
 #include "writers/continuous/TraceContainer.h"
 #include "writers/host/Metric.h"

@@ -14,13 +14,11 @@ enum class Unfinished {
 /// Writes a whole file through the host's output handle of that name. `write` hands its bytes to
 /// the handle; false, with errno set, when that fails. False when the file does not stand complete
 /// under its name, which an error line tells; a file that had the name before is still there then.
+/// Memory that runs out in `write` (std::bad_alloc) is such a failure: nothing is kept of the file.
 ///
 /// A name may have 1023 bytes: cut, it would be that of some other file.
 bool writeWholeFile(const std::string& name, Unfinished unfinished,
                     const std::function<bool(pwr::Logger&)>& write);
-
-/// Tells why a file is not written.
-void reportUnwritten(const std::string& name, Unfinished unfinished, const std::string& cause);
 
 /// The name of a numbered file of a continuous run.
 std::string numberedFileName(const std::string& baseName, int number, const char* ending);

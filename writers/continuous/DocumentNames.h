@@ -15,3 +15,8 @@ struct NameChoice {
 /// that have a name in common with another, whatever their sequence here. Where even the full name
 /// is another's, a number follows: "CPU3 (2)".
 std::vector<std::string> uniqueNames(const std::vector<NameChoice>& choices);
+
+/// Brings state names, which are all different, into the order in which a group lists them. Names
+/// that are whole decimal numbers (the empty name counts as 0) come first, by their value; all
+/// others follow by their bytes.
+void sortStateNames(std::vector<std::string>& names);
