@@ -393,6 +393,14 @@ TEST_F(JsonWriterTest, LeavesOutWhatItCannotDescribe) {
   EXPECT_NE(text.find(R"("ID":)" + std::to_string(metric->id) + R"(,"Name":"M","Type":)"),
             std::string::npos)
       << text;
+
+  EXPECT_EQ(writer.closeOutput(), 0);
+  log_.clear();
+  open(true, writer);
+  send(writer, metric, kStart, elements);
+  EXPECT_EQ(log_.all(),
+            "WARNING: Continuous writer plugin failed to retrieve descriptor\n" + noValue)
+      << "once in each run";
 }
 
 TEST_F(JsonWriterTest, ContinuousFilesAreNumberedAndCarryWhatIsNew) {
