@@ -15,7 +15,7 @@
 #include "benchmarks/AllocationCount.h"
 #include "benchmarks/Figures.h"
 #include "benchmarks/Measure.h"
-#include "hostcommon/NumberText.h"
+#include "benchmarks/TraceRows.h"
 #include "writers/columns/ColumnStore.h"
 
 namespace {
@@ -23,28 +23,14 @@ namespace {
 constexpr int kRows = 2000000;
 constexpr std::array<const char*, 4> kColumns{"Sample #", "Time (ms)", "Duration (ms)", "Value"};
 
-/// The cells of one row, made before anything is timed.
-using Row = std::array<std::string, 4>;
-
-std::vector<Row> makeRows() {
-  std::vector<Row> rows(4096);
-  for (std::size_t n = 0; n < rows.size(); ++n) {
-    rows[n][0] = std::to_string(n * 488);
-    pwr::appendFixed(rows[n][1], static_cast<double>(n) * 4880.37, 2);
-    pwr::appendFixed(rows[n][2], 10 + static_cast<double>(n % 7) / 100, 2);
-    pwr::appendFixed(rows[n][3], static_cast<double>(n * n % 100003) / 13, 2);
-  }
-  return rows;
-}
-
 std::uint64_t g_rowAllocations = 0;
 
-bool printTable(const std::vector<Row>& rows) {
+bool printTable(const std::vector<TraceRow>& rows) {
   ColumnStore table("Benchmark", "n/a");
   for (const char* name : kColumns) table.addColumn(name);
   for (int n = 0; n < kRows; ++n) {
     if (n == 1000) g_rowAllocations = allocationCount();
-    const Row& row = rows[static_cast<std::size_t>(n) % rows.size()];
+    const TraceRow& row = rows[static_cast<std::size_t>(n) % rows.size()];
     for (unsigned int column = 0; column < row.size(); ++column) {
       table.setColumnData(row[column], column);
     }
@@ -58,7 +44,7 @@ bool printTable(const std::vector<Row>& rows) {
 
 void tableAgainstPlainWrite(benchmark::State& state) {
   const measure::WorkFolder folder;
-  const std::vector<Row> rows = makeRows();
+  const std::vector<TraceRow> rows = makeTraceRows();
   bool isWritten = printTable(rows);
   const std::vector<char> bytes(std::filesystem::file_size("table"), 'x');
   measure::Pairs pairs;

@@ -8,7 +8,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <array>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -19,7 +18,7 @@
 
 #include "benchmarks/Figures.h"
 #include "benchmarks/Measure.h"
-#include "hostcommon/NumberText.h"
+#include "benchmarks/TraceRows.h"
 #include "writers/columns/ColumnPrinter.h"
 #include "writers/columns/ColumnStore.h"
 #include "writers/columns/RecordBuffer.h"
@@ -28,21 +27,8 @@
 
 namespace {
 
-constexpr std::size_t kColumns = 4;
-using Row = std::array<std::string, kColumns>;
-
-/// Cells such as a trace has: their lengths differ from row to row.
-const std::vector<Row>& rows() {
-  static const std::vector<Row> made = [] {
-    std::vector<Row> all(4096);
-    for (std::size_t n = 0; n < all.size(); ++n) {
-      all[n][0] = std::to_string(n * 488);
-      pwr::appendFixed(all[n][1], static_cast<double>(n) * 4880.37, 2);
-      pwr::appendFixed(all[n][2], 10 + static_cast<double>(n % 7) / 100, 2);
-      pwr::appendFixed(all[n][3], static_cast<double>(n * n % 100003) / 13, 2);
-    }
-    return all;
-  }();
+const std::vector<TraceRow>& rows() {
+  static const std::vector<TraceRow> made = makeTraceRows();
   return made;
 }
 
@@ -50,7 +36,7 @@ template <typename Copy>
 void copyCells(std::vector<char>& to, const Copy& copy) {
   for (int pass = 0; pass < 400; ++pass) {
     char* end = to.data();
-    for (const Row& row : rows()) {
+    for (const TraceRow& row : rows()) {
       for (const std::string& cell : row) {
         copy(end, cell.data(), cell.size());
         end += cell.size();
@@ -62,7 +48,7 @@ void copyCells(std::vector<char>& to, const Copy& copy) {
 }
 
 void shortCopies(benchmark::State& state) {
-  std::vector<char> to(rows().size() * kColumns * 32);
+  std::vector<char> to(rows().size() * std::tuple_size_v<TraceRow> * 32);
   measure::Pairs pairs;
   while (state.KeepRunning()) {
     const auto plainly = [](char* at, const char* from, std::size_t count) {
@@ -78,9 +64,9 @@ BENCHMARK(shortCopies)->UseManualTime()->Unit(benchmark::kMillisecond)->Iteratio
 template <typename Fill>
 void storeRows(const Fill& fill) {
   ColumnStore table("Benchmark", "n/a");
-  for (std::size_t n = 0; n < kColumns; ++n) table.addColumn(std::to_string(n));
+  for (std::size_t n = 0; n < std::tuple_size_v<TraceRow>; ++n) table.addColumn(std::to_string(n));
   for (int pass = 0; pass < 400; ++pass) {
-    for (const Row& row : rows()) {
+    for (const TraceRow& row : rows()) {
       fill(table, row);
       table.setColumnData(row[3], 3);
       table.completeRow();
@@ -91,10 +77,10 @@ void storeRows(const Fill& fill) {
 void firstCells(benchmark::State& state) {
   const measure::WorkFolder folder;
   measure::Pairs pairs;
-  const auto oneByOne = [](ColumnStore& table, const Row& row) {
+  const auto oneByOne = [](ColumnStore& table, const TraceRow& row) {
     for (unsigned int column = 0; column < 3; ++column) table.setColumnData(row[column], column);
   };
-  const auto atOnce = [](ColumnStore& table, const Row& row) {
+  const auto atOnce = [](ColumnStore& table, const TraceRow& row) {
     table.beginRow(std::string_view(row[0]), std::string_view(row[1]), std::string_view(row[2]));
   };
   while (state.KeepRunning()) {
@@ -120,7 +106,7 @@ void printRows(const RecordBuffer& records, const Print& print) {
 
 void wholeRows(benchmark::State& state) {
   RecordBuffer records;
-  for (const Row& row : rows()) {
+  for (const TraceRow& row : rows()) {
     for (const std::string& cell : row) records.append(std::string_view(cell));
     records.append(RecordBuffer::kRowComplete);
   }
