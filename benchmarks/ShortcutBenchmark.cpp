@@ -23,7 +23,7 @@
 #include "writers/columns/ColumnStore.h"
 #include "writers/columns/RecordBuffer.h"
 #include "writers/common/ShortCopy.h"
-#include "writers/continuous/LargePages.h"
+#include "writers/continuous/RecordBlocks.h"
 
 namespace {
 
