@@ -276,8 +276,10 @@ TEST_F(JsonWriterTest, NamesThatCollideAreFullWhateverTheOrder) {
     std::string expected;
     for (const auto* const place : order) {
       const std::string& name = names.at(place);
-      expected += '"' + name + R"(":{"name":")" + name + R"(","friendlyName":")" + name +
-                  R"( M",)" + R"("points":[{"x":0,"x1":1,"y":1.0}]},)";
+      expected += '"';
+      expected.append(name).append(R"(":{"name":")").append(name);
+      expected.append(R"(","friendlyName":")").append(name);
+      expected += R"( M","points":[{"x":0,"x1":1,"y":1.0}]},)";
     }
     EXPECT_EQ(dataOfTrace(), R"({"M":{"metaData":{"type":"SAMPLED_VALUE","altUnits":[]},"data":{)" +
                                  expected + R"("M":{"name":"M","friendlyName":"M",)" +

@@ -42,8 +42,8 @@ SortedName parse(std::string&& name) {
 }  // namespace
 
 std::vector<std::string> uniqueNames(const std::vector<NameChoice>& choices) {
-  std::vector<std::string> names;
-  for (const NameChoice& choice : choices) names.push_back(choice.shortName);
+  std::vector<std::string> names(choices.size());
+  std::ranges::transform(choices, names.begin(), &NameChoice::shortName);
   showInFull(choices, names);
 
   std::vector<std::size_t> places(names.size());
