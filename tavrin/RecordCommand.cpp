@@ -77,6 +77,7 @@ class Recording {
   void prepareOutputs();
   SamplingReport sample();
   void report(const SamplingReport& sampling) const;
+  void warnOfSilent() const;
 
   const Options& options_;
   std::optional<ChildProcess> command_;
@@ -246,6 +247,10 @@ void Recording::report(const SamplingReport& sampling) const {
   }
 }
 
+void Recording::warnOfSilent() const {
+  for (const std::string& line : session_.summary().linesOfSilent()) warn(line);
+}
+
 /// Makes room for the outputs: from here on files are touched.
 void Recording::prepareOutputs() {
   std::vector<std::string> leftovers;
@@ -302,6 +307,7 @@ int Recording::run() {
     status = kExitIncomplete;
   }
   report(sampling);
+  warnOfSilent();
   written.tell();
   return command_ && command_->exitStatus() != 0 ? command_->exitStatus() : status;
 }

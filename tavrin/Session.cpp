@@ -15,6 +15,8 @@ namespace tavrin {
 
 namespace {
 
+constexpr std::size_t kMostNonFiniteNamed = 10;
+
 bool isFinite(const pwr::Data& value) {
   double real = 0.0;
   pwr::Data::RealPair range;
@@ -94,10 +96,16 @@ void Session::leaveOutNonFinite(pwr::Metric& metric) {
   const auto removed =
       std::erase_if(metric.editData().elements,
                     [](const pwr::DataElement& element) { return !isFinite(*element.getValue()); });
-  if (removed > 0 && warnedMetrics_.insert(metric.getId()).second) {
-    warn("a value of metric '" + metric.getName() +
-         "' is not finite and is left out; further ones are left out silently");
-  }
+  if (removed == 0 || !nonFiniteMetrics_.insert(metric.getId()).second) return;
+  if (nonFiniteMetrics_.size() > kMostNonFiniteNamed) return;
+  warn("a value of metric '" + metric.getName() +
+       "' is not finite and is left out; further ones are left out silently");
+}
+
+void Session::warnOfNonFinite() const {
+  if (nonFiniteMetrics_.size() <= kMostNonFiniteNamed) return;
+  warn("values of " + std::to_string(nonFiniteMetrics_.size() - kMostNonFiniteNamed) +
+       " more metrics are not finite and are left out");
 }
 
 void Session::metric(pwr::Metric& metric) {
@@ -172,6 +180,7 @@ void Session::deliverHeader() {
 std::vector<std::string> Session::finish(bool isWhole) {
   g_pluginEnvironment->setRunIncomplete(!isWhole);
   if (unflushed_) flushWriters();
+  warnOfNonFinite();
   if (metadata_ != nullptr) {
     if (!hasHeader_) deliverHeader();
     summary_.deliver(

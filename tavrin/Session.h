@@ -36,7 +36,8 @@ class Session final : public MessageSink {
 
   void system(const pwr::SystemMetadata& metadata) override;
   void container(const pwr::MetricContainerInfoMessage& message) override;
-  /// Takes out values that are not finite, with one warning per metric: no output can carry them.
+  /// Takes out values that are not finite, because no output can carry them: with a warning for
+  /// each of the first metrics that have some, and a count of the others at the end.
   void metric(pwr::Metric& metric) override;
   /// Goes into the summary tables; the writers do not get it. Like `metric` otherwise.
   void remainder(pwr::Metric& metric) override;
@@ -51,6 +52,8 @@ class Session final : public MessageSink {
   /// none is unless `isWhole`: false says that the run lacks something.
   std::vector<std::string> finish(bool isWhole = true);
 
+  /// What was added up so far.
+  const SummaryTables& summary() const { return summary_; }
   /// Metric messages delivered.
   unsigned long long samples() const { return samples_; }
 
@@ -58,6 +61,7 @@ class Session final : public MessageSink {
   template <typename Message>
   void deliver(const Message& message);
   void leaveOutNonFinite(pwr::Metric& metric);
+  void warnOfNonFinite() const;
   void flushWriters();
   void deliverHeader();
   std::vector<std::string> close();
@@ -69,7 +73,7 @@ class Session final : public MessageSink {
   std::function<void()> beforeSystem_;
   const pwr::SystemMetadata* metadata_ = nullptr;
   SummaryTables summary_;
-  std::set<unsigned int> warnedMetrics_;
+  std::set<unsigned int> nonFiniteMetrics_;
   bool hasHeader_ = false;
   bool continuous_ = false;
   bool unflushed_ = false;  ///< samples came after the last flush

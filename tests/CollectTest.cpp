@@ -157,7 +157,12 @@ std::vector<Scenario> cpuTimeScenarios() {
         {1.12,
          {},
          "CPU Time @1.1+0.02: CPU0/user=0 CPU0/nice=0 CPU0/system=0 CPU0/idle=0 CPU0/iowait=0 "
-         "CPU0/irq=0 CPU0/softirq=0 CPU0/steal=0\n"}}},
+         "CPU0/irq=0 CPU0/softirq=0 CPU0/steal=0\n"},
+        {1.13,
+         {{"/proc/stat", statText("22 0 6 101 48 0 0 1", "", "")}},
+         "CPU Time @1.12+0.01: CPU0/user=10 CPU0/nice=0 CPU0/system=0 CPU0/idle=0 CPU0/iowait=0 "
+         "CPU0/irq=0 CPU0/softirq=0 CPU0/steal=0\n"}},
+       "CPU Time: CPU0/user=10\n"},
   };
 }
 
@@ -219,6 +224,42 @@ std::vector<Scenario> gaugeScenarios() {
   };
 }
 
+/// Counters that run backwards, by what is known of the power of their zones.
+Scenario energyRestarts() {
+  FileTable files;
+  for (const auto& [zone, energy] :
+       {std::pair{"0", "961000000"}, {"1", "960000000"}, {"2", "960000000"}, {"3", "1000000000"}}) {
+    const std::string folder = kPower + "rapl:" + zone + "/";
+    files[folder + "name"] = std::string("z") + zone;
+    files[folder + "energy_uj"] = energy;
+    files[folder + "max_energy_range_uj"] = "1000000000";
+  }
+  files[kPower + "rapl:0/constraint_0_power_limit_uw"] = "10000000";
+  files[kPower + "rapl:1/constraint_0_power_limit_uw"] = "1000";
+  files[kPower + "rapl:1/constraint_1_max_power_uw"] = "10000000";
+  files[kPower + "rapl:2/max_energy_range_uj"] = "4960000000";
+  files[kPower + "rapl:3/max_energy_range_uj"] = "4960000000";
+  const auto energies = [](const std::string& first, const std::string& second,
+                           const std::string& others) {
+    return FileTable{{kPower + "rapl:0/energy_uj", first},
+                     {kPower + "rapl:1/energy_uj", second},
+                     {kPower + "rapl:2/energy_uj", others},
+                     {kPower + "rapl:3/energy_uj", others}};
+  };
+  FileTable last = energies("2000000", "10000000", "7000000");
+  last[kPower + "rapl:1/max_energy_range_uj"] = "100000000";
+  return {
+      "energy: a wrap is believed below four times the largest known power, that of the limits, "
+      "of the maximum, of the peak so far, or 1 kW; else the counter began anew",
+      "energy",
+      files,
+      {{0, {}, ""},
+       {1, energies("0", "0", "0"), "Energy @0+1: z0/Energy=39000 z3/Energy=3960000\n"},
+       {2, energies("1000000", "30000000", "5000000"),
+        "Energy @1+1: z0/Energy=1000 z1/Energy=30000 z2/Energy=5000 z3/Energy=5000\n"},
+       {3, last, "Energy @2+1: z0/Energy=1000 z1/Energy=80000 z2/Energy=2000 z3/Energy=2000\n"}}};
+}
+
 std::vector<Scenario> counterScenarios() {
   const std::string manyInterrupts = " 0 17" + std::string(40000, '0') + "\n";
   const auto counts = [&](const std::string& intr, const std::string& rest) {
@@ -263,6 +304,7 @@ std::vector<Scenario> counterScenarios() {
         {3,
          {{kPower + "rapl:0/energy_uj", "75000"}, {kPower + "rapl:1/energy_uj", "2001"}},
          "Energy @2+1: package-0/Energy=0.001 package-1/Energy=4\n"}}},
+      energyRestarts(),
       {"events behind a line of 40,000 characters; a missing count is a gap of that count",
        "interrupts",
        {{"/proc/stat", counts("100", "ctxt 20\nbtime 5\nprocesses 3\n")}},
@@ -388,6 +430,20 @@ TEST(CollectTest, MetricsDescribeTheirCombinations) {
   }
 }
 
+TEST(CollectTest, AZoneThatCannotBeReadIsDescribed) {
+  const SysTree tree({{kPower + "rapl:0/name", "locked"},
+                      {kPower + "rapl:0/energy_uj", ""},
+                      {kPower + "rapl:1/name", "open"},
+                      {kPower + "rapl:1/energy_uj", "5"}});
+  FeatureDriver driver("energy", tree);
+  ASSERT_EQ(driver.feature().metrics().size(), 1U);
+  const auto& combinations = driver.feature().metrics().front()->combinations;
+  ASSERT_EQ(combinations.size(), 2U);
+  EXPECT_EQ(combinations[0].entity->getName(), "locked");
+  EXPECT_EQ(driver.sample(0), "");
+  EXPECT_EQ(driver.sample(1), "Energy @0+1: open/Energy=0\n");
+}
+
 TEST(CollectTest, FilesBelowTheRoot) {
   const SysTree tree({{"/d/cpu10", ""}, {"/d/cpu2", "x"}, {"/d/cpufreq", "x"}, {"/d/cpu2:1", "x"}});
   const SysRoot root(tree.folder());
@@ -454,6 +510,32 @@ TEST(CollectTest, DescribesTheSystem) {
   EXPECT_EQ(system.topology.getNumThreads(), 4U);
   EXPECT_EQ(cpus.cpus()[2].entity->getQualifiedName(), "Package0/Module8/Core2/CPU2");
   EXPECT_EQ(cpus.cpus()[3].entity->getQualifiedName(), "Package1/Module0/Core0/CPU10");
+}
+
+TEST(CollectTest, CoresOfDiesAreToldApart) {
+  // Cores 0 and 2 of each die, or those of the second one in numbers of their own.
+  const struct {
+    int ofSecondDie;
+    const char* last;
+  } cases[] = {{0, "Package7/Core3/CPU63"}, {4, "Package7/Core6/CPU63"}};
+  for (const auto& [ofSecondDie, last] : cases) {
+    FileTable files;
+    for (int cpu = 0; cpu < 8 * 2 * 2 * 2; ++cpu) {
+      const int die = cpu / 4 % 2;
+      const std::string folder = "/sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/topology/";
+      files[folder + "physical_package_id"] = std::to_string(cpu / 8);
+      files[folder + "die_id"] = std::to_string(die);
+      files[folder + "core_id"] = std::to_string(cpu / 2 % 2 * 2 + die * ofSecondDie);
+    }
+    const SysTree tree(files);
+    const SysRoot root(tree.folder());
+    const CpuEntities cpus(root);
+    const pwr::SystemDescription system = probeSystem(root, cpus);
+    EXPECT_EQ(system.topology.getNumPackages(), 8U);
+    EXPECT_EQ(system.topology.getNumCores(), 32U);
+    EXPECT_EQ(system.topology.getNumThreads(), 64U);
+    EXPECT_EQ(cpus.cpus().back().entity->getQualifiedName(), last);
+  }
 }
 
 TEST(CollectTest, ModulesAreLeftOutWhereTheyTellNothing) {

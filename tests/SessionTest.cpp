@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 
@@ -62,6 +63,23 @@ TEST(Session, AFlushThatFailedIsNotForgotten) {
   session.flush();
   session.flush();
   EXPECT_EQ(session.finish(), std::vector<std::string>{"once"});
+}
+
+TEST(Session, OfManyMetricsThatAreNotFiniteAFewAreNamed) {
+  const LogCapture log;
+  Session session({});
+  for (int i = 0; i < 25; ++i) {
+    pwr::Metric metric(pwr::createMetric({.name = "M" + std::to_string(i)}));
+    metric.editData().elements = {{Data(HUGE_VAL), nullptr, nullptr, 0}};
+    for (int twice = 0; twice < 2; ++twice) session.metric(metric);
+  }
+  session.finish();
+  const std::string text = log.general();
+  EXPECT_EQ(std::ranges::count(text, '\n'), 11);
+  EXPECT_NE(text.find("metric 'M9' is not finite"), std::string::npos) << text;
+  EXPECT_TRUE(text.ends_with(
+      "\ntavrin: warning: values of 15 more metrics are not finite and are left out\n"))
+      << text;
 }
 
 TEST(PluginLibrary, IsLoadedAndChecked) {

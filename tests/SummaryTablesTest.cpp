@@ -77,6 +77,7 @@ class Summary {
     description.featureTag = "test";
     description.descriptorGroup =
         std::make_shared<const pwr::Field>("Where", pwr::ExpectedAttributeManager());
+    description.entityGroup = description.descriptorGroup;
     pwr::Metric& metric = metrics_.emplace_back(pwr::createMetric(std::move(description)));
     for (std::size_t i = 0; i < samples.size(); ++i) {
       metric.editData() = {.timestamp = i * kSecond, .elements = samples[i]};
@@ -306,6 +307,48 @@ TEST(SummaryTables, ManyTextsAreCutToTheMostFrequent) {
   const std::size_t others = MetricTotals::kMostTexts + kBeyond - 20;
   EXPECT_EQ(many.text(), head + rows + "others |  | " + std::to_string(others) + " | " +
                              std::to_string(10 * others) + "\n");
+}
+
+TEST(SummaryTables, WhatWasAnnouncedAndNeverCameHasItsRow) {
+  const Machine m;
+  const Data one(1U);
+  Summary run;
+  const std::vector<pwr::Metric::EntityDescCombo> announced = {
+      {m.cpus[0], m.states[0]}, {m.cpus[1], m.states[0]}, {m.cpus[1], m.states[0]}};
+  run.add({.name = "Volts", .combinations = announced}, {{{one, m.states[0], m.cpus[0], kSecond}}});
+  run.add({.name = "Energy",
+           .type = Type::SampledDelta,
+           .quantity = m.energy,
+           .combinations = announced},
+          {{{one, m.states[0], m.cpus[1], kSecond}}});
+  run.add({.name = "Faults",
+           .type = Type::SampledDelta,
+           .combinations = {{nullptr, m.states[0]}, {nullptr, m.states[1]}}},
+          {{{one, m.states[0], nullptr, kSecond}}});
+  EXPECT_EQ(run.text(),
+            "Volts Summary: Sampled Values\n"
+            "Where | Minimum | Average | Maximum | Samples\n"
+            "CPU0 | 1.00 | 1.00 | 1.00 | 1\n"
+            "CPU1 | n/a | n/a | n/a | 0\n"
+            "Energy Summary: Average Rate and Total\n"
+            "Where | Average Rate (W) | Total (mJ)\n"
+            "CPU1 | 0.00 | 1\n"
+            "CPU0 | n/a | n/a\n"
+            "Faults Summary: Total\n"
+            "Where | Total\n"
+            "C1 | 1\n"
+            "C6 | n/a\n");
+  std::vector<pwr::Metric::EntityDescCombo> zones;
+  for (int i = 0; i < 8; ++i) {
+    zones.push_back({pwr::createEntity({.name = "z" + std::to_string(i)}), m.states[0]});
+    zones.push_back({zones.back().entity, m.states[1]});
+  }
+  run.add({.name = "Heat", .combinations = zones}, {{}});
+  EXPECT_EQ(run.tables.linesOfSilent(),
+            (std::vector<std::string>{
+                "metric 'Volts' has no value of CPU1", "metric 'Energy' has no value of CPU0",
+                "metric 'Faults' has no value of C6",
+                "metric 'Heat' has no value of z0, z1, z2, z3, z4 and 3 more"}));
 }
 
 TEST(SummaryTables, ManySeriesTakeNoLongTime) {

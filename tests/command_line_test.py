@@ -195,9 +195,13 @@ class CommandLine(unittest.TestCase):
         self.assertTrue(any("Temperature" in line and " C " in line for line in lines), lines)
 
     def test_record_reports_the_machine(self):
-        done = self.run_tavrin("record", "--sysroot", "tree", "-d", "0.25", "-i", "50",
+        for name, text in (("type", "dead\n"), ("temp", "")):
+            path = os.path.join("tree/sys/class/thermal/thermal_zone1", name)
+            os.makedirs(os.path.dirname(os.path.join(self.folder, path)), exist_ok=True)
+            self.write(path, text)
+        done = self.run_tavrin("record", "--sysroot", "tree", "-d", "0.25", "-i", "10",
                                "-o", "run", "-f", "thermal,interrupts")
-        self.assertRegex(done.stderr, r"samples in 0\.\d\d s; lateness")
+        self.assertRegex(done.stderr, r"samples in \d+\.\d\d s; lateness")
         self.assertIn("wrote run.csv", done.stderr)
         self.assertEqual(self.files(), ["run.csv"])
         rows = list(csv.reader(self.report("run.csv").splitlines(), skipinitialspace=True))
@@ -206,6 +210,8 @@ class CommandLine(unittest.TestCase):
         zone = next(row for row in table if row and row[0].startswith("soc"))
         self.assertEqual(zone[1:4], ["-1.50", "-1.50", "-1.50"])
         self.assertGreaterEqual(int(zone[4]), 3)
+        self.assertIn(["dead (thermal_zone1)", "n/a", "n/a", "n/a", "0"], table)
+        self.assertIn("warning: metric 'Temperature' has no value of dead (thermal_zone1)\n", done.stderr)
         self.assertIn(["Interrupts", "0.00", "0"], table)
 
     def test_the_exit_status_is_the_commands_own(self):
@@ -383,13 +389,18 @@ class CommandLine(unittest.TestCase):
     def test_signals_end_the_collection_and_complete_the_outputs(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             with self.subTest(number):
-                process = self.start("record", "--sysroot", "tree", "-f", "thermal", "-i", "20")
-                self.wait_for(lambda: self.blocks_signals(process))
-                process.send_signal(number)
-                process.send_signal(number)  # as the tool timeout does
-                time.sleep(0.05)
-                process.send_signal(signal.SIGINT)
-                _, errors = process.communicate(timeout=60)
+                for attempt in range(10):
+                    process = self.start("record", "--sysroot", "tree", "-f", "thermal", "-i", "20")
+                    self.wait_for(lambda: self.blocks_signals(process))
+                    begun = time.monotonic()
+                    process.send_signal(number)
+                    process.send_signal(number)  # as the tool timeout does
+                    time.sleep(0.05)
+                    process.send_signal(signal.SIGINT)
+                    late = time.monotonic() - begun > 0.15  # on a busy machine: a second request
+                    _, errors = process.communicate(timeout=60)
+                    if not late:
+                        break
                 self.assertEqual(process.returncode, 0, errors)
                 self.assertIn("Temperature", self.report("tavrin.csv"))
 
@@ -427,7 +438,8 @@ class CommandLine(unittest.TestCase):
                              "sh", "-c", "trap '' TERM; echo ready; sleep 20 & wait; wait")
         self.assertEqual(process.stdout.readline(), "ready\n")
         process.send_signal(signal.SIGTERM)
-        time.sleep(0.5)
+        while "waiting up to 5 s for 'sh'" not in (line := process.stderr.readline()):
+            self.assertNotEqual(line, "", "the command ended")
         self.assertIsNone(process.poll())
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(timeout=10), 130)
@@ -463,7 +475,9 @@ class CommandLine(unittest.TestCase):
         row = next(line for line in self.report("live.csv").splitlines() if line.startswith("CPU0"))
         percentage, milliseconds = map(float, row.split(",")[1:])
         self.assertGreater(milliseconds, 950)
-        self.assertTrue(70 < percentage <= 100, row)
+        seconds = float(re.search(r"Collection duration: (\S+) s", self.report("live.csv"))[1])
+        self.assertAlmostEqual(percentage, milliseconds / seconds / 10, delta=1)
+        self.assertLessEqual(percentage, 100)
         self.assertNotRegex(self.report("live_trace.csv"), r"(?m), [2-9]\d\.")
         self.run_tavrin("report", "-w", "sum,int", "-o", "again", "live.jsonl")
         for name in ("live.csv", "live_trace.csv"):

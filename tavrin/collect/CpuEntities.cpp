@@ -68,6 +68,7 @@ bool OnlineCpus::contains(unsigned int cpu) const {
 
 CpuEntities::CpuEntities(const SysRoot& root) {
   readTopology(root);
+  tellCoresOfDiesApart();
   dropMeaninglessModules();
   createEntities();
 }
@@ -76,9 +77,27 @@ void CpuEntities::readTopology(const SysRoot& root) {
   for (const unsigned int number : presentCpus(root)) {
     cpus_.push_back({.number = number,
                      .package = readId(root, number, "physical_package_id", 0U),
+                     .die = readId(root, number, "die_id", 0U),
                      .module = readId(root, number, "cluster_id", -1),
                      .core = readId(root, number, "core_id", number)});
   }
+}
+
+void CpuEntities::tellCoresOfDiesApart() {
+  using Core = std::pair<unsigned int, unsigned int>;          // die and number
+  std::map<Core, unsigned int> dies;                           // by package and number of the core
+  std::map<unsigned int, std::map<Core, unsigned int>> cores;  // by package: their own numbers
+  bool isShared = false;
+  for (const Cpu& cpu : cpus_) {
+    isShared |= dies.try_emplace({cpu.package, cpu.core}, cpu.die).first->second != cpu.die;
+    cores[cpu.package].try_emplace({cpu.die, cpu.core});
+  }
+  if (!isShared) return;
+  for (auto& [package, numbers] : cores) {
+    unsigned int next = 0;
+    for (auto& [core, number] : numbers) number = next++;
+  }
+  for (Cpu& cpu : cpus_) cpu.core = cores[cpu.package][{cpu.die, cpu.core}];
 }
 
 void CpuEntities::dropMeaninglessModules() {

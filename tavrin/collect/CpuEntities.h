@@ -35,12 +35,16 @@ class OnlineCpus {
 /// The kernel numbers clusters everywhere, but only where some of them join several cores of a
 /// package that has more than one cluster do they tell something: there they become modules
 /// ("Module0", level "Module") between the package and its cores, elsewhere they are left out.
+/// Dies have no level of their own. Where the cores of each die of a package are numbered from 0,
+/// those of the package get numbers of their own, die after die.
+///
 /// Without topology files all CPUs are cores of one package.
 class CpuEntities {
  public:
   struct Cpu {
     unsigned int number = 0;
     unsigned int package = 0;
+    unsigned int die = 0;
     int module = -1;  ///< negative when there are no modules
     unsigned int core = 0;
     const pwr::EntityHandle* entity = nullptr;
@@ -55,6 +59,7 @@ class CpuEntities {
 
  private:
   void readTopology(const SysRoot& root);
+  void tellCoresOfDiesApart();
   void dropMeaninglessModules();
   void createEntities();
   const pwr::EntityHandle* findOrCreate(const std::string& name, const char* level,

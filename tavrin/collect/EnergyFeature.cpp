@@ -10,6 +10,9 @@ namespace tavrin {
 
 namespace {
 
+/// Of a zone that tells no limits and has used nothing yet.
+constexpr double kUnknownMicrowatts = 1e9;
+
 const pwr::Quantity* createEnergyQuantity() {
   const pwr::Quantity* power =
       pwr::createQuantity({.type = pwr::QuantityType::Power, .name = "Power", .units = "W"});
@@ -18,6 +21,21 @@ const pwr::Quantity* createEnergyQuantity() {
                               .units = "mJ",
                               .rate = power,
                               .rateFactor = 0.001});
+}
+
+/// The largest power that the zone's constraints allow or tell it to be built for, in microwatts; 0
+/// where they tell nothing. Both are lower than short peaks.
+double largestLimit(const SysRoot& root, const std::string& folder) {
+  double largest = 0.0;
+  for (const char* const ending : {"_power_limit_uw", "_max_power_uw"}) {
+    for (const unsigned int number : root.listNumbered(folder, "constraint_", ending)) {
+      unsigned long long microwatts = 0;
+      const std::string file = folder + "/constraint_" + std::to_string(number) + ending;
+      if (root.readNumber(file, microwatts) != 0) continue;
+      largest = std::max(largest, static_cast<double>(microwatts));
+    }
+  }
+  return largest;
 }
 
 }  // namespace
@@ -29,32 +47,32 @@ std::string EnergyFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                                  unsigned int containerId) {
   root_ = &root;
   int failure = 0;
-  std::vector<pwr::Metric::EntityDescCombo> combinations;
-  for (const PowerZone& zone : findPowerZones(root)) {
-    OpenFile energy(root.path(zone.folder + "/energy_uj"));
-    unsigned long long microjoules = 0;
-    const int error = energy.readNumber(microjoules);
-    if (error != 0) {
-      failure = error;
-      continue;
-    }
-    if (descriptor_ == nullptr) {
-      descriptor_ = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("Energy", ""));
-    }
-    const auto* entity = pwr::createEntity({.name = zone.name, .level = "Power Zone"});
-    combinations.push_back({entity, descriptor_});
-    zones_.push_back({.key = zone.key,
-                      .entity = entity,
-                      .energy = std::move(energy),
-                      .range = OpenFile(root.path(zone.folder + "/max_energy_range_uj"))});
+  const std::vector<PowerZone> present = findPowerZones(root);
+  for (const PowerZone& zone : present) {
+    zones_.push_back({.key = zone.key});
+    const int error = open(zones_.back(), zone.folder);
+    if (error != 0) failure = error;
   }
-  if (zones_.empty()) {
+  if (std::ranges::none_of(zones_, &Zone::valid)) {
     const std::string where = std::string(" below ") + kPowerZones;
-    if (failure == 0) return "no energy counters" + where;
+    if (zones_.empty()) return "no energy counters" + where;
     // Usual on a machine that keeps the counters from all users but root.
     return "the energy counters" + where +
            " cannot be read: " + std::generic_category().message(failure);
   }
+  descriptor_ = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("Energy", ""));
+  std::vector<pwr::Metric::EntityDescCombo> combinations;
+  for (std::size_t i = 0; i < zones_.size(); ++i) {
+    zones_[i].entity = pwr::createEntity({.name = present[i].name, .level = "Power Zone"});
+    combinations.push_back({zones_[i].entity, descriptor_});
+  }
+  std::erase_if(zones_, [](const Zone& zone) { return !zone.valid; });
+  createMetric(containerId, std::move(combinations));
+  return {};
+}
+
+void EnergyFeature::createMetric(unsigned int containerId,
+                                 std::vector<pwr::Metric::EntityDescCombo> combinations) {
   addMetric(pwr::createMetric({.containerId = containerId,
                                .name = "Energy",
                                .featureTag = tag(),
@@ -63,17 +81,32 @@ std::string EnergyFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                                .quantity = createEnergyQuantity(),
                                .combinations = std::move(combinations),
                                .entityGroup = std::make_shared<const pwr::Field>("Zone")}));
-  return {};
 }
 
+/// Meets the zone in a folder. Returns 0 or why its counter cannot be read there.
+int EnergyFeature::open(Zone& zone, const std::string& folder) {
+  zone.energy = OpenFile(root_->path(folder + "/energy_uj"));
+  zone.range = OpenFile(root_->path(folder + "/max_energy_range_uj"));
+  zone.mostMicrowatts = std::max(zone.mostMicrowatts, largestLimit(*root_, folder));
+  const int error = zone.energy.readNumber(zone.microjoules);
+  zone.valid = error == 0;
+  return error;
+}
+
+/// What the zone used since the last pass. False when that is not known.
 bool EnergyFeature::growth(Zone& zone, unsigned long long now, unsigned long long& microjoules) {
+  const double seconds =
+      static_cast<double>(interval_.length()) / static_cast<double>(kTicksPerSecond);
   if (now >= zone.microjoules) {
     microjoules = now - zone.microjoules;
-    return true;
+  } else {
+    unsigned long long range = 0;
+    if (zone.range.readNumber(range) != 0 || range < zone.microjoules) return false;
+    microjoules = range - zone.microjoules + now;
+    const double most = zone.mostMicrowatts > 0.0 ? zone.mostMicrowatts : kUnknownMicrowatts;
+    if (static_cast<double>(microjoules) >= 4.0 * most * seconds) return false;
   }
-  unsigned long long range = 0;
-  if (zone.range.readNumber(range) != 0 || range < zone.microjoules) return false;
-  microjoules = range - zone.microjoules + now;
+  zone.mostMicrowatts = std::max(zone.mostMicrowatts, static_cast<double>(microjoules) / seconds);
   return true;
 }
 
@@ -102,10 +135,7 @@ void EnergyFeature::findLostZones() {
   for (Zone& zone : zones_) {
     const auto found = std::ranges::find(present, zone.key, &PowerZone::key);
     if (!zone.lost || found == present.end()) continue;
-    zone.energy = OpenFile(root_->path(found->folder + "/energy_uj"));
-    zone.range = OpenFile(root_->path(found->folder + "/max_energy_range_uj"));
-    zone.valid = zone.energy.readNumber(zone.microjoules) == 0;
-    zone.lost = !zone.valid;
+    zone.lost = open(zone, found->folder) != 0;
   }
 }
 

@@ -1,6 +1,7 @@
 #include "tavrin/summary/MetricTables.h"
 
 #include <algorithm>
+#include <set>
 
 #include "tavrin/summary/SeriesGrid.h"
 #include "writers/host/Quantity.h"
@@ -37,11 +38,14 @@ pwr::Data ratio(double value, double by) {
 /// them.
 class RowNames {
  public:
-  explicit RowNames(const MetricTotals& totals) : metric_(*totals.metric()) {
-    const std::vector<SeriesTotals>& series = totals.series();
-    isSoleDescriptor_ = std::ranges::all_of(series, [&](const SeriesTotals& one) {
-      return one.descriptor == series.front().descriptor;
-    });
+  /// `silent`: the combinations that have a row without being series.
+  explicit RowNames(const MetricTotals& totals,
+                    const std::vector<pwr::Metric::EntityDescCombo>& silent = {})
+      : metric_(*totals.metric()) {
+    std::set<const pwr::DataDescriptor*> descriptors;
+    for (const SeriesTotals& series : totals.series()) descriptors.insert(series.descriptor);
+    for (const auto& combination : silent) descriptors.insert(combination.descriptor);
+    isSoleDescriptor_ = descriptors.size() <= 1;
   }
 
   std::string operator()(const pwr::EntityHandle* entity,
@@ -175,13 +179,19 @@ TableBuilder totalTable(const MetricTotals& totals, double ticksPerMicrosecond) 
               : startTable(totals, "Total", "The sum of all samples.");
   if (hasRate) table.column("Average Rate", rate);
   table.column("Total", quantity);
-  const RowNames names(totals);
+  const auto silent = totals.silent();
+  const RowNames names(totals, silent);
   for (const SeriesTotals& series : totals.series()) {
     TableBuilder::Row row{pwr::Data(names(series.entity, series.descriptor))};
     const double seconds =
         static_cast<double>(series.durationTicks) / (ticksPerMicrosecond * kMicrosecondsPerSecond);
     if (hasRate) row.push_back(ratio(series.sum * factor, seconds));
     row.push_back(series.total());
+    table.row(std::move(row));
+  }
+  for (const auto& [entity, descriptor] : silent) {
+    TableBuilder::Row row{pwr::Data(names(entity, descriptor)), notAvailable()};
+    if (hasRate) row.push_back(notAvailable());
     table.row(std::move(row));
   }
   return table;
@@ -192,11 +202,16 @@ TableBuilder valueTable(const MetricTotals& totals) {
   TableBuilder table = startTable(totals, "Sampled Values", "The average is over the samples.");
   for (const char* name : {"Minimum", "Average", "Maximum"}) table.column(name, quantity);
   table.column("Samples");
-  const RowNames names(totals);
+  const auto silent = totals.silent();
+  const RowNames names(totals, silent);
   for (const SeriesTotals& series : totals.series()) {
     table.row({pwr::Data(names(series.entity, series.descriptor)), pwr::Data(series.minimum),
                ratio(series.sum, static_cast<double>(series.count)), pwr::Data(series.maximum),
                pwr::Data(series.count)});
+  }
+  for (const auto& [entity, descriptor] : silent) {
+    table.row({pwr::Data(names(entity, descriptor)), notAvailable(), notAvailable(), notAvailable(),
+               pwr::Data(0U)});
   }
   return table;
 }

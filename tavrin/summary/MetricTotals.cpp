@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <set>
 
 namespace tavrin {
 
@@ -128,6 +129,17 @@ void MetricTotals::addRemainder(const pwr::Metric::DataPoint& point) {
     if (element.getValue()->toReal(number) != 0 || std::isnan(number)) continue;
     find(element).addToSum(*element.getValue(), number);
   }
+}
+
+std::vector<pwr::Metric::EntityDescCombo> MetricTotals::silent() const {
+  std::set<std::pair<const void*, const void*>> known;
+  for (const SeriesTotals& series : series_) known.emplace(series.entity, series.descriptor);
+  std::vector<pwr::Metric::EntityDescCombo> silent;
+  for (const pwr::Metric::EntityDescCombo& combination : metric_->combinations) {
+    const bool isNew = known.emplace(combination.entity, combination.descriptor).second;
+    if (isNew) silent.push_back(combination);
+  }
+  return silent;
 }
 
 void MetricTotals::endStates(unsigned long long timestamp) {

@@ -53,6 +53,8 @@ class MetricTotals {
   /// In the order of first appearance.
   const std::vector<SeriesTotals>& series() const { return series_; }
   const SeriesTotals& others() const { return others_; }
+  /// Of the metric's combinations those that no value came of, each once.
+  std::vector<pwr::Metric::EntityDescCombo> silent() const;
   unsigned long long messages() const { return messages_; }
   unsigned long long values() const { return values_; }
   /// True when some value was not a number.

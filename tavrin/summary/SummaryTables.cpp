@@ -23,6 +23,27 @@ void SummaryTables::noteContainer(unsigned int containerId) {
   highestContainer_ = std::max(highestContainer_, containerId);
 }
 
+std::vector<std::string> SummaryTables::linesOfSilent() const {
+  constexpr std::size_t kMostNamed = 5;
+  std::vector<std::string> lines;
+  for (const auto& [id, totals] : totals_) {
+    std::vector<std::string> names;
+    for (const auto& [entity, descriptor] : totals.silent()) {
+      if (entity == nullptr && descriptor == nullptr) continue;
+      std::string name = entity != nullptr ? entity->getName() : descriptor->getName();
+      // The combinations of an entity follow each other.
+      if (names.empty() || names.back() != name) names.push_back(std::move(name));
+    }
+    if (names.empty()) continue;
+    std::string line = "metric '" + totals.metric()->name + "' has no value of " + names.front();
+    const std::size_t named = std::min(names.size(), kMostNamed);
+    for (std::size_t i = 1; i < named; ++i) line += ", " + names[i];
+    if (names.size() > named) line += " and " + std::to_string(names.size() - named) + " more";
+    lines.push_back(std::move(line));
+  }
+  return lines;
+}
+
 void SummaryTables::deliver(const pwr::SystemMetadata& system, const ContainerSink& containers,
                             const TableSink& tables) {
   for (auto& [id, totals] : totals_) {

@@ -2,6 +2,8 @@
 
 #include <functional>
 #include <map>
+#include <string>
+#include <vector>
 
 #include "tavrin/summary/MetricTotals.h"
 #include "writers/host/MetricContainerInfoMessage.h"
@@ -35,6 +37,10 @@ class SummaryTables {
   void addRemainder(const pwr::Metric& metric);
   /// Tells which containers exist, so that the tables' own container gets an id of its own.
   void noteContainer(unsigned int containerId);
+
+  /// A line for each metric with entities, or descriptors where it has none, that were announced
+  /// and that no value came of.
+  std::vector<std::string> linesOfSilent() const;
 
   /// Delivers every table, row by row; to be called once, when `system` is complete.
   void deliver(const pwr::SystemMetadata& system, const ContainerSink& containers,
