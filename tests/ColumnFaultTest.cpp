@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -110,6 +112,27 @@ TEST_P(ColumnFaultTest, RowsThatCannotBeReadBack) {
     EXPECT_TRUE(std::filesystem::exists(GetParam().file + ".incomplete"));
     EXPECT_EQ(temporaryFile(), "");
   }
+}
+
+// Rows get lost as a whole, and those that come when there is room again are there.
+TEST_P(ColumnFaultTest, RowsAroundAFullDisk) {
+  open();
+  unsigned int time = 0;
+  {
+    const FullDisk disk(1'500'000);
+    while (time < 4000) EXPECT_EQ(sample(metric_, time++), 0);
+  }
+  while (time < 10000) EXPECT_EQ(sample(metric_, time++), 0);
+  EXPECT_EQ(writer_->closeOutput(), 1);
+  std::istringstream lines(readFile(GetParam().file + ".incomplete"));
+  unsigned int rows = 0;
+  for (std::string line; std::getline(lines, line);) {
+    const auto length = std::ranges::count(line, 'x');
+    EXPECT_TRUE(length == 0 || length == 1000) << line;
+    rows += length == 1000 ? 1 : 0;
+  }
+  EXPECT_GT(rows, 5000U);
+  EXPECT_LT(rows, 10000U);
 }
 
 TEST_P(ColumnFaultTest, NoTemporaryFilesAtAll) {

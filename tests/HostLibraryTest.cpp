@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <limits>
 
@@ -20,6 +21,7 @@
 #include "writers/host/RealFormatter.h"
 #include "writers/host/TableMessage.h"
 #include "writers/host/Tokenizer.h"
+#include "writers/host/TopTree.h"
 #include "writers/host/WriterInterfaceConfigFileParser.h"
 
 using pwr::Data;
@@ -193,6 +195,17 @@ TEST(Descriptions, HaveIdsAndAreFound) {
   EXPECT_EQ(rate, watts);
   EXPECT_EQ(factor, 0.001);
   EXPECT_EQ(watts->getRateConversion(rate, factor), 1);
+}
+
+TEST(TopTree, ManyProcessorsTakeNoLongTime) {
+  constexpr unsigned int kCpus = 20'000;
+  pwr::TopTree topology;
+  const std::clock_t begin = std::clock();
+  for (unsigned int cpu = 0; cpu < kCpus; ++cpu) topology.addThread(cpu / 100, -1, cpu / 2, cpu);
+  EXPECT_LT(std::clock() - begin, 3 * CLOCKS_PER_SEC);
+  EXPECT_EQ(topology.getNumPackages(), kCpus / 100);
+  EXPECT_EQ(topology.getNumCores(), kCpus / 2);
+  EXPECT_EQ(topology.getNumThreads(), kCpus);
 }
 
 TEST(Descriptions, ChainsOfParentsMayBeLong) {
