@@ -202,22 +202,22 @@ TEST(ChildProcess, IsAskedThenKilled) {
   constexpr std::chrono::milliseconds kLong(30000);
   const struct {
     const char* script;
-    bool afterInterrupt;
     std::chrono::milliseconds grace;
-    int status;
     const char* told;
+    int status;
+    bool afterInterrupt = false;
   } cases[] = {
-      {"ready; exec sleep 60", false, kLong, 143, ""},
-      {"trap '' TERM; ready; while :; do sleep 0.02; done", false, std::chrono::milliseconds(400),
-       137, "does not end after SIGTERM and is killed"},
-      {"trap 'sleep 0.1; exit 4' TERM; ready; while :; do sleep 0.02; done", false, kLong, 4, ""},
+      {"ready; exec sleep 60", kLong, "", 143},
+      {"trap '' TERM; ready; while :; do sleep 0.02; done", std::chrono::milliseconds(400),
+       "does not end after SIGTERM and is killed", 137},
+      {"trap 'sleep 0.1; exit 4' TERM; ready; while :; do sleep 0.02; done", kLong, "", 4},
       // Of the Ctrl-C it is told by the terminal.
       {"trap 'exit 6' TERM; trap 'exit 5' INT; ready; (sleep 0.2; kill -INT $$) & "
        "while :; do sleep 0.02; done",
-       true, kLong, 5, ""},
-      {"ready; exec sleep 60", true, kLong, 143, ""},
+       kLong, "", 5, true},
+      {"ready; exec sleep 60", kLong, "", 143, true},
   };
-  for (const auto& [script, afterInterrupt, grace, status, told] : cases) {
+  for (const auto& [script, grace, told, status, afterInterrupt] : cases) {
     const LogCapture log;
     const TempFolder folder;
     const std::string ready = "ready() { : > " + folder.path("ready") + "; }; ";

@@ -74,7 +74,7 @@ TEST(Session, OfManyMetricsThatAreNotFiniteAFewAreNamed) {
     for (int twice = 0; twice < 2; ++twice) session.metric(metric);
   }
   session.finish();
-  const std::string text = log.general();
+  const std::string& text = log.general();
   EXPECT_EQ(std::ranges::count(text, '\n'), 11);
   EXPECT_NE(text.find("metric 'M9' is not finite"), std::string::npos) << text;
   EXPECT_TRUE(text.ends_with(

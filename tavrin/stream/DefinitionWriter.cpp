@@ -87,8 +87,11 @@ void DefinitionWriter::need(const pwr::TableDescription& table) {
 
 void DefinitionWriter::write() {
   if (pending_.empty() && pendingMetrics_.empty()) return;
-  for (std::size_t i = 0; i < pending_.size(); ++i) {
-    std::visit([this](const auto* description) { needParts(*description); }, Pending(pending_[i]));
+  // The parts, and theirs, are appended meanwhile.
+  std::size_t next = 0;
+  while (next < pending_.size()) {
+    const Pending pending = pending_[next++];
+    std::visit([this](const auto* description) { needParts(*description); }, pending);
   }
   std::ranges::sort(pending_, {}, [](const Pending& pending) {
     return std::visit([](const auto* description) { return description->getId(); }, pending);
