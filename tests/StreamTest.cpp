@@ -320,6 +320,8 @@ TEST(Stream, BeginsWithHeaderAndSystem) {
       {std::string(kHeader) + "{\"type\":\"flush\"}",
        "s:2: the system record is missing before this"},
       {std::string(kHeader) + "{\"type\":\"system\"}", "s:2: member \"clockMHz\" is missing"},
+      {std::string(kHeader) + R"({"type":"system","clockMHz":0})",
+       "s:2: member \"clockMHz\" is out of range"},
       {std::string(kHeader) + R"({"type":"system","clockMHz":1,"cpuMHz":1e39})",
        "s:2: member \"cpuMHz\" is out of range"},
       {std::string(kHeader) + R"({"type":"system","clockMHz":1,"collectorVersion":[1,256,0]})",

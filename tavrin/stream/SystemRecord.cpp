@@ -144,6 +144,7 @@ void readProcessor(const JsonObject& record, pwr::SystemDescription& description
   });
   description.timestampClockFrequencyMHz =
       json::integer<unsigned int>(record.require("clockMHz"), "clockMHz");
+  if (description.timestampClockFrequencyMHz == 0) json::fail("clockMHz", "out of range");
   description.tscFrequencyMHz = record.singleReal("tscMHz");
   description.cpuFrequencyMHz = record.singleReal("cpuMHz");
   description.hfmFrequencyMHz = record.singleReal("hfmMHz");

@@ -42,8 +42,11 @@ void OverTimeTable::sortCells() {
   // From the last to the first, so that the latest of each column is the first of its kind.
   std::ranges::reverse(cells_);
   std::ranges::stable_sort(cells_, {}, &Cell::column);
-  const auto rest = std::ranges::unique(cells_, {}, &Cell::column);
-  cells_.erase(rest.begin(), rest.end());
+  const auto sameColumn = [](const Cell& one, const Cell& next) {
+    return one.column == next.column;
+  };
+  const auto rest = std::unique(cells_.begin(), cells_.end(), sameColumn);
+  cells_.erase(rest, cells_.end());
 }
 
 /// Puts the record into the store, or loses the row as a whole.

@@ -69,7 +69,7 @@ class RecordBuffer {
   static std::size_t putRecord(char*& end, const Text& text) {
     char* const start = end;
     end = put(start + kLengthSize, text);
-    const auto length = static_cast<std::uint32_t>(end - start - kLengthSize);
+    const auto length = static_cast<std::uint32_t>(end - (start + kLengthSize));
     std::memcpy(start, &length, kLengthSize);
     return length;
   }

@@ -54,7 +54,7 @@ class RunWriter : public WriterPlugin {
   }
 
   bool flushContinuousResults(const pwr::SystemMetadata& metadata) override {
-    if constexpr (requires(Run run) { run.flush(metadata); }) {
+    if constexpr (requires(Run & run) { run.flush(metadata); }) {
       return isOpenFor("a flush") && run_->flush(metadata);
     } else {
       return WriterPlugin::flushContinuousResults(metadata);
@@ -100,7 +100,7 @@ class RunWriter : public WriterPlugin {
   template <typename Message>
   int hand_i(const Message& message, const char* what) {
     if (!isOpenFor(what)) return 1;
-    if constexpr (requires(Run run) { run.write(message); }) return run_->write(message);
+    if constexpr (requires(Run & run) { run.write(message); }) return run_->write(message);
     return 0;
   }
 

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdio>
-#include <ranges>
 #include <string_view>
 #include <vector>
 
@@ -55,8 +54,8 @@ std::uint64_t DescriptionInfos::entityId(const pwr::EntityHandle& entity) {
     }
     chain.push_back(next);
   }
-  for (const auto* next : std::ranges::reverse_view(chain)) {
-    id = writeEntity_i(*next, id);
+  for (; !chain.empty(); chain.pop_back()) {
+    id = writeEntity_i(*chain.back(), id);
     if (id == kNone) break;
   }
   return id;

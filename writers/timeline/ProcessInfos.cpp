@@ -1,6 +1,5 @@
 #include "writers/timeline/ProcessInfos.h"
 
-#include <ranges>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -129,8 +128,8 @@ int ProcessInfos::writeParentsFirst_i(ProcessLife& process) {
     next->isReached = true;
     chain.push_back(next);
   }
-  for (ProcessLife* next : std::ranges::reverse_view(chain)) {
-    if (writeProcess_i(*next) != 0) return 1;
+  for (; !chain.empty(); chain.pop_back()) {
+    if (writeProcess_i(*chain.back()) != 0) return 1;
   }
   return 0;
 }
