@@ -23,11 +23,11 @@ constexpr const char* kDescription =
     "Examples:\n"
     "  tavrin record -- make -j8            measure a command; report in tavrin.csv\n"
     "  tavrin record -d 10 -o out/idle      measure 10 s; report in out/idle.csv\n"
-    "  tavrin record -f core-cstate,energy -i 20 -d 5 --capture run.jsonl\n"
+    "  tavrin record -f core-cstate,cpu-time -i 20 -d 5 --capture run.jsonl\n"
     "  tavrin report -w all -o again run.jsonl\n"
     "  mytool | tavrin report -o mytool -   report what another tool measured\n"
     "  tavrin list features                 what this machine offers\n"
-    "  tavrin inspect out/idle.ztbin        verify a recorded output and tell what is in it";
+    "  tavrin inspect again.ztbin           verify a recorded output and tell what is in it";
 
 constexpr const char* kRecordFooter =
     "To measure a command: tavrin record [OPTIONS] -- COMMAND ARGS...\n"
@@ -43,7 +43,8 @@ constexpr const char* kRecordFooter =
     "leaves all but its last second for 'tavrin report'.\n"
     "\n"
     "Exit status: that of the command, 128 + N if signal N ended it, 127 if it cannot be started;\n"
-    "1 if an output is incomplete, 2 for a usage error, 130 after a second Ctrl-C, else 0.\n"
+    "1 if an output is incomplete or a flush of continuous results failed, 2 for a usage error,\n"
+    "130 after a second Ctrl-C, else 0.\n"
     "\n"
     "Environment: PW_DO_TIMELINE_TSC=1 writes times, PW_DO_TIMELINE_RESIDENCY_TICKS=1 residencies\n"
     "of the data trace, as ticks of the timestamp clock; PW_ENABLE_LEGACY_KORVELL=1 makes "
@@ -62,9 +63,9 @@ constexpr const char* kReportFooter =
     "A signal ends standard input or a pipe, whose outputs are completed; the outputs of a file\n"
     "that is cut short are incomplete. The second one gives up at once.\n"
     "\n"
-    "Exit status: 0 if all is written, 1 if the stream is faulty or an output is incomplete, 2 "
-    "for\n"
-    "a usage error, 128 + N when signal N ended the replay, 130 after a second one.";
+    "Exit status: 0 if all is written, 1 if the stream is faulty, an output is incomplete or a\n"
+    "flush failed, 2 for a usage error, 128 + N when signal N ended the replay, 130 after a\n"
+    "second one.";
 
 constexpr const char* kInspectFooter =
     "Examples:\n"
