@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <numeric>
 #include <random>
+#include <tuple>
 
 #include "CollectSupport.h"
 #include "tavrin/collect/OpenFile.h"
@@ -224,40 +225,44 @@ std::vector<Scenario> gaugeScenarios() {
   };
 }
 
-/// Counters that run backwards, by what is known of the power of their zones.
+/// Counters that run backwards, by what is known of the power of their zones: limits, a maximum,
+/// nothing, nothing.
 Scenario energyRestarts() {
-  FileTable files;
-  for (const auto& [zone, energy] :
-       {std::pair{"0", "961000000"}, {"1", "960000000"}, {"2", "960000000"}, {"3", "1000000000"}}) {
-    const std::string folder = kPower + "rapl:" + zone + "/";
-    files[folder + "name"] = std::string("z") + zone;
-    files[folder + "energy_uj"] = energy;
-    files[folder + "max_energy_range_uj"] = "1000000000";
-  }
-  files[kPower + "rapl:0/constraint_0_power_limit_uw"] = "10000000";
-  files[kPower + "rapl:1/constraint_0_power_limit_uw"] = "1000";
-  files[kPower + "rapl:1/constraint_1_max_power_uw"] = "10000000";
-  files[kPower + "rapl:2/max_energy_range_uj"] = "4960000000";
-  files[kPower + "rapl:3/max_energy_range_uj"] = "4960000000";
   const auto energies = [](const std::string& first, const std::string& second,
-                           const std::string& others) {
+                           const std::string& third, const std::string& fourth) {
     return FileTable{{kPower + "rapl:0/energy_uj", first},
                      {kPower + "rapl:1/energy_uj", second},
-                     {kPower + "rapl:2/energy_uj", others},
-                     {kPower + "rapl:3/energy_uj", others}};
+                     {kPower + "rapl:2/energy_uj", third},
+                     {kPower + "rapl:3/energy_uj", fourth}};
   };
-  FileTable last = energies("2000000", "10000000", "7000000");
-  last[kPower + "rapl:1/max_energy_range_uj"] = "100000000";
+  FileTable files = energies("961000000", "961000000", "960000000", "970000000");
+  for (const auto& [zone, range] : {std::pair{"0", "1000000000"},
+                                    {"1", "1000000000"},
+                                    {"2", "4960000000"},
+                                    {"3", "4960000000"}}) {
+    files[kPower + "rapl:" + zone + "/name"] = std::string("z") + zone;
+    files[kPower + "rapl:" + zone + "/max_energy_range_uj"] = range;
+  }
+  for (const auto& [zone, limit, maximum] :
+       {std::tuple{"0", "10000000", "1000"}, {"1", "1000", "10000000"}}) {
+    files[kPower + "rapl:" + zone + "/constraint_0_power_limit_uw"] = limit;
+    files[kPower + "rapl:" + zone + "/constraint_1_max_power_uw"] = maximum;
+  }
+  // One below, and one at, four times the 39 W that they have had.
+  FileTable last = energies("10000000", "10000000", "7000000", "7000000");
+  last[kPower + "rapl:0/max_energy_range_uj"] = "175000000";
+  last[kPower + "rapl:1/max_energy_range_uj"] = "176000000";
   return {
       "energy: a wrap is believed below four times the largest known power, that of the limits, "
       "of the maximum, of the peak so far, or 1 kW; else the counter began anew",
       "energy",
       files,
       {{0, {}, ""},
-       {1, energies("0", "0", "0"), "Energy @0+1: z0/Energy=39000 z3/Energy=3960000\n"},
-       {2, energies("1000000", "30000000", "5000000"),
-        "Energy @1+1: z0/Energy=1000 z1/Energy=30000 z2/Energy=5000 z3/Energy=5000\n"},
-       {3, last, "Energy @2+1: z0/Energy=1000 z1/Energy=80000 z2/Energy=2000 z3/Energy=2000\n"}}};
+       {1, energies("0", "0", "0", "0"),
+        "Energy @0+1: z0/Energy=39000 z1/Energy=39000 z3/Energy=3990000\n"},
+       {2, energies("30000000", "30000000", "5000000", "5000000"),
+        "Energy @1+1: z0/Energy=30000 z1/Energy=30000 z2/Energy=5000 z3/Energy=5000\n"},
+       {3, last, "Energy @2+1: z0/Energy=155000 z2/Energy=2000 z3/Energy=2000\n"}}};
 }
 
 std::vector<Scenario> counterScenarios() {
