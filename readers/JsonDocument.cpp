@@ -3,7 +3,11 @@
 #include <rapidjson/error/en.h>
 #include <rapidjson/reader.h>
 
+#include <charconv>
+#include <cstdint>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "readers/FormatError.h"
@@ -49,11 +53,30 @@ class JsonInput {
   std::size_t next_ = 0;
 };
 
+/// Whether the whole of `text` is a number of this type.
+template <typename Number>
+bool convert(std::string_view text, Number& number) {
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+  return result.ec == std::errc() && result.ptr == text.data() + text.size();
+}
+
 /// Builds the document, down to the depth that a sound file has; a deep one could exhaust the
-/// stack.
+/// stack. Converts the numbers itself: the library makes another one of a zero with an exponent.
 class ShallowDocument : public JsonDocument {
  public:
   static constexpr int kMostDepth = 16;
+
+  bool RawNumber(const char* text, rapidjson::SizeType length, bool /*copy*/) {
+    const std::string_view number(text, length);
+    std::int64_t integer = 0;
+    std::uint64_t large = 0;
+    double real = 0.0;
+    if (convert(number, integer)) return Int64(integer);
+    if (convert(number, large)) return Uint64(large);
+    isInRange_ = convert(number, real);
+    return isInRange_ && Double(real);
+  }
+  bool isInRange() const { return isInRange_; }
 
   bool StartObject() { return descend() && JsonDocument::StartObject(); }
   bool StartArray() { return descend() && JsonDocument::StartArray(); }
@@ -70,6 +93,7 @@ class ShallowDocument : public JsonDocument {
   bool descend() { return ++depth_ <= kMostDepth; }
 
   int depth_ = 0;
+  bool isInRange_ = true;
 };
 
 [[noreturn]] void reject(const rapidjson::ParseResult& result) {
@@ -90,9 +114,12 @@ void parseJson(std::istream& file, JsonDocument& document) {
   ShallowDocument shallow;
   rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory> reader;
   const auto parse = [&](JsonDocument& /*shallow*/) {
-    return !reader.Parse<rapidjson::kParseFullPrecisionFlag>(input, shallow).IsError();
+    return !reader.Parse<rapidjson::kParseNumbersAsStringsFlag>(input, shallow).IsError();
   };
   shallow.Populate(parse);
+  if (!shallow.isInRange()) {
+    reject({rapidjson::kParseErrorNumberTooBig, reader.GetErrorOffset()});
+  }
   if (reader.HasParseError()) {
     reject({reader.GetParseErrorCode(), reader.GetErrorOffset()});
   }

@@ -27,11 +27,12 @@ done
 [ ! -d "$work/seeds/config" ] || cp config/tavrin-output.toml "$work/seeds/config"
 
 found=()
+# The folders by their whole names: some targets change the current one.
 for target in "${targets[@]}"; do
   echo "== $target, for $seconds s"
   "$work/bin/${target}_fuzz" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -verbosity=0 \
     -print_final_stats=1 -max_len=20000 -artifact_prefix="$work/found/$target-" \
-    "$work/seeds/$target" "fuzz/corpus/$target" >"$work/$target.log" 2>&1 || {
+    "$work/seeds/$target" "$PWD/fuzz/corpus/$target" >"$work/$target.log" 2>&1 || {
     cat "$work/$target.log"
     found+=("$target")
   }
