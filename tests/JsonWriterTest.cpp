@@ -585,22 +585,32 @@ TEST_F(JsonWriterTest, ANumberedFileForWhoseLinesThereIsNoMemoryIsWrittenLater) 
 TEST_F(JsonWriterTest, ADocumentForWhichThereIsNoMemoryIsAFailedOutput) {
   const auto* const metric = pwr::createMetric({.name = "M"});
   const std::vector<pwr::DataElement> sample(1000, {pwr::Data(1), descriptor("v"), nullptr, 2});
-  for (const bool continuous : {true, false}) {
-    open(continuous);
-    for (int i = 0; i < 400; ++i) send(metric, kStart, sample);
-    {
-      const ScarceMemory scarce;
-      EXPECT_FALSE(continuous && writer_.flushContinuousResults(system_));
-      EXPECT_EQ(continuous ? 1 : writer_.closeOutput(), 1);
-    }
-    EXPECT_NE(log_.errors().find(": Cannot allocate memory."), std::string::npos) << log_.errors();
-    log_.clear();
-    if (!continuous) continue;
-    EXPECT_TRUE(writer_.flushContinuousResults(system_));
-    EXPECT_EQ(writer_.closeOutput(), 0);
-    EXPECT_GT(std::filesystem::file_size(folder_.path("run_0.ztjson")), 400000U * 60);
+  open(true);
+  for (int i = 0; i < 400; ++i) send(metric, kStart, sample);
+  {
+    const ScarceMemory scarce;
+    EXPECT_FALSE(writer_.flushContinuousResults(system_));
   }
-  EXPECT_FALSE(std::filesystem::exists(folder_.path("run.ztjson")));
+  EXPECT_NE(log_.errors().find(": Cannot allocate memory."), std::string::npos) << log_.errors();
+  EXPECT_TRUE(writer_.flushContinuousResults(system_));
+  EXPECT_EQ(writer_.closeOutput(), 0);
+  EXPECT_GT(std::filesystem::file_size(folder_.path("run_0.ztjson")), 400000U * 60);
+}
+
+// A trace is never in memory as a whole.
+TEST_F(JsonWriterTest, ATraceTakesTheMemoryOfItsLongestText) {
+  const std::vector<pwr::DataElement> sample(1000, {pwr::Data(1), descriptor("v"), nullptr, 2});
+  const std::string path = folder_.path("run.ztjson");
+  for (const std::size_t length : {std::size_t{1}, std::size_t{2} << 20U}) {
+    open(false);
+    const auto* const metric = pwr::createMetric({.name = std::string(length, 'M')});
+    for (int i = 0; i < 400; ++i) send(metric, kStart, sample);
+    const ScarceMemory scarce;
+    EXPECT_EQ(writer_.closeOutput(), length > 1 ? 1 : 0);
+    EXPECT_EQ(std::filesystem::exists(path + ".incomplete"), length > 1);
+  }
+  EXPECT_GT(std::filesystem::file_size(path), 400000U * 20);
+  EXPECT_NE(log_.errors().find(": Cannot allocate memory."), std::string::npos) << log_.errors();
 }
 #endif
 

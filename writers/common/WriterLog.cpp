@@ -21,6 +21,10 @@ const char* withDebugWord(char* line) {
 
 }  // namespace
 
+bool WriterLog::isDebugging() const {
+  return g_pluginEnvironment->isDebugLoggingEnabledFor(debugTag_);
+}
+
 void WriterLog::write(PWLogLevel level, const char* format, ...) const {
   std::va_list arguments;
   va_start(arguments, format);

@@ -14,10 +14,10 @@ class WriterLog {
   /// `debugTag`: name of the debug switch that shows all lines of the channel; empty for none.
   explicit WriterLog(const char* debugTag) : debugTag_(debugTag) {}
 
-  bool shows(PWLogLevel level) const {
+  /// Always inline: a call takes longer than the answer, and every message asks a few times.
+  [[gnu::always_inline]] bool shows(PWLogLevel level) const {
     return g_pluginEnvironment->getVerbosity() >= level ||
-           (g_pluginEnvironment->isAnyDebugLoggingEnabled() &&
-            g_pluginEnvironment->isDebugLoggingEnabledFor(debugTag_));
+           (g_pluginEnvironment->isAnyDebugLoggingEnabled() && isDebugging());
   }
 
   /// Formats a line and hands it to the sink of its level, whatever `shows` says. A line of debug
@@ -25,6 +25,8 @@ class WriterLog {
   void write(PWLogLevel level, const char* format, ...) const PW_PRINTF_LIKE(3, 4);
 
  private:
+  bool isDebugging() const;
+
   const std::string debugTag_;
 };
 

@@ -50,8 +50,6 @@ int JsonRun::close() {
 }
 
 int JsonRun::writeTrace() const {
-  // About what a point takes, so that a long document is hardly ever copied as it grows.
-  constexpr std::size_t kBytesPerValue = 64;
   pwr::OutputFile file;
   if (!file.open(outputName_)) {
     PW_LOG(kPlainLog, PW_LOG_ERROR, "ERROR: Could not write %s: %s.\n", outputName_.c_str(),
@@ -59,11 +57,7 @@ int JsonRun::writeTrace() const {
     return 1;
   }
   try {
-    JsonBuffer document;
-    reserveLarge(document, 16384 + model_.valueCount() * kBytesPerValue);
-    writeTraceDocument(collection_, model_, document);
-    document.Put('\n');
-    file.write({document.GetString(), document.GetSize()});
+    writeTraceDocument(collection_, model_, file);
   } catch (const std::bad_alloc&) {
     file.noteFailure(ENOMEM);
   }

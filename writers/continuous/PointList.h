@@ -28,26 +28,41 @@ class PointList {
   bool empty() const { return size_ == 0; }
   const Value& back() const { return pieces_.back()[(size_ - 1) % kPerPiece]; }
 
-  /// Valid until the next `add`.
+  /// Valid until the next `add`. The pieces of a list are far apart: while one is gone through, the
+  /// processor fetches the next.
   class Iterator {
    public:
     const Value& operator*() const { return piece_[0][place_]; }
     const Value* operator->() const { return &**this; }
     Iterator& operator++() {
       place_ = (place_ + 1) % kPerPiece;
-      if (place_ == 0) ++piece_;
+      if (place_ == 0) enter(piece_ + 1);
+      __builtin_prefetch(next_ + place_);
       return *this;
     }
-    bool operator==(const Iterator&) const = default;
+    bool operator==(const Iterator& other) const {
+      return piece_ == other.piece_ && place_ == other.place_;
+    }
 
    private:
     friend class PointList;
-    Iterator(const Value* const* piece, std::size_t place) : piece_(piece), place_(place) {}
+    Iterator(const PointList& list, std::size_t index)
+        : end_(list.pieces_.data() + list.pieces_.size()), place_(index % kPerPiece) {
+      enter(list.pieces_.data() + index / kPerPiece);
+    }
+    void enter(const Value* const* piece) {
+      piece_ = piece;
+      // Where there is no next one, this one is here already.
+      if (piece != end_) next_ = piece + 1 != end_ ? piece[1] : piece[0];
+    }
+
     const Value* const* piece_;
+    const Value* const* end_;
+    const Value* next_ = nullptr;
     std::size_t place_;
   };
-  Iterator begin() const { return {pieces_.data(), 0}; }
-  Iterator end() const { return {pieces_.data() + size_ / kPerPiece, size_ % kPerPiece}; }
+  Iterator begin() const { return {*this, 0}; }
+  Iterator end() const { return {*this, size_}; }
 
  private:
   static constexpr std::size_t kPerPiece = 16;

@@ -89,11 +89,37 @@ std::vector<std::string> namesOf(const Group& group) {
   return uniqueNames(choices);
 }
 
+/// The text of the document on its way to the file.
+class Pieces {
+ public:
+  explicit Pieces(pwr::OutputFile& file) : file_(file) { text_.Reserve(kPiece + kPiece / 4); }
+  JsonBuffer& text() { return text_; }
+
+  void drain() {
+    file_.write({text_.GetString(), text_.GetSize()});
+    text_.Clear();
+  }
+  void drainWhenLarge() {
+    if (text_.GetSize() >= kPiece) drain();
+  }
+
+ private:
+  // Larger writes save nothing, and this stays in a processor's cache.
+  static constexpr std::size_t kPiece = std::size_t{512} * 1024;
+
+  pwr::OutputFile& file_;
+  JsonBuffer text_;
+};
+
 /// Writes one group: what its values mean, then its containers.
 class GroupWriter {
  public:
-  GroupWriter(PointWriter& json, const Group& group)
-      : json_(json), group_(group), first_(*group.containers.front()), states_(statesOf(group)) {
+  GroupWriter(PointWriter& json, Pieces& pieces, const Group& group)
+      : json_(json),
+        pieces_(pieces),
+        group_(group),
+        first_(*group.containers.front()),
+        states_(statesOf(group)) {
     for (std::size_t i = 0; i < states_.size(); ++i)
       stateKeys_[states_[i]] = "\"" + std::to_string(i) + "\":";
     const std::vector<AltUnit>& units = first_.description().altUnits;
@@ -160,6 +186,7 @@ class GroupWriter {
       json_.startPoint(value->times.x, value->times.x1);
       value = container.hasStates() ? writeStates(keys, value, end) : writePositions(value, end);
       json_.put('}');
+      pieces_.drainWhenLarge();
     }
     json_.EndArray();
     json_.EndObject();
@@ -200,6 +227,7 @@ class GroupWriter {
   }
 
   PointWriter& json_;
+  Pieces& pieces_;
   const Group& group_;
   const TraceContainer& first_;
   std::vector<std::string> states_;
@@ -211,8 +239,9 @@ class GroupWriter {
 }  // namespace
 
 void writeTraceDocument(const TraceCollection& collection, const TraceModel& model,
-                        JsonBuffer& out) {
-  PointWriter json(out);
+                        pwr::OutputFile& file) {
+  Pieces pieces(file);
+  PointWriter json(pieces.text());
   json.StartObject();
   writeMember(json, trace::kFileType, trace::kFileTypeText);
   writeKey(json, trace::kVersion);
@@ -224,7 +253,9 @@ void writeTraceDocument(const TraceCollection& collection, const TraceModel& mod
   writeSystem(json, collection);
   writeKey(json, trace::kData);
   json.StartObject();
-  for (const Group& group : model.groups()) GroupWriter(json, group).write();
+  for (const Group& group : model.groups()) GroupWriter(json, pieces, group).write();
   json.EndObject();
   json.EndObject();
+  json.put('\n');
+  pieces.drain();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "writers/continuous/JsonText.h"
+#include "hostcommon/OutputFile.h"
 #include "writers/continuous/TraceModel.h"
 #include "writers/host/SystemMetadata.h"
 
@@ -10,7 +10,8 @@ struct TraceCollection {
   unsigned long long startTimestamp = 0;        ///< ticks; that of the points
 };
 
-/// Appends the JSON trace, docs/formats/json-trace.md, as one compact document without a line break
-/// at its end. A value that is not finite leaves its key without a value.
+/// Writes the JSON trace, docs/formats/json-trace.md, as one compact line to an open file, piece by
+/// piece: it is never in memory as a whole. A value that is not finite leaves its key without a
+/// value. Memory that runs out is told by std::bad_alloc.
 void writeTraceDocument(const TraceCollection& collection, const TraceModel& model,
-                        JsonBuffer& out);
+                        pwr::OutputFile& file);

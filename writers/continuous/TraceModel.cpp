@@ -91,7 +91,6 @@ void TraceModel::addElement(const pwr::Metric& metric, MetricState& state,
     return Series{.container = containerOf(metric, state, element.getEntity())};
   });
   TraceContainer& container = *series.container;
-  ++valueCount_;
   // A rate's duration is in a unit of its own and cannot be placed on the time axis.
   const unsigned long long length =
       state.isRate ? element.getDuration() : clock_.length(element.getDuration());

@@ -29,7 +29,6 @@ class TraceModel {
   void add(const pwr::Metric& metric);
   /// In the order in which their metrics were first seen.
   const std::vector<Group>& groups() const { return groups_; }
-  std::size_t valueCount() const { return valueCount_; }
 
  private:
   /// Where the values of one pair of entity and descriptor go.
@@ -60,5 +59,4 @@ class TraceModel {
   ElementValue value_;
   ToldProblems told_;
   unsigned long long sample_ = 0;
-  std::size_t valueCount_ = 0;
 };
