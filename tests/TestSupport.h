@@ -25,7 +25,6 @@ inline constexpr bool kIsWindows = true;
 #else
 inline constexpr bool kIsWindows = false;
 #endif
-inline constexpr const char* kNoFullDevice = "there is no device that is always full";
 
 /// Sets an environment variable; null removes it. (Windows takes empty text for null.)
 inline void setEnvironment(const char* name, const char* value) {
