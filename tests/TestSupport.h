@@ -19,7 +19,7 @@
 #include "hostcommon/Utf8Path.h"
 #include "writers/host/PluginEnvironment.h"
 
-/// Where the tests cannot ask Python, nor write to a device that is always full.
+/// Where the tests cannot ask Python.
 #if defined(_WIN32)
 inline constexpr bool kIsWindows = true;
 #else

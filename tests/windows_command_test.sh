@@ -40,10 +40,10 @@ grep -q "Summary: " printed || fail "nothing is printed"
 
 echo "== list and exit statuses"
 "${tavrin[@]}" list >listed
-grep -q "^  sum  *\.csv " listed || fail "the summary writer is not listed"
+grep -q "^  sum  *BASE\.csv " listed || fail "the summary writer is not listed"
 grep -q "live collection is available on Linux only" listed || fail "features are not explained"
 for case in "2 record" "2 report --nonsense" "1 report no-such.jsonl" \
-  "1 report -o no/such/run $data/recorded.jsonl"; do
+  "2 report -o folder/ $data/recorded.jsonl"; do
   read -r -a words <<<"$case"
   status=0
   "${tavrin[@]}" "${words[@]:1}" >log 2>&1 || status=$?
