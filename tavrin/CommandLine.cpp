@@ -1,14 +1,18 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <functional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "hostcommon/Version.h"
 #include "tavrin/Commands.h"
 #include "tavrin/Options.h"
+#include "tavrin/UsageError.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/common/PlainText.h"
@@ -22,8 +26,8 @@ constexpr const char* kDescription =
     "\n"
     "Examples:\n"
     "  tavrin record -- make -j8            measure a command; report in tavrin.csv\n"
-    "  tavrin record -d 10 -o out/idle      measure 10 s; report in out/idle.csv\n"
-    "  tavrin record -f core-cstate,cpu-time -i 20 -d 5 --capture run.jsonl\n"
+    "  tavrin record -d 10s -o out/idle     measure 10 s; report in out/idle.csv\n"
+    "  tavrin record -f core-cstate,cpu-time -i 20ms -d 5s --capture run.jsonl\n"
     "  tavrin report -w all -o again run.jsonl\n"
     "  mytool | tavrin report -o mytool -   report what another tool measured\n"
     "  tavrin list features                 what this machine offers\n"
@@ -32,39 +36,36 @@ constexpr const char* kDescription =
 constexpr const char* kRecordFooter =
     "To measure a command: tavrin record [OPTIONS] -- COMMAND ARGS...\n"
     "\n"
-    "Collects until the command ends, the duration has passed, or Ctrl-C. The first Ctrl-C (also\n"
-    "SIGTERM, SIGHUP) ends the collection and completes every output, the second gives up at\n"
-    "once. A command that still runs is asked to end (SIGTERM) and killed 5 seconds later; after\n"
-    "a Ctrl-C, one that handles it has 5 seconds before that.\n"
+    "Collects until the command ends, the duration has passed, or Ctrl-C. The first Ctrl-C\n"
+    "(also SIGTERM, SIGHUP) ends the collection and completes every output, the second gives\n"
+    "up at once. A command that still runs is asked to end (SIGTERM) and killed 5 seconds\n"
+    "later; after a Ctrl-C, one that handles it has 5 seconds before that.\n"
     "\n"
-    "A file appears under its name when it is complete; what could be written of another stands "
-    "in\n"
-    "NAME.incomplete. The capture is a journal: it is written in place, and a run that is killed\n"
-    "leaves all but its last second for 'tavrin report'.\n"
+    "A file appears under its name when it is complete; what could be written of another\n"
+    "stands in NAME.incomplete. The capture is a journal: it is written in place, and a run\n"
+    "that is killed leaves all but its last second for 'tavrin report'.\n"
     "\n"
-    "Exit status: that of the command, 128 + N if signal N ended it, 127 if it cannot be started;\n"
-    "1 if an output is incomplete or a flush of continuous results failed, 2 for a usage error,\n"
-    "130 after a second Ctrl-C, else 0.\n"
+    "Exit status: that of the command, 128 + N if signal N ended it, 127 if it cannot be\n"
+    "started; 1 if an output is incomplete or a flush of continuous results failed, 2 for a\n"
+    "usage error, 130 after a second Ctrl-C, else 0.\n"
     "\n"
-    "Environment: PW_DO_TIMELINE_TSC=1 writes times, PW_DO_TIMELINE_RESIDENCY_TICKS=1 residencies\n"
-    "of the data trace, as ticks of the timestamp clock; PW_ENABLE_LEGACY_KORVELL=1 makes "
-    "timeline\n"
-    "files for old analyzers, without the fractions of reals; NO_COLOR keeps colours off the\n"
-    "terminal.";
+    "Environment: PW_DO_TIMELINE_TSC=1 writes times, PW_DO_TIMELINE_RESIDENCY_TICKS=1\n"
+    "residencies of the data trace, as ticks of the timestamp clock;\n"
+    "PW_ENABLE_LEGACY_KORVELL=1 makes timeline files for old analyzers, without the fractions\n"
+    "of reals; NO_COLOR keeps colours off the terminal.";
 
 constexpr const char* kReportFooter =
     "FILE is a stream recorded with 'tavrin record --capture', or printed by any other tool\n"
-    "(docs/formats/recorded-stream.md); - reads standard input. A faulty line ends the replay "
-    "with\n"
-    "its place and cause; what came before it is written to NAME.incomplete. A record that is cut\n"
-    "off by the end of the stream, as that of a recording that was killed, is left out with a\n"
-    "warning.\n"
+    "(docs/formats/recorded-stream.md); - reads standard input. A faulty line ends the replay\n"
+    "with its place and cause; what came before it is written to NAME.incomplete. A record\n"
+    "that is cut off by the end of the stream, as that of a recording that was killed, is\n"
+    "left out with a warning.\n"
     "\n"
-    "A signal ends standard input or a pipe, whose outputs are completed; the outputs of a file\n"
-    "that is cut short are incomplete. The second one gives up at once.\n"
+    "A signal ends standard input or a pipe, whose outputs are completed; the outputs of a\n"
+    "file that is cut short are incomplete. The second one gives up at once.\n"
     "\n"
-    "Exit status: 0 if all is written, 1 if the stream is faulty, an output is incomplete or a\n"
-    "flush failed, 2 for a usage error, 128 + N when signal N ended the replay, 130 after a\n"
+    "Exit status: 0 if all is written, 1 if the stream is faulty, an output is incomplete or\n"
+    "a flush failed, 2 for a usage error, 128 + N when signal N ended the replay, 130 after a\n"
     "second one.";
 
 constexpr const char* kInspectFooter =
@@ -74,12 +75,13 @@ constexpr const char* kInspectFooter =
     "  tavrin inspect --points run.ztjson | cut -f 3,6\n"
     "  tavrin inspect --records run.pwr     a timeline file, record by record\n"
     "\n"
-    "Checks every byte of the files and prints what they hold: the system, the metrics, and how\n"
-    "many points of which series. Files called BASE_N are one run, read in the order of the\n"
-    "numbers; all others stand for themselves. With --points each value (of a .pwr file each\n"
-    "record) is a line of fields separated by tabs, with control characters and backslashes of\n"
-    "names as \\xNN. Times are ticks of the timestamp clock, in the .ztjson file of a whole run\n"
-    "microseconds from its start; durations are microseconds, in a .pwr file ticks.\n"
+    "Checks every byte of the files and prints what they hold: the system, the metrics, and\n"
+    "how many points of which series. Files called BASE_N are one run, read in the order of\n"
+    "the numbers; all others stand for themselves. With --points each value (of a .pwr file\n"
+    "each record) is a line of fields separated by tabs, with control characters and\n"
+    "backslashes of names as \\xNN. Times are ticks of the timestamp clock, in the .ztjson\n"
+    "file of a whole run microseconds from its start; durations are microseconds, in a .pwr\n"
+    "file ticks.\n"
     "\n"
     "Exit status: 0 if all files are sound, 1 if one is not (with the place, what the format\n"
     "expects there and what was found) or cannot be read, 2 for a usage error.";
@@ -129,15 +131,37 @@ void addMachineOptions(CLI::App& app, Options& options) {
       ->check(CLI::ExistingDirectory);
 }
 
-/// A time of at least `least` seconds. (The library's own check of a range lets "nan" through.)
-CLI::Validator secondsFrom(double least) {
-  constexpr double kMost = 1e9;
-  const auto check = [least](std::string& text) {
-    double value = 0.0;
-    const bool fits = CLI::detail::lexical_cast(text, value) && value >= least && value <= kMost;
-    return fits ? std::string() : "'" + text + "' is not a time in seconds that is long enough";
+/// The seconds that a unit of time has; 0 for an unknown one.
+double secondsOfUnit(std::string_view unit) {
+  constexpr std::pair<std::string_view, double> kUnits[] = {
+      {"us", 1e-6}, {"ms", 1e-3}, {"s", 1.0}, {"m", 60.0}, {"min", 60.0}, {"h", 3600.0}};
+  for (const auto& [name, seconds] : kUnits) {
+    if (name == unit) return seconds;
+  }
+  return 0.0;
+}
+
+/// Turns a time with a unit, or a number alone in units of `unit`, into that number. It has to be
+/// from `least` to `most` of them.
+CLI::Validator timeIn(const std::string& unit, double least, double most) {
+  const auto convert = [=](std::string& text) -> std::string {
+    double number = 0.0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    const double given = rest == end ? secondsOfUnit(unit) : secondsOfUnit({rest, end});
+    if (error != std::errc() || given == 0.0) {
+      return "'" + text + "' is not a time such as 500ms, 10s, 2m or a number of " + unit;
+    }
+    // To the nanosecond: 0.1 s are 100 ms, not a little more.
+    const double value = std::round(number * given * 1e9) / 1e9 / secondsOfUnit(unit);
+    if (!(value >= least && value <= most)) {
+      return "'" + text + "' is not from " + plainNumber(least) + " to " + plainNumber(most) + " " +
+             unit;
+    }
+    text = plainNumber(value);
+    return {};
   };
-  return {check, ""};
+  return {convert, ""};
 }
 
 CLI::App* addRecord(CLI::App& app, Options& options) {
@@ -152,18 +176,28 @@ CLI::App* addRecord(CLI::App& app, Options& options) {
       ->delimiter(',')
       ->allow_extra_args(false)
       ->capture_default_str();
-  record->add_option("-i,--interval", options.intervalMs, "Sampling interval in milliseconds")
-      ->type_name("MS")
-      ->check(CLI::Range(1U, 3'600'000U))
+  record
+      ->add_option("-i,--interval", options.intervalMs,
+                   "Sampling interval, in milliseconds or with a unit: 20, 20ms, 1s")
+      ->type_name("TIME")
+      ->transform(timeIn("ms", 1, 3'600'000))
       ->capture_default_str();
-  record->add_option("-d,--duration", options.durationSec, "Collect for this many seconds")
-      ->type_name("S")
-      ->check(secondsFrom(0.001));
+  auto* const duration =
+      record
+          ->add_option("-d,--duration", options.durationSec,
+                       "Collect for this time, in seconds or with a unit: 10, 500ms, 2m")
+          ->type_name("TIME")
+          ->transform(timeIn("s", 0.001, 1e9));
+  record->add_option("-n,--samples", options.samples, "Collect for this many intervals")
+      ->type_name("N")
+      ->check(CLI::Range(1U, 1'000'000'000U))
+      ->excludes(duration);
   record
       ->add_option("--continuous", options.continuousSec,
-                   "Flush continuous results every S seconds (writers that support it)")
-      ->type_name("S")
-      ->check(secondsFrom(0.01));
+                   "Flush continuous results this often, in seconds or with a unit (writers that "
+                   "support it)")
+      ->type_name("TIME")
+      ->transform(timeIn("s", 0.01, 1e9));
   record
       ->add_flag("--force", options.force,
                  "With --continuous: remove the numbered files of an earlier run first")
@@ -172,6 +206,8 @@ CLI::App* addRecord(CLI::App& app, Options& options) {
       ->add_option("--capture", options.capture,
                    "Also keep the recorded stream in this file, - for standard output")
       ->type_name("FILE");
+  record->add_flag("--progress", options.progress,
+                   "Show how the run goes also while a command shares the terminal");
   addMachineOptions(*record, options);
   addCommonOptions(*record, options);
   record->footer(kRecordFooter);
@@ -225,16 +261,16 @@ std::vector<std::string> takeCommand(std::vector<std::string>& arguments) {
 }
 
 /// Prints the help that was asked for, or what is wrong with the arguments.
-int reportParsing(const CLI::App& app, const CLI::ParseError& error) {
-  std::ostringstream help;
-  std::ostringstream problem;
-  const bool sound = app.exit(error, help, problem) == 0;
-  std::fputs(help.str().c_str(), stdout);
-  std::istringstream lines(problem.str());
-  for (std::string line; std::getline(lines, line);) {
-    std::fputs((escaped(line) + "\n").c_str(), stderr);
+int reportParsing(const CLI::App& app, const std::vector<std::string>& arguments,
+                  const CLI::ParseError& error) {
+  if (error.get_exit_code() != 0) {
+    fail(usageError(app, arguments, error));
+    return kExitUsage;
   }
-  return sound ? kExitDone : kExitUsage;
+  std::ostringstream help;
+  app.exit(error, help, help);
+  std::fputs(help.str().c_str(), stdout);
+  return kExitDone;
 }
 
 /// Buffered output may be lost only now.
@@ -263,13 +299,13 @@ int runCommandLine(std::vector<std::string> arguments) {
       {addInspect(app, options), runInspect},
   };
   try {
-    std::ranges::reverse(arguments);  // the parser takes them from the end
-    app.parse(arguments);
+    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+    app.parse(reversed);  // takes them from the end
     if (!options.command.empty() && !commands[0].first->parsed()) {
-      throw CLI::ExtrasError("tavrin", options.command);
+      throw CommandError(kExitUsage, "only 'tavrin record' takes a command after '--'");
     }
   } catch (const CLI::ParseError& error) {
-    return finishStandardOutput(reportParsing(app, error));
+    return finishStandardOutput(reportParsing(app, arguments, error));
   }
   for (const auto& [command, run] : commands) {
     if (command->parsed()) return finishStandardOutput(run(options));

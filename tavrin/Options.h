@@ -22,11 +22,13 @@ struct Options {
   std::vector<std::string> features{"all"};
 
   // Of record:
-  unsigned int intervalMs = 100;
+  double intervalMs = 100.0;
   double durationSec = 0.0;    ///< 0: no limit
+  unsigned int samples = 0;    ///< intervals to collect for; 0: no limit
   double continuousSec = 0.0;  ///< 0: no continuous output
   bool force = false;          ///< replace the numbered files of an earlier run
   std::string capture;
+  bool progress = false;  ///< shown also when a command shares the terminal
   std::vector<std::string> command;
 
   // Of report:

@@ -26,6 +26,7 @@
 #include "tavrin/collect/SysRoot.h"
 #include "tavrin/collect/SystemProbe.h"
 #include "tavrin/common/Messages.h"
+#include "tavrin/common/PlainText.h"
 #include "tavrin/platform/ChildProcess.h"
 #include "tavrin/platform/Interrupt.h"
 #include "tavrin/run/Sampler.h"
@@ -36,6 +37,7 @@ namespace {
 
 using Clock = StopRequest::Clock;
 using Seconds = std::chrono::duration<double>;
+using Milliseconds = std::chrono::duration<double, std::milli>;
 
 /// Passes that may wait for the writers before sampling has to leave some out.
 constexpr std::size_t kQueueCapacity = 256;
@@ -80,6 +82,7 @@ class Recording {
   void warnOfSilent() const;
 
   const Options& options_;
+  const double durationSec_;  ///< 0: no limit
   std::optional<ChildProcess> command_;
   PluginLibrary plugin_;
   std::vector<WriterPlugin*> writers_;
@@ -101,6 +104,8 @@ class Recording {
 
 Recording::Recording(const Options& options)
     : options_(options),
+      durationSec_(options.samples > 0 ? options.samples * options.intervalMs / 1e3
+                                       : options.durationSec),
       plugin_(options.plugin),
       writers_(plugin_.select(options.writers)),
       names_(nameOutputs(options, plugin_, writers_, options.continuousSec > 0.0)),
@@ -112,7 +117,7 @@ Recording::Recording(const Options& options)
       cpus_(root_),
       metadata_(probeSystem(root_, cpus_)),
       session_(writers_),
-      progress_(options.verbosity > 0) {
+      progress_(options.verbosity > 0 && (options.command.empty() || options.progress)) {
   refuseCapture();
   if (!options.command.empty()) command_.emplace(options.command);
   probeFeatures();
@@ -186,7 +191,7 @@ void Recording::showProgress(Clock::time_point now) {
   if (now < nextProgress_) return;
   nextProgress_ = now + kLoopPeriod;
   std::string text = "recording " + withDecimals(Seconds(now - start_).count(), 1) + " s";
-  if (options_.durationSec > 0.0) text += " of " + withDecimals(options_.durationSec, 1) + " s";
+  if (durationSec_ > 0.0) text += " of " + withDecimals(durationSec_, 1) + " s";
   progress_.show(text + ", " + std::to_string(session_.samples()) + " samples; Ctrl-C ends it");
 }
 
@@ -242,7 +247,7 @@ void Recording::report(const SamplingReport& sampling) const {
          " late, " + std::to_string(sampling.missed) + " missed, " +
          std::to_string(sampling.dropped) + " dropped");
   if (sampling.missed + sampling.dropped > 0) {
-    warn("sampling passes were left out: the interval of " + std::to_string(options_.intervalMs) +
+    warn("sampling passes were left out: the interval of " + plainNumber(options_.intervalMs) +
          " ms is too short for this machine and these outputs (their counts are in the next pass)");
   }
 }
@@ -272,9 +277,9 @@ void Recording::prepareOutputs() {
 /// Starts the command and samples until the end.
 SamplingReport Recording::sample() {
   SampleQueue queue(kQueueCapacity);
-  const SamplingTimes times{
-      std::chrono::milliseconds(options_.intervalMs),
-      std::chrono::ceil<std::chrono::nanoseconds>(Seconds(options_.durationSec))};
+  using std::chrono::nanoseconds;
+  const SamplingTimes times{std::chrono::ceil<nanoseconds>(Milliseconds(options_.intervalMs)),
+                            std::chrono::ceil<nanoseconds>(Seconds(durationSec_))};
   Sampler sampler(present_, times, queue, stop_);
   start_ = Clock::now();
   nextFlush_ = start_ + toDuration(options_.continuousSec);

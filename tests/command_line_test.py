@@ -6,9 +6,12 @@ usage: command_line_test.py TAVRIN TESTS_FOLDER [--accept] [CommandLine.TEST...]
 --accept replaces the expected files under data/golden by what the command writes now.
 """
 
+import contextlib
 import csv
 import json
+import math
 import os
+import pty
 import re
 import resource
 import signal
@@ -124,10 +127,23 @@ class CommandLine(unittest.TestCase):
             self.assertIn("--plugin", self.run_tavrin(command, "--help").stdout)
         self.assertRegex(self.run_tavrin("--version").stdout, r"^tavrin \d+\.\d+\.\d+\n$")
         wrong = [
-            ([], "subcommand"),
-            (["record", "--nonsense"], "--nonsense"),
-            (["record", "-i", "0", "-d", "1"], "--interval"),
-            (["record", "-d", "nan"], "--duration: 'nan' is not"),
+            ([], "tavrin: error: no command is given. See 'tavrin --help'."),
+            (["recrod", "-d", "1"],
+             "'recrod' is not a command; did you mean 'record'? See 'tavrin --help'."),
+            (["frobnicate"], "'frobnicate' is not a command. See 'tavrin --help'."),
+            (["record", "--nonsense"],
+             "tavrin: error: unknown option '--nonsense'. See 'tavrin record --help'."),
+            (["record", "-d", "1", "--intervall=5"],
+             "unknown option '--intervall'; did you mean '--interval'? See"),
+            (["record", "make", "-j8"],
+             "unexpected argument 'make'; a command to measure follows '--'. See"),
+            (["list", "--", "true"], "only 'tavrin record' takes a command after '--'"),
+            (["record", "-i", "0", "-d", "1"], "--interval: '0' is not from 1 to 3600000 ms"),
+            (["record", "-i", "900us", "-d", "1"], "--interval: '900us' is not from 1 to"),
+            (["record", "-i", "20 parsecs", "-d", "1"],
+             "'20 parsecs' is not a time such as 500ms, 10s, 2m or a number of ms"),
+            (["record", "-d", "1", "-n", "5"], "--duration excludes --samples"),
+            (["record", "-d", "nan"], "--duration: 'nan' is not from"),
             (["record", "-d", "inf"], "--duration: 'inf' is not"),
             (["record", "--continuous", "nan", "-d", "1"], "--continuous: 'nan' is not"),
             (["record", "-w", "sum,nope", "-d", "1"], "unknown writer 'nope'; known are: sum"),
@@ -142,6 +158,38 @@ class CommandLine(unittest.TestCase):
                 self.assertIn(text, done.stderr + done.stdout)
         self.assertEqual(self.files(), [])
 
+    def test_times_have_units(self):
+        record = ("record", "--sysroot", "tree", "-f", "thermal", "-q", "-o", "run")
+        cases = [(("-i", "50", "-n", "4"), 0.2, 50), (("-i", "0.05s", "-d", "200ms"), 0.2, 50),
+                 (("-i", "2.5ms", "-d", ".05"), 0.05, 2.5), (("-d", "0.002m", "-i", "1m"), 0.12, 120)]
+        for options, seconds, interval in cases:
+            with self.subTest(options):
+                self.run_tavrin(*record, *options, "--capture", "run.jsonl")
+                records = [json.loads(line) for line in self.report("run.jsonl").splitlines()]
+                measured = records[-1]["durationSec"]
+                self.assertGreaterEqual(measured, seconds)
+                passes = {each["time"] for each in records if each["type"] == "sample"}
+                self.assertLessEqual(len(passes), math.ceil(1000 * measured / interval))
+                self.assertGreaterEqual(len(passes), 1)
+
+    def test_progress_stays_out_of_the_output_of_a_command(self):
+        record = [TAVRIN, "record", "--sysroot", "tree", "-f", "thermal", "-o", "run", "-d", "0.3"]
+        cases = [((), "xterm", True), (("--", "sleep", "9"), "xterm", False),
+                 (("--progress", "--", "sleep", "9"), "xterm", True), ((), "dumb", False)]
+        for arguments, terminal, shown in cases:
+            with self.subTest((arguments, terminal)):
+                ours, theirs = pty.openpty()
+                subprocess.run([*record, *arguments], cwd=self.folder, stdout=theirs, stderr=theirs,
+                               env={**os.environ, "TERM": terminal}, timeout=60)
+                os.close(theirs)
+                printed = b""
+                with contextlib.suppress(OSError):  # how a terminal ends
+                    while piece := os.read(ours, 65536):
+                        printed += piece
+                os.close(ours)
+                self.assertEqual(b"\x1b[" in printed, shown, printed)
+                self.assertIn(b"wrote run.csv", printed)
+
     def test_what_is_printed_is_safe_and_whole(self):
         for arguments in (["list"], ["--help"], ["list", "writers"], ["--version"],
                           ["inspect", "--points", "run.ztbin"]):
@@ -152,7 +200,7 @@ class CommandLine(unittest.TestCase):
                 self.assertEqual(done.returncode, 1)
                 self.assertIn("cannot write to standard output", done.stderr)
         odd = b"\x1b[31m\x7f\xc2\x9b\xff\n"
-        for arguments in ([b"report", odd], [b"record", b"-o", odd, b"--nonsense=" + odd],
+        for arguments in ([b"report", odd], [b"record", b"-o", odd, b"--nonsense" + odd],
                           [b"record", b"-d", odd], [b"record", b"--", odd],
                           [b"record", b"--sysroot", b"tree", b"-d", b".1", b"--capture", b"no/" + odd]):
             done = subprocess.run([TAVRIN, *arguments], cwd=self.folder, capture_output=True)

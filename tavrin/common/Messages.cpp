@@ -36,6 +36,12 @@ bool isTerminal() {
 #endif
 }
 
+/// Whether the terminal knows no escape sequences.
+bool isDumb() {
+  const char* const kind = std::getenv("TERM");
+  return kind != nullptr && std::string_view(kind) == "dumb";
+}
+
 /// One line at a time, below which the progress starts anew.
 class LineLogger : public pwr::FileLogger {
  public:
@@ -72,7 +78,7 @@ void inform(const std::string& text) {
   say(PW_LOG_ERROR, "tavrin: " + text);
 }
 
-Progress::Progress(bool enabled) : enabled_(enabled && isTerminal()) {}
+Progress::Progress(bool enabled) : enabled_(enabled && isTerminal() && !isDumb()) {}
 Progress::~Progress() {
   clearProgress();
 }

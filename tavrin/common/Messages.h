@@ -15,7 +15,8 @@ void warn(const std::string& text);    ///< "tavrin: warning: …"
 void inform(const std::string& text);  ///< "tavrin: …", unless the user asked for quiet
 
 /// One line on standard error that tells how the run goes, rewritten in place. Shown only when
-/// standard error is a terminal. The other messages take it away before they appear.
+/// standard error is a terminal that can do that. The other messages take it away before they
+/// appear.
 class Progress {
  public:
   /// `enabled` false keeps it silent also on a terminal.

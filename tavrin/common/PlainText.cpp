@@ -1,6 +1,8 @@
 #include "tavrin/common/PlainText.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <functional>
 
 #include "hostcommon/Utf8Text.h"
@@ -62,6 +64,14 @@ std::string shellLine(const std::vector<std::string>& words) {
   for (const std::string& word : words)
     line.append(line.empty() ? "" : " ").append(shellWord(word));
   return line;
+}
+
+std::string plainNumber(double number) {
+  // As many digits as a double can have before its point, or behind it.
+  std::array<char, 400> text;
+  const auto end =
+      std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed).ptr;
+  return {text.data(), end};
 }
 
 }  // namespace tavrin

@@ -1,0 +1,92 @@
+#include "tavrin/UsageError.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <numeric>
+#include <string_view>
+
+namespace tavrin {
+
+namespace {
+
+/// How many letters have to be added, taken out or replaced to make one name of the other.
+std::size_t distance(std::string_view one, std::string_view other) {
+  std::vector<std::size_t> row(other.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (const char letter : one) {
+    std::size_t before = row[0]++;
+    for (std::size_t n = 0; n < other.size(); ++n) {
+      const std::size_t replaced = before + (letter == other[n] ? 0 : 1);
+      before = row[n + 1];
+      row[n + 1] = std::min({replaced, row[n] + 1, before + 1});
+    }
+  }
+  return row.back();
+}
+
+/// "; did you mean 'NAME'?" for the nearest of the known names, if one is near enough.
+std::string hint(const std::string& name, const std::vector<std::string>& known) {
+  const auto far = [&](const std::string& one) { return distance(name, one); };
+  const auto nearest = std::ranges::min_element(known, {}, far);
+  if (nearest == known.end() || far(*nearest) > std::max<std::size_t>(1, name.size() / 3))
+    return {};
+  return "; did you mean '" + *nearest + "'?";
+}
+
+std::vector<std::string> commandsOf(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  return names;
+}
+
+std::vector<std::string> optionsOf(const CLI::App& command) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : command.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return names;
+}
+
+bool isOption(const std::string& argument) {
+  return argument.size() > 1 && argument.front() == '-';
+}
+
+/// What is wrong with an argument that the parser has no place for.
+std::string unexpected(const std::string& argument, const CLI::App& command) {
+  if (isOption(argument)) {
+    const std::string name = argument.substr(0, argument.find('='));
+    return "unknown option '" + name + "'" + hint(name, optionsOf(command));
+  }
+  const bool isRecord = command.get_name() == "record";
+  return "unexpected argument '" + argument + "'" +
+         (isRecord ? "; a command to measure follows '--'" : "");
+}
+
+std::string problem(const CLI::App& app, const CLI::App& command,
+                    const std::vector<std::string>& arguments, const CLI::ParseError& error) {
+  const bool hasCommand = &command != &app;
+  if (!hasCommand && arguments.empty()) return "no command is given";
+  if (!hasCommand && !isOption(arguments.front())) {
+    return "'" + arguments.front() + "' is not a command" +
+           hint(arguments.front(), commandsOf(app));
+  }
+  const std::vector<std::string> remaining = app.remaining(true);
+  const auto first = std::ranges::find_if(arguments, [&](const std::string& argument) {
+    return std::ranges::count(remaining, argument) > 0;
+  });
+  return first != arguments.end() ? unexpected(*first, command) : error.what();
+}
+
+}  // namespace
+
+std::string usageError(const CLI::App& app, const std::vector<std::string>& arguments,
+                       const CLI::ParseError& error) {
+  const std::vector<CLI::App*> parsed = app.get_subcommands();
+  const CLI::App& command = parsed.empty() ? app : *parsed.front();
+  const std::string text = problem(app, command, arguments, error);
+  const std::string help =
+      parsed.empty() ? "tavrin --help" : "tavrin " + command.get_name() + " --help";
+  return text + (text.ends_with('?') ? " See '" : ". See '") + help + "'.";
+}
+
+}  // namespace tavrin
