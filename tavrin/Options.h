@@ -24,16 +24,16 @@ struct Options {
   // Of record:
   double intervalMs = 100.0;
   double durationSec = 0.0;    ///< 0: no limit
-  unsigned int samples = 0;    ///< intervals to collect for; 0: no limit
   double continuousSec = 0.0;  ///< 0: no continuous output
-  bool force = false;          ///< replace the numbered files of an earlier run
   std::string capture;
-  bool progress = false;  ///< shown also when a command shares the terminal
   std::vector<std::string> command;
+  unsigned int samples = 0;  ///< intervals to collect for; 0: no limit
+  bool force = false;        ///< replace the numbered files of an earlier run
+  bool progress = false;     ///< shown also when a command shares the terminal
 
   // Of report:
-  std::string stream;
   bool continuous = false;
+  std::string stream;
 
   // Of list:
   std::string topic = "all";
