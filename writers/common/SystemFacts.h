@@ -15,9 +15,9 @@ enum class SystemFactGroup { Platform, OperatingSystem, Collection };
 /// One fact of the system that was measured, or of the collection.
 struct SystemFact {
   SystemFactGroup group;
+  bool isContinuous;  ///< whether the continuous JSON output has it, too
   const char* key;    ///< its name in the JSON outputs; null where they do not have it
   const char* title;  ///< its name in tables for people; null where they do not have it
-  bool isContinuous;  ///< whether the continuous JSON output has it, too
   SystemFactValue (*of)(const pwr::SystemMetadata& system);
 };
 
