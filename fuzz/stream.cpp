@@ -34,6 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::filesystem::remove("Automation_Summary.csv");  // every run adds to it
   WriterPluginList* const list = createPlugins();
   std::vector<WriterPlugin*> writers;
+  writers.reserve(static_cast<std::size_t>(list->count));
   for (int n = 0; n < list->count; ++n) {
     writers.push_back(dynamic_cast<WriterPlugin*>(list->plugins[n]));
   }
