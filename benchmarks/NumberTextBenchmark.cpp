@@ -24,7 +24,9 @@ namespace {
 
 using Random = std::mt19937_64;
 
+/// What is not a number has no sign with us.
 std::string standardText(double value) {
+  if (std::isnan(value)) return "nan";
   char text[400];
   return {text, std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 2).ptr};
 }
