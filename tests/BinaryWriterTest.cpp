@@ -89,6 +89,11 @@ class BinaryWriterTest : public testing::Test {
     ASSERT_EQ(writer_->openOutput(folder_.path(name), continuous), 0);
     ASSERT_EQ(WriterDispatch::write(*writer_, pwr::SystemMessage(&system_)), 0);
   }
+  /// Opens a continuous output and sends it one point.
+  void beginContinuous(const std::string& name, const pwr::MetricDescription* metric) {
+    reopen(name, true);
+    send(metric, 1, {{Data(1), c6_, nullptr, 0}});
+  }
   void send(const pwr::MetricDescription* description, unsigned long long time,
             std::vector<pwr::DataElement> elements) {
     pwr::Metric metric(description);
@@ -279,10 +284,7 @@ TEST_F(BinaryWriterTest, ManyPoints) {
 TEST_F(BinaryWriterTest, WhatCannotBeWrittenIsReportedAndKept) {
   namespace fs = std::filesystem;
   const auto* const metric = pwr::createMetric({.name = "M"});
-  const auto run = [&](const std::string& name) {
-    reopen(name, true);
-    send(metric, 1, {{Data(1), c6_, nullptr, 0}});
-  };
+  const auto run = [&](const std::string& name) { beginContinuous(name, metric); };
   run("whole");
   ASSERT_TRUE(flush());
   const std::string whole = read("whole_0.ztbin");
@@ -370,10 +372,7 @@ TEST_F(BinaryWriterTest, AProblemOfASeriesIsAWarningOnce) {
 
 TEST_F(BinaryWriterTest, MemoryThatRunsOutCostsOneFileAndNoRecord) {
   const auto* const metric = pwr::createMetric({.name = "M"});
-  const auto run = [&](const std::string& name) {
-    reopen(name, true);
-    send(metric, 1, {{Data(1), c6_, nullptr, 0}});
-  };
+  const auto run = [&](const std::string& name) { beginContinuous(name, metric); };
   run("whole");
   ASSERT_TRUE(flush());
   run("scarce");

@@ -15,6 +15,12 @@ using Metadata = ContinuousWriter::Metadata;
 
 int g_nextFileNumber = 0;
 
+/// Has an empty document get its memory for `count` bytes at once.
+void reserveLarge(JsonBuffer& document, std::size_t count) {
+  document.Reserve(count);
+  preferLargePages(document.GetString(), count);
+}
+
 void writeEntry(JsonWriter& json, const Metadata::Data& entry);
 
 void writeObject(JsonWriter& json, const Metadata::Data& object) {

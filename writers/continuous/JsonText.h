@@ -6,18 +6,11 @@
 #include <string_view>
 
 #include "formats/json_memory.h"
-#include "writers/continuous/RecordBlocks.h"
 
-/// A document of either kind while it is put together in memory, and its compact writer. Memory
-/// that runs out is told by std::bad_alloc.
+/// What is in memory of a document of either kind, and its compact writer. Memory that runs out is
+/// told by std::bad_alloc.
 using JsonBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonMemory>;
 using JsonWriter = rapidjson::Writer<JsonBuffer, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory>;
-
-/// Has an empty document get its memory for `count` bytes at once.
-inline void reserveLarge(JsonBuffer& document, std::size_t count) {
-  document.Reserve(count);
-  preferLargePages(document.GetString(), count);
-}
 
 inline void writeText(JsonWriter& json, std::string_view text) {
   // An empty view may point nowhere, which the library does not accept.
