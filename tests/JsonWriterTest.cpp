@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
 
 #if !defined(_WIN32)
 #include <unistd.h>
 #endif
 
+#include <cmath>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -349,6 +353,41 @@ TEST_F(JsonWriterTest, WritesNumbersAndTextsInTheirForms) {
   const std::string data = dataOfTrace();
   EXPECT_NE(data.find("\"points\":[" + points + "]"), std::string::npos) << data;
   EXPECT_NE(data.find("\"data\":{" + text + ":{\"name\":" + text), std::string::npos) << data;
+}
+
+TEST_F(JsonWriterTest, NumbersHaveTheTextOfTheLibrary) {
+  std::mt19937_64 random(testSeed());
+  std::vector<double> numbers{0.0,       0.001,  0.0005,   0.009,         0.01,
+                              0.1 + 0.2, 0.125,  1.0005,   1e9,           999999999.999,
+                              1e13,      -1.125, 1e15 / 8, 123456789.0625};
+  for (int i = 0; i < 20'000; ++i) {
+    const std::uint64_t bits = random() % 64;
+    const auto number = static_cast<double>(random() >> bits) / std::pow(10.0, random() % 6);
+    numbers.insert(numbers.end(), {number, std::nextafter(number, 0.0)});
+  }
+  open();
+  const auto* const metric = pwr::createMetric({.name = "M"});
+  const auto* const value = descriptor("v");
+  std::vector<pwr::DataElement> elements;
+  rapidjson::StringBuffer expected;
+  rapidjson::Writer<rapidjson::StringBuffer> json(expected);
+  json.StartArray();
+  for (const double number : numbers) {
+    elements.push_back({pwr::Data(number), value, nullptr, 0});
+    json.StartObject();
+    json.Key("x");
+    json.Uint64(0);
+    json.Key("x1");
+    json.Uint64(0);
+    json.Key("y");
+    json.Double(number);
+    json.EndObject();
+  }
+  json.EndArray();
+  send(metric, kStart, std::move(elements));
+  const std::string data = dataOfTrace();
+  EXPECT_NE(data.find(std::string("\"points\":") + expected.GetString()), std::string::npos)
+      << "a number has another text";
 }
 
 TEST_F(JsonWriterTest, TimesAreOfSinglePrecision) {
