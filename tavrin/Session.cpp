@@ -177,11 +177,19 @@ void Session::deliverHeader() {
   deliver(header);
 }
 
+void Session::warnOfLostEvents() const {
+  for (const pwr::LostEvents& lost : metadata_->getLostEvents()) {
+    if (lost.count == 0) continue;
+    warn(std::to_string(lost.count) + " events of " + lost.source + " came too fast and are lost");
+  }
+}
+
 std::vector<std::string> Session::finish(bool isWhole) {
   g_pluginEnvironment->setRunIncomplete(!isWhole);
   if (unflushed_) flushWriters();
   warnOfNonFinite();
   if (metadata_ != nullptr) {
+    warnOfLostEvents();
     if (!hasHeader_) deliverHeader();
     summary_.deliver(
         *metadata_, [this](const pwr::MetricContainerInfoMessage& message) { deliver(message); },

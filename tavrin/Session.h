@@ -47,7 +47,8 @@ class Session final : public MessageSink {
   /// Has no effect unless the outputs were opened for continuous results.
   void flush() override;
 
-  /// Flushes what is left, delivers the header text and the summary tables, closes every writer.
+  /// Flushes what is left, warns of lost events, delivers the header text and the summary tables,
+  /// closes every writer.
   /// Returns the names of the writers whose output is not complete, a flush that failed included;
   /// none is unless `isWhole`: false says that the run lacks something.
   std::vector<std::string> finish(bool isWhole = true);
@@ -62,6 +63,7 @@ class Session final : public MessageSink {
   void deliver(const Message& message);
   void leaveOutNonFinite(pwr::Metric& metric);
   void warnOfNonFinite() const;
+  void warnOfLostEvents() const;
   void flushWriters();
   void deliverHeader();
   std::vector<std::string> close();

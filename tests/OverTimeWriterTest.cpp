@@ -218,6 +218,7 @@ TEST_F(OverTimeWriterTest, Metadata) {
   }
   EXPECT_EQ(sample(energy_, 1000, {{Data(3000U), nullptr, nullptr, 200000000}}), 0);
   EXPECT_EQ(sample(wakes_, 1000, {{Data(3), nullptr, cpu_, 0}, {Data("x"), nullptr, cpu_, 0}}), 0);
+  metadata_->edit().lostEvents = {{"buffer, CPU1", 12}};
   const std::string text = closed("run_phm_metadata.csv");
   const std::string headings =
       "Metric,Metric id,Kind,Quantity,Units,Entity,Entity level,Descriptor,Samples,Minimum,"
@@ -235,6 +236,7 @@ TEST_F(OverTimeWriterTest, Metadata) {
       << text;
   EXPECT_EQ(metadataLine("Host,"), "Host,\"host, \"\"quoted\"\"\"");
   EXPECT_EQ(metadataLine("Timestamp clock"), "Timestamp clock (MHz),100");
+  EXPECT_EQ(metadataLine("\"Lost events"), "\"Lost events (buffer, CPU1)\",12");
 }
 
 // What the last run left stays as it is until all files of this one can be written.

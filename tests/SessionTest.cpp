@@ -65,6 +65,16 @@ TEST(Session, AFlushThatFailedIsNotForgotten) {
   EXPECT_EQ(session.finish(), std::vector<std::string>{"once"});
 }
 
+TEST(Session, LostEventsAreWarnedOf) {
+  const LogCapture log;
+  pwr::SystemMetadata metadata{pwr::SystemDescription()};
+  Session session({});
+  session.system(metadata);
+  metadata.edit().lostEvents = {{"CPU0", 7}, {"CPU1", 0}};
+  session.finish();
+  EXPECT_EQ(log.general(), "tavrin: warning: 7 events of CPU0 came too fast and are lost\n");
+}
+
 TEST(Session, OfManyMetricsThatAreNotFiniteAFewAreNamed) {
   const LogCapture log;
   Session session({});

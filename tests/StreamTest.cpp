@@ -21,9 +21,10 @@ namespace {
 using tavrin::StreamReader;
 using tavrin::StreamWriter;
 
-constexpr const char* kHeader = "{\"type\":\"tavrin-stream\",\"version\":1}\n";
+constexpr const char* kHeader = "{\"type\":\"tavrin-stream\",\"version\":2}\n";
+constexpr const char* kFirstHeader = "{\"type\":\"tavrin-stream\",\"version\":1}\n";
 constexpr const char* kStart =
-    "{\"type\":\"tavrin-stream\",\"version\":1}\n"
+    "{\"type\":\"tavrin-stream\",\"version\":2}\n"
     "{\"type\":\"system\",\"clockMHz\":1000,\"startTimestamp\":1000}\n";
 
 /// A C stream in a temporary file. (Not of std::tmpfile, which may fail on Windows.)
@@ -173,8 +174,28 @@ TEST(Stream, ReplayRecordsTheSameBytes) {
   EXPECT_EQ(system.getTopTree().getNumModules(), 1U);
   EXPECT_EQ(system.getTopTree().getNumPackages(), 2U);
   EXPECT_EQ(system.getCollectionStopTimestamp(), 6000U);
-  EXPECT_EQ(system.getProcesses().at(0).getEndTime(), 5500U);
-  EXPECT_TRUE(system.getThreads().empty());
+  const pwr::Process& process = system.getProcesses().at(0);
+  EXPECT_EQ(process.getEndTime(), 5500U);
+  EXPECT_EQ(process.getName(), "workload");
+  EXPECT_EQ(process.getEarlierImages().at(0).path, "/bin/sh");
+  EXPECT_EQ(process.getEarlierImages().at(1).endTime, 1800U);
+  EXPECT_EQ(system.getThreads().at(0).getName(), "a) b (\u00fc");
+  EXPECT_EQ(system.getLostEvents().at(0).source, "buffer of CPU1");
+}
+
+TEST(Stream, TheFirstVersionIsRead) {
+  const std::string stop =
+      "{\"type\":\"stop\",\"timestamp\":9,\"processes\":[{\"pid\":7,"
+      "\"path\":\"/bin/sh\",\"end\":8}],\"threads\":[]}\n";
+  const std::string records = std::string(kStart).substr(std::string(kHeader).size()) + stop;
+  Replay replay(kFirstHeader + records);
+  EXPECT_EQ(replay.error, "");
+  const pwr::Process& process = replay.sink.metadata->getProcesses().at(0);
+  EXPECT_EQ(process.getPath() + process.getName(), "/bin/sh");
+  EXPECT_TRUE(process.getEarlierImages().empty());
+  replay.sink.writer.stop(*replay.sink.metadata);
+  EXPECT_EQ(replay.sink.text(), kHeader + records);
+  EXPECT_TRUE(readFile(PW_TEST_DATA "/recorded.jsonl").starts_with(kFirstHeader));
 }
 
 TEST(Stream, NumbersAreExact) {
@@ -285,6 +306,18 @@ TEST(Stream, FaultyLineEndsTheReplayWithItsCause) {
       {R"({"type":"container","container":4294967296})", "member \"container\" is out of range",
        Refuses},
       {R"({"type":"system","clockMHz":1})", "unknown type of record: \"system\"", Takes},
+      {R"({"type":"stop","timestamp":1,"processes":[{"pid":1,"earlier":[{"path":"a"}]}]})",
+       "member \"end\" is missing", Refuses},
+      {R"({"type":"stop","timestamp":1,"processes":[{"pid":1,"earlier":{"end":1}}]})",
+       "member \"earlier\" is not an array", Refuses},
+      {R"({"type":"stop","timestamp":1,"processes":[{"pid":1,"name":5}]})",
+       "member \"name\" is not a string", Refuses},
+      {R"({"type":"stop","timestamp":1,"threads":[{"pid":1,"tid":2,"earlier":[]}]})",
+       "member \"earlier\" is unknown here", Refuses},
+      {R"({"type":"stop","timestamp":1,"lostEvents":[{"source":"a"}]})",
+       "member \"count\" is missing", Refuses},
+      {R"({"type":"stop","timestamp":1,"lostEvents":[{"count":-1}]})",
+       "member \"count\" is out of range", Refuses},
   };
   std::string forSchema;
   std::string expectedRefusals;
@@ -310,13 +343,14 @@ TEST(Stream, FaultyLineEndsTheReplayWithItsCause) {
 
 TEST(Stream, BeginsWithHeaderAndSystem) {
   const std::string notAStream =
-      R"(not a recorded stream: it does not begin with {"type":"tavrin-stream","version":1})";
+      R"(not a recorded stream: it does not begin with {"type":"tavrin-stream","version":2})";
   const std::pair<std::string, std::string> cases[] = {
       {"", "s:0: the stream ends before its system record"},
       {kHeader, "s:1: the stream ends before its system record"},
       {"[]\n", "s:1: " + notAStream},
       {"\n{\"type\":\"flush\"}\n", "s:2: " + notAStream},
-      {R"({"type":"tavrin-stream","version":2})", "s:1: version 2 of the format is not supported"},
+      {R"({"type":"tavrin-stream","version":3})", "s:1: version 3 of the format is not supported"},
+      {R"({"type":"tavrin-stream","version":0})", "s:1: version 0 of the format is not supported"},
       {std::string(kHeader) + "{\"type\":\"flush\"}",
        "s:2: the system record is missing before this"},
       {std::string(kHeader) + "{\"type\":\"system\"}", "s:2: member \"clockMHz\" is missing"},

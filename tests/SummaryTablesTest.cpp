@@ -186,6 +186,20 @@ TEST(SummaryTables, OneFormPerKindOfMetric) {
             "Silent too | test | 0 | 0\n");
 }
 
+TEST(SummaryTables, LostEventsAreTold) {
+  pwr::SystemMetadata system({.timestampClockFrequencyMHz = 1000});
+  SummaryTables tables;
+  for (const char* const wanted :
+       {"", "Collection Summary: Lost Events\nSource | Events\nCPU0 | 7\nCPU1 | 0\n"}) {
+    TablePrinter printer;
+    tables.deliver(
+        system, [](const auto&) {}, [&](const pwr::TableMessage& message) { printer(message); });
+    const std::size_t start = printer.text.find("Collection Summary: Lost");
+    EXPECT_EQ(start == std::string::npos ? "" : printer.text.substr(start), wanted);
+    system.edit().lostEvents = {{"CPU0", 7}, {"CPU1", 0}};
+  }
+}
+
 TEST(SummaryTables, RowsAreNamedByWhatTellsThemApart) {
   const Machine m;
   const Data one(1);

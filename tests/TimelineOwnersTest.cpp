@@ -110,6 +110,35 @@ TEST_F(TimelineOwnersTest, AnEventIsOfTheOneThatLivedThen) {
              "Thread 71 71 start 2600 end 2700 71 (child of b)"}));
 }
 
+TEST_F(TimelineOwnersTest, AnExecBeginsAnotherProgram) {
+  system_i().processes = {
+      {7, 1, "/bin/cc", 1000, 0, "cc1", {{"/bin/sh", "sh", 1100}, {"", "make", 1200}}},
+      {1, 0, "", 1, 1150, "init"},
+      {8, 7, "/bin/child", 1150, 1160},
+      // Times that run backwards, and two programs in one tick: the last one holds.
+      {9, 0, "/last", 2000, 3000, "", {{"/first", "", 2500}, {"/back", "", 2400}}}};
+  system_i().threads = {{7, 71, 1100, 1150, "worker"}, {7, 7, 1000, 0}};
+  const std::pair<unsigned long long, const char*> events[] = {
+      {1000, "/bin/sh"}, {1099, "/bin/sh"}, {1100, "make"},
+      {1199, "make"},    {1200, "/bin/cc"}, {9999, "/bin/cc"}};
+  Lines expected;
+  for (const auto& [time, program] : events) {
+    EXPECT_EQ(event(time, {{"PID", Data(7)}}), 0);
+    expected.push_back(std::to_string(time) + " METRIC=Wakelock PROCESS=" + program +
+                       " INFO=alarm DURATION=40");
+  }
+  const std::string file = closed("run.pwr");
+  EXPECT_EQ(linesOf(file, "data"), expected);
+  EXPECT_EQ(
+      namesOf(file, "process"),
+      (Lines{"init init start 1 end 1150 1 -", "/bin/sh sh start 1000 end 1100 7 (init)",
+             "make make start 1100 end 1200 7 (init)", "/bin/cc cc1 start 1200 end 0 7 (init)",
+             "/bin/child child start 1150 end 1160 8 (make)",
+             "/first first start 2000 end 2500 9 -", "/last last start 2500 end 3000 9 -"}));
+  EXPECT_EQ(namesOf(file, "thread"), (Lines{"Thread 7 7 start 1000 end 0 7 (/bin/sh)",
+                                            "worker 71 start 1100 end 1150 71 (make)"}));
+}
+
 TEST_F(TimelineOwnersTest, ThreadsOfNoKnownProcess) {
   for (const Values& values : {Values{{"TID", Data(5)}}, Values{{"PID", Data(4)}, {"TID", Data(6)}},
                                Values{{"TID", Data(6)}}}) {

@@ -16,7 +16,7 @@ class MessageSink {
   virtual ~MessageSink() = default;
 
   /// `metadata` outlives the run; whoever delivers it completes it (stop timestamp, duration,
-  /// processes) before the run is finished.
+  /// processes, lost events) before the run is finished.
   virtual void system(const pwr::SystemMetadata& metadata) = 0;
   virtual void container(const pwr::MetricContainerInfoMessage& message) = 0;
   /// The sink may take elements out of the metric's data point.

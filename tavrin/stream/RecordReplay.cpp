@@ -12,7 +12,7 @@ namespace tavrin {
 namespace {
 
 constexpr const char* kNoHeader =
-    R"(not a recorded stream: it does not begin with {"type":"tavrin-stream","version":1})";
+    R"(not a recorded stream: it does not begin with {"type":"tavrin-stream","version":2})";
 
 std::string_view typeOf(const json::Value& record) {
   if (!record.IsObject()) throw StreamError("a record is a JSON object");
@@ -64,7 +64,7 @@ void RecordReplay::header(const json::Value& value) {
   }
   const JsonObject record(value, "record", {"type", "version"});
   const auto version = json::integer<unsigned int>(record.require("version"), "version");
-  if (version != names::kStreamVersion) {
+  if (version < names::kOldestVersion || version > names::kStreamVersion) {
     throw StreamError("version " + std::to_string(version) + " of the format is not supported");
   }
 }

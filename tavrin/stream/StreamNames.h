@@ -15,7 +15,9 @@
 namespace tavrin::names {
 
 inline constexpr std::string_view kStreamType = "tavrin-stream";
-inline constexpr unsigned int kStreamVersion = 1;
+/// What is written, and the oldest version that is still read.
+inline constexpr unsigned int kStreamVersion = 2;
+inline constexpr unsigned int kOldestVersion = 1;
 
 template <typename E>
 struct Name {

@@ -36,7 +36,7 @@ class StreamWriter final : public MessageSink {
   void id(const pwr::IdMessage& message) override;
   void flush() override;
 
-  /// Writes the last record: stop timestamp, duration, processes and threads.
+  /// Writes the last record: stop timestamp, duration, processes, threads and lost events.
   void stop(const pwr::SystemMetadata& metadata);
 
   /// Flushes the stream. Returns 0, or 1 when any write failed: the recording is not complete then.

@@ -28,6 +28,16 @@ void writeTopology(RecordWriter& records, const pwr::TopTree& topology) {
   });
 }
 
+void writeImages(RecordWriter& records, const std::vector<pwr::ProcessImage>& images) {
+  records.array("earlier", images, [&](const pwr::ProcessImage& image) {
+    records.beginObject();
+    records.member("path", image.path);
+    records.member("name", image.name);
+    records.required("end", image.endTime);
+    records.endObject();
+  });
+}
+
 void writeProcesses(RecordWriter& records, const std::vector<pwr::Process>& processes) {
   records.key("processes");
   records.array(processes, [&](const pwr::Process& process) {
@@ -35,8 +45,10 @@ void writeProcesses(RecordWriter& records, const std::vector<pwr::Process>& proc
     records.required("pid", process.getPid());
     records.member("parent", process.getParentPid());
     records.member("path", process.getPath());
+    records.member("name", process.getName());
     records.member("start", process.getStartTime());
     records.member("end", process.getEndTime());
+    writeImages(records, process.getEarlierImages());
     records.endObject();
   });
 }
@@ -47,8 +59,18 @@ void writeThreads(RecordWriter& records, const std::vector<pwr::Thread>& threads
     records.beginObject();
     records.required("pid", thread.getPid());
     records.required("tid", thread.getTid());
+    records.member("name", thread.getName());
     records.member("start", thread.getStartTime());
     records.member("end", thread.getEndTime());
+    records.endObject();
+  });
+}
+
+void writeLostEvents(RecordWriter& records, const std::vector<pwr::LostEvents>& losses) {
+  records.array("lostEvents", losses, [&](const pwr::LostEvents& lost) {
+    records.beginObject();
+    records.member("source", lost.source);
+    records.required("count", lost.count);
     records.endObject();
   });
 }
@@ -116,22 +138,42 @@ void readTopology(const JsonObject& record, pwr::TopTree& topology) {
   });
 }
 
+std::vector<pwr::ProcessImage> readImages(const JsonObject& process) {
+  std::vector<pwr::ProcessImage> images;
+  process.forEach("earlier", [&](const json::Value& item) {
+    const JsonObject image(item, "earlier", {"path", "name", "end"});
+    images.push_back({image.text("path"), image.text("name"),
+                      json::integer<unsigned long long>(image.require("end"), "end")});
+  });
+  return images;
+}
+
 void readProcesses(const JsonObject& record, pwr::SystemDescription& description) {
   if (record.find("processes") != nullptr) description.processes.clear();
   record.forEach("processes", [&](const json::Value& item) {
-    const JsonObject process(item, "processes", {"pid", "parent", "path", "start", "end"});
-    description.processes.emplace_back(json::integer<int>(process.require("pid"), "pid"),
-                                       process.integer<int>("parent"), process.text("path"),
-                                       process.integer<unsigned long long>("start"),
-                                       process.integer<unsigned long long>("end"));
+    const JsonObject process(item, "processes",
+                             {"pid", "parent", "path", "name", "start", "end", "earlier"});
+    description.processes.emplace_back(
+        json::integer<int>(process.require("pid"), "pid"), process.integer<int>("parent"),
+        process.text("path"), process.integer<unsigned long long>("start"),
+        process.integer<unsigned long long>("end"), process.text("name"), readImages(process));
   });
   if (record.find("threads") != nullptr) description.threads.clear();
   record.forEach("threads", [&](const json::Value& item) {
-    const JsonObject thread(item, "threads", {"pid", "tid", "start", "end"});
+    const JsonObject thread(item, "threads", {"pid", "tid", "name", "start", "end"});
     description.threads.emplace_back(json::integer<int>(thread.require("pid"), "pid"),
                                      json::integer<int>(thread.require("tid"), "tid"),
                                      thread.integer<unsigned long long>("start"),
-                                     thread.integer<unsigned long long>("end"));
+                                     thread.integer<unsigned long long>("end"),
+                                     thread.text("name"));
+  });
+}
+
+void readLostEvents(const JsonObject& record, pwr::SystemDescription& description) {
+  record.forEach("lostEvents", [&](const json::Value& item) {
+    const JsonObject lost(item, "lostEvents", {"source", "count"});
+    description.lostEvents.push_back(
+        {lost.text("source"), json::integer<unsigned long long>(lost.require("count"), "count")});
   });
 }
 
@@ -192,6 +234,7 @@ void writeStop(RecordWriter& records, const pwr::SystemMetadata& metadata) {
   // Also when empty: a list that is left out stands for the one of the system record.
   writeProcesses(records, metadata.getProcesses());
   writeThreads(records, metadata.getThreads());
+  writeLostEvents(records, metadata.getLostEvents());
   records.end();
 }
 
@@ -228,12 +271,13 @@ pwr::SystemDescription readSystem(const json::Value& value) {
 }
 
 void readStop(const json::Value& value, pwr::SystemDescription& description) {
-  const JsonObject record(value, "stop",
-                          {"type", "timestamp", "durationSec", "processes", "threads"});
+  const JsonObject record(
+      value, "stop", {"type", "timestamp", "durationSec", "processes", "threads", "lostEvents"});
   const auto timestamp =
       json::integer<unsigned long long>(record.require("timestamp"), "timestamp");
   const double duration = record.real("durationSec", 0.0);
   readProcesses(record, description);
+  readLostEvents(record, description);
   description.collectionStopTimestamp = timestamp;
   description.collectionDurationSec = duration;
 }

@@ -65,6 +65,15 @@ void SummaryTables::deliver(const pwr::SystemMetadata& system, const ContainerSi
                  pwr::Data(totals.messages()), pwr::Data(totals.values())});
   }
   samples.deliver(tables);
+  if (system.getLostEvents().empty()) return;
+  TableBuilder losses(own, 2, "Collection Summary: Lost Events",
+                      "Events that came too fast to be collected.");
+  losses.column("Source");
+  losses.column("Events");
+  for (const pwr::LostEvents& lost : system.getLostEvents()) {
+    losses.row({pwr::Data(lost.source), pwr::Data(lost.count)});
+  }
+  losses.deliver(tables);
 }
 
 }  // namespace tavrin

@@ -24,7 +24,8 @@ namespace tavrin {
 ///   texts                "… Summary: Counts", a row per series and value, or the most frequent
 ///   ones
 ///
-/// and "Collection Summary: Total Samples Received" over all metrics. The first cell of a row names
+/// and "Collection Summary: Total Samples Received" over all metrics, followed by "Collection
+/// Summary: Lost Events" where the system description tells of some. The first cell of a row names
 /// what the row is about; averages are over samples, percentages and rates over time. Traced states
 /// are the transitions of a metric with a finite set of values.
 class SummaryTables {

@@ -66,6 +66,9 @@ std::string describe(const pwr::SystemMetadata& system) {
     const std::string text = textOf(fact.of(system));
     if (!text.empty()) lines += csvLine(Row{fact.title, text});
   }
+  for (const pwr::LostEvents& lost : system.getLostEvents()) {
+    lines += csvLine(Row{"Lost events (" + lost.source + ")", textOf(lost.count)});
+  }
   for (const pwr::NameValuePair& info : system.getInfoValues()) {
     const std::string& meaning = info.getValueDesc();
     lines += csvLine(Row{info.getInfoName(),

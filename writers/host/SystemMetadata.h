@@ -12,6 +12,12 @@
 
 namespace pwr {
 
+/// How many events of one source, such as a buffer of the kernel's, came too fast to be collected.
+struct LostEvents {
+  std::string source;
+  unsigned long long count = 0;
+};
+
 /// What a `SystemMetadata` tells. Frequencies are in MHz, timestamps in ticks of the timestamp
 /// clock, and 0 or empty where the host does not know.
 struct SystemDescription {
@@ -49,11 +55,12 @@ struct SystemDescription {
   TopTree topology;
   std::vector<Process> processes;
   std::vector<Thread> threads;
+  std::vector<LostEvents> lostEvents;
   std::vector<NameValuePair> infoValues;
 };
 
 /// The description of the system that was measured and of the collection. The stop timestamp, the
-/// duration and the processes are complete only when the collection has ended.
+/// duration, the processes and the lost events are complete only when the collection has ended.
 class PW_HOST_API SystemMetadata {
  public:
   SystemMetadata();
@@ -106,6 +113,7 @@ class PW_HOST_API SystemMetadata {
   const TopTree& getTopTree() const { return d_.topology; }
   const std::vector<Process>& getProcesses() const { return d_.processes; }
   const std::vector<Thread>& getThreads() const { return d_.threads; }
+  const std::vector<LostEvents>& getLostEvents() const { return d_.lostEvents; }
   const std::vector<NameValuePair>& getInfoValues() const { return d_.infoValues; }
 
   /// Everything as it was told, for those that pass it on.

@@ -12,31 +12,26 @@ namespace info_type = pwrfile::info_type;
 
 namespace {
 
-template <typename Described>
-Lifetime lifetimeFrom(const Described& described) {
-  Lifetime life{.start = described.getStartTime()};
-  // 0: it still runs.
-  if (described.getEndTime() != 0)
-    life.end = std::max(life.start, std::uint64_t{described.getEndTime()});
+/// An end of 0: it still runs.
+Lifetime lifetimeFrom(std::uint64_t start, std::uint64_t toldEnd) {
+  Lifetime life{.start = start};
+  if (toldEnd != 0) life.end = std::max(start, toldEnd);
   return life;
 }
 
-/// "start 5 end 9"; empty where nothing is known.
-template <typename Described>
-std::string lifetimeText(const Described* described) {
-  if (described == nullptr) return {};
-  return "start " + std::to_string(described->getStartTime()) + " end " +
-         std::to_string(described->getEndTime());
+std::string lifetimeText(std::uint64_t start, std::uint64_t toldEnd) {
+  return "start " + std::to_string(start) + " end " + std::to_string(toldEnd);
 }
 
 /// The texts of a process. Times are told in full, so that it is the path that gives way: its last
-/// part loses its end, and the path as a whole its start.
-InfoTexts processTexts(std::string_view path, std::string_view lifetime, std::string& shortened) {
+/// part, or the name, loses its end, and the path as a whole its start.
+InfoTexts processTexts(std::string_view path, std::string_view name, std::string_view lifetime,
+                       std::string& shortened) {
   constexpr std::string_view kCut = "...";
   std::size_t room =
       pwrfile::info_record::kMaxNames - 1 - info_type::kProcess.size() - lifetime.size();
-  const std::string_view lastPart = path.substr(path.find_last_of("/\\") + 1);
-  const std::string_view shortName = cutToFit(lastPart, room / 2);
+  if (name.empty()) name = path.substr(path.find_last_of("/\\") + 1);
+  const std::string_view shortName = cutToFit(name, room / 2);
   room -= shortName.size();
   if (path.size() <= room) return {path, shortName, lifetime};
   shortened.assign(kCut).append(endThatFits(path, room - kCut.size()));
@@ -46,9 +41,7 @@ InfoTexts processTexts(std::string_view path, std::string_view lifetime, std::st
 }  // namespace
 
 void ProcessInfos::setLifetimes(const pwr::SystemMetadata& metadata) {
-  for (const pwr::Process& process : metadata.getProcesses()) {
-    processes_[process.getPid()].push_back({lifetimeFrom(process), process.getPid(), 0, &process});
-  }
+  for (const pwr::Process& process : metadata.getProcesses()) addLives_i(process);
   for (auto& [pid, lives] : processes_) sortLives(lives);
   for (auto& [pid, lives] : processes_) {
     for (ProcessLife& life : lives) life.parent = parentOf_i(life);
@@ -56,9 +49,23 @@ void ProcessInfos::setLifetimes(const pwr::SystemMetadata& metadata) {
   for (const pwr::Thread& thread : metadata.getThreads()) {
     const ProcessLife& process = processAt_i(thread.getPid(), thread.getStartTime());
     threads_[{thread.getTid(), thread.getPid()}].push_back(
-        {lifetimeFrom(thread), 0, &thread, &process});
+        {lifetimeFrom(thread.getStartTime(), thread.getEndTime()), 0, &thread, &process});
   }
   for (auto& [number, lives] : threads_) sortLives(lives);
+}
+
+/// A life for each program that the process ran.
+void ProcessInfos::addLives_i(const pwr::Process& process) {
+  Lives<ProcessLife>& lives = processes_[process.getPid()];
+  std::uint64_t start = process.getStartTime();
+  const auto add = [&](const std::string& path, const std::string& name, std::uint64_t end) {
+    lives.push_back({lifetimeFrom(start, end), process.getPid(), 0, &process, path, name, end});
+    start = std::max(start, end);
+  };
+  for (const pwr::ProcessImage& image : process.getEarlierImages()) {
+    add(image.path, image.name, std::max<std::uint64_t>(start, image.endTime));
+  }
+  add(process.getPath(), process.getName(), process.getEndTime());
 }
 
 /// The process that had the number then, described or not.
@@ -72,7 +79,8 @@ ProcessInfos::ProcessLife& ProcessInfos::processAt_i(long long pid, std::uint64_
 ProcessInfos::ProcessLife* ProcessInfos::parentOf_i(const ProcessLife& process) {
   if (process.described == nullptr) return nullptr;
   const int pid = process.described->getParentPid();
-  return pid > 0 || processes_.contains(pid) ? &processAt_i(pid, process.start) : nullptr;
+  return pid > 0 || processes_.contains(pid) ? &processAt_i(pid, process.described->getStartTime())
+                                             : nullptr;
 }
 
 void ProcessInfos::addOwner(const EventOwner& owner, std::uint64_t tsc) {
@@ -135,23 +143,26 @@ int ProcessInfos::writeParentsFirst_i(ProcessLife& process) {
 }
 
 int ProcessInfos::writeProcess_i(ProcessLife& process) {
-  std::string path;
-  if (process.described != nullptr) path = process.described->getPath();
+  std::string path(process.path.empty() ? process.name : process.path);
   if (path.empty()) path = "Process " + std::to_string(process.pid);
-  const std::string lifetime = lifetimeText(process.described);
+  const std::string lifetime =
+      process.described == nullptr ? "" : lifetimeText(process.start, process.toldEnd);
   std::string shortened;
   const bool hasParent = process.parent != nullptr && process.parent->isWritten;
   process.id = pwr::UniqueId().getId();
   process.isWritten = true;
-  return infos_.writeNew(info_type::kProcess, processTexts(path, lifetime, shortened),
+  return infos_.writeNew(info_type::kProcess, processTexts(path, process.name, lifetime, shortened),
                          static_cast<std::uint64_t>(process.pid), process.id,
                          hasParent ? process.parent->id : kNone);
 }
 
 int ProcessInfos::writeThread_i(long long tid, ThreadLife& thread) {
   const std::string number = std::to_string(tid);
-  const std::string name = "Thread " + number;
-  const std::string lifetime = lifetimeText(thread.described);
+  const pwr::Thread* const described = thread.described;
+  const bool hasName = described != nullptr && !described->getName().empty();
+  const std::string name = hasName ? described->getName() : "Thread " + number;
+  const std::string lifetime =
+      described == nullptr ? "" : lifetimeText(described->getStartTime(), described->getEndTime());
   thread.id = pwr::UniqueId().getId();
   return infos_.writeNew(info_type::kThread, {name, number, lifetime},
                          static_cast<std::uint64_t>(tid), thread.id,

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "writers/host/SystemMetadata.h"
@@ -29,10 +30,14 @@ class ProcessInfos {
   OwnerIds idsOf(const EventOwner& owner, std::uint64_t tsc) const;
 
  private:
+  /// A process while it runs one program: an exec begins another one.
   struct ProcessLife : Lifetime {
     long long pid = 0;
     std::uint64_t id = 0;
     const pwr::Process* described = nullptr;  // null: known by its number alone
+    std::string_view path;
+    std::string_view name;
+    std::uint64_t toldEnd = 0;
     ProcessLife* parent = nullptr;
     bool isReached = false;
     bool isWritten = false;
@@ -45,6 +50,7 @@ class ProcessInfos {
   /// Thread number, and number of the process where it is known.
   using ThreadKey = std::pair<long long, std::optional<long long>>;
 
+  void addLives_i(const pwr::Process& process);
   ProcessLife& processAt_i(long long pid, std::uint64_t tsc);
   ProcessLife* parentOf_i(const ProcessLife& process);
   void addThread_i(long long pid, long long tid, const ProcessLife& process);
