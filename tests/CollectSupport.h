@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "TestSupport.h"
 #include "tavrin/collect/CpuEntities.h"
@@ -112,5 +113,40 @@ class FeatureDriver {
   std::string reason_;
   SampleBatch batch_;
 };
+
+/// The text of a file that is removed.
+inline constexpr const char* kGone = "(gone)";
+
+/// A pass: what changed before it, and the samples that it has.
+struct Step {
+  double seconds;
+  FileTable edits;
+  std::string expected;
+};
+
+/// A feature on a machine, and what happens to it.
+struct Scenario {
+  const char* name;
+  const char* tag;
+  FileTable files;
+  std::vector<Step> steps;
+  std::string remainder = {};
+};
+
+inline void play(const std::vector<Scenario>& scenarios) {
+  for (const Scenario& scenario : scenarios) {
+    SCOPED_TRACE(scenario.name);
+    const SysTree tree(scenario.files);
+    FeatureDriver driver(scenario.tag, tree);
+    ASSERT_EQ(driver.reason(), "");
+    for (const Step& step : scenario.steps) {
+      for (const auto& [path, text] : step.edits) {
+        text == kGone ? tree.remove(path) : tree.write(path, text);
+      }
+      EXPECT_EQ(driver.sample(step.seconds), step.expected) << "at " << step.seconds << " s";
+    }
+    EXPECT_EQ(driver.remainder(), scenario.remainder);
+  }
+}
 
 }  // namespace tavrin

@@ -40,26 +40,11 @@ const std::string kPolicy = "/sys/devices/system/cpu/cpufreq/policy";
 const std::string kZone = "/sys/class/thermal/thermal_zone";
 const std::string kMonitor = "/sys/class/hwmon/hwmon";
 const std::string kPower = "/sys/class/powercap/";
-constexpr const char* kGone = "(gone)";
 
 std::string statText(const std::string& cpu0, const std::string& cpu1, const std::string& counts) {
   return "cpu  9 9 9 9 9 9 9 9 0 0\ncpu0 " + cpu0 + " 0 0\n" +
          (cpu1.empty() ? "" : "cpu1 " + cpu1 + " 0 0\n") + counts + "softirq 1 2 3\n";
 }
-
-struct Step {
-  double seconds;
-  FileTable edits;
-  std::string expected;
-};
-
-struct Scenario {
-  const char* name;
-  const char* tag;
-  FileTable files;
-  std::vector<Step> steps;
-  std::string remainder;
-};
 
 std::vector<Scenario> sleepScenarios() {
   FileTable sleepyCpu1 = idleTree(2);
@@ -327,19 +312,7 @@ std::vector<Scenario> counterScenarios() {
 TEST(CollectTest, Scenarios) {
   for (const auto& scenarios :
        {sleepScenarios(), cpuTimeScenarios(), gaugeScenarios(), counterScenarios()}) {
-    for (const Scenario& scenario : scenarios) {
-      SCOPED_TRACE(scenario.name);
-      const SysTree tree(scenario.files);
-      FeatureDriver driver(scenario.tag, tree);
-      ASSERT_EQ(driver.reason(), "");
-      for (const Step& step : scenario.steps) {
-        for (const auto& [path, text] : step.edits) {
-          text == kGone ? tree.remove(path) : tree.write(path, text);
-        }
-        EXPECT_EQ(driver.sample(step.seconds), step.expected) << "at " << step.seconds << " s";
-      }
-      EXPECT_EQ(driver.remainder(), scenario.remainder);
-    }
+    play(scenarios);
   }
 }
 

@@ -323,6 +323,51 @@ TEST(SummaryTables, ManyTextsAreCutToTheMostFrequent) {
                              std::to_string(10 * others) + "\n");
 }
 
+TEST(SummaryTables, ManyCountersOfTheMachineAreCutToTheLargest) {
+  const Machine m;
+  for (const bool isOfCpu : {false, true}) {
+    std::vector<pwr::DataElement> elements;
+    std::string rows;
+    for (unsigned int i = 1; i <= 22; ++i) {
+      const std::string name = "s" + std::to_string(i);
+      elements.emplace_back(Data(i), pwr::DataDescriptor::create({name, ""}),
+                            isOfCpu ? m.cpus[0] : nullptr, kSecond);
+      const std::string row = name + " | " + std::to_string(2 * i) + "\n";
+      if (isOfCpu) {
+        rows += "CPU0 " + row;
+      } else if (i > 2) {
+        rows.insert(0, row);
+      }
+    }
+    if (!isOfCpu) rows += "others | 6\n";
+    Summary run;
+    run.add({.name = "Sources", .type = Type::SampledDelta}, {elements, elements});
+    EXPECT_EQ(run.text(), "Sources Summary: Total\nWhere | Total\n" + rows);
+  }
+}
+
+TEST(SummaryTables, EntriesOfSomeKindHaveTheirShareOfAll) {
+  const Machine m;
+  const auto element = [&](unsigned int value, int state, int cpu) {
+    return pwr::DataElement(Data(value), m.states[state], m.cpus[cpu], kSecond);
+  };
+  const auto add = [&](Summary& run, const char* name,
+                       const std::vector<pwr::DataElement>& sample) {
+    run.add({.name = name, .type = Type::SampledDelta, .quantity = m.entries}, {sample});
+  };
+  Summary run;
+  add(run, "Entries", {element(40, 0, 0), element(8, 1, 0), element(0, 0, 1)});
+  add(run, "Too Deep", {element(10, 0, 0), element(0, 0, 1)});
+  add(run, "Others", {element(1, 1, 1)});  // of a state without entries
+  EXPECT_EQ(run.text(),
+            "Entries Summary: Entry Counts\n"
+            "Where | C1 | C6\nCPU0 | 40 | 8\nCPU1 | 0 | n/a\n"
+            "Too Deep Summary: Entry Counts and Shares\n"
+            "Where | C1 | C1 (%)\nCPU0 | 10 | 25.00\nCPU1 | 0 | n/a\n"
+            "Others Summary: Entry Counts\n"
+            "Where | C6\nCPU1 | 1\n");
+}
+
 TEST(SummaryTables, WhatWasAnnouncedAndNeverCameHasItsRow) {
   const Machine m;
   const Data one(1U);

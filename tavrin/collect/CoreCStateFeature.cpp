@@ -12,7 +12,6 @@ namespace tavrin {
 
 namespace {
 
-constexpr unsigned long long kTicksPerMicrosecond = kTicksPerSecond / 1'000'000;
 constexpr unsigned long long kLongestTime =
     std::numeric_limits<unsigned long long>::max() / kTicksPerMicrosecond;
 

@@ -13,8 +13,6 @@ namespace {
 
 constexpr std::string_view kCpuFolder = "/sys/devices/system/cpu";
 
-constexpr unsigned int kMostCpus = 65536;  // keeps damaged numbers from filling the memory
-
 /// Reads a list such as "0-3,8", as far as it ascends.
 void parseCpuList(std::string_view text, std::vector<unsigned int>& cpus) {
   cpus.clear();

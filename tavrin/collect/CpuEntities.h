@@ -12,6 +12,9 @@
 
 namespace tavrin {
 
+/// Keeps damaged numbers of CPUs from filling the memory.
+inline constexpr unsigned int kMostCpus = 65536;
+
 /// Which CPUs are online at a moment.
 class OnlineCpus {
  public:

@@ -3,8 +3,12 @@
 #include "tavrin/collect/CoreCStateFeature.h"
 #include "tavrin/collect/CpuFreqFeature.h"
 #include "tavrin/collect/CpuTimeFeature.h"
+#include "tavrin/collect/DiskFeature.h"
 #include "tavrin/collect/EnergyFeature.h"
 #include "tavrin/collect/InterruptsFeature.h"
+#include "tavrin/collect/MemoryFeature.h"
+#include "tavrin/collect/NetworkFeature.h"
+#include "tavrin/collect/PressureFeature.h"
 #include "tavrin/collect/ThermalFeature.h"
 
 namespace tavrin {
@@ -18,6 +22,10 @@ std::vector<std::unique_ptr<Feature>> createFeatures() {
   features.push_back(std::make_unique<ThermalFeature>());
   features.push_back(std::make_unique<EnergyFeature>());
   features.push_back(std::make_unique<InterruptsFeature>(stat));
+  features.push_back(std::make_unique<DiskFeature>());
+  features.push_back(std::make_unique<NetworkFeature>());
+  features.push_back(std::make_unique<MemoryFeature>());
+  features.push_back(std::make_unique<PressureFeature>());
   return features;
 }
 

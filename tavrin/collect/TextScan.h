@@ -22,6 +22,14 @@ inline std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
+/// Takes what is before the next blank, and the blanks before that, off the front of `text`.
+inline std::string_view takeWord(std::string_view& text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+  const std::string_view word = text.substr(0, text.find_first_of(" \t"));
+  text.remove_prefix(word.size());
+  return word;
+}
+
 /// Takes a decimal number, and the blanks before it, off the front of `text`. Returns false,
 /// leaving `text` and `value` alone, when there is none or it does not fit.
 template <std::integral Number>

@@ -134,11 +134,39 @@ TableBuilder residencyTable(const MetricTotals& totals, const SeriesGrid& grid) 
   return table;
 }
 
+/// Whether each series of `totals` has one of the same entity and descriptor in `whole`, which may
+/// be null.
+bool isPartOf(const MetricTotals& totals, const MetricTotals* whole) {
+  return whole != nullptr && std::ranges::all_of(totals.series(), [&](const SeriesTotals& series) {
+           return whole->find(series.entity, series.descriptor) != nullptr;
+         });
+}
+
 TableBuilder entryTable(const MetricTotals& totals, const SeriesGrid& grid) {
   TableBuilder table = startEntryTable(totals, grid, false);
   addRows(table, grid, RowNames(totals), [](const SeriesTotals* series, std::size_t /*row*/) {
     return series == nullptr ? notAvailable() : series->total();
   });
+  return table;
+}
+
+/// Of entries of some kind: also their share of all entries of the state.
+TableBuilder entryShareTable(const MetricTotals& totals, const SeriesGrid& grid,
+                             const MetricTotals& whole) {
+  TableBuilder table =
+      startTable(totals, "Entry Counts and Shares",
+                 "How often it happened at entries of each state, and to which share of them.");
+  addColumns(table, grid, nullptr);
+  addColumns(table, grid, percentage());
+  const auto share = [&](const SeriesTotals* series, std::size_t /*row*/) {
+    if (series == nullptr) return notAvailable();
+    const SeriesTotals* const all = whole.find(series->entity, series->descriptor);
+    return ratio(100.0 * series->sum, all->sum);
+  };
+  const auto count = [](const SeriesTotals* series, std::size_t /*row*/) {
+    return series == nullptr ? notAvailable() : series->total();
+  };
+  addRows(table, grid, RowNames(totals), count, share);
   return table;
 }
 
@@ -169,6 +197,16 @@ std::vector<TableBuilder> stateTables(const MetricTotals& totals, const SeriesGr
   return {std::move(residencies), std::move(entries)};
 }
 
+/// Takes all but the largest rows away from many, and returns what these add up to.
+SeriesTotals cutToLargest(std::vector<const SeriesTotals*>& rows) {
+  std::ranges::stable_sort(rows, std::ranges::greater(), &SeriesTotals::sum);
+  SeriesTotals others;
+  for (std::size_t row = kMostRows; row < rows.size(); ++row) others.addTotals(*rows[row]);
+  rows.resize(std::min(rows.size(), kMostRows));
+  return others;
+}
+
+/// A row per series. Of many that are about the whole machine only the largest, then all others.
 TableBuilder totalTable(const MetricTotals& totals, double ticksPerMicrosecond) {
   const pwr::Quantity* const quantity = totals.metric()->quantity;
   const pwr::Quantity* rate = nullptr;
@@ -179,16 +217,23 @@ TableBuilder totalTable(const MetricTotals& totals, double ticksPerMicrosecond) 
               : startTable(totals, "Total", "The sum of all samples.");
   if (hasRate) table.column("Average Rate", rate);
   table.column("Total", quantity);
-  const auto silent = totals.silent();
-  const RowNames names(totals, silent);
-  for (const SeriesTotals& series : totals.series()) {
-    TableBuilder::Row row{pwr::Data(names(series.entity, series.descriptor))};
+  const auto addRow = [&](const std::string& name, const SeriesTotals& series) {
+    TableBuilder::Row row{pwr::Data(name)};
     const double seconds =
         static_cast<double>(series.durationTicks) / (ticksPerMicrosecond * kMicrosecondsPerSecond);
     if (hasRate) row.push_back(ratio(series.sum * factor, seconds));
     row.push_back(series.total());
     table.row(std::move(row));
-  }
+  };
+  const auto silent = totals.silent();
+  const RowNames names(totals, silent);
+  std::vector<const SeriesTotals*> rows;
+  for (const SeriesTotals& series : totals.series()) rows.push_back(&series);
+  const auto isOfMachine = [](const SeriesTotals* series) { return series->entity == nullptr; };
+  const bool isCut = rows.size() > kMostRows && std::ranges::all_of(rows, isOfMachine);
+  const SeriesTotals others = isCut ? cutToLargest(rows) : SeriesTotals();
+  for (const SeriesTotals* row : rows) addRow(names(row->entity, row->descriptor), *row);
+  if (isCut) addRow("others", others);
   for (const auto& [entity, descriptor] : silent) {
     TableBuilder::Row row{pwr::Data(names(entity, descriptor)), notAvailable()};
     if (hasRate) row.push_back(notAvailable());
@@ -225,13 +270,13 @@ TableBuilder countTable(const MetricTotals& totals) {
   std::vector<const SeriesTotals*> rows;
   for (const SeriesTotals& series : totals.series()) rows.push_back(&series);
   SeriesTotals others = totals.others();
-  if (rows.size() > kMostTextRows || others.count > 0) {
+  if (rows.size() > kMostRows || others.count > 0) {
     std::ranges::stable_sort(rows, std::ranges::greater(), &SeriesTotals::count);
-    for (std::size_t row = kMostTextRows; row < rows.size(); ++row) {
+    for (std::size_t row = kMostRows; row < rows.size(); ++row) {
       others.count += rows[row]->count;
       others.durationTicks += rows[row]->durationTicks;
     }
-    rows.resize(std::min(rows.size(), kMostTextRows));
+    rows.resize(std::min(rows.size(), kMostRows));
   }
   const RowNames names(totals);
   for (const SeriesTotals* series : rows) {
@@ -247,7 +292,13 @@ TableBuilder countTable(const MetricTotals& totals) {
 
 }  // namespace
 
-std::vector<TableBuilder> tablesOf(const MetricTotals& totals, double ticksPerMicrosecond) {
+bool countsEntries(const pwr::MetricDescription& metric) {
+  return metric.type == pwr::Metric::MetricType::SampledDelta && metric.quantity != nullptr &&
+         metric.quantity->toQuantity() == pwr::QuantityType::StateEntry;
+}
+
+std::vector<TableBuilder> tablesOf(const MetricTotals& totals, double ticksPerMicrosecond,
+                                   const MetricTotals* whole) {
   using Type = pwr::Metric::MetricType;
   const pwr::MetricDescription& metric = *totals.metric();
   const SeriesGrid grid(totals);
@@ -258,9 +309,10 @@ std::vector<TableBuilder> tablesOf(const MetricTotals& totals, double ticksPerMi
   }
   const bool isCounter = metric.type == Type::SampledDelta || metric.type == Type::SampledResidency;
   if (!isCounter) return {valueTable(totals)};
-  const bool countsEntries =
-      metric.quantity != nullptr && metric.quantity->toQuantity() == pwr::QuantityType::StateEntry;
-  if (countsEntries && isLegible(grid)) return {entryTable(totals, grid)};
+  if (countsEntries(metric) && isLegible(grid)) {
+    return {isPartOf(totals, whole) ? entryShareTable(totals, grid, *whole)
+                                    : entryTable(totals, grid)};
+  }
   return {totalTable(totals, ticksPerMicrosecond)};
 }
 

@@ -7,11 +7,17 @@
 
 namespace tavrin {
 
-/// A table of texts with more rows than this has the most frequent ones and a row of all others.
-inline constexpr std::size_t kMostTextRows = 20;
+/// A table of texts, or of counters of the whole machine, with more rows than this has the largest
+/// ones and a row of all others.
+inline constexpr std::size_t kMostRows = 20;
+
+/// Whether the metric counts how often states were entered.
+bool countsEntries(const pwr::MetricDescription& metric);
 
 /// The summary tables of one metric by its kind, as `SummaryTables` tells. `ticksPerMicrosecond`:
-/// the timestamp clock in MHz. The tables' numbers are unique among all metrics.
-std::vector<TableBuilder> tablesOf(const MetricTotals& totals, double ticksPerMicrosecond);
+/// the timestamp clock in MHz. `whole`: of a metric that counts entries, the one that counts all of
+/// them; null when it is that itself. The tables' numbers are unique among all metrics.
+std::vector<TableBuilder> tablesOf(const MetricTotals& totals, double ticksPerMicrosecond,
+                                   const MetricTotals* whole);
 
 }  // namespace tavrin

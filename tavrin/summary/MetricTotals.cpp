@@ -30,6 +30,13 @@ void SeriesTotals::addToSum(const pwr::Data& addend, double number) {
   wholeSum += wholeNumber(addend);
 }
 
+void SeriesTotals::addTotals(const SeriesTotals& other) {
+  sum += other.sum;
+  whole = whole && other.whole;
+  wholeSum += other.wholeSum;
+  durationTicks = std::max(durationTicks, other.durationTicks);
+}
+
 pwr::Data SeriesTotals::total() const {
   // The real sum, although rounded, tells which number it is that equals `wholeSum` modulo 2^64.
   constexpr double kLeast = -0x1p63 * 0.99;
@@ -61,6 +68,12 @@ SeriesTotals& MetricTotals::find(const pwr::DataElement& element) {
   if (isNew) series_.push_back({.entity = key.entity, .descriptor = key.descriptor});
   next_ = found->second + 1;
   return series_[found->second];
+}
+
+const SeriesTotals* MetricTotals::find(const pwr::EntityHandle* entity,
+                                       const pwr::DataDescriptor* descriptor) const {
+  const auto found = numeric_.find({entity, descriptor});
+  return found == numeric_.end() ? nullptr : &series_[found->second];
 }
 
 /// The place of the series with the value in `text_`.

@@ -26,6 +26,8 @@ struct SeriesTotals {
 
   /// `number` is the addend as a real.
   void addToSum(const pwr::Data& addend, double number);
+  /// Adds the sums of another series of the same length at most.
+  void addTotals(const SeriesTotals& other);
   /// The sum: an integer, exact, where every value was one and the sum fits 64 bits; else a real.
   pwr::Data total() const;
 };
@@ -53,6 +55,9 @@ class MetricTotals {
   /// In the order of first appearance.
   const std::vector<SeriesTotals>& series() const { return series_; }
   const SeriesTotals& others() const { return others_; }
+  /// The series of numbers; null when there is none.
+  const SeriesTotals* find(const pwr::EntityHandle* entity,
+                           const pwr::DataDescriptor* descriptor) const;
   /// Of the metric's combinations those that no value came of, each once.
   std::vector<pwr::Metric::EntityDescCombo> silent() const;
   unsigned long long messages() const { return messages_; }

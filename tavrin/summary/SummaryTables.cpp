@@ -46,9 +46,15 @@ std::vector<std::string> SummaryTables::linesOfSilent() const {
 
 void SummaryTables::deliver(const pwr::SystemMetadata& system, const ContainerSink& containers,
                             const TableSink& tables) {
+  std::map<const pwr::Quantity*, const MetricTotals*> entries;  // the first metric that counts them
   for (auto& [id, totals] : totals_) {
     totals.endStates(system.getCollectionStopTimestamp());
-    for (TableBuilder& table : tablesOf(totals, system.getTscFrequencyMHz())) {
+    const MetricTotals* whole = nullptr;
+    if (countsEntries(*totals.metric())) {
+      const auto [first, isNew] = entries.try_emplace(totals.metric()->quantity, &totals);
+      if (!isNew) whole = first->second;
+    }
+    for (TableBuilder& table : tablesOf(totals, system.getTscFrequencyMHz(), whole)) {
       table.deliver(tables);
     }
   }

@@ -18,8 +18,10 @@ namespace tavrin {
 ///   residency            "… Summary: Residency (Percentage and Time)", a row per entity
 ///   states, traced       the same, and "… Summary: Entry Counts"
 ///   state entries        "… Summary: Entry Counts", a row per entity
-///   counter with a rate  "… Summary: Average Rate and Total", a row per series
-///   other counter        "… Summary: Total", a row per series
+///   some of the entries  "… Summary: Entry Counts and Shares", a row per entity
+///   counter with a rate  "… Summary: Average Rate and Total", a row per series; of the whole
+///                        machine, the largest ones
+///   other counter        "… Summary: Total", likewise
 ///   numbers              "… Summary: Sampled Values" (minimum, average, maximum), a row per series
 ///   texts                "… Summary: Counts", a row per series and value, or the most frequent
 ///   ones
@@ -27,7 +29,8 @@ namespace tavrin {
 /// and "Collection Summary: Total Samples Received" over all metrics, followed by "Collection
 /// Summary: Lost Events" where the system description tells of some. The first cell of a row names
 /// what the row is about; averages are over samples, percentages and rates over time. Traced states
-/// are the transitions of a metric with a finite set of values.
+/// are the transitions of a metric with a finite set of values. Metrics of state entries that share
+/// the quantity of an earlier one, and have no other series, count some of its entries.
 class SummaryTables {
  public:
   using TableSink = std::function<void(const pwr::TableMessage&)>;

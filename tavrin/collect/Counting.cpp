@@ -1,0 +1,21 @@
+#include "tavrin/collect/Counting.h"
+
+#include "hostcommon/Descriptions.h"
+
+namespace tavrin {
+
+const pwr::Quantity* createBytesQuantity() {
+  const pwr::Quantity* rate =
+      pwr::createQuantity({.type = pwr::QuantityType::Rate, .name = "Data Rate", .units = "B/s"});
+  return pwr::createQuantity(
+      {.type = pwr::QuantityType::Size, .name = "Data", .units = "B", .rate = rate});
+}
+
+const pwr::Quantity* createEventsQuantity() {
+  const pwr::Quantity* rate =
+      pwr::createQuantity({.type = pwr::QuantityType::Rate, .name = "Rate", .units = "/s"});
+  return pwr::createQuantity(
+      {.type = pwr::QuantityType::Count, .name = "Count", .units = "count", .rate = rate});
+}
+
+}  // namespace tavrin
