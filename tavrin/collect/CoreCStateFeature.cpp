@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <set>
 #include <utility>
 
 #include "hostcommon/Descriptions.h"
@@ -15,16 +14,56 @@ namespace {
 constexpr unsigned long long kLongestTime =
     std::numeric_limits<unsigned long long>::max() / kTicksPerMicrosecond;
 
+/// A fact about a state, in microseconds.
+struct StateFact {
+  const char* file;
+  const char* name;
+};
+
+constexpr std::array<StateFact, 2> kStateFacts{
+    {{"latency", "Exit Latency"}, {"residency", "Target Residency"}}};
+
+/// Counters of a state beside its time and entries.
+enum class SideCount { PartOfEntries, Entries, Time };
+struct SideCounter {
+  const char* file;
+  const char* metric;
+  SideCount kind;
+};
+
+constexpr std::array<SideCounter, 5> kSideFiles{{
+    {"above", "CPU C-State Too Deep", SideCount::PartOfEntries},
+    {"below", "CPU C-State Too Shallow", SideCount::PartOfEntries},
+    {"rejected", "CPU C-State Refusals", SideCount::Entries},
+    {"s2idle/usage", "CPU C-State Entries in Suspend", SideCount::Entries},
+    {"s2idle/time", "CPU C-State Time in Suspend", SideCount::Time},
+}};
+
+const pwr::Quantity* createEntryQuantity() {
+  const pwr::Quantity* rate =
+      pwr::createQuantity({.type = pwr::QuantityType::Rate, .name = "Rate", .units = "/s"});
+  return pwr::createQuantity({.type = pwr::QuantityType::StateEntry,
+                              .name = "State Entries",
+                              .units = "count",
+                              .rate = rate});
+}
+
 }  // namespace
 
 CoreCStateFeature::CoreCStateFeature()
-    : Feature("core-cstate", "CPU C-State", "Residency and entries of each CPU's sleep states") {}
+    : Feature("core-cstate", "CPU C-State", "Residency and entries of each CPU's sleep states") {
+  static_assert(kSideFiles.size() == kSideCounters);
+}
 
 std::string CoreCStateFeature::probe(const SysRoot& root, CpuEntities& cpus,
                                      unsigned int containerId) {
   isThisMachine_ = root.isThisMachine();
+  for (std::size_t i = 0; i < kSideCounters; ++i) {
+    const bool isTime = kSideFiles[i].kind == SideCount::Time;
+    sideCounters_[i] = std::make_unique<CpuCounters>(isTime ? kTicksPerMicrosecond : 1);
+  }
   for (const CpuEntities::Cpu& cpu : cpus.cpus()) {
-    std::vector<State> states = findStates(root, cpu.number);
+    std::vector<State> states = findStates(root, cpu);
     const std::size_t count = states.size();
     if (count == 0) continue;
     cpus_.push_back({.number = cpu.number,
@@ -40,8 +79,9 @@ std::string CoreCStateFeature::probe(const SysRoot& root, CpuEntities& cpus,
 }
 
 std::vector<CoreCStateFeature::State> CoreCStateFeature::findStates(const SysRoot& root,
-                                                                    unsigned int cpu) {
-  const std::string folder = "/sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/cpuidle/";
+                                                                    const CpuEntities::Cpu& cpu) {
+  const std::string folder =
+      "/sys/devices/system/cpu/cpu" + std::to_string(cpu.number) + "/cpuidle/";
   std::vector<State> states;
   std::set<std::string> names;
   for (const unsigned int number : root.listNumbered(folder, "state")) {
@@ -55,22 +95,50 @@ std::vector<CoreCStateFeature::State> CoreCStateFeature::findStates(const SysRoo
                           state.usage.readNumber(state.last.usage) == 0;
     if (name.empty() || !readable) continue;
     if (!names.insert(name).second) name += " (" + id + ")";
-    state.descriptor = descriptor(name, root.readLine(path + "desc"));
+    state.descriptor = descriptor(root, path, name);
+    for (std::size_t i = 0; i < kSideCounters; ++i) {
+      sideCounters_[i]->add(root.path(path + kSideFiles[i].file), cpu.number, cpu.entity,
+                            state.descriptor);
+    }
     states.push_back(std::move(state));
   }
   return states;
 }
 
-const pwr::DataDescriptor* CoreCStateFeature::descriptor(const std::string& name,
-                                                         const std::string& description) {
-  const pwr::DataDescriptor*& known = descriptors_[name];
-  if (known == nullptr) {
-    known = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder(name, description));
+/// Of CPUs that differ, states of one name may be different ones.
+const pwr::DataDescriptor* CoreCStateFeature::descriptor(const SysRoot& root,
+                                                         const std::string& folder,
+                                                         const std::string& name) {
+  if (stateAttributes_.empty()) {
+    const pwr::Quantity* const time = pwr::createQuantity({.name = "Time", .units = "us"});
+    for (const StateFact& fact : kStateFacts) {
+      stateAttributes_.push_back(pwr::Attribute::create(fact.name, time, pwr::AttributeType::UInt));
+    }
   }
-  return known;
+  std::string facts;
+  std::array<std::optional<unsigned long long>, kStateFacts.size()> values;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    unsigned long long microseconds = 0;
+    if (root.readNumber(folder + kStateFacts[i].file, microseconds) != 0) continue;
+    values[i] = microseconds;
+    facts += std::string(facts.empty() ? "" : ", ") + kStateFacts[i].file + " " +
+             std::to_string(microseconds) + " us";
+  }
+  const pwr::DataDescriptor*& known = descriptors_[name + "\n" + facts];
+  if (known != nullptr) return known;
+  const bool isNew = stateNames_.insert(name).second;
+  pwr::DataDescriptorBuilder builder(isNew ? name : name + " (" + facts + ")",
+                                     root.readLine(folder + "desc"));
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (values[i]) builder.addAttributeValue(stateAttributes_[i], pwr::Data(*values[i]));
+  }
+  return known = pwr::DataDescriptor::create(builder);
 }
 
 void CoreCStateFeature::createMetrics(unsigned int containerId) {
+  pwr::ExpectedAttributeManager facts;
+  for (const pwr::Attribute* attribute : stateAttributes_) facts.addAttribute(attribute);
+  const auto stateGroup = std::make_shared<const pwr::Field>("C-State", facts);
   pwr::MetricDescription metric{.containerId = containerId,
                                 .name = "CPU C-State",
                                 .featureTag = tag(),
@@ -78,7 +146,7 @@ void CoreCStateFeature::createMetrics(unsigned int containerId) {
                                 .legacyType = pwr::RealTableClass::Residency,
                                 .quantity = pwr::Quantity::time(),
                                 .entityGroup = std::make_shared<const pwr::Field>("CPU"),
-                                .descriptorGroup = std::make_shared<const pwr::Field>("C-State")};
+                                .descriptorGroup = stateGroup};
   for (const SleepingCpu& cpu : cpus_) {
     for (const State& state : cpu.states) {
       metric.combinations.push_back({cpu.entity, state.descriptor});
@@ -88,13 +156,23 @@ void CoreCStateFeature::createMetrics(unsigned int containerId) {
   metric.name = "CPU C-State Entries";
   metric.type = pwr::Metric::MetricType::SampledDelta;
   metric.legacyType = pwr::RealTableClass::Counter;
-  const pwr::Quantity* rate =
-      pwr::createQuantity({.type = pwr::QuantityType::Rate, .name = "Rate", .units = "/s"});
-  metric.quantity = pwr::createQuantity({.type = pwr::QuantityType::StateEntry,
-                                         .name = "State Entries",
-                                         .units = "count",
-                                         .rate = rate});
-  addMetric(pwr::createMetric(std::move(metric)));
+  metric.quantity = createEntryQuantity();
+  addMetric(pwr::createMetric(metric));
+  createSideMetrics(std::move(metric));
+}
+
+/// `metric`: that of the entries. Those that count some of the entries share its quantity.
+void CoreCStateFeature::createSideMetrics(pwr::MetricDescription metric) {
+  const pwr::Quantity* const entries = metric.quantity;
+  for (std::size_t i = 0; i < kSideCounters; ++i) {
+    if (sideCounters_[i]->empty()) continue;
+    metric.name = kSideFiles[i].metric;
+    metric.combinations = sideCounters_[i]->combinations();
+    metric.quantity = kSideFiles[i].kind == SideCount::PartOfEntries ? entries
+                      : kSideFiles[i].kind == SideCount::Time        ? pwr::Quantity::time()
+                                                                     : createEntryQuantity();
+    sideCounters_[i]->setMetric(addMetric(pwr::createMetric(metric)));
+  }
 }
 
 /// Takes the readings of all states. Returns false when one cannot be read.
@@ -153,6 +231,7 @@ void CoreCStateFeature::sample(unsigned long long now, SampleBatch& batch) {
       entries.add(pwr::Data(cpu.states[i].entries), cpu.states[i].descriptor, cpu.entity);
     }
   }
+  for (const auto& counters : sideCounters_) counters->sample(now, *online_, batch);
 }
 
 void CoreCStateFeature::remainder(SampleBatch& batch) const {
@@ -166,6 +245,7 @@ void CoreCStateFeature::remainder(SampleBatch& batch) const {
       residencies.add(pwr::Data(ticks[i]), cpu.states[i].descriptor, cpu.entity);
     }
   }
+  for (const auto& counters : sideCounters_) counters->remainder(batch);
 }
 
 }  // namespace tavrin

@@ -1,21 +1,29 @@
 #pragma once
 
+#include <array>
 #include <map>
+#include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "tavrin/collect/CpuCounters.h"
 #include "tavrin/collect/CpuEntities.h"
 #include "tavrin/collect/Feature.h"
 #include "tavrin/collect/Interval.h"
 #include "tavrin/collect/OpenFile.h"
 #include "tavrin/collect/ResidencyCarry.h"
+#include "writers/host/Attribute.h"
 #include "writers/host/EntityHandle.h"
 
 namespace tavrin {
 
 /// Time that each CPU spent in each of its sleep states, and how often it entered them. What the
-/// states of a CPU leave of an interval was spent running.
+/// states of a CPU leave of an interval was spent running. How often a state turned out to be the
+/// wrong one, was refused, or was entered while the machine was suspended is read every second. All
+/// as Documentation/admin-guide/pm/cpuidle.rst and Documentation/ABI/testing/
+/// sysfs-devices-system-cpu have it.
 ///
 /// The states of a CPU are read together. When the CPU is offline, when one of them cannot be read
 /// or has run backwards, the CPU has a gap and starts again where it can be read next.
@@ -53,9 +61,13 @@ class CoreCStateFeature : public Feature {
     bool complete = false;                  // whether this pass has an interval of it
   };
 
-  std::vector<State> findStates(const SysRoot& root, unsigned int cpu);
-  const pwr::DataDescriptor* descriptor(const std::string& name, const std::string& description);
+  static constexpr std::size_t kSideCounters = 5;
+
+  std::vector<State> findStates(const SysRoot& root, const CpuEntities::Cpu& cpu);
+  const pwr::DataDescriptor* descriptor(const SysRoot& root, const std::string& folder,
+                                        const std::string& name);
   void createMetrics(unsigned int containerId);
+  void createSideMetrics(pwr::MetricDescription metric);
   static bool read(SleepingCpu& cpu);
   static bool advance(SleepingCpu& cpu);
   void update(SleepingCpu& cpu, unsigned long long now, bool hasInterval);
@@ -63,7 +75,10 @@ class CoreCStateFeature : public Feature {
   Interval interval_;
   std::optional<OnlineCpus> online_;
   std::vector<SleepingCpu> cpus_;
-  std::map<std::string, const pwr::DataDescriptor*> descriptors_;
+  std::map<std::string, const pwr::DataDescriptor*> descriptors_;  // by all that they tell
+  std::set<std::string> stateNames_;                               // of the descriptors
+  std::vector<const pwr::Attribute*> stateAttributes_;
+  std::array<std::unique_ptr<CpuCounters>, kSideCounters> sideCounters_;
   bool isThisMachine_ = false;
 };
 

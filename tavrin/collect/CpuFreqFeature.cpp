@@ -36,20 +36,37 @@ std::string policyName(const SysRoot& root, unsigned int number, const std::stri
 }  // namespace
 
 CpuFreqFeature::CpuFreqFeature()
-    : Feature("cpu-freq", "CPU Frequency", "Frequency of each group of CPUs that share one") {}
+    : Feature("cpu-freq", "CPU Frequency",
+              "Frequency of CPUs, time at each, delivered performance") {}
 
-std::string CpuFreqFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
-                                  unsigned int containerId) {
+void CpuFreqFeature::addPolicies(const SysRoot& root) {
   for (const unsigned int number : root.listNumbered(kPolicies, "policy")) {
     const std::string folder = std::string(kPolicies) + "/policy" + std::to_string(number);
-    const std::string file = folder + "/scaling_cur_freq";
+    const std::string gauge = folder + "/scaling_cur_freq";
+    const std::string times = folder + "/stats/time_in_state";
     std::string text;
-    if (root.readText(file, text) != 0) continue;
-    gauges_.add(root.path(file), pwr::createEntity({.name = policyName(root, number, folder),
-                                                    .level = "Frequency Policy"}));
+    const bool hasGauge = root.readText(gauge, text) == 0;
+    if (!hasGauge && root.readText(times, text) != 0) continue;
+    const pwr::EntityHandle* const entity =
+        pwr::createEntity({.name = policyName(root, number, folder), .level = "Frequency Policy"});
+    if (hasGauge) gauges_.add(root.path(gauge), entity);
+    times_.add(root.path(times), entity);
   }
-  if (gauges_.empty()) return std::string("no readable frequency policies below ") + kPolicies;
-  addMetric(pwr::createMetric(
+}
+
+std::string CpuFreqFeature::probe(const SysRoot& root, CpuEntities& cpus,
+                                  unsigned int containerId) {
+  addPolicies(root);
+  for (const CpuEntities::Cpu& cpu : cpus.cpus()) performance_.add(root, cpu);
+  if (!gauges_.empty()) gaugesMetric_ = addMetric(createGauges(containerId));
+  if (!times_.empty()) timesMetric_ = addMetric(createTimes(containerId));
+  if (!performance_.empty()) performanceMetric_ = addMetric(createPerformance(containerId));
+  if (!metrics().empty()) return {};
+  return std::string("no readable frequency policies below ") + kPolicies;
+}
+
+const pwr::MetricDescription* CpuFreqFeature::createGauges(unsigned int containerId) {
+  return pwr::createMetric(
       {.containerId = containerId,
        .name = "CPU Frequency",
        .featureTag = tag(),
@@ -58,12 +75,43 @@ std::string CpuFreqFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
        .quantity = pwr::createQuantity(
            {.type = pwr::QuantityType::Frequency, .name = "Frequency", .units = "MHz"}),
        .combinations = gauges_.combinations(),
-       .entityGroup = std::make_shared<const pwr::Field>("Policy")}));
-  return {};
+       .entityGroup = std::make_shared<const pwr::Field>("Policy")});
+}
+
+const pwr::MetricDescription* CpuFreqFeature::createTimes(unsigned int containerId) {
+  return pwr::createMetric({.containerId = containerId,
+                            .name = "CPU Frequency Time",
+                            .featureTag = tag(),
+                            .type = pwr::Metric::MetricType::SampledResidency,
+                            .legacyType = pwr::RealTableClass::Residency,
+                            .quantity = pwr::Quantity::time(),
+                            .combinations = times_.combinations(),
+                            .entityGroup = std::make_shared<const pwr::Field>("Policy"),
+                            .descriptorGroup = std::make_shared<const pwr::Field>("Frequency")});
+}
+
+const pwr::MetricDescription* CpuFreqFeature::createPerformance(unsigned int containerId) {
+  return pwr::createMetric(
+      {.containerId = containerId,
+       .name = "CPU Performance",
+       .featureTag = tag(),
+       .type = pwr::Metric::MetricType::SampledValue,
+       .legacyType = pwr::RealTableClass::Value,
+       .quantity = pwr::createQuantity(
+           {.type = pwr::QuantityType::Percentage, .name = "Delivered Performance", .units = "%"}),
+       .combinations = performance_.combinations(),
+       .entityGroup = std::make_shared<const pwr::Field>("CPU")});
 }
 
 void CpuFreqFeature::sample(unsigned long long now, SampleBatch& batch) {
-  gauges_.sample(now, metrics().front(), batch);
+  if (gaugesMetric_ != nullptr) gauges_.sample(now, gaugesMetric_, batch);
+  if (timesMetric_ != nullptr) times_.sample(now, timesMetric_, batch);
+  if (performanceMetric_ != nullptr) performance_.sample(now, performanceMetric_, batch);
+}
+
+void CpuFreqFeature::remainder(SampleBatch& batch) const {
+  Feature::remainder(batch);
+  if (timesMetric_ != nullptr) times_.remainder(timesMetric_, batch);
 }
 
 }  // namespace tavrin

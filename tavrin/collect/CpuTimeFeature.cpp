@@ -1,10 +1,9 @@
 #include "tavrin/collect/CpuTimeFeature.h"
 
-#include <unistd.h>
-
 #include <system_error>
 
 #include "hostcommon/Descriptions.h"
+#include "tavrin/collect/Counting.h"
 #include "tavrin/collect/CpuEntities.h"
 #include "tavrin/collect/SysRoot.h"
 #include "tavrin/collect/TextScan.h"
@@ -54,7 +53,6 @@ std::string CpuTimeFeature::probe(const SysRoot& root, CpuEntities& cpus,
     cpus_[cpu.number].entity = cpu.entity;
   }
   if (cpus_.empty()) return std::string("no CPUs in ") + StatFile::kPath;
-  ticksPerJiffy_ = kTicksPerSecond / static_cast<unsigned long long>(sysconf(_SC_CLK_TCK));
   stat_->open(root);
   createMetric(containerId);
   return {};
@@ -101,7 +99,7 @@ void CpuTimeFeature::update(BusyCpu& cpu, const Counters& jiffies, bool complete
   bool forwards = complete && cpu.valid;
   for (std::size_t i = 0; i < kStates; ++i) {
     if (jiffies[i] >= cpu.jiffies[i]) {
-      ticks[i] = (jiffies[i] - cpu.jiffies[i]) * ticksPerJiffy_;
+      ticks[i] = (jiffies[i] - cpu.jiffies[i]) * ticksPerJiffy();
     } else if (!isEstimate(i)) {
       forwards = false;
     }

@@ -43,7 +43,6 @@ class CpuTimeFeature : public Feature {
   Interval interval_;
   std::vector<BusyCpu> cpus_;  // by CPU number; those without an entity are not collected
   std::vector<const pwr::DataDescriptor*> descriptors_;
-  unsigned long long ticksPerJiffy_ = 0;
 };
 
 }  // namespace tavrin

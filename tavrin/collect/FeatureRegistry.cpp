@@ -10,6 +10,7 @@
 #include "tavrin/collect/NetworkFeature.h"
 #include "tavrin/collect/PressureFeature.h"
 #include "tavrin/collect/ThermalFeature.h"
+#include "tavrin/collect/ThrottleFeature.h"
 
 namespace tavrin {
 
@@ -26,6 +27,7 @@ std::vector<std::unique_ptr<Feature>> createFeatures() {
   features.push_back(std::make_unique<NetworkFeature>());
   features.push_back(std::make_unique<MemoryFeature>());
   features.push_back(std::make_unique<PressureFeature>());
+  features.push_back(std::make_unique<ThrottleFeature>());
   return features;
 }
 

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <vector>
+
+#include "tavrin/collect/Interval.h"
+#include "tavrin/collect/OpenFile.h"
+#include "tavrin/collect/SysRoot.h"
+#include "writers/host/Metric.h"
+
+namespace tavrin {
+
+/// What cooling devices (fans, limits of processors) do against heat, from /sys/class/thermal as
+/// Documentation/ABI/testing/sysfs-class-thermal has it: 0 for nothing, up to a number of their own
+/// for all that they can. The state that a device has at the start of an interval is told there, if
+/// it is another one than before.
+class CoolingDevices {
+ public:
+  /// Finds those whose state can be read.
+  explicit CoolingDevices(const SysRoot& root);
+  bool empty() const { return devices_.empty(); }
+  /// Of a metric of transitions, without container and feature.
+  pwr::MetricDescription describe() const;
+
+  void sample(unsigned long long now, const pwr::MetricDescription* metric, SampleBatch& batch);
+
+ private:
+  struct Device {
+    OpenFile file;
+    const pwr::EntityHandle* entity = nullptr;
+    unsigned long long state = 0;
+    bool isKnown = false;         // whether the last pass could read it
+    unsigned long long told = 0;  // the state told last
+    bool isTold = false;          // whether it was read ever since
+  };
+
+  std::vector<Device> devices_;
+  unsigned long long highestState_ = 0;  // of all devices
+  const pwr::DataDescriptor* descriptor_ = nullptr;
+  Interval interval_;
+};
+
+}  // namespace tavrin

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tavrin/collect/CpuEntities.h"
+#include "tavrin/collect/Interval.h"
+#include "tavrin/collect/OpenFile.h"
+#include "writers/host/Metric.h"
+
+namespace tavrin {
+
+/// Counters of CPUs, or of what a CPU tells about, that each have a file of their own. They are
+/// many and change slowly, so they are read every second only, with intervals of their own; what
+/// they have counted since the last of these is the remainder of the run. One that cannot be read,
+/// runs backwards or is of an offline CPU has a gap.
+class CpuCounters {
+ public:
+  /// `unit`: what a count of 1 stands for.
+  explicit CpuCounters(unsigned long long unit = 1) : unit_(unit) {}
+
+  /// Adds the counter in the file `path`, unless that cannot be read.
+  void add(std::string path, unsigned int cpu, const pwr::EntityHandle* entity,
+           const pwr::DataDescriptor* descriptor);
+  bool empty() const { return counters_.empty(); }
+  std::vector<pwr::Metric::EntityDescCombo> combinations() const;
+  /// The metric with these combinations; to be called before the first `sample`, unless `empty`.
+  void setMetric(const pwr::MetricDescription* metric) { metric_ = metric; }
+
+  /// Whether a `sample` at `now` would read anything.
+  bool isDue(unsigned long long now) const { return !empty() && now >= next_; }
+  /// To be called in every pass, and `remainder` after the last. Neither does anything when
+  /// `empty`.
+  void sample(unsigned long long now, const OnlineCpus& online, SampleBatch& batch);
+  void remainder(SampleBatch& batch);
+
+ private:
+  struct Counter {
+    OpenFile file;
+    unsigned int cpu = 0;
+    const pwr::EntityHandle* entity = nullptr;
+    const pwr::DataDescriptor* descriptor = nullptr;
+    unsigned long long before = 0;
+    bool isKnown = false;  // whether it could be read at the end of the last interval
+  };
+
+  const unsigned long long unit_;
+  const pwr::MetricDescription* metric_ = nullptr;
+  std::vector<Counter> counters_;
+  Interval interval_;
+  unsigned long long next_ = 0;  // time of the next reading
+};
+
+}  // namespace tavrin
