@@ -75,7 +75,7 @@ class Recording {
   void consume(SampleBatch& batch);
   void showProgress(Clock::time_point now);
   void complete(const Sampler& sampler);
-  void deliverRemainders();
+  void deliverRest();
   void prepareOutputs();
   SamplingReport sample();
   void report(const SamplingReport& sampling) const;
@@ -179,11 +179,10 @@ void Recording::describe(const Sampler& sampler) {
   }
   if (capture_) capture_->writer().define(metrics);
   for (const Feature* feature : present_) {
-    session_.container(
-        pwr::MetricContainerInfoMessage({.containerId = feature->metrics().front()->containerId,
-                                         .featureName = feature->tag(),
-                                         .metricName = feature->containerName(),
-                                         .heading = feature->containerName()}));
+    session_.container(pwr::MetricContainerInfoMessage({.containerId = feature->containerId(),
+                                                        .featureName = feature->tag(),
+                                                        .metricName = feature->containerName(),
+                                                        .heading = feature->containerName()}));
   }
 }
 
@@ -229,10 +228,11 @@ void Recording::complete(const Sampler& sampler) {
       static_cast<double>(sampler.stopTicks() - sampler.startTicks()) / 1e9;
 }
 
-void Recording::deliverRemainders() {
+void Recording::deliverRest() {
   SampleBatch batch;
   for (const Feature* feature : present_) feature->remainder(batch);
   for (pwr::Metric& metric : batch) session_.remainder(metric);
+  for (Feature* feature : present_) feature->finish(metadata_.edit(), session_);
 }
 
 void Recording::report(const SamplingReport& sampling) const {
@@ -301,7 +301,7 @@ int Recording::run() {
     session_.recordTo(capture_->writer());
   }
   const SamplingReport sampling = sample();
-  deliverRemainders();
+  deliverRest();
   // The journal first: what follows may take its time, and be killed.
   const bool isCaptured = !capture_ || capture_->finish(metadata_);
   if (command_) command_->end(stop_.signal() == SIGINT);

@@ -39,6 +39,35 @@ class SysTree {
   TempFolder folder_;
 };
 
+/// Takes tables, and nothing else.
+class TableText : public MessageSink {
+ public:
+  void system(const pwr::SystemMetadata& /*metadata*/) override { std::abort(); }
+  void container(const pwr::MetricContainerInfoMessage& /*message*/) override { std::abort(); }
+  void metric(pwr::Metric& /*metric*/) override { std::abort(); }
+  void remainder(pwr::Metric& /*metric*/) override { std::abort(); }
+  void text(const pwr::TextMessage& /*message*/) override { std::abort(); }
+  void id(const pwr::IdMessage& /*message*/) override { std::abort(); }
+  void flush() override { std::abort(); }
+
+  void table(const pwr::TableMessage& message) override {
+    if (message.getTitle() != title_) lines += message.getTitle() + "\n";
+    title_ = message.getTitle();
+    std::string line;
+    std::string cell;
+    for (const pwr::Data& data : message.getCells()) {
+      data.toFormattedString(cell);
+      line += (line.empty() ? "" : " | ") + cell;
+    }
+    lines += line + "\n";
+  }
+
+  std::string lines;
+
+ private:
+  std::string title_;
+};
+
 /// Probes and drives one feature over a tree, and tells its samples as text.
 class FeatureDriver {
  public:
@@ -53,6 +82,14 @@ class FeatureDriver {
 
   const std::string& reason() const { return reason_; }
   const Feature& feature() const { return *feature_; }
+
+  /// What the feature tells at the end: completes `system` and returns the tables, each as its
+  /// title and lines of cells "a | b".
+  std::string finish(pwr::SystemDescription& system) {
+    TableText tables;
+    feature_->finish(system, tables);
+    return tables.lines;
+  }
 
   /// The samples of the interval that ends at `seconds`, a line for each message:
   /// "Metric @start+length: entity/descriptor=value …", times in seconds, residencies in ms.
@@ -102,8 +139,20 @@ class FeatureDriver {
       if (element.getEntity() != nullptr) text += element.getEntity()->getName();
       if (element.getDescriptor() != nullptr) text += "/" + element.getDescriptor()->getName();
       text += "=" + number(residency ? value / 1e6 : value);
+      if (element.getAttributes() != nullptr) text += describeAttributes(*element.getAttributes());
     }
     return text;
+  }
+
+  /// "(first,second)".
+  static std::string describeAttributes(const pwr::AttributeValueManager& attributes) {
+    std::string text;
+    std::string value;
+    for (const auto& [attribute, data] : attributes) {
+      data.toString(value);
+      text += (text.empty() ? "(" : ",") + value;
+    }
+    return text + ")";
   }
 
   const SysRoot root_;

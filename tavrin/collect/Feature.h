@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tavrin/collect/SampleBatch.h"
+#include "tavrin/common/MessageSink.h"
 #include "writers/host/Metric.h"
 
 namespace tavrin {
@@ -14,7 +15,8 @@ class SysRoot;
 /// One kind of live telemetry: a metric container with its metrics and the code that samples them.
 ///
 /// Calls: `probe` once; if it found the feature, `sample` at the start of the collection, which
-/// only takes the first readings, and then at the end of every interval; `remainder` at the end.
+/// only takes the first readings, and then at the end of every interval; `remainder` and `finish`
+/// at the end.
 class Feature {
  public:
   /// `tag`: the name by which users and the output configuration know the feature.
@@ -38,6 +40,9 @@ class Feature {
   /// all of them should be woken before `sample`. Valid after `probe`.
   virtual bool needsAwakeCpus() const { return false; }
 
+  /// Of its metrics and tables. Valid after `probe`.
+  virtual unsigned int containerId() const { return metrics_.front()->containerId; }
+
   /// What `probe` created.
   const std::vector<const pwr::MetricDescription*>& metrics() const { return metrics_; }
 
@@ -52,6 +57,11 @@ class Feature {
   virtual void remainder(SampleBatch& batch) const {
     for (const pwr::MetricDescription* metric : metrics_) batch.add(metric, 0);
   }
+
+  /// To be called last, after the readings of `remainder` and with the times of the collection in
+  /// `system`: completes what the feature knows of the system (processes, lost events), and
+  /// delivers the tables that cannot be made of its metrics, in its container.
+  virtual void finish(pwr::SystemDescription& /*system*/, MessageSink& /*sink*/) {}
 
  protected:
   const pwr::MetricDescription* addMetric(const pwr::MetricDescription* metric) {

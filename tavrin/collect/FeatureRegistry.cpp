@@ -9,6 +9,7 @@
 #include "tavrin/collect/MemoryFeature.h"
 #include "tavrin/collect/NetworkFeature.h"
 #include "tavrin/collect/PressureFeature.h"
+#include "tavrin/collect/ProcessFeature.h"
 #include "tavrin/collect/ThermalFeature.h"
 #include "tavrin/collect/ThrottleFeature.h"
 
@@ -16,6 +17,8 @@ namespace tavrin {
 
 std::vector<std::unique_ptr<Feature>> createFeatures() {
   const auto stat = std::make_shared<StatFile>();
+  const auto lives = std::make_shared<ProcessTable>();
+  const auto processes = std::make_shared<ProcessPoll>(lives);
   std::vector<std::unique_ptr<Feature>> features;
   features.push_back(std::make_unique<CoreCStateFeature>());
   features.push_back(std::make_unique<CpuTimeFeature>(stat));
@@ -28,6 +31,7 @@ std::vector<std::unique_ptr<Feature>> createFeatures() {
   features.push_back(std::make_unique<MemoryFeature>());
   features.push_back(std::make_unique<PressureFeature>());
   features.push_back(std::make_unique<ThrottleFeature>());
+  features.push_back(std::make_unique<ProcessFeature>(processes, stat));
   return features;
 }
 

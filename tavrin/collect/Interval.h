@@ -37,10 +37,11 @@ class IntervalPoint {
   IntervalPoint(SampleBatch& batch, const pwr::MetricDescription* metric, const Interval& interval)
       : batch_(batch), metric_(metric), interval_(interval) {}
 
-  void add(pwr::Data value, const pwr::DataDescriptor* descriptor,
-           const pwr::EntityHandle* entity) {
+  /// The element is valid until the next one is added.
+  pwr::DataElement& add(pwr::Data value, const pwr::DataDescriptor* descriptor,
+                        const pwr::EntityHandle* entity) {
     if (point_ == nullptr) point_ = &batch_.add(metric_, interval_.start());
-    point_->elements.emplace_back(std::move(value), descriptor, entity, interval_.length());
+    return point_->elements.emplace_back(std::move(value), descriptor, entity, interval_.length());
   }
 
  private:

@@ -6,6 +6,7 @@
 
 #include "tavrin/collect/OpenFile.h"
 #include "tavrin/collect/SysRoot.h"
+#include "tavrin/collect/TextScan.h"
 
 namespace tavrin {
 
@@ -24,6 +25,17 @@ class StatFile {
       if (file_->readText(text_) != 0) text_ = {};
     }
     return text_;
+  }
+
+  /// How many processes and threads have been started since the machine was, at `now`.
+  std::optional<unsigned long long> forksAt(unsigned long long now) {
+    constexpr std::string_view kKey = "\nprocesses ";
+    const std::string_view text = textAt(now);
+    const std::size_t place = text.rfind(kKey);
+    unsigned long long forks = 0;
+    if (place == std::string_view::npos) return std::nullopt;
+    std::string_view number = text.substr(place + kKey.size());
+    return takeNumber(number, forks) ? std::optional(forks) : std::nullopt;
   }
 
   static constexpr const char* kPath = "/proc/stat";

@@ -58,7 +58,7 @@ class MetricTotals {
   /// The series of numbers; null when there is none.
   const SeriesTotals* find(const pwr::EntityHandle* entity,
                            const pwr::DataDescriptor* descriptor) const;
-  /// Of the metric's combinations those that no value came of, each once.
+  /// Of the metric's combinations those that no value came of, each once; none of events.
   std::vector<pwr::Metric::EntityDescCombo> silent() const;
   unsigned long long messages() const { return messages_; }
   unsigned long long values() const { return values_; }
