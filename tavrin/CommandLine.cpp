@@ -28,6 +28,7 @@ constexpr const char* kDescription =
     "  tavrin record -- make -j8            measure a command; report in tavrin.csv\n"
     "  tavrin record -d 10s -o out/idle     measure 10 s; report in out/idle.csv\n"
     "  tavrin record -f core-cstate,cpu-time -i 20ms -d 5s --capture run.jsonl\n"
+    "  tavrin watch                         the same, live on the terminal\n"
     "  tavrin report -w all -o again run.jsonl\n"
     "  mytool | tavrin report -o mytool -   report what another tool measured\n"
     "  tavrin list features                 what this machine offers\n"
@@ -53,6 +54,21 @@ constexpr const char* kRecordFooter =
     "residencies of the data trace, as ticks of the timestamp clock;\n"
     "PW_ENABLE_LEGACY_KORVELL=1 makes timeline files for old analyzers, without the fractions\n"
     "of reals; NO_COLOR keeps colours off the terminal.";
+
+constexpr const char* kWatchFooter =
+    "Examples:\n"
+    "  tavrin watch                         everything, once a second, until Ctrl-C\n"
+    "  tavrin watch --show CPU,Power        sleep states and use of CPUs, power of zones\n"
+    "  tavrin watch -f cpu-time --hide steal,nice -i 200ms\n"
+    "  tavrin watch -n 10 | tee watch.txt   ten intervals as plain rows\n"
+    "\n"
+    "Features and metrics are those of 'tavrin record'; no files are written. Residencies are\n"
+    "shown in percent of the interval, counters per second, in the unit of their rate where\n"
+    "they have one, readings as they are. 'Busy' is the time without sleep or idleness. The row\n"
+    "'all' has the CPUs' means, of counters their sums. On a terminal each interval takes the\n"
+    "place of the one before; elsewhere every row begins with its time in seconds.\n"
+    "\n"
+    "Exit status: 0, 1 if nothing can be measured or printed, 2 for a usage error.";
 
 constexpr const char* kReportFooter =
     "FILE is a stream recorded with 'tavrin record --capture', or printed by any other tool\n"
@@ -164,34 +180,42 @@ CLI::Validator timeIn(const std::string& unit, double least, double most) {
   return {convert, ""};
 }
 
-CLI::App* addRecord(CLI::App& app, Options& options) {
-  CLI::App* const record =
-      app.add_subcommand("record", "Collect live telemetry while a command runs, or until Ctrl-C");
-  addOutputOptions(*record, options);
-  record
-      ->add_option("-f,--feature", options.features,
-                   "Features to collect, separated by commas, or 'all' for those that this "
-                   "machine has; see 'tavrin list features'")
+CLI::Option* addNames(CLI::App& app, const std::string& flags, std::vector<std::string>& names,
+                      const std::string& help) {
+  return app.add_option(flags, names, help)
       ->type_name("NAME,...")
       ->delimiter(',')
-      ->allow_extra_args(false)
+      ->allow_extra_args(false);
+}
+
+/// What is collected live, and when.
+void addCollectionOptions(CLI::App& app, Options& options, double& intervalMs,
+                          const std::string& countFlags) {
+  addNames(app, "-f,--feature", options.features,
+           "Features to collect, separated by commas, or 'all' for those that this machine has; "
+           "see 'tavrin list features'")
       ->capture_default_str();
-  record
-      ->add_option("-i,--interval", options.intervalMs,
-                   "Sampling interval, in milliseconds or with a unit: 20, 20ms, 1s")
+  app.add_option("-i,--interval", intervalMs,
+                 "Sampling interval, in milliseconds or with a unit: 20, 20ms, 1s")
       ->type_name("TIME")
       ->transform(timeIn("ms", 1, 3'600'000))
       ->capture_default_str();
   auto* const duration =
-      record
-          ->add_option("-d,--duration", options.durationSec,
-                       "Collect for this time, in seconds or with a unit: 10, 500ms, 2m")
+      app.add_option("-d,--duration", options.durationSec,
+                     "Collect for this time, in seconds or with a unit: 10, 500ms, 2m")
           ->type_name("TIME")
           ->transform(timeIn("s", 0.001, 1e9));
-  record->add_option("-n,--samples", options.samples, "Collect for this many intervals")
+  app.add_option(countFlags, options.samples, "Collect for this many intervals")
       ->type_name("N")
       ->check(CLI::Range(1U, 1'000'000'000U))
       ->excludes(duration);
+}
+
+CLI::App* addRecord(CLI::App& app, Options& options) {
+  CLI::App* const record =
+      app.add_subcommand("record", "Collect live telemetry while a command runs, or until Ctrl-C");
+  addOutputOptions(*record, options);
+  addCollectionOptions(*record, options, options.intervalMs, "-n,--samples");
   record
       ->add_option("--continuous", options.continuousSec,
                    "Flush continuous results this often, in seconds or with a unit (writers that "
@@ -212,6 +236,19 @@ CLI::App* addRecord(CLI::App& app, Options& options) {
   addCommonOptions(*record, options);
   record->footer(kRecordFooter);
   return record;
+}
+
+CLI::App* addWatch(CLI::App& app, Options& options) {
+  CLI::App* const watch =
+      app.add_subcommand("watch", "Show live telemetry as a table, interval by interval");
+  addCollectionOptions(*watch, options, options.watchIntervalMs, "-n,--count");
+  addNames(*watch, "--show", options.show,
+           "Show only these: names of columns, metrics, features or kinds of rows");
+  addNames(*watch, "--hide", options.hide, "Leave these out");
+  addMachineOptions(*watch, options);
+  addCommonOptions(*watch, options);
+  watch->footer(kWatchFooter);
+  return watch;
 }
 
 CLI::App* addReport(CLI::App& app, Options& options) {
@@ -293,9 +330,8 @@ int runCommandLine(std::vector<std::string> arguments) {
   app.require_subcommand(1);
   app.get_formatter()->column_width(34);
   const std::pair<CLI::App*, std::function<int(const Options&)>> commands[] = {
-      {addRecord(app, options), runRecord},
-      {addReport(app, options), runReport},
-      {addList(app, options), runList},
+      {addRecord(app, options), runRecord},   {addWatch(app, options), runWatch},
+      {addReport(app, options), runReport},   {addList(app, options), runList},
       {addInspect(app, options), runInspect},
   };
   try {

@@ -14,6 +14,7 @@ int runCommandLine(std::vector<std::string> arguments);
 
 /// The commands. Each returns the process's exit status, or throws CommandError.
 int runRecord(const Options& options);
+int runWatch(const Options& options);
 int runReport(const Options& options);
 int runList(const Options& options);
 int runInspect(const Options& options);

@@ -17,19 +17,26 @@ struct Options {
   std::vector<std::string> writers{"sum"};
   std::string outputConfig;
 
-  // Of record and list:
+  // Of record, watch and list:
   std::string sysroot;
   std::vector<std::string> features{"all"};
 
+  // Of record and watch:
+  double durationSec = 0.0;  ///< 0: no limit
+  unsigned int samples = 0;  ///< intervals to collect for; 0: no limit
+
   // Of record:
   double intervalMs = 100.0;
-  double durationSec = 0.0;    ///< 0: no limit
   double continuousSec = 0.0;  ///< 0: no continuous output
   std::string capture;
   std::vector<std::string> command;
-  unsigned int samples = 0;  ///< intervals to collect for; 0: no limit
-  bool force = false;        ///< replace the numbered files of an earlier run
-  bool progress = false;     ///< shown also when a command shares the terminal
+  bool force = false;     ///< replace the numbered files of an earlier run
+  bool progress = false;  ///< shown also when a command shares the terminal
+
+  // Of watch:
+  double watchIntervalMs = 1000.0;
+  std::vector<std::string> show;
+  std::vector<std::string> hide;
 
   // Of report:
   bool continuous = false;

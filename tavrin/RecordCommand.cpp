@@ -18,12 +18,10 @@
 #include "hostcommon/Version.h"
 #include "tavrin/Capture.h"
 #include "tavrin/HostSetup.h"
+#include "tavrin/LiveFeatures.h"
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
 #include "tavrin/WrittenFiles.h"
-#include "tavrin/collect/CpuEntities.h"
-#include "tavrin/collect/FeatureRegistry.h"
-#include "tavrin/collect/SysRoot.h"
 #include "tavrin/collect/SystemProbe.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/common/PlainText.h"
@@ -69,7 +67,6 @@ class Recording {
 
  private:
   void refuseCapture() const;
-  void probeFeatures();
   void describe(const Sampler& sampler);
   void drain(SampleQueue& queue);
   void consume(SampleBatch& batch);
@@ -82,17 +79,14 @@ class Recording {
   void warnOfSilent() const;
 
   const Options& options_;
-  const double durationSec_;  ///< 0: no limit
+  const SamplingTimes times_;
   std::optional<ChildProcess> command_;
   PluginLibrary plugin_;
   std::vector<WriterPlugin*> writers_;
   OutputNames names_;
   StopRequest stop_;
   Interrupt interrupt_;
-  SysRoot root_;
-  CpuEntities cpus_;
-  std::vector<std::unique_ptr<Feature>> features_;
-  std::vector<Feature*> present_;
+  LiveFeatures features_;
   pwr::SystemMetadata metadata_;
   std::optional<Capture> capture_;
   Session session_;
@@ -104,8 +98,7 @@ class Recording {
 
 Recording::Recording(const Options& options)
     : options_(options),
-      durationSec_(options.samples > 0 ? options.samples * options.intervalMs / 1e3
-                                       : options.durationSec),
+      times_(samplingTimes(options.intervalMs, options)),
       plugin_(options.plugin),
       writers_(plugin_.select(options.writers)),
       names_(nameOutputs(options, plugin_, writers_, options.continuousSec > 0.0)),
@@ -113,14 +106,12 @@ Recording::Recording(const Options& options)
                  [this] {
                    if (command_ && command_->hasEnded()) stop_.request();
                  }),
-      root_(options.sysroot),
-      cpus_(root_),
-      metadata_(probeSystem(root_, cpus_)),
+      features_(options),
+      metadata_(probeSystem(features_.root(), features_.cpus())),
       session_(writers_),
       progress_(options.verbosity > 0 && (options.command.empty() || options.progress)) {
   refuseCapture();
   if (!options.command.empty()) command_.emplace(options.command);
-  probeFeatures();
 }
 
 /// Where it would end up in something else that the run prints or writes.
@@ -131,31 +122,6 @@ void Recording::refuseCapture() const {
     throw CommandError(kExitUsage, "'--capture -' and '-o console' both print to standard output");
   }
   names_.refuse(printed ? "/dev/stdout" : options_.capture, "the capture");
-}
-
-void Recording::probeFeatures() {
-  features_ = createFeatures();
-  std::vector<std::string> known;
-  for (const auto& feature : features_) known.push_back(feature->tag());
-  requireKnown(options_.features, known, "feature");
-  const bool all = std::ranges::count(options_.features, "all") > 0;
-  unsigned int containerId = 0;
-  for (const auto& feature : features_) {
-    ++containerId;
-    const bool named = std::ranges::count(options_.features, feature->tag()) > 0;
-    if (!all && !named) continue;
-    const std::string whyAbsent = feature->probe(root_, cpus_, containerId);
-    if (whyAbsent.empty()) {
-      present_.push_back(feature.get());
-    } else if (named) {
-      throw CommandError(kExitIncomplete,
-                         "this machine has no feature '" + feature->tag() + "': " + whyAbsent);
-    }
-  }
-  if (present_.empty()) {
-    throw CommandError(kExitIncomplete,
-                       "this machine has none of the features; see 'tavrin list features'");
-  }
 }
 
 /// Tells the writers what is measured, before the first sample.
@@ -174,11 +140,11 @@ void Recording::describe(const Sampler& sampler) {
   session_.system(metadata_);
 
   std::vector<const pwr::MetricDescription*> metrics;
-  for (const Feature* feature : present_) {
+  for (const Feature* feature : features_.present()) {
     metrics.insert(metrics.end(), feature->metrics().begin(), feature->metrics().end());
   }
   if (capture_) capture_->writer().define(metrics);
-  for (const Feature* feature : present_) {
+  for (const Feature* feature : features_.present()) {
     session_.container(pwr::MetricContainerInfoMessage({.containerId = feature->containerId(),
                                                         .featureName = feature->tag(),
                                                         .metricName = feature->containerName(),
@@ -190,7 +156,8 @@ void Recording::showProgress(Clock::time_point now) {
   if (now < nextProgress_) return;
   nextProgress_ = now + kLoopPeriod;
   std::string text = "recording " + withDecimals(Seconds(now - start_).count(), 1) + " s";
-  if (durationSec_ > 0.0) text += " of " + withDecimals(durationSec_, 1) + " s";
+  const double duration = Seconds(times_.duration).count();
+  if (duration > 0.0) text += " of " + withDecimals(duration, 1) + " s";
   progress_.show(text + ", " + std::to_string(session_.samples()) + " samples; Ctrl-C ends it");
 }
 
@@ -230,9 +197,9 @@ void Recording::complete(const Sampler& sampler) {
 
 void Recording::deliverRest() {
   SampleBatch batch;
-  for (const Feature* feature : present_) feature->remainder(batch);
+  for (const Feature* feature : features_.present()) feature->remainder(batch);
   for (pwr::Metric& metric : batch) session_.remainder(metric);
-  for (Feature* feature : present_) feature->finish(metadata_.edit(), session_);
+  for (Feature* feature : features_.present()) feature->finish(metadata_.edit(), session_);
 }
 
 void Recording::report(const SamplingReport& sampling) const {
@@ -277,10 +244,7 @@ void Recording::prepareOutputs() {
 /// Starts the command and samples until the end.
 SamplingReport Recording::sample() {
   SampleQueue queue(kQueueCapacity);
-  using std::chrono::nanoseconds;
-  const SamplingTimes times{std::chrono::ceil<nanoseconds>(Milliseconds(options_.intervalMs)),
-                            std::chrono::ceil<nanoseconds>(Seconds(durationSec_))};
-  Sampler sampler(present_, times, queue, stop_);
+  Sampler sampler(features_.present(), times_, queue, stop_);
   start_ = Clock::now();
   nextFlush_ = start_ + toDuration(options_.continuousSec);
   describe(sampler);

@@ -75,6 +75,18 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(done.returncode, status, done.stderr)
         return done
 
+    def run_on_terminal(self, command, terminal):
+        ours, theirs = pty.openpty()
+        subprocess.run(command, cwd=self.folder, stdout=theirs, stderr=theirs,
+                       env={**os.environ, "TERM": terminal}, timeout=60)
+        os.close(theirs)
+        printed = b""
+        with contextlib.suppress(OSError):  # how a terminal ends
+            while piece := os.read(ours, 65536):
+                printed += piece
+        os.close(ours)
+        return printed
+
     def wait_for(self, condition):
         deadline = time.monotonic() + 60
         while not condition():
@@ -178,17 +190,31 @@ class CommandLine(unittest.TestCase):
                  (("--progress", "--", "sleep", "9"), "xterm", True), ((), "dumb", False)]
         for arguments, terminal, shown in cases:
             with self.subTest((arguments, terminal)):
-                ours, theirs = pty.openpty()
-                subprocess.run([*record, *arguments], cwd=self.folder, stdout=theirs, stderr=theirs,
-                               env={**os.environ, "TERM": terminal}, timeout=60)
-                os.close(theirs)
-                printed = b""
-                with contextlib.suppress(OSError):  # how a terminal ends
-                    while piece := os.read(ours, 65536):
-                        printed += piece
-                os.close(ours)
+                printed = self.run_on_terminal([*record, *arguments], terminal)
                 self.assertEqual(b"\x1b[" in printed, shown, printed)
                 self.assertIn(b"wrote run.csv", printed)
+
+    def test_watch_shows_each_interval(self):
+        watch = ("watch", "--sysroot", "tree", "-i", "20ms", "-n", "3")
+        rows = self.run_tavrin(*watch, "-f", "interrupts").stdout.split("\n\n")
+        self.assertEqual(len(rows), 3, rows)
+        for row in rows:
+            self.assertRegex(row, r"^ +System Activity +Interrupts /s .*\n +0\.0\d\d  +0\.00 ")
+        chosen = self.run_tavrin(*watch, "--show", "Temperature,Busy", "--hide", "cpu-time").stdout
+        self.assertIn("-1.50", chosen)
+        self.assertNotIn("Busy", chosen)
+        self.assertIn("unknown column 'Bussy'",
+                      self.run_tavrin(*watch, "--show", "Bussy", status=2).stderr)
+        self.assertEqual(os.listdir(self.folder), ["tree"])
+        printed = self.run_on_terminal([TAVRIN, *watch], "xterm")
+        self.assertEqual(printed.count(b"\x1b[H"), 3, printed)
+        self.assertNotIn(b"\x1b[", self.run_on_terminal([TAVRIN, *watch], "dumb"))
+        with subprocess.Popen([TAVRIN, "watch", "-i", "10ms"], cwd=self.folder, text=True,
+                              stdout=subprocess.PIPE) as live:
+            self.assertIn("CPU", live.stdout.readline())
+            live.send_signal(signal.SIGINT)
+            live.stdout.read()
+            self.assertEqual(live.wait(30), 0)
 
     def test_what_is_printed_is_safe_and_whole(self):
         for arguments in (["list"], ["--help"], ["list", "writers"], ["--version"],

@@ -26,12 +26,17 @@ class SampleBatch {
 
   void clear() { used_ = 0; }
 
+  /// When the pass was, in ticks.
+  unsigned long long time() const { return time_; }
+  void setTime(unsigned long long ticks) { time_ = ticks; }
+
   pwr::Metric* begin() { return metrics_.data(); }
   pwr::Metric* end() { return metrics_.data() + used_; }
 
  private:
   std::vector<pwr::Metric> metrics_;
   std::size_t used_ = 0;
+  unsigned long long time_ = 0;
 };
 
 }  // namespace tavrin

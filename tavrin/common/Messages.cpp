@@ -8,13 +8,8 @@
 
 #include "hostcommon/FileLogger.h"
 #include "tavrin/common/PlainText.h"
+#include "tavrin/common/Terminal.h"
 #include "writers/host/PluginEnvironment.h"
-
-#if defined(_WIN32)
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
 
 namespace tavrin {
 
@@ -26,20 +21,6 @@ void clearProgress() {
   if (!g_progressShown.exchange(false)) return;
   std::fputs("\r\033[K", stderr);
   std::fflush(stderr);
-}
-
-bool isTerminal() {
-#if defined(_WIN32)
-  return _isatty(_fileno(stderr)) != 0;
-#else
-  return isatty(STDERR_FILENO) != 0;
-#endif
-}
-
-/// Whether the terminal knows no escape sequences.
-bool isDumb() {
-  const char* const kind = std::getenv("TERM");
-  return kind != nullptr && std::string_view(kind) == "dumb";
 }
 
 /// One line at a time, below which the progress starts anew.
@@ -78,7 +59,7 @@ void inform(const std::string& text) {
   say(PW_LOG_ERROR, "tavrin: " + text);
 }
 
-Progress::Progress(bool enabled) : enabled_(enabled && isTerminal() && !isDumb()) {}
+Progress::Progress(bool enabled) : enabled_(enabled && isCapableTerminal(stderr)) {}
 Progress::~Progress() {
   clearProgress();
 }

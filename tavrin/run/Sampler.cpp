@@ -58,6 +58,7 @@ void Sampler::pass() {
     return;
   }
   stopTicks_ = nowTicks();
+  batch->setTime(stopTicks_);
   for (Feature* feature : features_) feature->sample(stopTicks_, *batch);
   queue_.endFill();
 }

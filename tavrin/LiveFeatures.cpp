@@ -1,0 +1,46 @@
+#include "tavrin/LiveFeatures.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "tavrin/PluginLibrary.h"
+#include "tavrin/collect/FeatureRegistry.h"
+#include "tavrin/common/CommandError.h"
+
+namespace tavrin {
+
+LiveFeatures::LiveFeatures(const Options& options)
+    : root_(options.sysroot), cpus_(root_), features_(createFeatures()) {
+  std::vector<std::string> known;
+  for (const auto& feature : features_) known.push_back(feature->tag());
+  requireKnown(options.features, known, "feature");
+  const bool all = std::ranges::count(options.features, "all") > 0;
+  unsigned int containerId = 0;
+  for (const auto& feature : features_) {
+    ++containerId;
+    const bool named = std::ranges::count(options.features, feature->tag()) > 0;
+    if (!all && !named) continue;
+    const std::string whyAbsent = feature->probe(root_, cpus_, containerId);
+    if (whyAbsent.empty()) {
+      present_.push_back(feature.get());
+    } else if (named) {
+      throw CommandError(kExitIncomplete,
+                         "this machine has no feature '" + feature->tag() + "': " + whyAbsent);
+    }
+  }
+  if (present_.empty()) {
+    throw CommandError(kExitIncomplete,
+                       "this machine has none of the features; see 'tavrin list features'");
+  }
+}
+
+SamplingTimes samplingTimes(double intervalMs, const Options& options) {
+  using std::chrono::ceil;
+  using std::chrono::nanoseconds;
+  const double seconds =
+      options.samples > 0 ? options.samples * intervalMs / 1e3 : options.durationSec;
+  return {ceil<nanoseconds>(std::chrono::duration<double, std::milli>(intervalMs)),
+          ceil<nanoseconds>(std::chrono::duration<double>(seconds))};
+}
+
+}  // namespace tavrin

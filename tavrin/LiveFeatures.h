@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "tavrin/Options.h"
+#include "tavrin/collect/CpuEntities.h"
+#include "tavrin/collect/Feature.h"
+#include "tavrin/collect/SysRoot.h"
+#include "tavrin/run/Sampler.h"
+
+namespace tavrin {
+
+/// The features that the user asked for, found on the machine or in a copy of its files.
+class LiveFeatures {
+ public:
+  /// Throws CommandError when one that was named is unknown or absent, or none is there.
+  explicit LiveFeatures(const Options& options);
+
+  const SysRoot& root() const { return root_; }
+  const CpuEntities& cpus() const { return cpus_; }
+  /// In the order in which they are sampled.
+  const std::vector<Feature*>& present() const { return present_; }
+
+ private:
+  SysRoot root_;
+  CpuEntities cpus_;
+  std::vector<std::unique_ptr<Feature>> features_;
+  std::vector<Feature*> present_;
+};
+
+/// When the passes of a live collection are: at this interval, until the end that the options set.
+SamplingTimes samplingTimes(double intervalMs, const Options& options);
+
+}  // namespace tavrin

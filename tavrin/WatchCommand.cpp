@@ -1,0 +1,81 @@
+#include "tavrin/Commands.h"
+#include "tavrin/common/CommandError.h"
+
+#if defined(__linux__)
+
+#include <chrono>
+#include <set>
+#include <utility>
+
+#include "tavrin/HostSetup.h"
+#include "tavrin/LiveFeatures.h"
+#include "tavrin/PluginLibrary.h"
+#include "tavrin/collect/Interval.h"
+#include "tavrin/platform/Interrupt.h"
+#include "tavrin/run/Sampler.h"
+#include "tavrin/watch/LiveScreen.h"
+
+namespace tavrin {
+
+namespace {
+
+/// Passes that may wait while standard output takes its time.
+constexpr std::size_t kQueueCapacity = 16;
+constexpr std::chrono::milliseconds kLoopPeriod{250};
+
+/// The choice of columns, of which each has to name something that this machine has.
+LiveTable::Choice choiceOf(const Options& options, const LiveFeatures& features) {
+  std::set<std::string> known;
+  for (const Feature* feature : features.present()) {
+    for (const pwr::MetricDescription* metric : feature->metrics()) {
+      for (std::string& name : LiveTable::namesOf(*metric)) known.insert(std::move(name));
+    }
+  }
+  const std::vector<std::string> names(known.begin(), known.end());
+  requireKnown(options.show, names, "column");
+  requireKnown(options.hide, names, "column");
+  return {options.show, options.hide};
+}
+
+double secondsBetween(unsigned long long start, unsigned long long end) {
+  return static_cast<double>(end - start) / kTicksPerSecond;
+}
+
+}  // namespace
+
+int runWatch(const Options& options) {
+  setUpHost(options);
+  const LiveFeatures features(options);
+  LiveTable table(choiceOf(options, features), kTicksPerSecond);
+  StopRequest stop;
+  const Interrupt interrupt(stop);
+  SampleQueue queue(kQueueCapacity);
+  Sampler sampler(features.present(), samplingTimes(options.watchIntervalMs, options), queue, stop);
+  LiveScreen screen;
+  unsigned long long end = sampler.startTicks();
+  while (!queue.isDone()) {
+    SampleBatch* const batch = queue.beginRead(kLoopPeriod);
+    if (batch == nullptr) continue;
+    for (const pwr::Metric& metric : *batch) table.add(metric);
+    const unsigned long long start = std::exchange(end, batch->time());
+    queue.endRead();
+    screen.show(table.take(secondsBetween(start, end)), secondsBetween(sampler.startTicks(), end));
+    if (std::ferror(stdout) != 0) stop.request();
+  }
+  sampler.join();
+  return kExitDone;
+}
+
+}  // namespace tavrin
+
+#else
+
+namespace tavrin {
+
+int runWatch(const Options& /*options*/) {
+  throw CommandError(kExitUsage, "live collection is available on Linux only");
+}
+
+}  // namespace tavrin
+
+#endif

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdio>
+
+namespace tavrin {
+
+/// Whether the stream is a terminal that knows escape sequences.
+bool isCapableTerminal(FILE* stream);
+
+struct TerminalSize {
+  unsigned int columns = 80;
+  unsigned int lines = 24;
+};
+/// The usual size where the terminal does not tell.
+TerminalSize terminalSize(FILE* stream);
+
+}  // namespace tavrin
