@@ -177,6 +177,47 @@ TEST(LiveTable, NothingIsLeftOfTheIntervalBefore) {
             "                     1.00\n");
 }
 
+TEST(LiveTable, ElementsWithOwnersAreAList) {
+  const auto* const name = pwr::Attribute::create("Name", nullptr, pwr::AttributeType::String);
+  const auto* const pid = pwr::Attribute::create("PID", nullptr, pwr::AttributeType::Int);
+  const auto* const tid = pwr::Attribute::create("TID", nullptr, pwr::AttributeType::Int);
+  const auto* const time =
+      pwr::createQuantity({.type = pwr::QuantityType::Other, .name = "Time", .units = "ms"});
+  const pwr::DataDescriptor* const ranks[] = {descriptor("Busiest 1"), descriptor("Busiest 2")};
+  const auto* const metric =
+      pwr::createMetric({.name = "Process CPU Time",
+                         .type = Type::TracedEvent,
+                         .quantity = time,
+                         .combinations = {{nullptr, ranks[0]}, {nullptr, ranks[1]}},
+                         .valueGroup = group("CPU Time")});
+  LiveTable table({}, kSecond);
+  LiveScreen screen;
+  const auto interval = [&](double make, const char* other) {
+    std::vector<pwr::DataElement> elements(2);
+    auto process = std::make_shared<pwr::AttributeValueManager>();
+    process->addAttributeValue(name, pwr::Data("make"));
+    for (const auto* const attribute : {pid, tid}) {
+      process->addAttributeValue(attribute, pwr::Data(4711));
+    }
+    auto rest = std::make_shared<pwr::AttributeValueManager>();
+    rest->addAttributeValue(name, pwr::Data(other));
+    elements[0] = {pwr::Data(make), ranks[0], nullptr, kSecond};
+    elements[0].setAttributes(process);
+    elements[1] = {pwr::Data(1.0), ranks[1], nullptr, kSecond};
+    elements[1].setAttributes(rest);
+    machine().send(table, metric, elements);
+    return linesOf(screen, table.take(1.0));
+  };
+  EXPECT_EQ(interval(250.5, "others"),
+            "Process CPU Time  CPU Time ms\n"
+            "make (4711)            250.50\n"
+            "others                   1.00\n");
+  EXPECT_EQ(interval(7, "sh"),
+            "Process CPU Time  CPU Time ms\n"
+            "make (4711)              7.00\n"
+            "sh                       1.00\n");
+}
+
 TEST(LiveScreen, RowsOfAPipeBeginWithTheirTimeAndLongOnesGoOnBelow) {
   EXPECT_EQ(textOf({{"Zone"}, {}}, "    2.000"),
             "           Zone       Power W\n"

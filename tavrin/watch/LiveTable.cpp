@@ -18,10 +18,36 @@ std::string subjectOf(const pwr::MetricDescription& metric) {
   return hasThings ? metric.entityGroup->getName() : metric.name;
 }
 
+/// What the attributes of an element say of whose it is: "make (4711)".
+std::string ownerOf(const pwr::AttributeValueManager& attributes) {
+  std::string name;
+  std::string number;
+  for (const auto& [attribute, value] : attributes) {
+    std::string text;
+    value.toFormattedString(text);
+    if (value.isNumeric()) {
+      if (text != number) name += (number.empty() ? " (" : ", ") + text;
+      number = text;
+    } else {
+      name += (name.empty() ? "" : " ") + text;
+    }
+  }
+  return number.empty() ? name : name + ")";
+}
+
+/// Whether the metric's elements tell in their attributes whose they are and how much it was.
+bool isList(const pwr::MetricDescription& metric) {
+  return metric.type == Type::TracedEvent && metric.valueGroup != nullptr &&
+         metric.quantity != nullptr && metric.entities.empty();
+}
+
 /// The column of a metric's series with this descriptor. A descriptor that all have in common says
 /// less than what is measured.
 LiveTable::Column columnOf(const pwr::MetricDescription& metric,
                            const pwr::DataDescriptor* descriptor) {
+  if (isList(metric)) {
+    return {metric.valueGroup->getName(), metric.quantity->toUnitsString(), true, false};
+  }
   LiveTable::Column column{.name = descriptor == nullptr ? metric.name : descriptor->getName()};
   const pwr::Quantity* rate = nullptr;
   double factor = 1.0;
@@ -76,7 +102,7 @@ bool LiveTable::isChosen(const pwr::MetricDescription& metric, const std::string
 std::size_t LiveTable::sectionOf(const pwr::MetricDescription& metric) {
   const std::string subject = subjectOf(metric);
   const auto [place, isNew] = sections_.try_emplace(subject, shapes_.size());
-  if (isNew) shapes_.push_back({.section = {.subject = subject}});
+  if (isNew) shapes_.push_back({.section = {.subject = subject}, .isList = isList(metric)});
   return place->second;
 }
 
@@ -94,6 +120,7 @@ std::size_t LiveTable::addColumn(std::size_t section, Column column,
 
 LiveTable::Place& LiveTable::placeOf(const pwr::MetricDescription& metric,
                                      const pwr::DataDescriptor* descriptor) {
+  if (isList(metric)) descriptor = nullptr;
   const auto [place, isNew] = places_.try_emplace({metric.id, descriptor});
   if (!isNew) return place->second;
   Column column = columnOf(metric, descriptor);
@@ -118,7 +145,7 @@ LiveTable::Busy& LiveTable::busyOf(const pwr::MetricDescription& metric) {
 
 LiveTable::Cell& LiveTable::cellAt(std::size_t section, const pwr::EntityHandle* entity,
                                    std::size_t column) {
-  auto& [shape, rows] = shapes_[section];
+  auto& [shape, rows, isListed] = shapes_[section];
   const auto [place, isNew] = rows.try_emplace(entity, shape.rows.size());
   if (isNew) shape.rows.push_back({.name = entity == nullptr ? "" : entity->getName()});
   std::vector<Cell>& cells = shape.rows[place->second].cells;
@@ -126,10 +153,21 @@ LiveTable::Cell& LiveTable::cellAt(std::size_t section, const pwr::EntityHandle*
   return cells[column];
 }
 
+/// The rows of a list are those of its interval, in the order in which they come.
+void LiveTable::addListed(const Place& place, const pwr::DataElement& element) {
+  double number = 0.0;
+  if (element.getAttributes() == nullptr || element.getValue()->toReal(number) != 0) return;
+  std::vector<Row>& rows = shapes_[place.section].section.rows;
+  rows.push_back({.name = ownerOf(*element.getAttributes())});
+  rows.back().cells.resize(place.column + 1);
+  rows.back().cells.back() = {.sum = number, .count = 1};
+}
+
 void LiveTable::addElement(const pwr::Metric& metric, const pwr::DataElement& element) {
   const pwr::MetricDescription& description = *metric.getDescription();
   const Place& place = placeOf(description, element.getDescriptor());
   if (!place.isShown) return;
+  if (isList(description)) return addListed(place, element);
   Cell& cell = cellAt(place.section, element.getEntity(), place.column);
   const double seconds = static_cast<double>(element.getDuration()) / ticksPerSecond_;
   double number = 0.0;
@@ -213,6 +251,7 @@ std::vector<LiveTable::Section> LiveTable::take(double seconds) {
       section.rows.insert(section.rows.begin(), rowOfAll(section));
     }
     sections.push_back(std::move(section));
+    if (shape.isList) shape.section.rows.clear();
     for (Row& row : shape.section.rows) row.cells.clear();
   }
   return sections;

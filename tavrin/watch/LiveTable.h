@@ -18,9 +18,10 @@ namespace tavrin {
 ///   value        as it is, the mean of several
 ///   traced       events and changes per second; the last value where it is a text
 ///
-/// A metric without things has a section of its own with one row. CPUs have a row of all before
-/// theirs, with means of percentages and values and sums of rates. Sections, rows and columns stay
-/// from interval to interval, so that they keep their places.
+/// A metric without things has a section of its own with one row; one whose elements tell in their
+/// attributes whose they are, as of processes, a row for each of the interval. CPUs have a row of
+/// all before theirs, with means of percentages and values and sums of rates. Sections, rows and
+/// columns stay from interval to interval, so that they keep their places.
 class LiveTable {
  public:
   /// Names of columns, metrics, features or sections. Of those to show the ones to hide are left
@@ -82,6 +83,7 @@ class LiveTable {
   struct Shape {
     Section section;
     std::map<const pwr::EntityHandle*, std::size_t> rows;
+    bool isList = false;  ///< its rows are those of an interval
   };
 
   bool isChosen(const pwr::MetricDescription& metric, const std::string& column) const;
@@ -90,6 +92,7 @@ class LiveTable {
   Busy& busyOf(const pwr::MetricDescription& metric);
   std::size_t addColumn(std::size_t section, Column column, const pwr::MetricDescription& metric);
   Cell& cellAt(std::size_t section, const pwr::EntityHandle* entity, std::size_t column);
+  void addListed(const Place& place, const pwr::DataElement& element);
   void addElement(const pwr::Metric& metric, const pwr::DataElement& element);
   void addBusy(const pwr::Metric& metric);
   static void divideCounts(Section& section, double seconds);
