@@ -22,6 +22,7 @@
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
 #include "tavrin/WrittenFiles.h"
+#include "tavrin/collect/OpenFile.h"
 #include "tavrin/collect/SystemProbe.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/common/PlainText.h"
@@ -126,6 +127,11 @@ void Recording::refuseCapture() const {
 
 /// Tells the writers what is measured, before the first sample.
 void Recording::describe(const Sampler& sampler) {
+  if (OpenFile::wereTooMany()) {
+    warn(
+        "there are more files to read than may be open (ulimit -n): some are opened for each "
+        "reading, which takes longer");
+  }
   pwr::SystemDescription& system = metadata_.edit();
   system.collectionStartTimestamp = sampler.startTicks();
   const auto now = std::chrono::system_clock::now();

@@ -134,11 +134,14 @@ class FeatureDriver {
     for (const pwr::DataElement& element : elements) {
       EXPECT_EQ(element.getDuration(), elements[0].getDuration());
       double value = 0;
-      EXPECT_EQ(element.getValue()->toReal(value), 0);
+      const bool isText = element.getValue()->getType() == pwr::DataType::String;
+      EXPECT_EQ(element.getValue()->toReal(value) == 0, !isText);
       text += " ";
       if (element.getEntity() != nullptr) text += element.getEntity()->getName();
       if (element.getDescriptor() != nullptr) text += "/" + element.getDescriptor()->getName();
-      text += "=" + number(residency ? value / 1e6 : value);
+      std::string shown = number(residency ? value / 1e6 : value);
+      if (isText) element.getValue()->toString(shown);
+      text += "=" + shown;
       if (element.getAttributes() != nullptr) text += describeAttributes(*element.getAttributes());
     }
     return text;

@@ -1,9 +1,11 @@
 // What CPUs tell beside their times: how well sleep states were chosen, frequencies, throttling.
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include "CollectSupport.h"
 #include "hostcommon/Descriptions.h"
+#include "tavrin/collect/OpenFile.h"
 
 namespace tavrin {
 namespace {
@@ -62,14 +64,14 @@ std::vector<Scenario> sleepChoiceScenarios() {
              "CPU C-State Too Deep @0+1: CPU0/C1=10\nCPU C-State Too Shallow @0+1: CPU0/C1=0\n"
              "CPU C-State Refusals @0+1: CPU0/C1=0\nCPU C-State Entries in Suspend @0+1: "
              "CPU0/C1=0\n"
-             "CPU C-State Time in Suspend @0+1: CPU0/C1=50000\n"},
+             "CPU C-State Time in Suspend @0+1: CPU0/C1=50\n"},
         {2, {{kCpu + "online", "1"}, {kState + "above", "20"}}, ""},
         {3, {{kCpu + "online", "0-1"}}, ""},
         {4,
          {{kState + "above", "3"},
           {kState + "rejected", "2"},
           {kState + "s2idle/usage", "x"},
-          {kState + "s2idle/time", "18446744073709551615"}},
+          {kState + "s2idle/time", "-5"}},
          pass("3", "1") + "CPU C-State Too Shallow @3+1: CPU0/C1=0\n"
                           "CPU C-State Refusals @3+1: CPU0/C1=2\n"},
         {4.5, {{kState + "above", "4"}, {kState + "s2idle/usage", "9"}}, pass("4", "0.5")}},
@@ -167,7 +169,9 @@ std::vector<Scenario> throttleScenarios() {
         {2.5,
          {{kThrottle1 + "core_throttle_count", "8"}, {kCooling + "0/cur_state", kGone}},
          "Thermal Throttling @1+1.5: CPU0/slowdowns=0 Package0/slowdowns=0\n"},
-        {3, {{kCooling + "0/cur_state", "2"}, {kThrottle1 + "core_throttle_count", "11"}}, ""},
+        {3,
+         {{kCooling + "0/cur_state", "2"}, {kThrottle1 + "core_throttle_count", "11"}},
+         "Cooling @2.5+0: Processor (cooling_device0)/State=unknown\n"},
         {3.25, {}, "Cooling @3+0: Processor (cooling_device0)/State=2\n"}},
        "Thermal Throttling: CPU1/slowdowns=3\n"},
   };
@@ -189,6 +193,29 @@ TEST(CpuFeaturesTest, AbsentFeaturesTellWhy) {
   EXPECT_EQ(FeatureDriver("throttle", tree).reason(),
             "no counts (thermal_throttle) below /sys/devices/system/cpu, no cooling devices below "
             "/sys/class/thermal");
+}
+
+TEST(CpuFeaturesTest, MoreFilesThanMayBeOpenAreReadAllTheSame) {
+  const rlimit limit{.rlim_cur = 64, .rlim_max = 64};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  const SysTree tree(FileTable{{"/number", "5\n"}});
+  const SysRoot root(tree.folder());
+  std::vector<OpenFile> files;
+  for (int i = 0; i < 40; ++i) files.emplace_back(root.path("/number"));
+  const auto readAll = [&](unsigned long long expected) {
+    for (OpenFile& file : files) {
+      unsigned long long number = 0;
+      ASSERT_EQ(file.readNumber(number), 0);
+      ASSERT_EQ(number, expected);
+    }
+  };
+  readAll(5);
+  EXPECT_FALSE(OpenFile::wereTooMany());
+  for (int i = 0; i < 60; ++i) files.emplace_back(root.path("/number"));
+  readAll(5);
+  EXPECT_TRUE(OpenFile::wereTooMany());
+  tree.write("/number", "6\n");
+  readAll(6);
 }
 
 /// Of processors with cores of two kinds.

@@ -321,6 +321,32 @@ class CommandLine(unittest.TestCase):
         with open(os.path.join(self.folder, name), "w") as file:
             file.write(text)
 
+    def test_what_joins_during_a_run_is_in_all_outputs(self):
+        records = [{"type": "tavrin-stream", "version": 2}, {"type": "system", "clockMHz": 1000},
+                   {"type": "quantity", "id": 1, "kind": "rate", "name": "Rate", "units": "/s"},
+                   {"type": "quantity", "id": 2, "kind": "count", "name": "Count", "rate": 1}]
+        kinds = ("delta", "value", "residency", "transition", "event")
+        for name, first in (("first", 10), ("late", 20)):
+            records += [{"type": "entity", "id": first, "name": name + "-disk"},
+                        {"type": "descriptor", "id": first + 1, "name": name + "-count"}]
+            if name == "first":
+                records += [{"type": "metric", "id": 30 + i, "container": 1, "name": kind,
+                             "feature": "disk", "kind": kind, "quantity": 2,
+                             "combinations": [[10, 11]]} for i, kind in enumerate(kinds)]
+            records += [{"type": "sample", "metric": 30 + i, "time": first * 10 ** 8,
+                         "elements": [[5, first, first + 1, 10 ** 9]]} for i in range(len(kinds))]
+        records.append({"type": "stop", "timestamp": 3 * 10 ** 9, "durationSec": 3})
+        self.write("in.jsonl", "".join(json.dumps(record) + "\n" for record in records))
+        self.run_tavrin("report", "-w", "all", "-o", "run", "in.jsonl")
+        for output in self.files():
+            with open(os.path.join(self.folder, output), "rb") as file:
+                content = file.read()
+            for name in (b"first-disk", b"late-disk", b"late-count"):
+                self.assertIn(name, content, output)
+        for kind in kinds:
+            self.assertEqual(len(re.findall(rf"(?m)^{kind} - late-disk", self.report("run_trace.csv"))),
+                             2 if kind in ("delta", "residency") else 1, kind)
+
     def test_a_run_that_fails_leaves_the_last_good_file_alone(self):
         lines = read(STREAM).splitlines(keepends=True)
         self.write("bad.jsonl", "".join(lines[:-5]) + '{"type":"sample",\n' + lines[-1])

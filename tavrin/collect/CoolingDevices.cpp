@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "hostcommon/Descriptions.h"
 
@@ -22,12 +23,13 @@ CoolingDevices::CoolingDevices(const SysRoot& root) {
     const std::string device = prefix + std::to_string(number);
     const std::string folder = std::string(kCoolingDevices) + "/" + device + "/";
     Device added{.file = OpenFile(root.path(folder + "cur_state"))};
-    unsigned long long highest = 0;
-    if (added.file.readNumber(added.state) != 0) continue;
-    if (root.readNumber(folder + "max_state", highest) != 0) highest = added.state;
-    const std::string type = root.readLine(folder + "type");
-    added.entity = pwr::createEntity(
-        {.name = type.empty() ? device : type + " (" + device + ")", .level = "Cooling Device"});
+    unsigned long long state = 0;
+    if (added.file.readNumber(state) != 0) continue;
+    unsigned long long highest = state;
+    root.readNumber(folder + "max_state", highest);
+    std::string name = root.readLine(folder + "type");
+    name = name.empty() ? device : name.append(" (").append(device).append(")");
+    added.entity = pwr::createEntity({.name = name, .level = "Cooling Device"});
     highestState_ = std::max(highestState_, highest);
     devices_.push_back(std::move(added));
   }
@@ -57,15 +59,16 @@ void CoolingDevices::sample(unsigned long long now, const pwr::MetricDescription
   const bool complete = interval_.advance(now);
   pwr::Metric::DataPoint* point = nullptr;
   for (Device& device : devices_) {
-    const bool isNew = !device.isTold || device.state != device.told;
-    if (complete && device.isKnown && isNew) {
+    if (complete && (!device.isTold || device.state != device.told)) {
       if (point == nullptr) point = &batch.add(metric, interval_.start());
-      point->elements.emplace_back(pwr::Data(device.state), descriptor_, device.entity, 0);
+      pwr::Data state = device.state ? pwr::Data(*device.state) : pwr::Data("unknown");
+      point->elements.emplace_back(std::move(state), descriptor_, device.entity, 0);
       device.told = device.state;
       device.isTold = true;
     }
-    device.isKnown = device.file.readNumber(device.state) == 0;
-    device.isTold = device.isTold && device.isKnown;
+    unsigned long long state = 0;
+    device.state.reset();
+    if (device.file.readNumber(state) == 0) device.state = state;
   }
 }
 

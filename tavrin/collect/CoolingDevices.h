@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "tavrin/collect/Interval.h"
@@ -27,10 +28,9 @@ class CoolingDevices {
   struct Device {
     OpenFile file;
     const pwr::EntityHandle* entity = nullptr;
-    unsigned long long state = 0;
-    bool isKnown = false;         // whether the last pass could read it
-    unsigned long long told = 0;  // the state told last
-    bool isTold = false;          // whether it was read ever since
+    std::optional<unsigned long long> state;  // as of the last pass
+    std::optional<unsigned long long> told;   // the state told last
+    bool isTold = false;                      // whether any was
   };
 
   std::vector<Device> devices_;

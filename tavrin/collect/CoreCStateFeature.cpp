@@ -48,6 +48,13 @@ const pwr::Quantity* createEntryQuantity() {
                               .rate = rate});
 }
 
+/// Of a time that the clock of the intervals knows nothing of, as it stands still in suspend.
+const pwr::Quantity* createSuspendQuantity() {
+  const pwr::Quantity* rate = pwr::createQuantity(
+      {.type = pwr::QuantityType::Rate, .name = "Time per Second", .units = "us/s"});
+  return pwr::createQuantity({.name = "Time", .units = "us", .rate = rate});
+}
+
 }  // namespace
 
 CoreCStateFeature::CoreCStateFeature()
@@ -58,10 +65,7 @@ CoreCStateFeature::CoreCStateFeature()
 std::string CoreCStateFeature::probe(const SysRoot& root, CpuEntities& cpus,
                                      unsigned int containerId) {
   isThisMachine_ = root.isThisMachine();
-  for (std::size_t i = 0; i < kSideCounters; ++i) {
-    const bool isTime = kSideFiles[i].kind == SideCount::Time;
-    sideCounters_[i] = std::make_unique<CpuCounters>(isTime ? kTicksPerMicrosecond : 1);
-  }
+  for (auto& counters : sideCounters_) counters = std::make_unique<CpuCounters>();
   for (const CpuEntities::Cpu& cpu : cpus.cpus()) {
     std::vector<State> states = findStates(root, cpu);
     const std::size_t count = states.size();
@@ -169,7 +173,7 @@ void CoreCStateFeature::createSideMetrics(pwr::MetricDescription metric) {
     metric.name = kSideFiles[i].metric;
     metric.combinations = sideCounters_[i]->combinations();
     metric.quantity = kSideFiles[i].kind == SideCount::PartOfEntries ? entries
-                      : kSideFiles[i].kind == SideCount::Time        ? pwr::Quantity::time()
+                      : kSideFiles[i].kind == SideCount::Time        ? createSuspendQuantity()
                                                                      : createEntryQuantity();
     sideCounters_[i]->setMetric(addMetric(pwr::createMetric(metric)));
   }

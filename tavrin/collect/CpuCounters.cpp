@@ -35,7 +35,7 @@ void CpuCounters::sample(unsigned long long now, const OnlineCpus& online, Sampl
   for (Counter& counter : counters_) {
     unsigned long long count = 0;
     const bool isFound = online.contains(counter.cpu) && counter.file.readNumber(count) == 0;
-    const auto growth = growthOf(counter.before, count, unit_);
+    const auto growth = growthOf(counter.before, count);
     if (complete && counter.isKnown && isFound && growth) {
       point.add(pwr::Data(*growth), counter.descriptor, counter.entity);
     }
@@ -50,7 +50,7 @@ void CpuCounters::remainder(SampleBatch& batch) {
   for (Counter& counter : counters_) {
     unsigned long long count = 0;
     if (!counter.isKnown || counter.file.readNumber(count) != 0) continue;
-    const auto growth = growthOf(counter.before, count, unit_);
+    const auto growth = growthOf(counter.before, count);
     if (growth && *growth != 0) point.add(pwr::Data(*growth), counter.descriptor, counter.entity);
   }
 }

@@ -16,9 +16,6 @@ namespace tavrin {
 /// runs backwards or is of an offline CPU has a gap.
 class CpuCounters {
  public:
-  /// `unit`: what a count of 1 stands for.
-  explicit CpuCounters(unsigned long long unit = 1) : unit_(unit) {}
-
   /// Adds the counter in the file `path`, unless that cannot be read.
   void add(std::string path, unsigned int cpu, const pwr::EntityHandle* entity,
            const pwr::DataDescriptor* descriptor);
@@ -44,7 +41,6 @@ class CpuCounters {
     bool isKnown = false;  // whether it could be read at the end of the last interval
   };
 
-  const unsigned long long unit_;
   const pwr::MetricDescription* metric_ = nullptr;
   std::vector<Counter> counters_;
   Interval interval_;

@@ -1,9 +1,11 @@
 #include "tavrin/collect/OpenFile.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <utility>
 
@@ -16,7 +18,19 @@ namespace {
 constexpr std::size_t kFirstBuffer = 4096;
 constexpr std::size_t kLargestText = 64U << 20U;
 
+std::atomic<unsigned long long> openFiles = 0;
+std::atomic<bool> hadTooMany = false;
+
+bool isRoomForMore() {
+  rlimit limit{};
+  return getrlimit(RLIMIT_NOFILE, &limit) != 0 || openFiles <= limit.rlim_cur / 4 * 3;
+}
+
 }  // namespace
+
+bool OpenFile::wereTooMany() {
+  return hadTooMany;
+}
 
 OpenFile::~OpenFile() {
   close();
@@ -25,27 +39,41 @@ OpenFile::~OpenFile() {
 OpenFile::OpenFile(OpenFile&& other) noexcept
     : path_(std::move(other.path_)),
       descriptor_(std::exchange(other.descriptor_, -1)),
+      staysOpen_(other.staysOpen_),
       buffer_(std::move(other.buffer_)) {}
 
 OpenFile& OpenFile::operator=(OpenFile&& other) noexcept {
   std::swap(path_, other.path_);
   std::swap(descriptor_, other.descriptor_);
+  std::swap(staysOpen_, other.staysOpen_);
   std::swap(buffer_, other.buffer_);
   return *this;
 }
 
 int OpenFile::open() {
+  if (descriptor_ >= 0) return 0;
   // Close-on-exec keeps the files away from a recorded command.
   while (descriptor_ < 0) {
     descriptor_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor_ < 0 && errno != EINTR) return errno;
   }
+  ++openFiles;
+  staysOpen_ = isRoomForMore();
+  if (!staysOpen_) hadTooMany = true;
   return 0;
 }
 
 void OpenFile::close() {
-  if (descriptor_ >= 0) ::close(descriptor_);
+  if (descriptor_ < 0) return;
+  ::close(descriptor_);
   descriptor_ = -1;
+  --openFiles;
+}
+
+/// Ends a read. Returns `error`.
+int OpenFile::finish(int error) {
+  if (error != 0 || !staysOpen_) close();
+  return error;
 }
 
 int OpenFile::readAt(char* buffer, std::size_t size, std::size_t offset, std::size_t& length) {
@@ -77,12 +105,8 @@ int OpenFile::readText(std::string_view& text) {
     }
   }
   if (error == 0 && length == 0) error = ENODATA;
-  if (error != 0) {
-    close();
-    return error;
-  }
-  text = std::string_view(buffer_.data(), length);
-  return 0;
+  if (error == 0) text = std::string_view(buffer_.data(), length);
+  return finish(error);
 }
 
 template <typename Number>
@@ -94,8 +118,7 @@ int OpenFile::readAnyNumber(Number& value) {
   if (error == 0 && length == 0) error = ENODATA;
   std::string_view text(buffer.data(), length);
   if (error == 0 && !takeNumber(text, value)) error = EINVAL;
-  if (error != 0) close();
-  return error;
+  return finish(error);
 }
 
 template int OpenFile::readAnyNumber(unsigned long long& value);
