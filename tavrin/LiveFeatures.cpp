@@ -9,8 +9,8 @@
 
 namespace tavrin {
 
-LiveFeatures::LiveFeatures(const Options& options)
-    : root_(options.sysroot), cpus_(root_), features_(createFeatures()) {
+LiveFeatures::LiveFeatures(const Options& options, const ChildProcess* command)
+    : root_(options.sysroot), cpus_(root_), features_(createFeatures(command)) {
   std::vector<std::string> known;
   for (const auto& feature : features_) known.push_back(feature->tag());
   requireKnown(options.features, known, "feature");

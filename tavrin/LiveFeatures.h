@@ -11,11 +11,14 @@
 
 namespace tavrin {
 
+class ChildProcess;
+
 /// The features that the user asked for, found on the machine or in a copy of its files.
 class LiveFeatures {
  public:
-  /// Throws CommandError when one that was named is unknown or absent, or none is there.
-  explicit LiveFeatures(const Options& options);
+  /// `command` is what is measured, or null; it must outlive the features. Throws CommandError when
+  /// one that was named is unknown or absent, or none is there.
+  explicit LiveFeatures(const Options& options, const ChildProcess* command = nullptr);
 
   const SysRoot& root() const { return root_; }
   const CpuEntities& cpus() const { return cpus_; }

@@ -81,7 +81,7 @@ class Recording {
 
   const Options& options_;
   const SamplingTimes times_;
-  std::optional<ChildProcess> command_;
+  const std::unique_ptr<ChildProcess> command_;  ///< null where none is measured
   PluginLibrary plugin_;
   std::vector<WriterPlugin*> writers_;
   OutputNames names_;
@@ -100,6 +100,7 @@ class Recording {
 Recording::Recording(const Options& options)
     : options_(options),
       times_(samplingTimes(options.intervalMs, options)),
+      command_(options.command.empty() ? nullptr : std::make_unique<ChildProcess>(options.command)),
       plugin_(options.plugin),
       writers_(plugin_.select(options.writers)),
       names_(nameOutputs(options, plugin_, writers_, options.continuousSec > 0.0)),
@@ -107,12 +108,11 @@ Recording::Recording(const Options& options)
                  [this] {
                    if (command_ && command_->hasEnded()) stop_.request();
                  }),
-      features_(options),
+      features_(options, command_.get()),
       metadata_(probeSystem(features_.root(), features_.cpus())),
       session_(writers_),
       progress_(options.verbosity > 0 && (options.command.empty() || options.progress)) {
   refuseCapture();
-  if (!options.command.empty()) command_.emplace(options.command);
 }
 
 /// Where it would end up in something else that the run prints or writes.

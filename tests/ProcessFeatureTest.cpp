@@ -7,62 +7,14 @@
 #include <numeric>
 #include <thread>
 
-#include "CollectSupport.h"
+#include "ProcessTree.h"
 #include "tavrin/collect/ProcessPoll.h"
 
 namespace tavrin {
 namespace {
 
-constexpr const char* kGone = "(gone)";
-constexpr unsigned int kKernelThread = 0x00200000;
-
-struct FakeProcess {
-  int pid = 0;
-  std::string name;
-  unsigned long long started = 100;  // clock ticks of 10 ms
-  unsigned long long ran = 0;        // ms
-  unsigned long long waited = 0;     // ms
-  unsigned int flags = 0;
-  unsigned int threads = 1;
-  std::string state = "S";
-};
-
-std::string statOf(const FakeProcess& process) {
-  return std::to_string(process.pid) + " (" + process.name + ") " + process.state + " 1 1 1 0 -1 " +
-         std::to_string(process.flags) + " 5 0 0 0 7 8 0 0 20 0 " +
-         std::to_string(process.threads) + " 0 " + std::to_string(process.started) +
-         " 9999 55 18446744073709551615 0 0\n";
-}
-
-std::string schedstatOf(const FakeProcess& process) {
-  return std::to_string(process.ran) + "000000 " + std::to_string(process.waited) + "000000 3\n";
-}
-
-/// The files of a process; the kernel's threads have no memory.
-FileTable filesOf(const FakeProcess& process, const std::string& status = "") {
-  const std::string folder = "/proc/" + std::to_string(process.pid) + "/";
-  return {{folder + "stat", statOf(process)},
-          {folder + "schedstat", schedstatOf(process)},
-          {folder + "status", "Name:\tx\n" + status},
-          {folder + "cmdline",
-           process.flags == 0 ? "/bin/" + process.name + std::string("\0-c\0", 4) : std::string()}};
-}
-
 class ProcessFeatureTest : public testing::Test {
  protected:
-  void put(const FakeProcess& process, const std::string& status = "") const {
-    for (const auto& [path, text] : filesOf(process, status)) tree_.write(path, text);
-  }
-  /// It runs on.
-  void run(const FakeProcess& process) const {
-    tree_.write("/proc/" + std::to_string(process.pid) + "/schedstat", schedstatOf(process));
-  }
-  void end(int pid) const {
-    const std::string folder = "/proc/" + std::to_string(pid);
-    // Emptied first: who has the file open finds the process gone, as with the kernel's.
-    tree_.write(folder + "/schedstat", "");
-    std::filesystem::remove_all(tree_.folder() + folder);
-  }
   void forks(int count) const {
     tree_.write("/proc/stat", "cpu 1\nbtime 5\nprocesses " + std::to_string(count) + "\n");
   }
@@ -96,26 +48,26 @@ class ProcessFeatureTest : public testing::Test {
     return tables_.substr(place + 1, tables_.find('\n', place + 1) - place - 1);
   }
 
-  const SysTree tree_;
+  const ProcessTree tree_;
   std::unique_ptr<FeatureDriver> driver_;
   std::string tables_;
 };
 
 TEST_F(ProcessFeatureTest, BusyOnesByTimeWithWhoTheyAre) {
-  put({4194303, "a) b (c", 100, 1000});
-  put({20, "(sd-pam)", 100, 2000});
-  put({3, "bad \xff", 100, 5});
-  put({2, "kthreadd", 0, 0, 0, kKernelThread});
+  tree_.put({4194303, "a) b (c", 100, 1000});
+  tree_.put({20, "(sd-pam)", 100, 2000});
+  tree_.put({3, "bad \xff", 100, 5});
+  tree_.put({2, "kthreadd", 0, 0, 0, kKernelThread});
   tree_.write("/proc/self/stat", "not a number");
   ASSERT_EQ(driver().reason(), "");
   EXPECT_EQ(driver().sample(10), "") << "the first readings";
   EXPECT_EQ(driver().sample(11), "") << "nobody was busy";
-  run({4194303, "a) b (c", 100, 1250});
-  run({20, "(sd-pam)", 100, 2003});
+  tree_.run({4194303, "a) b (c", 100, 1250});
+  tree_.run({20, "(sd-pam)", 100, 2003});
   EXPECT_EQ(driver().sample(12),
             "Process CPU Time @11+1: /Busiest 1=250(a) b (c,4194303,4194303) "
             "/Busiest 2=3((sd-pam),20,20)\n");
-  run({3, "bad \xff", 100, 6});
+  tree_.run({3, "bad \xff", 100, 6});
   EXPECT_EQ(driver().sample(14), "Process CPU Time @12+2: /Busiest 1=1(bad \xEF\xBF\xBD,3,3)\n");
   EXPECT_EQ(lives(),
             "2 0-0 :kthreadd\n"
@@ -127,18 +79,18 @@ TEST_F(ProcessFeatureTest, BusyOnesByTimeWithWhoTheyAre) {
 
 TEST_F(ProcessFeatureTest, ComeAndGo) {
   forks(1000);
-  put({7, "first", 100, 50});
+  tree_.put({7, "first", 100, 50});
   driver().sample(10);
   // One that came and has run, one that was there unseen, and one that is dying.
-  put({8, "second", 1045, 30});
-  put({9, "old", 500, 40});
-  put({10, "dead", 1045, 5, 0, 0, 1, "Z"});
+  tree_.put({8, "second", 1045, 30});
+  tree_.put({9, "old", 500, 40});
+  tree_.put({10, "dead", 1045, 5, 0, 0, 1, "Z"});
   EXPECT_EQ(driver().sample(11),
             "Process CPU Time @10+1: /Busiest 1=30(second,8,8) /Busiest 2=5(dead,10,10)\n");
-  end(7);
-  end(10);
-  run({8, "second", 1045, 31});
-  run({9, "old", 500, 42});
+  tree_.end(7);
+  tree_.end(10);
+  tree_.run({8, "second", 1045, 31});
+  tree_.run({9, "old", 500, 42});
   EXPECT_EQ(driver().sample(12),
             "Process CPU Time @11+1: /Busiest 1=2(old,9,9) /Busiest 2=1(second,8,8)\n");
   forks(1007);
@@ -156,15 +108,15 @@ TEST_F(ProcessFeatureTest, ComeAndGo) {
 }
 
 TEST_F(ProcessFeatureTest, ANumberThatIsUsedAgainIsAnotherProcess) {
-  put({7, "busy", 100, 50});
-  put({8, "idle", 100, 10});
+  tree_.put({7, "busy", 100, 50});
+  tree_.put({8, "idle", 100, 10});
   driver().sample(10);
-  run({7, "busy", 100, 60});
+  tree_.run({7, "busy", 100, 60});
   driver().sample(11);
   // Within an interval both end, and their numbers are given again: with more time, and with less.
-  for (const int pid : {7, 8}) end(pid);
-  put({7, "new", 1150, 90});
-  put({8, "newer", 1160, 4});
+  for (const int pid : {7, 8}) tree_.end(pid);
+  tree_.put({7, "new", 1150, 90});
+  tree_.put({8, "newer", 1160, 4});
   EXPECT_EQ(driver().sample(12),
             "Process CPU Time @11+1: /Busiest 1=90(new,7,7) /Busiest 2=4(newer,8,8)\n");
   EXPECT_EQ(lives(),
@@ -176,15 +128,15 @@ TEST_F(ProcessFeatureTest, ANumberThatIsUsedAgainIsAnotherProcess) {
 }
 
 TEST_F(ProcessFeatureTest, WhatCannotBeReadIsLeftAlone) {
-  put({7, "fine", 100, 50});
-  put({8, "hidden", 100, 50});
+  tree_.put({7, "fine", 100, 50});
+  tree_.put({8, "hidden", 100, 50});
   tree_.write("/proc/8/stat", "");          // as for a process of another user
   tree_.write("/proc/9/comm", "vanished");  // listed, and gone when it is read
   tree_.write("/proc/11/stat", "11 (cut");
   driver().sample(10);
-  for (const int pid : {7, 8}) run({pid, "", 100, 55});
+  for (const int pid : {7, 8}) tree_.run({pid, "", 100, 55});
   EXPECT_EQ(driver().sample(11), "Process CPU Time @10+1: /Busiest 1=5(fine,7,7)\n");
-  end(9);
+  tree_.end(9);
   EXPECT_EQ(driver().sample(12), "");
   EXPECT_EQ(lives(), "7 1000-0 /bin/fine:fine\n");
   EXPECT_EQ(tableLine("Cannot"), "Cannot be read | 2");
@@ -192,16 +144,16 @@ TEST_F(ProcessFeatureTest, WhatCannotBeReadIsLeftAlone) {
 }
 
 TEST_F(ProcessFeatureTest, NamesProgramsAndThreadsAreLookedAtAgain) {
-  put({7, "server", 100, 50, 0, 0, 3});
-  put({8, "sh", 100, 50});
+  tree_.put({7, "server", 100, 50, 0, 0, 3});
+  tree_.put({8, "sh", 100, 50});
   for (const int tid : {7, 71, 72}) {
     tree_.write("/proc/7/task/" + std::to_string(tid) + "/stat", statOf({tid, "worker", 110}));
   }
   driver().sample(10);
-  run({7, "server", 100, 60});
-  put({8, "cc", 100, 90, 6},
-      "voluntary_ctxt_switches:\t4\nnonvoluntary_ctxt_switches:\t5\n"
-      "VmHWM:\t    2048 kB\nVmRSS:\t 1024 kB\n");
+  tree_.run({7, "server", 100, 60});
+  tree_.put({8, "cc", 100, 90, 6},
+            "voluntary_ctxt_switches:\t4\nnonvoluntary_ctxt_switches:\t5\n"
+            "VmHWM:\t    2048 kB\nVmRSS:\t 1024 kB\n");
   EXPECT_EQ(driver().sample(11),
             "Process CPU Time @10+1: /Busiest 1=40(cc,8,8) /Busiest 2=10(server,7,7)\n");
   std::filesystem::remove_all(tree_.folder() + "/proc/7/task/72");
@@ -218,16 +170,16 @@ TEST_F(ProcessFeatureTest, NamesProgramsAndThreadsAreLookedAtAgain) {
 
 TEST_F(ProcessFeatureTest, TheSumIsWhatWasMeasured) {
   constexpr int kProcesses = 50;
-  for (int n = 1; n <= kProcesses; ++n) put({n, "p", 100, 0});
+  for (int n = 1; n <= kProcesses; ++n) tree_.put({n, "p", 100, 0});
   driver().sample(10);
   for (int n = 1; n <= kProcesses; ++n) {
     const auto ran = static_cast<unsigned long long>(n);
-    run({n, "p", 100, ran});
+    tree_.run({n, "p", 100, ran});
   }
   const std::string samples = driver().sample(11);
   EXPECT_NE(samples.find("/Busiest 20=31(p,31,31) /Others=465(others)\n"), std::string::npos)
       << samples;
-  for (int n = 1; n <= kProcesses; n += 2) end(n);
+  for (int n = 1; n <= kProcesses; n += 2) tree_.end(n);
   driver().sample(12);
   lives();
   EXPECT_EQ(tableLine("others"), "others (30) | 465000000 | 0 | 0 | 0 | n/a | n/a");

@@ -466,6 +466,18 @@ class CommandLine(unittest.TestCase):
         self.assertIn(f"warning: c.jsonl:{lines}: the stream ends within this record", done.stderr)
         self.assertEqual(self.report("cut.csv"), self.report("again.csv"))
 
+    def test_tables_of_processes_and_of_the_command_are_replayed(self):
+        self.run_tavrin("record", "-f", "process,command,interrupts", "-i", "20", "-w", "all",
+                        "-o", "live", "--capture", "c.jsonl", "--", "sh", "-c",
+                        "i=0; while [ $i -lt 20000 ]; do i=$((i+1)); done; (exit 4)", status=4)
+        self.run_tavrin("report", "-w", "all", "-o", "again", "c.jsonl")
+        live = self.report("live.csv")
+        for text in ("\nCommand Summary\n", "\nExit Status ", ", 4 ", "\nProcess Summary: Lifetimes\n"):
+            self.assertIn(text, live)
+        self.assertEqual(live, self.report("again.csv"))
+        stop = json.loads(self.report("c.jsonl").splitlines()[-1])
+        self.assertIn("sh", [process.get("name") for process in stop["processes"]])
+
     def test_a_capture_is_whole_before_the_command_is_waited_for(self):
         process = self.start("record", "--sysroot", "tree", "-f", "thermal", "-d", "0.1",
                              "--capture", "c.jsonl", "--", "sh", "-c",

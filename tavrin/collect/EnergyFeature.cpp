@@ -1,17 +1,12 @@
 #include "tavrin/collect/EnergyFeature.h"
 
-#include <algorithm>
-#include <system_error>
+#include <utility>
 
 #include "hostcommon/Descriptions.h"
-#include "tavrin/collect/SysRoot.h"
 
 namespace tavrin {
 
 namespace {
-
-/// Of a zone that tells no limits and has used nothing yet.
-constexpr double kUnknownMicrowatts = 1e9;
 
 const pwr::Quantity* createEnergyQuantity() {
   const pwr::Quantity* power =
@@ -23,56 +18,21 @@ const pwr::Quantity* createEnergyQuantity() {
                               .rateFactor = 0.001});
 }
 
-/// The largest power that the zone's constraints allow or tell it to be built for, in microwatts; 0
-/// where they tell nothing. Both are lower than short peaks.
-double largestLimit(const SysRoot& root, const std::string& folder) {
-  double largest = 0.0;
-  for (const char* const ending : {"_power_limit_uw", "_max_power_uw"}) {
-    for (const unsigned int number : root.listNumbered(folder, "constraint_", ending)) {
-      unsigned long long microwatts = 0;
-      const std::string file = folder + "/constraint_" + std::to_string(number) + ending;
-      if (root.readNumber(file, microwatts) != 0) continue;
-      largest = std::max(largest, static_cast<double>(microwatts));
-    }
-  }
-  return largest;
-}
-
 }  // namespace
 
-EnergyFeature::EnergyFeature()
-    : Feature("energy", "Energy", "Energy and power of packages and their parts") {}
+EnergyFeature::EnergyFeature(std::shared_ptr<EnergyCounters> counters)
+    : Feature("energy", "Energy", "Energy and power of packages and their parts"),
+      counters_(std::move(counters)) {}
 
 std::string EnergyFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                                  unsigned int containerId) {
-  root_ = &root;
-  int failure = 0;
-  const std::vector<PowerZone> present = findPowerZones(root);
-  for (const PowerZone& zone : present) {
-    zones_.push_back({.key = zone.key});
-    const int error = open(zones_.back(), zone.folder);
-    if (error != 0) failure = error;
-  }
-  if (std::ranges::none_of(zones_, &Zone::valid)) {
-    const std::string where = std::string(" below ") + kPowerZones;
-    if (zones_.empty()) return "no energy counters" + where;
-    // Usual on a machine that keeps the counters from all users but root.
-    return "the energy counters" + where +
-           " cannot be read: " + std::generic_category().message(failure);
-  }
+  const std::string whyAbsent = counters_->open(root);
+  if (!whyAbsent.empty()) return whyAbsent;
   descriptor_ = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("Energy", ""));
   std::vector<pwr::Metric::EntityDescCombo> combinations;
-  for (std::size_t i = 0; i < zones_.size(); ++i) {
-    zones_[i].entity = pwr::createEntity({.name = present[i].name, .level = "Power Zone"});
-    combinations.push_back({zones_[i].entity, descriptor_});
+  for (const pwr::EntityHandle* zone : counters_->entities()) {
+    combinations.push_back({zone, descriptor_});
   }
-  std::erase_if(zones_, [](const Zone& zone) { return !zone.valid; });
-  createMetric(containerId, std::move(combinations));
-  return {};
-}
-
-void EnergyFeature::createMetric(unsigned int containerId,
-                                 std::vector<pwr::Metric::EntityDescCombo> combinations) {
   addMetric(pwr::createMetric({.containerId = containerId,
                                .name = "Energy",
                                .featureTag = tag(),
@@ -81,61 +41,15 @@ void EnergyFeature::createMetric(unsigned int containerId,
                                .quantity = createEnergyQuantity(),
                                .combinations = std::move(combinations),
                                .entityGroup = std::make_shared<const pwr::Field>("Zone")}));
-}
-
-/// Meets the zone in a folder. Returns 0 or why its counter cannot be read there.
-int EnergyFeature::open(Zone& zone, const std::string& folder) {
-  zone.energy = OpenFile(root_->path(folder + "/energy_uj"));
-  zone.range = OpenFile(root_->path(folder + "/max_energy_range_uj"));
-  zone.mostMicrowatts = std::max(zone.mostMicrowatts, largestLimit(*root_, folder));
-  const int error = zone.energy.readNumber(zone.microjoules);
-  zone.valid = error == 0;
-  return error;
-}
-
-/// What the zone used since the last pass. False when that is not known.
-bool EnergyFeature::growth(Zone& zone, unsigned long long now, unsigned long long& microjoules) {
-  const double seconds =
-      static_cast<double>(interval_.length()) / static_cast<double>(kTicksPerSecond);
-  if (now >= zone.microjoules) {
-    microjoules = now - zone.microjoules;
-  } else {
-    unsigned long long range = 0;
-    if (zone.range.readNumber(range) != 0 || range < zone.microjoules) return false;
-    microjoules = range - zone.microjoules + now;
-    const double most = zone.mostMicrowatts > 0.0 ? zone.mostMicrowatts : kUnknownMicrowatts;
-    if (static_cast<double>(microjoules) >= 4.0 * most * seconds) return false;
-  }
-  zone.mostMicrowatts = std::max(zone.mostMicrowatts, static_cast<double>(microjoules) / seconds);
-  return true;
+  return {};
 }
 
 void EnergyFeature::sample(unsigned long long now, SampleBatch& batch) {
-  const bool complete = interval_.advance(now);
-  IntervalPoint point(batch, metrics().front(), interval_);
-  for (Zone& zone : zones_) {
-    // Whatever is in the folder of a lost zone may be another one.
-    unsigned long long microjoules = 0;
-    zone.lost = zone.lost || zone.energy.readNumber(microjoules) != 0;
-    if (zone.lost) continue;
-    unsigned long long used = 0;
-    if (complete && zone.valid && growth(zone, microjoules, used)) {
-      point.add(pwr::Data(static_cast<double>(used) / 1000.0), descriptor_, zone.entity);
-    }
-    zone.microjoules = microjoules;
-    zone.valid = true;
-  }
-  if (std::ranges::any_of(zones_, &Zone::lost)) findLostZones();
-}
-
-/// Meets lost zones in the folders that they have now. Their interval is a gap, as the driver may
-/// have restarted the counter; the next one begins here.
-void EnergyFeature::findLostZones() {
-  const std::vector<PowerZone> present = findPowerZones(*root_);
-  for (Zone& zone : zones_) {
-    const auto found = std::ranges::find(present, zone.key, &PowerZone::key);
-    if (!zone.lost || found == present.end()) continue;
-    zone.lost = open(zone, found->folder) != 0;
+  counters_->readAt(now);
+  IntervalPoint point(batch, metrics().front(), counters_->interval());
+  for (const EnergyCounters::Zone& zone : counters_->zones()) {
+    if (!zone.used) continue;
+    point.add(pwr::Data(static_cast<double>(*zone.used) / 1000.0), descriptor_, zone.entity);
   }
 }
 

@@ -1,5 +1,6 @@
 #include "tavrin/collect/FeatureRegistry.h"
 
+#include "tavrin/collect/CommandFeature.h"
 #include "tavrin/collect/CoreCStateFeature.h"
 #include "tavrin/collect/CpuFreqFeature.h"
 #include "tavrin/collect/CpuTimeFeature.h"
@@ -9,22 +10,24 @@
 #include "tavrin/collect/MemoryFeature.h"
 #include "tavrin/collect/NetworkFeature.h"
 #include "tavrin/collect/PressureFeature.h"
+#include "tavrin/collect/ProcessEnergyFeature.h"
 #include "tavrin/collect/ProcessFeature.h"
 #include "tavrin/collect/ThermalFeature.h"
 #include "tavrin/collect/ThrottleFeature.h"
 
 namespace tavrin {
 
-std::vector<std::unique_ptr<Feature>> createFeatures() {
+std::vector<std::unique_ptr<Feature>> createFeatures(const ChildProcess* command) {
   const auto stat = std::make_shared<StatFile>();
   const auto lives = std::make_shared<ProcessTable>();
+  const auto energy = std::make_shared<EnergyCounters>();
   const auto processes = std::make_shared<ProcessPoll>(lives);
   std::vector<std::unique_ptr<Feature>> features;
   features.push_back(std::make_unique<CoreCStateFeature>());
   features.push_back(std::make_unique<CpuTimeFeature>(stat));
   features.push_back(std::make_unique<CpuFreqFeature>());
   features.push_back(std::make_unique<ThermalFeature>());
-  features.push_back(std::make_unique<EnergyFeature>());
+  features.push_back(std::make_unique<EnergyFeature>(energy));
   features.push_back(std::make_unique<InterruptsFeature>(stat));
   features.push_back(std::make_unique<DiskFeature>());
   features.push_back(std::make_unique<NetworkFeature>());
@@ -32,6 +35,8 @@ std::vector<std::unique_ptr<Feature>> createFeatures() {
   features.push_back(std::make_unique<PressureFeature>());
   features.push_back(std::make_unique<ThrottleFeature>());
   features.push_back(std::make_unique<ProcessFeature>(processes, stat));
+  features.push_back(std::make_unique<ProcessEnergyFeature>(processes, energy));
+  features.push_back(std::make_unique<CommandFeature>(command, energy));
   return features;
 }
 

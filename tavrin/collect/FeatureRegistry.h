@@ -7,7 +7,10 @@
 
 namespace tavrin {
 
-/// All live features, in the order in which they are listed, probed and sampled.
-std::vector<std::unique_ptr<Feature>> createFeatures();
+class ChildProcess;
+
+/// All live features, in the order in which they are listed, probed and sampled. `command`: what is
+/// measured, if any; it must outlive the features.
+std::vector<std::unique_ptr<Feature>> createFeatures(const ChildProcess* command = nullptr);
 
 }  // namespace tavrin

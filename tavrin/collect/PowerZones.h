@@ -15,6 +15,11 @@ struct PowerZone {
   /// Name for users: the zone's own behind those of the zones around it ("package-0/core"); where
   /// several control types have the name, followed by the zone's one ("package-0 (rapl)").
   std::string name;
+
+  /// Whether the zone is a whole processor package.
+  bool isPackage() const {
+    return name.starts_with("package") && name.find('/') == std::string::npos;
+  }
 };
 
 constexpr const char* kPowerZones = "/sys/class/powercap";

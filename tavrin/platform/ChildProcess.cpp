@@ -76,6 +76,7 @@ void ChildProcess::start() {
   posix_spawnattr_setsigdefault(&attributes, &signals);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   const std::lock_guard lock(mutex_);
+  started_ = std::chrono::steady_clock::now();
   const int cause = posix_spawnp(&pid_, command_.front().c_str(), nullptr, &attributes,
                                  arguments.data(), environ);
   posix_spawnattr_destroy(&attributes);
@@ -87,16 +88,18 @@ std::string ChildProcess::named() const {
   return "'" + command_.front() + "' (process " + std::to_string(pid_) + ")";
 }
 
-void ChildProcess::noteStatus(int status) {
+void ChildProcess::noteEnd(int status, const rusage& resources) {
   running_ = false;
+  usage_ = {resources, std::chrono::steady_clock::now() - started_};
   exitStatus_ = WIFSIGNALED(status) ? kExitSignalOffset + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 bool ChildProcess::hasEnded() {
   const std::lock_guard lock(mutex_);
   int status = 0;
-  const pid_t ended = running_ ? waitpid(pid_, &status, WNOHANG) : 0;
-  if (ended == pid_) noteStatus(status);
+  rusage resources{};
+  const pid_t ended = running_ ? wait4(pid_, &status, WNOHANG, &resources) : 0;
+  if (ended == pid_) noteEnd(status, resources);
   if (ended < 0 && errno != EINTR) {
     running_ = false;
     warn("how " + named() + " ended is not known: " + std::strerror(errno));

@@ -1,13 +1,21 @@
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <chrono>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace tavrin {
+
+/// What a command used, with all of its descendants that were waited for.
+struct CommandUsage {
+  rusage resources{};
+  std::chrono::nanoseconds elapsed{0};  ///< from its start until its end was noticed
+};
 
 /// The command that is measured. Its operations may be called from several threads.
 class ChildProcess {
@@ -34,9 +42,12 @@ class ChildProcess {
   void end(bool afterInterrupt = false);
   /// Its exit status, or 128 + the number of the signal that ended it. Valid once it has ended.
   int exitStatus() const { return exitStatus_; }
+  /// Empty as long as it runs, and where the kernel does not tell. To be asked by the thread that
+  /// has found it ended.
+  const std::optional<CommandUsage>& usage() const { return usage_; }
 
  private:
-  void noteStatus(int status);
+  void noteEnd(int status, const rusage& resources);
   bool heedsInterrupt() const;
   bool endsWithin(std::chrono::milliseconds time);
   bool endsInGrace(const std::string& after);
@@ -48,6 +59,8 @@ class ChildProcess {
   pid_t pid_ = -1;
   bool running_ = false;
   int exitStatus_ = 0;
+  std::chrono::steady_clock::time_point started_;
+  std::optional<CommandUsage> usage_;
 };
 
 }  // namespace tavrin
