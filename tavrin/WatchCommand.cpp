@@ -20,8 +20,8 @@ namespace tavrin {
 namespace {
 
 /// Passes that may wait while standard output takes its time.
-constexpr std::size_t kQueueCapacity = 16;
-constexpr std::chrono::milliseconds kLoopPeriod{250};
+constexpr std::size_t kWatchQueueCapacity = 16;
+constexpr std::chrono::milliseconds kWatchLoopPeriod{250};
 
 /// The choice of columns, of which each has to name something that this machine has.
 LiveTable::Choice choiceOf(const Options& options, const LiveFeatures& features) {
@@ -49,12 +49,12 @@ int runWatch(const Options& options) {
   LiveTable table(choiceOf(options, features), kTicksPerSecond);
   StopRequest stop;
   const Interrupt interrupt(stop);
-  SampleQueue queue(kQueueCapacity);
+  SampleQueue queue(kWatchQueueCapacity);
   Sampler sampler(features.present(), samplingTimes(options.watchIntervalMs, options), queue, stop);
   LiveScreen screen;
   unsigned long long end = sampler.startTicks();
   while (!queue.isDone()) {
-    SampleBatch* const batch = queue.beginRead(kLoopPeriod);
+    SampleBatch* const batch = queue.beginRead(kWatchLoopPeriod);
     if (batch == nullptr) continue;
     for (const pwr::Metric& metric : *batch) table.add(metric);
     const unsigned long long start = std::exchange(end, batch->time());
