@@ -6,6 +6,7 @@
 #include <optional>
 #include <system_error>
 
+#include "tavrin/collect/Interval.h"
 #include "tavrin/summary/TableBuilder.h"
 
 namespace tavrin {
@@ -13,7 +14,6 @@ namespace tavrin {
 namespace {
 
 constexpr double kMicrojoulesPerJoule = 1e6;
-constexpr double kNanosecondsPerMillisecond = 1e6;
 
 double milliseconds(const timeval& time) {
   return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;

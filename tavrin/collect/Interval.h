@@ -7,6 +7,7 @@ namespace tavrin {
 /// All times are in ticks of a clock of 1000 MHz, that is, nanoseconds.
 constexpr unsigned long long kTicksPerSecond = 1'000'000'000;
 constexpr unsigned long long kTicksPerMicrosecond = kTicksPerSecond / 1'000'000;
+constexpr double kNanosecondsPerMillisecond = 1e6;
 
 /// The interval between two sampling passes.
 class Interval {

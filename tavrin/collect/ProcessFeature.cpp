@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "hostcommon/Descriptions.h"
+#include "tavrin/collect/Interval.h"
 
 namespace tavrin {
 
@@ -12,8 +13,6 @@ namespace {
 // Numbers of tables in the container, below those that are made of metrics.
 constexpr unsigned int kUseTable = 0;
 constexpr unsigned int kLifetimeTable = 1;
-
-constexpr double kNanosecondsPerMillisecond = 1e6;
 
 unsigned long long growth(unsigned long long before, unsigned long long after) {
   return after > before ? after - before : 0;
