@@ -72,11 +72,12 @@ using Samples = std::vector<std::vector<pwr::DataElement>>;
 /// The summary of a run.
 class Summary {
  public:
-  pwr::Metric& add(pwr::MetricDescription description, const Samples& samples) {
+  pwr::Metric& add(pwr::MetricDescription description, const Samples& samples,
+                   const char* things = "Where", const char* feature = "test") {
     description.containerId = 4;
-    description.featureTag = "test";
+    description.featureTag = feature;
     description.descriptorGroup =
-        std::make_shared<const pwr::Field>("Where", pwr::ExpectedAttributeManager());
+        std::make_shared<const pwr::Field>(things, pwr::ExpectedAttributeManager());
     description.entityGroup = description.descriptorGroup;
     pwr::Metric& metric = metrics_.emplace_back(pwr::createMetric(std::move(description)));
     for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -437,6 +438,67 @@ TEST(SummaryTables, ManySeriesTakeNoLongTime) {
   Summary wide;
   wide.add({.name = "Idle", .type = Type::SampledResidency}, {elements});
   EXPECT_EQ(wide.text().substr(0, 48), "Idle Summary: Total\nWhere | Total\nD0 | 1\nD1 | 1\n");
+}
+
+/// A metric of CPUs in two packages, the odd ones in the second, and its samples: of second n, CPU
+/// c has slept c + n tenths of it in C6 and none in C1.
+pwr::MetricDescription sleepOf(unsigned int cpus, const Machine& m, Samples& samples) {
+  const pwr::EntityHandle* const packages[] = {
+      pwr::createEntity({.name = "Package0", .level = "Package"}),
+      pwr::createEntity({.name = "Package1", .level = "Package"})};
+  samples.resize(2);
+  for (unsigned int cpu = 0; cpu < cpus; ++cpu) {
+    const auto* const core =
+        pwr::createEntity({.name = "Core", .level = "Core", .parent = packages[cpu % 2]});
+    const auto* const entity =
+        pwr::createEntity({.name = "CPU" + std::to_string(cpu), .level = "Thread", .parent = core});
+    for (unsigned int second = 0; second < samples.size(); ++second) {
+      const Data asleep((cpu + second) % 10 * kSecond / 10);
+      samples[second].push_back({Data(0ULL), m.states[0], entity, kSecond});
+      samples[second].push_back({asleep, m.states[1], entity, kSecond});
+    }
+  }
+  return {.name = "Sleep", .type = Type::SampledResidency, .quantity = pwr::Quantity::time()};
+}
+
+TEST(SummaryTables, TheWholeMachineComesFirst) {
+  const Machine m;
+  Samples samples;
+  Summary few;
+  few.add(sleepOf(3, m, samples), samples, "CPU", "core-cstate");
+  EXPECT_EQ(few.text(),
+            "Sleep Summary: Residency (Percentage and Time)\n"
+            "CPU | Busy (%) | C1 (%) | C6 (%) | Busy (ms) | C1 (ms) | C6 (ms)\n"
+            "all CPUs | 85.00 | 0.00 | 15.00 | 5100000000.00 | 0 | 900000000\n"
+            "Package0 | 85.00 | 0.00 | 15.00 | 3400000000.00 | 0 | 600000000\n"
+            "Package1 | 85.00 | 0.00 | 15.00 | 1700000000.00 | 0 | 300000000\n"
+            "CPU0 | 95.00 | 0.00 | 5.00 | 1900000000.00 | 0 | 100000000\n"
+            "CPU1 | 85.00 | 0.00 | 15.00 | 1700000000.00 | 0 | 300000000\n"
+            "CPU2 | 75.00 | 0.00 | 25.00 | 1500000000.00 | 0 | 500000000\n");
+  Samples manySamples;
+  Summary many;
+  many.add(sleepOf(40, m, manySamples), manySamples, "CPU", "core-cstate");
+  EXPECT_EQ(many.text(),
+            "Sleep Summary: Residency (Percentage and Time)\n"
+            "CPU | Busy (%) | C1 (%) | C6 (%) | Busy (ms) | C1 (ms) | C6 (ms)\n"
+            "all CPUs | 55.00 | 0.00 | 45.00 | 44000000000.00 | 0 | 36000000000\n"
+            "Package0 | 55.00 | 0.00 | 45.00 | 22000000000.00 | 0 | 18000000000\n"
+            "Package1 | 55.00 | 0.00 | 45.00 | 22000000000.00 | 0 | 18000000000\n");
+  Summary power;
+  std::vector<pwr::DataElement> zones;
+  for (const char* const name : {"package-0", "package-0/core", "package-1", "psys"}) {
+    zones.push_back({Data(1000.0 + static_cast<double>(zones.size())), nullptr,
+                     pwr::createEntity({.name = name, .level = "Power Zone"}), kSecond});
+  }
+  power.add({.name = "Energy", .type = Type::SampledDelta, .quantity = m.energy}, {zones}, "Zone");
+  EXPECT_EQ(power.text(),
+            "Energy Summary: Average Rate and Total\n"
+            "Zone | Average Rate (W) | Total (mJ)\n"
+            "all packages | 2.00 | 2002.00\n"
+            "package-0 | 1.00 | 1000.00\n"
+            "package-0/core | 1.00 | 1001.00\n"
+            "package-1 | 1.00 | 1002.00\n"
+            "psys | 1.00 | 1003.00\n");
 }
 
 }  // namespace

@@ -585,7 +585,8 @@ class CommandLine(unittest.TestCase):
                         "-w", "sum,int", "--capture", "live.jsonl", "--", "sh", "-c",
                         f"sleep 1; echo 1000000 > {state}/time")
         row = next(line for line in self.report("live.csv").splitlines() if line.startswith("CPU0"))
-        percentage, milliseconds = map(float, row.split(",")[1:])
+        busy, percentage, _, milliseconds = map(float, row.split(",")[1:])
+        self.assertAlmostEqual(busy, 100 - percentage, delta=0.02)
         self.assertGreater(milliseconds, 950)
         seconds = float(re.search(r"Collection duration: (\S+) s", self.report("live.csv"))[1])
         self.assertAlmostEqual(percentage, milliseconds / seconds / 10, delta=1)

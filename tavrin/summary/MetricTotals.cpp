@@ -149,12 +149,27 @@ std::vector<pwr::Metric::EntityDescCombo> MetricTotals::silent() const {
   if (metric_->type == pwr::Metric::MetricType::TracedEvent) return {};
   std::set<std::pair<const void*, const void*>> known;
   for (const SeriesTotals& series : series_) known.emplace(series.entity, series.descriptor);
+  for (const Key& key : leftOut_) known.emplace(key.entity, key.descriptor);
   std::vector<pwr::Metric::EntityDescCombo> silent;
   for (const pwr::Metric::EntityDescCombo& combination : metric_->combinations) {
     const bool isNew = known.emplace(combination.entity, combination.descriptor).second;
     if (isNew) silent.push_back(combination);
   }
   return silent;
+}
+
+MetricTotals MetricTotals::withSeries(std::vector<SeriesTotals> series) const {
+  MetricTotals other(metric_);
+  other.others_ = others_;
+  other.messages_ = messages_;
+  other.values_ = values_;
+  other.categorical_ = categorical_;
+  for (const SeriesTotals& one : series_) other.leftOut_.push_back({one.entity, one.descriptor});
+  for (std::size_t i = 0; i < series.size(); ++i) {
+    if (!series[i].isText) other.numeric_.emplace(Key{series[i].entity, series[i].descriptor}, i);
+  }
+  other.series_ = std::move(series);
+  return other;
 }
 
 void MetricTotals::endStates(unsigned long long timestamp) {

@@ -51,6 +51,9 @@ class MetricTotals {
   /// the collection, at `timestamp`.
   void endStates(unsigned long long timestamp);
 
+  /// The same with other series, those of its things that are not among them left out.
+  MetricTotals withSeries(std::vector<SeriesTotals> series) const;
+
   const pwr::MetricDescription* metric() const { return metric_; }
   /// In the order of first appearance.
   const std::vector<SeriesTotals>& series() const { return series_; }
@@ -94,9 +97,10 @@ class MetricTotals {
   void end(Category& category, unsigned long long timestamp);
 
   const pwr::MetricDescription* metric_;
-  const bool hasStates_;
+  bool hasStates_;
   std::vector<SeriesTotals> series_;
   SeriesTotals others_;
+  std::vector<Key> leftOut_;
   std::size_t next_ = 0;  // the place in series_ after the one found last
   std::unordered_map<Key, std::size_t, KeyHash> numeric_;
   std::unordered_map<Key, Category, KeyHash> categories_;

@@ -1,8 +1,10 @@
 #include "tavrin/summary/SummaryTables.h"
 
 #include <algorithm>
+#include <deque>
 
 #include "tavrin/summary/MetricTables.h"
+#include "tavrin/summary/WholeMachine.h"
 
 namespace tavrin {
 
@@ -47,14 +49,16 @@ std::vector<std::string> SummaryTables::linesOfSilent() const {
 void SummaryTables::deliver(const pwr::SystemMetadata& system, const ContainerSink& containers,
                             const TableSink& tables) {
   std::map<const pwr::Quantity*, const MetricTotals*> entries;  // the first metric that counts them
+  std::deque<MetricTotals> all;
   for (auto& [id, totals] : totals_) {
     totals.endStates(system.getCollectionStopTimestamp());
+    const MetricTotals& shown = all.emplace_back(withWholeMachine(totals));
     const MetricTotals* whole = nullptr;
-    if (countsEntries(*totals.metric())) {
-      const auto [first, isNew] = entries.try_emplace(totals.metric()->quantity, &totals);
+    if (countsEntries(*shown.metric())) {
+      const auto [first, isNew] = entries.try_emplace(shown.metric()->quantity, &shown);
       if (!isNew) whole = first->second;
     }
-    for (TableBuilder& table : tablesOf(totals, system.getTscFrequencyMHz(), whole)) {
+    for (TableBuilder& table : tablesOf(shown, system.getTscFrequencyMHz(), whole)) {
       table.deliver(tables);
     }
   }

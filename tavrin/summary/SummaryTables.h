@@ -28,9 +28,10 @@ namespace tavrin {
 ///
 /// and "Collection Summary: Total Samples Received" over all metrics, followed by "Collection
 /// Summary: Lost Events" where the system description tells of some. The first cell of a row names
-/// what the row is about; averages are over samples, percentages and rates over time. Traced states
-/// are the transitions of a metric with a finite set of values. Metrics of state entries that share
-/// the quantity of an earlier one, and have no other series, count some of its entries.
+/// what the row is about; rows of all CPUs, of packages and of all packages come first
+/// (`withWholeMachine`), and more CPUs than `kMostCpuRows` have none. Averages are over samples,
+/// percentages and rates over time. Traced states are the transitions of a metric with a finite set
+/// of values.
 class SummaryTables {
  public:
   using TableSink = std::function<void(const pwr::TableMessage&)>;
