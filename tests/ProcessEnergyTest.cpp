@@ -106,7 +106,8 @@ TEST(ProcessEnergy, TheRowsOfAZoneAddUpToIt) {
   const SysRoot root(tree.folder());
   CpuEntities cpus(root);
   const auto energy = std::make_shared<EnergyCounters>();
-  const auto poll = std::make_shared<ProcessPoll>(std::make_shared<ProcessTable>());
+  const auto poll =
+      std::make_shared<ProcessPoll>(std::make_shared<ProcessTable>(), std::make_shared<StatFile>());
   ProcessEnergyFeature feature(poll, energy);
   ASSERT_EQ(feature.probe(root, cpus, 7), "");
   SampleBatch batch;

@@ -81,6 +81,7 @@ TEST_F(ProcessFeatureTest, ComeAndGo) {
   forks(1000);
   tree_.put({7, "first", 100, 50});
   driver().sample(10);
+  forks(1003);
   // One that came and has run, one that was there unseen, and one that is dying.
   tree_.put({8, "second", 1045, 30});
   tree_.put({9, "old", 500, 40});
@@ -93,6 +94,9 @@ TEST_F(ProcessFeatureTest, ComeAndGo) {
   tree_.run({9, "old", 500, 42});
   EXPECT_EQ(driver().sample(12),
             "Process CPU Time @11+1: /Busiest 1=2(old,9,9) /Busiest 2=1(second,8,8)\n");
+  tree_.put({11, "unasked", 1250, 1});
+  EXPECT_EQ(driver().sample(12.5), "") << "nothing was started, so nothing is looked for";
+  tree_.end(11);
   forks(1007);
   EXPECT_EQ(driver().sample(13), "");
   EXPECT_EQ(lives(),
@@ -197,7 +201,8 @@ TEST_F(ProcessFeatureTest, AbsentWithoutProcesses) {
 /// On this machine: the time of a thread that has ended counts, which no file tells.
 TEST(ProcessFeatureLive, AllThreadsCount) {
   const SysRoot root;
-  const auto poll = std::make_shared<ProcessPoll>(std::make_shared<ProcessTable>());
+  const auto poll =
+      std::make_shared<ProcessPoll>(std::make_shared<ProcessTable>(), std::make_shared<StatFile>());
   ASSERT_EQ(poll->open(root), "");
   poll->pollAt(1);
   std::thread([] {

@@ -21,7 +21,7 @@ std::vector<std::unique_ptr<Feature>> createFeatures(const ChildProcess* command
   const auto stat = std::make_shared<StatFile>();
   const auto lives = std::make_shared<ProcessTable>();
   const auto energy = std::make_shared<EnergyCounters>();
-  const auto processes = std::make_shared<ProcessPoll>(lives);
+  const auto processes = std::make_shared<ProcessPoll>(lives, stat);
   std::vector<std::unique_ptr<Feature>> features;
   features.push_back(std::make_unique<CoreCStateFeature>());
   features.push_back(std::make_unique<CpuTimeFeature>(stat));

@@ -34,6 +34,7 @@ unsigned long long sinceBoot() {
 std::string ProcessPoll::open(const SysRoot& root) {
   if (files_) return {};
   files_.emplace(root);
+  stat_->open(root);
   isThisMachine_ = root.isThisMachine();
   const long perSecond = sysconf(_SC_CLK_TCK);
   ticksPerClockTick_ = kTicksPerSecond / static_cast<unsigned long long>(std::max(perSecond, 1L));
@@ -117,12 +118,31 @@ void ProcessPoll::pollAt(unsigned long long now) {
   gone_.clear();
   spent_ = 0;
   if (!interval_.advance(now) && !isFirst_) return;
-  // What cannot be listed now is there still, or is found ended later.
-  if (files_->list(pids_) != 0) return;
-  mergeList();
+  if (isListed()) {
+    mergeList();
+  } else {
+    updateKnown();
+  }
   std::ranges::sort(busy_, [](const PolledProcess* a, const PolledProcess* b) {
     return a->spent != b->spent ? a->spent > b->spent : a->pid < b->pid;
   });
+}
+
+/// Gets the list anew. False where that is not needed, as nothing was started, or not possible.
+bool ProcessPoll::isListed() {
+  const std::optional<unsigned long long> forks = stat_->forksAt(*now_);
+  if (!isFirst_ && forks && forks == forks_) return false;
+  const bool isListed = files_->list(pids_) == 0;
+  forks_ = isListed ? forks : std::nullopt;
+  return isListed;
+}
+
+/// Whoever is gone has no time any more.
+void ProcessPoll::updateKnown() {
+  for (Place known = processes_.begin(); known != processes_.end();) {
+    const Place same = known++;
+    if (!update(same->second)) end(same);
+  }
 }
 
 /// Goes through the numbers that are there and the processes that were, both ascending.

@@ -9,6 +9,7 @@
 #include "tavrin/collect/Interval.h"
 #include "tavrin/collect/OpenFile.h"
 #include "tavrin/collect/ProcessFiles.h"
+#include "tavrin/collect/StatFile.h"
 #include "tavrin/common/ProcessTable.h"
 #include "writers/host/Attribute.h"
 
@@ -36,15 +37,16 @@ struct PolledProcess {
 /// Polls the processes of the machine, once per sampling pass however many features need it: which
 /// are there, and what they have used of the processors since the pass before.
 ///
-/// A poll asks for the list of processes and for the time that each has used (0.3 µs). Only of
-/// those that have used some it makes sure that the number is still theirs, by a file that stays
-/// the first owner's, and looks at names and memory again, when that time has doubled since. A
-/// process that ends takes with it what it has used since the last pass, and one that is born and
-/// ends between two passes is never seen.
+/// A poll asks for the list of processes, if any were started since it had it, and for the time
+/// that each has used (0.3 µs). Only of those that have used some it makes sure that the number is
+/// still theirs, by a file that stays the first owner's, and looks at names and memory again, when
+/// that time has doubled since. A process that ends takes with it what it has used since the last
+/// pass, and one that is born and ends between two passes is never seen.
 class ProcessPoll {
  public:
   /// `lives` is told of what the polls see.
-  explicit ProcessPoll(std::shared_ptr<ProcessTable> lives) : lives_(std::move(lives)) {}
+  ProcessPoll(std::shared_ptr<ProcessTable> lives, std::shared_ptr<StatFile> stat)
+      : lives_(std::move(lives)), stat_(std::move(stat)) {}
 
   /// Looks at all processes. To be called before the first poll; again it does nothing. Returns ""
   /// or why there is nothing to poll. `root` must outlive the poll.
@@ -82,7 +84,9 @@ class ProcessPoll {
   PolledProcess& meet(int pid);
   void begin(PolledProcess& process);
   void join(int pid);
+  bool isListed();
   void mergeList();
+  void updateKnown();
   bool update(PolledProcess& process);
   bool isStill(PolledProcess& process);
   void look(PolledProcess& process);
@@ -97,6 +101,8 @@ class ProcessPoll {
   unsigned long long ticksPerClockTick_ = 0;
   std::map<int, PolledProcess> processes_;
   const std::shared_ptr<ProcessTable> lives_;
+  const std::shared_ptr<StatFile> stat_;
+  std::optional<unsigned long long> forks_;  // as of the last list
   Interval interval_;
   std::optional<unsigned long long> now_;
   bool isFirst_ = true;
