@@ -61,7 +61,7 @@ void addCounters(CommandRows& rows, const CommandCounters& counters) {
     const std::optional<double> value = CommandCounters::value(counter);
     if (isClock) {
       rows.add(counter.name + " (ms)",
-               value ? std::optional(*value / kNanosecondsPerMillisecond) : std::nullopt);
+               value ? std::optional(*value / kTicksPerMillisecond) : std::nullopt);
     } else {
       rows.add(counter.name,
                value ? std::optional(static_cast<unsigned long long>(*value)) : std::nullopt);

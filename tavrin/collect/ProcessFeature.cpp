@@ -73,7 +73,7 @@ void ProcessFeature::sample(unsigned long long now, SampleBatch& batch) {
   IntervalPoint point(batch, metrics().front(), poll_->interval());
   const auto add = [&](unsigned long long spent, const pwr::DataDescriptor* rank,
                        std::shared_ptr<const pwr::AttributeValueManager> whose) {
-    const double milliseconds = static_cast<double>(spent) / kNanosecondsPerMillisecond;
+    const double milliseconds = static_cast<double>(spent) / kTicksPerMillisecond;
     point.add(pwr::Data(milliseconds), rank, nullptr).setAttributes(std::move(whose));
   };
   const std::size_t shown = std::min(Ranks::kMost, poll_->busy().size());
