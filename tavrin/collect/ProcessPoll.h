@@ -92,7 +92,7 @@ class ProcessPoll {
   void look(PolledProcess& process);
   void learnIdentity(PolledProcess& process, const ProcessStat& stat);
   void noteSpent(PolledProcess& process, unsigned long long spent);
-  Place end(Place process);
+  Place end(Place place);
   void tellThreads(const PolledProcess& process);
   unsigned long long startOf(const ProcessStat& stat) const;
 
