@@ -203,12 +203,16 @@ TEST_F(TimelineWriterTest, GroupsByFeatureQuantityAndLevel) {
   EXPECT_EQ(linesOf(file, "tab_group")[6], "Thermals thermals  0 -");
 }
 
-TEST_F(TimelineWriterTest, StatesLastUntilTheNextOneOrTheStop) {
+TEST_F(TimelineWriterTest, StatesLastAsToldOrUntilTheNextOneOrTheStop) {
   const auto* const states = metric({.name = "State", .type = Type::TracedValueTransition});
+  const auto* const gauge = pwr::createEntity({.name = "gauge"});
   const auto change = [&](unsigned long long time, const char* name,
-                          const pwr::EntityHandle* entity) {
-    return sample(states, time, {{Data(name), nullptr, entity, 5}});
+                          const pwr::EntityHandle* entity, unsigned long long duration = 0) {
+    return sample(states, time, {{Data(name), nullptr, entity, duration}});
   };
+  EXPECT_EQ(change(1100, "gap behind", gauge, 50), 0);
+  EXPECT_EQ(change(1300, "held", gauge), 0);
+  EXPECT_EQ(change(1400, "told", gauge, 30), 0);
   EXPECT_EQ(change(1000, "a", cpu0_), 0);
   EXPECT_EQ(change(1500, "a", cpu1_), 0);
   EXPECT_EQ(change(1600, "b", cpu0_), 0);
@@ -216,7 +220,10 @@ TEST_F(TimelineWriterTest, StatesLastUntilTheNextOneOrTheStop) {
   EXPECT_EQ(change(9000, "after the stop", cpu1_), 0);
   metadata_->edit().collectionStopTimestamp = 8000;
   EXPECT_EQ(linesOf(closed("run.pwr"), "data"),
-            (Lines{"1000 METRIC=State ENTITY=Package0/CPU0 INFO=a COLOR=a DURATION=600",
+            (Lines{"1100 METRIC=State ENTITY=gauge INFO=gap behind COLOR=gap behind DURATION=50",
+                   "1300 METRIC=State ENTITY=gauge INFO=held COLOR=held DURATION=100",
+                   "1400 METRIC=State ENTITY=gauge INFO=told COLOR=told DURATION=30",
+                   "1000 METRIC=State ENTITY=Package0/CPU0 INFO=a COLOR=a DURATION=600",
                    "1500 METRIC=State ENTITY=Package0/CPU1 INFO=a COLOR=a DURATION=7500",
                    "1600 METRIC=State ENTITY=Package0/CPU0 INFO=b COLOR=b DURATION=6400",
                    "9000 METRIC=State ENTITY=Package0/CPU1 INFO=after the stop "

@@ -118,7 +118,8 @@ int SampleConverter::convertElement_i(const pwr::Metric& metric, KnownMetric& kn
   AttributeList list;
   if (addAttributes_i(metric, known, *series, element, list) != 0) return 1;
   if (known.metricClass == MetricClass::TracedFiniteSet) {
-    return changeState_i(metric.getId(), *series, tsc, list);
+    if (element.getDuration() == 0) return changeState_i(metric.getId(), *series, tsc, list);
+    if (endState_i(metric.getId(), *series, tsc) != 0) return 1;
   }
   if (known.hasTicks && element.getDuration() != 0 &&
       DataRecords::addAttribute(AttributeType::Duration, element.getDuration(), &list) != 0) {
