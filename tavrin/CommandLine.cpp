@@ -191,9 +191,10 @@ CLI::Option* addNames(CLI::App& app, const std::string& flags, std::vector<std::
 /// What is collected live, and when.
 void addCollectionOptions(CLI::App& app, Options& options, double& intervalMs,
                           const std::string& countFlags) {
-  addNames(app, "-f,--feature", options.features,
-           "Features to collect, separated by commas, or 'all' for those that this machine has; "
-           "see 'tavrin list features'")
+  addNames(
+      app, "-f,--feature", options.features,
+      "Features to collect, separated by commas; 'default' are those that this machine has but "
+      "for kernel tracing, 'all' are those too; see 'tavrin list features'")
       ->capture_default_str();
   app.add_option("-i,--interval", intervalMs,
                  "Sampling interval, in milliseconds or with a unit: 20, 20ms, 1s")

@@ -77,8 +77,9 @@ void listMachine(const Options& options, bool features, bool metrics) {
     const std::string whyAbsent = feature->probe(root, cpus, ++containerId);
     if (whyAbsent.empty()) present.push_back(feature.get());
     if (!features) continue;
-    std::printf("  %-12s %-11s %s\n", feature->tag().c_str(),
-                whyAbsent.empty() ? "present" : "absent",
+    const char* const presence = feature->isOnDemand() ? "on demand" : "present";
+    std::printf("  %-13s %-11s %s\n", feature->tag().c_str(),
+                whyAbsent.empty() ? presence : "absent",
                 whyAbsent.empty() ? feature->help().c_str() : whyAbsent.c_str());
   }
   if (!metrics) return;

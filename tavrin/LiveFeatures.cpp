@@ -9,20 +9,33 @@
 
 namespace tavrin {
 
+namespace {
+
+/// All but those that are on demand.
+constexpr const char* kDefaultFeatures = "default";
+
+}  // namespace
+
 LiveFeatures::LiveFeatures(const Options& options, const ChildProcess* command)
     : root_(options.sysroot), cpus_(root_), features_(createFeatures(command)) {
   std::vector<std::string> known;
   for (const auto& feature : features_) known.push_back(feature->tag());
+  known.emplace_back(kDefaultFeatures);
   requireKnown(options.features, known, "feature");
-  const bool all = std::ranges::count(options.features, "all") > 0;
+  const auto isAskedFor = [&](const std::string& name) {
+    return std::ranges::count(options.features, name) > 0;
+  };
   unsigned int containerId = 0;
   for (const auto& feature : features_) {
     ++containerId;
-    const bool named = std::ranges::count(options.features, feature->tag()) > 0;
-    if (!all && !named) continue;
+    const bool named = isAskedFor(feature->tag());
+    const bool inGroup =
+        isAskedFor("all") || (isAskedFor(kDefaultFeatures) && !feature->isOnDemand());
+    if (!inGroup && !named) continue;
     const std::string whyAbsent = feature->probe(root_, cpus_, containerId);
     if (whyAbsent.empty()) {
       present_.push_back(feature.get());
+      if (feature->tracing() != nullptr) tracing_ = feature->tracing();
     } else if (named) {
       throw CommandError(kExitIncomplete,
                          "this machine has no feature '" + feature->tag() + "': " + whyAbsent);

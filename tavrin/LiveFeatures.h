@@ -25,11 +25,15 @@ class LiveFeatures {
   /// In the order in which they are sampled.
   const std::vector<Feature*>& present() const { return present_; }
 
+  /// What delivers messages of theirs between the passes; null for none.
+  KernelTracing* tracing() const { return tracing_; }
+
  private:
   SysRoot root_;
   CpuEntities cpus_;
   std::vector<std::unique_ptr<Feature>> features_;
   std::vector<Feature*> present_;
+  KernelTracing* tracing_ = nullptr;
 };
 
 /// When the passes of a live collection are: at this interval, until the end that the options set.

@@ -19,7 +19,7 @@ struct Options {
 
   // Of record, watch and list:
   std::string sysroot;
-  std::vector<std::string> features{"all"};
+  std::vector<std::string> features{"default"};
 
   // Of record and watch:
   double durationSec = 0.0;  ///< 0: no limit

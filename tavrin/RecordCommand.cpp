@@ -22,12 +22,14 @@
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
 #include "tavrin/WrittenFiles.h"
+#include "tavrin/collect/KernelTracing.h"
 #include "tavrin/collect/OpenFile.h"
 #include "tavrin/collect/SystemProbe.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/common/PlainText.h"
 #include "tavrin/platform/ChildProcess.h"
 #include "tavrin/platform/Interrupt.h"
+#include "tavrin/platform/SamplingThread.h"
 #include "tavrin/run/Sampler.h"
 
 namespace tavrin {
@@ -41,6 +43,8 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 /// Passes that may wait for the writers before sampling has to leave some out.
 constexpr std::size_t kQueueCapacity = 256;
 constexpr std::chrono::milliseconds kLoopPeriod{250};
+/// Kernel events wait no longer, so that the kernel's buffers have room for more.
+constexpr std::chrono::milliseconds kTracePeriod{50};
 
 std::string withDecimals(double value, int decimals) {
   std::string text;
@@ -71,6 +75,7 @@ class Recording {
   void describe(const Sampler& sampler);
   void drain(SampleQueue& queue);
   void consume(SampleBatch& batch);
+  void traceKernel();
   void showProgress(Clock::time_point now);
   void complete(const Sampler& sampler);
   void deliverRest();
@@ -88,12 +93,14 @@ class Recording {
   StopRequest stop_;
   Interrupt interrupt_;
   LiveFeatures features_;
+  KernelTracing* const tracing_;  ///< null unless a feature traces the kernel
   pwr::SystemMetadata metadata_;
   std::optional<Capture> capture_;
   Session session_;
   Progress progress_;
   Clock::time_point start_;
   Clock::time_point nextFlush_;
+  Clock::time_point nextTrace_;
   Clock::time_point nextProgress_;
 };
 
@@ -109,6 +116,7 @@ Recording::Recording(const Options& options)
                    if (command_ && command_->hasEnded()) stop_.request();
                  }),
       features_(options, command_.get()),
+      tracing_(features_.tracing()),
       metadata_(probeSystem(features_.root(), features_.cpus())),
       session_(writers_),
       progress_(options.verbosity > 0 && (options.command.empty() || options.progress)) {
@@ -171,6 +179,14 @@ void Recording::consume(SampleBatch& batch) {
   for (pwr::Metric& metric : batch) session_.metric(metric);
 }
 
+/// Takes what the kernel has traced when that is due.
+void Recording::traceKernel() {
+  const auto now = Clock::now();
+  if (tracing_ == nullptr || now < nextTrace_) return;
+  const bool hasMore = tracing_->deliver(nowTicks(), session_);
+  nextTrace_ = hasMore ? now : now + kTracePeriod;
+}
+
 /// The writer thread's work: takes what the sampling thread delivers until the collection is over.
 void Recording::drain(SampleQueue& queue) {
   while (!queue.isDone()) {
@@ -178,12 +194,14 @@ void Recording::drain(SampleQueue& queue) {
     if (command_ && command_->hasEnded()) stop_.request();
     auto wake = now + kLoopPeriod;
     if (options_.continuousSec > 0.0) wake = std::min(wake, nextFlush_);
+    if (tracing_ != nullptr) wake = std::min(wake, nextTrace_);
     // Rounded up, so that the wait does not end just before the time that it waits for.
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(wake - now);
     if (SampleBatch* batch = queue.beginRead(std::max(wait, std::chrono::milliseconds(0)))) {
       consume(*batch);
       queue.endRead();
     }
+    traceKernel();
     if (options_.continuousSec > 0.0 && Clock::now() >= nextFlush_) {
       session_.flush();
       nextFlush_ += toDuration(options_.continuousSec);
@@ -219,6 +237,10 @@ void Recording::report(const SamplingReport& sampling) const {
          microseconds(sampling.lateness.maximum()) + "; " + std::to_string(sampling.late) +
          " late, " + std::to_string(sampling.missed) + " missed, " +
          std::to_string(sampling.dropped) + " dropped");
+  if (tracing_ != nullptr) {
+    inform(std::to_string(tracing_->taken()) + " kernel events, " +
+           std::to_string(tracing_->lost()) + " lost");
+  }
   if (sampling.missed + sampling.dropped > 0) {
     warn("sampling passes were left out: the interval of " + plainNumber(options_.intervalMs) +
          " ms is too short for this machine and these outputs (their counts are in the next pass)");
@@ -250,13 +272,16 @@ void Recording::prepareOutputs() {
 /// Starts the command and samples until the end.
 SamplingReport Recording::sample() {
   SampleQueue queue(kQueueCapacity);
+  if (tracing_ != nullptr) tracing_->start();
   Sampler sampler(features_.present(), times_, queue, stop_);
+  if (tracing_ != nullptr) tracing_->begin(sampler.startTicks());
   start_ = Clock::now();
   nextFlush_ = start_ + toDuration(options_.continuousSec);
   describe(sampler);
   if (command_) command_->start();
   drain(queue);
   const SamplingReport sampling = sampler.join();
+  if (tracing_ != nullptr) tracing_->finish(sampler.stopTicks(), session_);
   complete(sampler);
   return sampling;
 }

@@ -11,7 +11,10 @@
 #include "tavrin/LiveFeatures.h"
 #include "tavrin/PluginLibrary.h"
 #include "tavrin/collect/Interval.h"
+#include "tavrin/collect/KernelTracing.h"
+#include "tavrin/common/MessageSink.h"
 #include "tavrin/platform/Interrupt.h"
+#include "tavrin/platform/SamplingThread.h"
 #include "tavrin/run/Sampler.h"
 #include "tavrin/watch/LiveScreen.h"
 
@@ -37,6 +40,24 @@ LiveTable::Choice choiceOf(const Options& options, const LiveFeatures& features)
   return {options.show, options.hide};
 }
 
+/// Has the table take what the kernel has traced.
+class TableSink final : public MessageSink {
+ public:
+  explicit TableSink(LiveTable& table) : table_(table) {}
+
+  void metric(pwr::Metric& metric) override { table_.add(metric); }
+  void system(const pwr::SystemMetadata& /*metadata*/) override {}
+  void container(const pwr::MetricContainerInfoMessage& /*message*/) override {}
+  void remainder(pwr::Metric& /*metric*/) override {}
+  void table(const pwr::TableMessage& /*message*/) override {}
+  void text(const pwr::TextMessage& /*message*/) override {}
+  void id(const pwr::IdMessage& /*message*/) override {}
+  void flush() override {}
+
+ private:
+  LiveTable& table_;
+};
+
 double secondsBetween(unsigned long long start, unsigned long long end) {
   return static_cast<double>(end - start) / kTicksPerSecond;
 }
@@ -50,11 +71,16 @@ int runWatch(const Options& options) {
   StopRequest stop;
   const Interrupt interrupt(stop);
   SampleQueue queue(kWatchQueueCapacity);
+  KernelTracing* const tracing = features.tracing();
+  if (tracing != nullptr) tracing->start();
   Sampler sampler(features.present(), samplingTimes(options.watchIntervalMs, options), queue, stop);
+  if (tracing != nullptr) tracing->begin(sampler.startTicks());
+  TableSink sink(table);
   LiveScreen screen;
   unsigned long long end = sampler.startTicks();
   while (!queue.isDone()) {
     SampleBatch* const batch = queue.beginRead(kWatchLoopPeriod);
+    while (tracing != nullptr && tracing->deliver(nowTicks(), sink)) continue;
     if (batch == nullptr) continue;
     for (const pwr::Metric& metric : *batch) table.add(metric);
     const unsigned long long start = std::exchange(end, batch->time());

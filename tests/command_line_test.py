@@ -268,6 +268,34 @@ class CommandLine(unittest.TestCase):
         self.assertEqual((found["core-cstate"], found["energy"]), ("absent", "absent"))
         self.assertTrue(any("Temperature" in line and " C " in line for line in lines), lines)
 
+    def test_kernel_tracing(self):
+        copy = self.run_tavrin("record", "--sysroot", "tree", "-f", "sched-trace", status=1)
+        self.assertIn("has no feature 'sched-trace': only the running kernel", copy.stderr)
+        features = self.run_tavrin("list", "features").stdout.splitlines()
+        told = next(line for line in features if line.split()[0] == "process-trace")
+        if "absent" in told:
+            self.skipTest(told.strip())
+        done = self.run_tavrin("record", "-w", "all", "-f", "process-trace,sched-trace", "-o", "run",
+                               "--capture", "c.jsonl", "--", "sh", "-c", "/bin/true; /bin/true; exit")
+        self.assertRegex(done.stderr, r"\d+ kernel events, 0 lost")
+        counts = {}
+        for row in csv.reader(self.report("run.csv").splitlines(), skipinitialspace=True):
+            if len(row) == 4 and row[0].strip() == "Event":
+                counts[row[1].strip()] = int(row[2])
+        self.assertGreaterEqual(counts["fork"], 3)  # the shell and its two
+        self.assertGreaterEqual(counts["exec"], 3)
+        with open(os.path.join(self.folder, "c.jsonl"), encoding="utf-8") as capture:
+            stop = json.loads(capture.readlines()[-1])
+        trues = [one for one in stop["processes"] if one.get("path") == "/bin/true"]
+        self.assertEqual([one["end"] > one["start"] for one in trues], [True, True])
+        self.run_tavrin("report", "-w", "all", "-o", "again/run", "c.jsonl")
+        for name in ("run.csv", "run.txt", "run.ztbin", "run.ztjson", "run_trace.csv",
+                     "run_phm_events.csv"):
+            with self.subTest(name):
+                with open(os.path.join(self.folder, name), "rb") as live, \
+                        open(os.path.join(self.folder, "again", name), "rb") as replayed:
+                    self.assertEqual(live.read(), replayed.read())
+
     def test_record_reports_the_machine(self):
         for name, text in (("type", "dead\n"), ("temp", "")):
             path = os.path.join("tree/sys/class/thermal/thermal_zone1", name)

@@ -10,6 +10,7 @@
 namespace tavrin {
 
 class CpuEntities;
+class KernelTracing;
 class SysRoot;
 
 /// One kind of live telemetry: a metric container with its metrics and the code that samples them.
@@ -42,6 +43,13 @@ class Feature {
 
   /// Of its metrics and tables. Valid after `probe`.
   virtual unsigned int containerId() const { return metrics_.front()->containerId; }
+
+  /// True for a feature whose cost can be notable: it is collected only where it is asked for.
+  virtual bool isOnDemand() const { return false; }
+
+  /// What delivers the feature's messages besides its passes, in the writer thread; features may
+  /// share it. Null for none.
+  virtual KernelTracing* tracing() { return nullptr; }
 
   /// What `probe` created.
   const std::vector<const pwr::MetricDescription*>& metrics() const { return metrics_; }

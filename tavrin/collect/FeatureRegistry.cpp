@@ -14,6 +14,7 @@
 #include "tavrin/collect/ProcessFeature.h"
 #include "tavrin/collect/ThermalFeature.h"
 #include "tavrin/collect/ThrottleFeature.h"
+#include "tavrin/collect/TraceFeature.h"
 
 namespace tavrin {
 
@@ -37,6 +38,7 @@ std::vector<std::unique_ptr<Feature>> createFeatures(const ChildProcess* command
   features.push_back(std::make_unique<ProcessFeature>(processes, stat));
   features.push_back(std::make_unique<ProcessEnergyFeature>(processes, energy));
   features.push_back(std::make_unique<CommandFeature>(command, energy));
+  for (auto& feature : createTraceFeatures(lives)) features.push_back(std::move(feature));
   return features;
 }
 

@@ -6,6 +6,7 @@
 #include "hostcommon/Temporaries.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
+#include "tavrin/platform/AbortAction.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -19,6 +20,7 @@ namespace {
 
 [[noreturn]] void abortRun() {
   fail("aborted: the outputs are not complete");
+  runAbortActions();
   pwr::removeTemporaries();
   std::_Exit(kExitAborted);
 }

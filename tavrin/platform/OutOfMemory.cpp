@@ -10,6 +10,7 @@
 #include "hostcommon/Temporaries.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
+#include "tavrin/platform/AbortAction.h"
 
 namespace tavrin {
 
@@ -30,6 +31,7 @@ void endProcess() {
   t_endsProcess = true;
   g_reserve.reset();
   fail("memory has run out: the outputs are not complete");
+  runAbortActions();
   pwr::removeTemporaries();
   std::_Exit(kExitIncomplete);
 }

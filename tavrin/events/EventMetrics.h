@@ -1,0 +1,73 @@
+#pragma once
+
+#include <array>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tavrin/common/MessageSink.h"
+#include "tavrin/common/ProcessTable.h"
+#include "tavrin/events/KernelEvent.h"
+#include "tavrin/events/TaskTable.h"
+#include "writers/host/EntityHandle.h"
+#include "writers/host/Metric.h"
+
+namespace tavrin {
+
+class EventShared;
+class MetricGroup;
+
+/// What belongs together: the metrics of one container.
+enum class EventGroup { Idle, Frequency, Schedule, Process, Wakeup, DevicePower, Thermal };
+
+/// What is known of the machine that the events are of. All of it may be empty.
+struct EventFacts {
+  std::map<unsigned int, const pwr::EntityHandle*> cpus;
+  /// Names of each CPU's idle states, by their numbers.
+  std::map<unsigned int, std::vector<std::string>> idleStates;
+  /// Every frequency in MHz that a CPU can have, where they are few.
+  std::vector<double> frequencies;
+  TaskTable::ProcessOf processOf;
+  /// Gets the lifetimes that process events tell of; null where nobody wants them.
+  ProcessTable* processes = nullptr;
+};
+
+/// Turns kernel events, whatever their source, into the messages of metrics. It sets the names,
+/// units and kinds of these metrics, and nothing else does.
+///
+/// States (idle, frequency, running task, wakeup sources, devices, cooling) are transitions, each
+/// delivered when it is over, with its length. What comes before the first event about something is
+/// unknown and has no message; so is what comes after a loss of events, until the next event.
+/// Everything else is an event. Things that events name, and CPUs that are not among the facts,
+/// become entities when they first appear.
+///
+/// Calls: `describe` for the groups that are wanted, `add` for each event, and `forgetCpu`, then
+/// `finish`.
+class EventMetrics {
+ public:
+  explicit EventMetrics(EventFacts facts);
+  ~EventMetrics();
+  EventMetrics(const EventMetrics&) = delete;
+  EventMetrics& operator=(const EventMetrics&) = delete;
+
+  /// Creates the group's metrics, in the container and under the tag of a feature. Once per group.
+  std::vector<const pwr::MetricDescription*> describe(EventGroup group, unsigned int containerId,
+                                                      const std::string& tag);
+
+  /// Events have to come in the order of time; one that is too early counts as of the time of the
+  /// one before. Events of groups that are not described have no effect.
+  void add(const KernelEvent& event, MessageSink& sink);
+  /// At `time` (ticks) the CPU was found to be gone (offline): its states end.
+  void forgetCpu(unsigned int cpu, unsigned long long time, MessageSink& sink);
+  /// Ends all states at `time` (ticks), when no event follows.
+  void finish(unsigned long long time, MessageSink& sink);
+
+ private:
+  const std::unique_ptr<EventShared> shared_;
+  std::map<EventGroup, std::unique_ptr<MetricGroup>> groups_;
+  std::array<MetricGroup*, std::variant_size_v<KernelEvent::What>> groupOfKind_{};
+  unsigned long long time_ = 0;  // of the last event
+};
+
+}  // namespace tavrin

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "tavrin/events/MetricGroup.h"
+
+namespace tavrin {
+
+/// Forks, execs and exits: of processes and, apart from them, of threads. They also tell the
+/// lifetimes of those that begin meanwhile.
+class ProcessGroup final : public MetricGroup {
+ public:
+  ProcessGroup(EventShared& shared, const Place& place);
+  void add(const KernelEvent& event, MessageSink& sink) override;
+
+ private:
+  void tell(const KernelEvent& event, int task, const char* what, std::string_view name,
+            MessageSink& sink);
+  void fork(const KernelEvent& event, const ForkEvent& fork, MessageSink& sink);
+  void exec(const KernelEvent& event, const ExecEvent& exec, MessageSink& sink);
+  void exit(const KernelEvent& event, const ExitEvent& exit, MessageSink& sink);
+
+  EventShared& shared_;
+  const pwr::Attribute* const nameAttribute_;
+  TracedMetric events_;
+};
+
+}  // namespace tavrin

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "tavrin/events/MetricGroup.h"
+
+namespace tavrin {
+
+/// Which wakeup sources keep the system awake, and when.
+class WakeupGroup final : public MetricGroup {
+ public:
+  WakeupGroup(EventShared& shared, const Place& place);
+  void add(const KernelEvent& event, MessageSink& sink) override;
+  void finish(unsigned long long time, MessageSink& sink) override { states_.finish(time, sink); }
+
+ private:
+  ThingStates states_;
+};
+
+/// Runtime power management: the status of devices, and what is asked of them.
+class DeviceGroup final : public MetricGroup {
+ public:
+  DeviceGroup(EventShared& shared, const Place& place);
+  void add(const KernelEvent& event, MessageSink& sink) override;
+  void finish(unsigned long long time, MessageSink& sink) override { states_.finish(time, sink); }
+
+ private:
+  ThingStates states_;
+  NamedThings devices_;
+  TracedMetric requests_;
+};
+
+/// Temperatures as thermal zones read them, their trips, and the states of cooling devices.
+class ThermalGroup final : public MetricGroup {
+ public:
+  ThermalGroup(EventShared& shared, const Place& place);
+  void add(const KernelEvent& event, MessageSink& sink) override;
+  void finish(unsigned long long time, MessageSink& sink) override;
+
+ private:
+  ThingStates temperatures_;
+  ThingStates cooling_;
+  NamedThings zones_;
+  TracedMetric trips_;
+};
+
+}  // namespace tavrin

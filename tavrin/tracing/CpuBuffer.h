@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "tavrin/events/KernelEvent.h"
+#include "tavrin/tracing/EventDecoder.h"
+#include "tavrin/tracing/TraceApi.h"
+
+namespace tavrin {
+
+/// The events of one CPU in the order of time, from its trace buffer (`trace_pipe_raw`), page by
+/// page. A page that comes after a loss begins with a `LostEvents`, as of its last event before.
+class CpuBuffer {
+ public:
+  /// `descriptor` reads a page at a time without waiting and is not owned.
+  CpuBuffer(unsigned int cpu, int descriptor) : cpu_(cpu), descriptor_(descriptor) {}
+
+  /// The present event; null when none has been read. Its texts are valid until `next` or `fill`.
+  const KernelEvent* event() const { return hasEvent_ ? &event_ : nullptr; }
+  /// Reads on if there is no present event.
+  void fill(const EventDecoder& decoder);
+  /// Goes on to the next event, which may have to be read.
+  void next(const EventDecoder& decoder);
+
+  /// Events decoded, and pages that came after a loss.
+  unsigned long long events() const { return events_; }
+  unsigned long long losses() const { return losses_; }
+
+ private:
+  static constexpr std::size_t kLargestPage = 64U << 10U;
+
+  struct FreePage {
+    void operator()(kbuffer* page) const { trace_api_free_page(page); }
+  };
+
+  bool readPage();
+  bool takeEvent(const EventDecoder& decoder);
+
+  unsigned int cpu_;
+  int descriptor_;
+  std::vector<std::byte> bytes_ = std::vector<std::byte>(kLargestPage);
+  std::unique_ptr<kbuffer, FreePage> page_{trace_api_new_page()};
+  bool hasPage_ = false;
+  bool hasEvent_ = false;
+  KernelEvent event_;
+  unsigned long long lastTime_ = 0;
+  unsigned long long events_ = 0;
+  unsigned long long losses_ = 0;
+};
+
+}  // namespace tavrin
