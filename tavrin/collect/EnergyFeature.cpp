@@ -26,7 +26,7 @@ EnergyFeature::EnergyFeature(std::shared_ptr<EnergyCounters> counters)
 
 std::string EnergyFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                                  unsigned int containerId) {
-  const std::string whyAbsent = counters_->open(root);
+  std::string whyAbsent = counters_->open(root);
   if (!whyAbsent.empty()) return whyAbsent;
   descriptor_ = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("Energy", ""));
   std::vector<pwr::Metric::EntityDescCombo> combinations;

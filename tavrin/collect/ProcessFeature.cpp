@@ -42,7 +42,7 @@ ProcessFeature::ProcessFeature(std::shared_ptr<ProcessPoll> poll, std::shared_pt
 
 std::string ProcessFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                                   unsigned int containerId) {
-  const std::string whyAbsent = poll_->open(root);
+  std::string whyAbsent = poll_->open(root);
   if (!whyAbsent.empty()) return whyAbsent;
   stat_->open(root);
   ranks_.create();
