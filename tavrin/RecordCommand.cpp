@@ -79,6 +79,7 @@ class Recording {
   void showProgress(Clock::time_point now);
   void complete(const Sampler& sampler);
   void deliverRest();
+  void tellOfMemory() const;
   void prepareOutputs();
   SamplingReport sample();
   void report(const SamplingReport& sampling) const;
@@ -251,6 +252,17 @@ void Recording::warnOfSilent() const {
   for (const std::string& line : session_.summary().linesOfSilent()) warn(line);
 }
 
+/// Tells of writers whose memory grows for as long as the run goes on.
+void Recording::tellOfMemory() const {
+  if (times_.duration.count() > 0 || options_.continuousSec > 0.0) return;
+  std::string names;
+  for (const WriterPlugin* writer : writers_) {
+    const pwr::WriterPluginCapability& capability = PluginLibrary::capability(*writer);
+    if (capability.getFlag()) names += (names.empty() ? "" : ", ") + capability.getName();
+  }
+  if (!names.empty()) inform("kept in memory until the end (-d, --continuous bound it): " + names);
+}
+
 /// Makes room for the outputs: from here on files are touched.
 void Recording::prepareOutputs() {
   std::vector<std::string> leftovers;
@@ -288,6 +300,7 @@ SamplingReport Recording::sample() {
 
 int Recording::run() {
   const WrittenFiles written;
+  tellOfMemory();
   prepareOutputs();
   session_.open(names_.baseName(), options_.continuousSec > 0.0);
   if (!options_.capture.empty()) {

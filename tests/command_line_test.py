@@ -194,6 +194,17 @@ class CommandLine(unittest.TestCase):
                 self.assertEqual(b"\x1b[" in printed, shown, printed)
                 self.assertIn(b"wrote run.csv", printed)
 
+    def test_writers_that_keep_the_run_in_memory_are_told(self):
+        record = ("record", "--sysroot", "tree", "-f", "thermal", "-i", "10", "-o", "run")
+        cases = [(("-w", "all", "--", "true"), "json, bin"), (("-w", "bin", "--", "true"), "bin"),
+                 (("-w", "sum,raw", "--", "true"), None), (("-w", "all", "-d", "0.02"), None),
+                 (("-w", "bin", "--continuous", "1", "--", "true"), None)]
+        for arguments, names in cases:
+            with self.subTest(arguments):
+                told = self.run_tavrin(*record, *arguments).stderr
+                line = f"kept in memory until the end (-d, --continuous bound it): {names}\n"
+                self.assertIn(line, told) if names else self.assertNotIn("in memory", told)
+
     def test_watch_shows_each_interval(self):
         watch = ("watch", "--sysroot", "tree", "-i", "20ms", "-n", "3")
         rows = self.run_tavrin(*watch, "-f", "interrupts").stdout.split("\n\n")

@@ -31,7 +31,8 @@ namespace tavrin {
 /// what the row is about; rows of all CPUs, of packages and of all packages come first
 /// (`withWholeMachine`), and more CPUs than `kMostCpuRows` have none. Averages are over samples,
 /// percentages and rates over time. Traced states are the transitions of a metric with a finite set
-/// of values.
+/// of values. Metrics of state entries that share the quantity of an earlier one, and have no other
+/// series, count some of its entries.
 class SummaryTables {
  public:
   using TableSink = std::function<void(const pwr::TableMessage&)>;
