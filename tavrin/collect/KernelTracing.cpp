@@ -25,8 +25,9 @@ std::vector<std::string> idleStateNames(const SysRoot& root, unsigned int cpu) {
     const std::string id = "state" + std::to_string(number);
     names.resize(number);
     std::string name = root.readLine(std::string(folder).append(id).append("/name"));
-    const bool isTaken = name.empty() || std::ranges::count(names, name) > 0;
-    names.push_back(isTaken ? name + (name.empty() ? id : " (" + id + ")") : std::move(name));
+    if (name.empty()) name = id;
+    if (std::ranges::count(names, name) > 0) name.append(" (").append(id).append(")");
+    names.push_back(std::move(name));
   }
   return names;
 }
@@ -42,6 +43,7 @@ std::vector<double> availableFrequencies(const SysRoot& root) {
     for (unsigned long long number = 0; takeNumber(rest, number);) kilohertz.insert(number);
   }
   std::vector<double> megahertz;
+  megahertz.reserve(kilohertz.size());
   for (const unsigned long long number : kilohertz) {
     megahertz.push_back(static_cast<double>(number) / 1000.0);
   }

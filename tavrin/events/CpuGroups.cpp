@@ -25,6 +25,7 @@ std::vector<pwr::Data> idleStates(const EventFacts& facts) {
     }
   }
   std::vector<pwr::Data> values;
+  values.reserve(names.size());
   for (const std::string& name : names) values.emplace_back(name);
   return values;
 }

@@ -34,15 +34,15 @@ bool CpuBuffer::readPage() {
 
 /// Takes the next event of the page that is known. False at the page's end.
 bool CpuBuffer::takeEvent(const EventDecoder& decoder) {
-  std::size_t size = 0;
+  unsigned long size = 0;
   unsigned long long time = 0;
   while (const void* const bytes = trace_api_event(page_.get(), &time, &size)) {
     trace_api_next_event(page_.get());
     lastTime_ = time;
-    auto what = decoder.decode({static_cast<const std::byte*>(bytes), size});
+    const auto what = decoder.decode({static_cast<const std::byte*>(bytes), size});
     if (!what) continue;
     ++events_;
-    event_ = {.time = time, .cpu = cpu_, .what = std::move(*what)};
+    event_ = {.time = time, .cpu = cpu_, .what = *what};
     return true;
   }
   hasPage_ = false;

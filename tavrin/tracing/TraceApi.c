@@ -40,7 +40,7 @@ void trace_api_free_formats(struct tep_handle* formats) {
 }
 
 int trace_api_parse_format(struct tep_handle* formats, const char* system, const char* text,
-                           size_t size) {
+                           unsigned long size) {
   struct tep_event* event = NULL;
   if (tep_parse_format(formats, &event, text, size, system) != TEP_ERRNO__SUCCESS || !event) {
     return -1;
@@ -80,9 +80,9 @@ int trace_api_has_lost(struct kbuffer* page) {
   return kbuffer_missed_events(page) != 0;
 }
 
-const void* trace_api_event(struct kbuffer* page, unsigned long long* time, size_t* size) {
+const void* trace_api_event(struct kbuffer* page, unsigned long long* time, unsigned long* size) {
   const void* event = kbuffer_read_event(page, time);
-  if (event) *size = (size_t)kbuffer_event_size(page);
+  if (event) *size = (unsigned long)kbuffer_event_size(page);
   return event;
 }
 

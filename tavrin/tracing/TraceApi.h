@@ -1,7 +1,5 @@
 #pragma once
 
-#include <stddef.h>
-
 /*
  * What the tool uses of libtracefs and libtraceevent, whose headers are not all C++. Functions
  * return 0 for success, or null for "not there", and say nothing themselves.
@@ -41,7 +39,7 @@ struct tep_handle* trace_api_new_formats(void);
 void trace_api_free_formats(struct tep_handle* formats);
 /* Parses the text of an event's "format" file. Returns the event's id, or -1. */
 int trace_api_parse_format(struct tep_handle* formats, const char* system, const char* text,
-                           size_t size);
+                           unsigned long size);
 /* Finds a field, also one that all events have, of a parsed event. */
 int trace_api_find_field(struct tep_handle* formats, int event, const char* name,
                          struct trace_api_field* field);
@@ -54,7 +52,7 @@ int trace_api_load_page(struct kbuffer* page, void* bytes);
 /* Whether events are missing between the page before and this one. */
 int trace_api_has_lost(struct kbuffer* page);
 /* The present event and its time; null at the end of the page. */
-const void* trace_api_event(struct kbuffer* page, unsigned long long* time, size_t* size);
+const void* trace_api_event(struct kbuffer* page, unsigned long long* time, unsigned long* size);
 void trace_api_next_event(struct kbuffer* page);
 
 #ifdef __cplusplus
