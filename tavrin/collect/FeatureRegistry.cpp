@@ -1,5 +1,6 @@
 #include "tavrin/collect/FeatureRegistry.h"
 
+#include "tavrin/collect/BatteryFeature.h"
 #include "tavrin/collect/CommandFeature.h"
 #include "tavrin/collect/CoreCStateFeature.h"
 #include "tavrin/collect/CpuFreqFeature.h"
@@ -12,6 +13,7 @@
 #include "tavrin/collect/PressureFeature.h"
 #include "tavrin/collect/ProcessEnergyFeature.h"
 #include "tavrin/collect/ProcessFeature.h"
+#include "tavrin/collect/SensorsFeature.h"
 #include "tavrin/collect/ThermalFeature.h"
 #include "tavrin/collect/ThrottleFeature.h"
 #include "tavrin/collect/TraceFeature.h"
@@ -35,6 +37,8 @@ std::vector<std::unique_ptr<Feature>> createFeatures(const ChildProcess* command
   features.push_back(std::make_unique<MemoryFeature>());
   features.push_back(std::make_unique<PressureFeature>());
   features.push_back(std::make_unique<ThrottleFeature>());
+  features.push_back(std::make_unique<SensorsFeature>());
+  features.push_back(std::make_unique<BatteryFeature>());
   features.push_back(std::make_unique<ProcessFeature>(processes, stat));
   features.push_back(std::make_unique<ProcessEnergyFeature>(processes, energy));
   features.push_back(std::make_unique<CommandFeature>(command, energy));

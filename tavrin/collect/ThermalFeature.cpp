@@ -2,9 +2,8 @@
 
 #include <unistd.h>
 
-#include <set>
-
 #include "hostcommon/Descriptions.h"
+#include "tavrin/collect/HardwareMonitors.h"
 #include "tavrin/collect/SysRoot.h"
 
 namespace tavrin {
@@ -12,21 +11,11 @@ namespace tavrin {
 namespace {
 
 constexpr const char* kZones = "/sys/class/thermal";
-constexpr const char* kMonitors = "/sys/class/hwmon";
 
 /// Whether the file can be opened. Its value may come later: that of a sleeping device, for
 /// example.
 bool isReadable(const std::string& path) {
   return access(path.c_str(), R_OK) == 0;
-}
-
-/// "chip label (folder)"; either of the first two may be empty.
-std::string sensorName(const std::string& chip, const std::string& label,
-                       const std::string& folder) {
-  std::string name = chip;
-  if (!chip.empty() && !label.empty()) name += " ";
-  name += label;
-  return name.empty() ? folder : name + " (" + folder + ")";
 }
 
 }  // namespace
@@ -48,25 +37,12 @@ void ThermalFeature::addZones(const SysRoot& root) {
 }
 
 void ThermalFeature::addMonitors(const SysRoot& root) {
-  for (const unsigned int number : root.listNumbered(kMonitors, "hwmon")) {
-    addMonitor(root, "hwmon" + std::to_string(number));
-  }
-}
-
-void ThermalFeature::addMonitor(const SysRoot& root, const std::string& monitor) {
-  const std::string folder = std::string(kMonitors) + "/" + monitor + "/";
-  const std::string chip = root.readLine(folder + "name");
-  std::set<std::string> labels;
-  for (const unsigned int input : root.listNumbered(folder, "temp", "_input")) {
-    const std::string sensor = "temp" + std::to_string(input);
-    const std::string file = folder + sensor;
-    const std::string path = root.path(file + "_input");
-    if (!isReadable(path)) continue;
-    std::string label = root.readLine(file + "_label");
-    if (label.empty()) label = sensor;
-    if (!labels.insert(label).second) label += " " + sensor;
-    gauges_.add(path,
-                pwr::createEntity({.name = sensorName(chip, label, monitor), .level = "Sensor"}));
+  const std::string prefix = "hwmon";
+  for (const unsigned int number : root.listNumbered(kMonitors, prefix)) {
+    const std::string monitor = prefix + std::to_string(number);
+    for (const MonitorSensor& sensor : findSensors(root, monitor, "temp", {"_input"})) {
+      gauges_.add(sensor.path, pwr::createEntity({.name = sensor.name, .level = "Sensor"}));
+    }
   }
 }
 

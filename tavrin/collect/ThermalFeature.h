@@ -18,7 +18,6 @@ class ThermalFeature : public Feature {
  private:
   void addZones(const SysRoot& root);
   void addMonitors(const SysRoot& root);
-  void addMonitor(const SysRoot& root, const std::string& monitor);
 
   GaugeSet gauges_{"Temperature"};
 };

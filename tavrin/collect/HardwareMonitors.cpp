@@ -1,0 +1,39 @@
+#include "tavrin/collect/HardwareMonitors.h"
+
+#include <unistd.h>
+
+#include <set>
+
+namespace tavrin {
+
+std::string sensorName(const std::string& chip, const std::string& label,
+                       const std::string& folder) {
+  std::string name = chip;
+  if (!chip.empty() && !label.empty()) name += " ";
+  name += label;
+  return name.empty() ? folder : name + " (" + folder + ")";
+}
+
+std::vector<MonitorSensor> findSensors(const SysRoot& root, const std::string& monitor,
+                                       const std::string& kind,
+                                       const std::vector<const char*>& endings) {
+  const std::string folder = std::string(kMonitors) + "/" + monitor + "/";
+  const std::string chip = root.readLine(folder + "name");
+  std::vector<MonitorSensor> sensors;
+  std::set<unsigned int> numbers;
+  std::set<std::string> labels;
+  for (const char* const ending : endings) {
+    for (const unsigned int number : root.listNumbered(folder, kind, ending)) {
+      const std::string sensor = kind + std::to_string(number);
+      const std::string path = root.path(folder + sensor + ending);
+      if (access(path.c_str(), R_OK) != 0 || !numbers.insert(number).second) continue;
+      std::string label = root.readLine(folder + sensor + "_label");
+      if (label.empty()) label = sensor;
+      if (!labels.insert(label).second) label += " " + sensor;
+      sensors.push_back({sensorName(chip, label, monitor), path});
+    }
+  }
+  return sensors;
+}
+
+}  // namespace tavrin
