@@ -48,7 +48,7 @@ class ProcessFeatureTest : public testing::Test {
     return tables_.substr(place + 1, tables_.find('\n', place + 1) - place - 1);
   }
 
-  const ProcessTree tree_;
+  const ProcessTree tree_{};
   std::unique_ptr<FeatureDriver> driver_;
   std::string tables_;
 };

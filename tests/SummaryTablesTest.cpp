@@ -484,6 +484,16 @@ TEST(SummaryTables, TheWholeMachineComesFirst) {
             "all CPUs | 55.00 | 0.00 | 45.00 | 44000000000.00 | 0 | 36000000000\n"
             "Package0 | 55.00 | 0.00 | 45.00 | 22000000000.00 | 0 | 18000000000\n"
             "Package1 | 55.00 | 0.00 | 45.00 | 22000000000.00 | 0 | 18000000000\n");
+  Summary tasks;
+  tasks.add({.name = "Task", .type = Type::TracedValueTransition},
+            {{{Data("sh"), nullptr, m.cpus[0], 3}, {Data("sh"), nullptr, m.cpus[1], 4}},
+             {{Data("cc"), nullptr, m.cpus[1], 5}}},
+            "CPU");
+  EXPECT_EQ(tasks.text(),
+            "Task Summary: Counts\n"
+            "CPU | Value | Count | Time (ms)\n"
+            "all CPUs | sh | 2 | 7\n"
+            "all CPUs | cc | 1 | 5\n");
   Summary power;
   std::vector<pwr::DataElement> zones;
   for (const char* const name : {"package-0", "package-0/core", "package-1", "psys"}) {

@@ -217,7 +217,7 @@ TEST_F(TimelineWriterTest, StatesLastAsToldOrUntilTheNextOneOrTheStop) {
   EXPECT_EQ(change(1500, "a", cpu1_), 0);
   EXPECT_EQ(change(1600, "b", cpu0_), 0);
   EXPECT_EQ(change(1550, "too early", cpu0_), 0);
-  EXPECT_EQ(change(9000, "after the stop", cpu1_), 0);
+  EXPECT_EQ(change(9000, "end", cpu1_), 0);
   metadata_->edit().collectionStopTimestamp = 8000;
   EXPECT_EQ(linesOf(closed("run.pwr"), "data"),
             (Lines{"1100 METRIC=State ENTITY=gauge INFO=gap behind COLOR=gap behind DURATION=50",
@@ -226,8 +226,7 @@ TEST_F(TimelineWriterTest, StatesLastAsToldOrUntilTheNextOneOrTheStop) {
                    "1000 METRIC=State ENTITY=Package0/CPU0 INFO=a COLOR=a DURATION=600",
                    "1500 METRIC=State ENTITY=Package0/CPU1 INFO=a COLOR=a DURATION=7500",
                    "1600 METRIC=State ENTITY=Package0/CPU0 INFO=b COLOR=b DURATION=6400",
-                   "9000 METRIC=State ENTITY=Package0/CPU1 INFO=after the stop "
-                   "COLOR=after the stop"}));
+                   "9000 METRIC=State ENTITY=Package0/CPU1 INFO=end COLOR=end"}));
 }
 
 TEST_F(TimelineWriterTest, SamplesOutOfTimeOrderAreDropped) {

@@ -67,6 +67,7 @@ class Groups {
   }
 
   const std::vector<Entity>& order() const { return order_; }
+  bool contains(Entity group) const { return std::ranges::count(order_, group) > 0; }
   bool contains(Entity group, Entity member) const { return members_.at(group).contains(member); }
   std::size_t cpus() const { return cpus_; }
 
@@ -148,12 +149,17 @@ void appendGroup(std::vector<SeriesTotals>& all, Entity group, const Groups& gro
 }  // namespace
 
 MetricTotals withWholeMachine(const MetricTotals& totals) {
-  if (!addsUp(totals)) return totals;
-  std::vector<SeriesTotals> series = busySeries(totals);
-  series.insert(series.end(), totals.series().begin(), totals.series().end());
+  const bool hasTexts = totals.isCategorical() && !totals.hasStates();
+  if (!addsUp(totals) && !(hasTexts && isOfCpus(*totals.metric()))) return totals;
   const Groups groups(totals);
   const bool addsTimes = totals.metric()->type != Type::SampledDelta;
   std::vector<SeriesTotals> all;
+  if (hasTexts && groups.contains(allCpus())) {
+    appendGroup(all, allCpus(), groups, totals.series(), addsTimes);
+    return totals.withSeries(std::move(all));
+  }
+  std::vector<SeriesTotals> series = busySeries(totals);
+  series.insert(series.end(), totals.series().begin(), totals.series().end());
   for (const Entity group : groups.order()) appendGroup(all, group, groups, series, addsTimes);
   const bool hasCpuRows = groups.cpus() <= kMostCpuRows;
   if (hasCpuRows) all.insert(all.end(), series.begin(), series.end());

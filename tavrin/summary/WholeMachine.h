@@ -9,7 +9,8 @@ inline constexpr std::size_t kMostCpuRows = 32;
 
 /// The totals of a metric as its tables show them. Before the series of several
 ///
-///   CPUs         are those of all CPUs, and of each package where there are several;
+///   CPUs         are those of all CPUs, and of each package where there are several; of texts, as
+///                of the tasks that ran, those of all CPUs are left alone;
 ///   power zones  is that of all packages where there are several: zones within them, and those
 ///                around them, count what they count.
 ///
