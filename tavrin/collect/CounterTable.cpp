@@ -9,8 +9,9 @@
 
 namespace tavrin {
 
-void CounterTable::note(std::string_view name, std::span<const unsigned long long> counts) {
-  if (name.empty()) return;
+const pwr::EntityHandle* CounterTable::note(std::string_view name,
+                                            std::span<const unsigned long long> counts) {
+  if (name.empty()) return nullptr;
   auto place = rows_.find(name);
   if (place == rows_.end()) place = rows_.try_emplace(std::string(name)).first;
   Row& row = place->second;
@@ -19,9 +20,10 @@ void CounterTable::note(std::string_view name, std::span<const unsigned long lon
   row.before.resize(counters_);
   row.isNoted = true;
   const bool hasCounted = std::ranges::any_of(row.now, [](auto count) { return count > 0; });
-  if (row.entity != nullptr || !hasCounted || entities_ == kMost) return;
+  if (row.entity != nullptr || !hasCounted || entities_ == kMost) return row.entity;
   row.entity = pwr::createEntity({.name = place->first, .level = level_});
   ++entities_;
+  return row.entity;
 }
 
 pwr::MetricDescription CounterTable::describe(const CounterMetric& metric) {

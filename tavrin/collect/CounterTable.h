@@ -40,8 +40,9 @@ class CounterTable {
   CounterTable(std::string level, std::size_t counters)
       : level_(std::move(level)), counters_(counters) {}
 
-  /// Notes the counts that a thing has now. What has no name is none.
-  void note(std::string_view name, std::span<const unsigned long long> counts);
+  /// Notes the counts that a thing has now. What has no name is none. Returns its entity; null
+  /// until it has joined.
+  const pwr::EntityHandle* note(std::string_view name, std::span<const unsigned long long> counts);
   /// Whether nothing has counted so far.
   bool empty() const { return entities_ == 0; }
 

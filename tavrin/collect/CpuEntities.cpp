@@ -13,23 +13,6 @@ namespace {
 
 constexpr std::string_view kCpuFolder = "/sys/devices/system/cpu";
 
-/// Reads a list such as "0-3,8", as far as it ascends.
-void parseCpuList(std::string_view text, std::vector<unsigned int>& cpus) {
-  cpus.clear();
-  unsigned int first = 0;
-  while (takeNumber(text, first) && first < kMostCpus) {
-    unsigned int last = first;
-    if (text.starts_with('-')) {
-      text.remove_prefix(1);
-      if (!takeNumber(text, last)) return;
-    }
-    if (last >= kMostCpus || (!cpus.empty() && first <= cpus.back())) return;
-    for (unsigned int cpu = first; cpu <= last; ++cpu) cpus.push_back(cpu);
-    if (!text.starts_with(',')) return;
-    text.remove_prefix(1);
-  }
-}
-
 std::vector<unsigned int> presentCpus(const SysRoot& root) {
   OnlineCpus online(root);
   if (!online.cpus().empty()) return online.cpus();
@@ -48,6 +31,22 @@ Number readId(const SysRoot& root, unsigned int cpu, const char* file, Number fa
 }
 
 }  // namespace
+
+void parseCpuList(std::string_view text, std::vector<unsigned int>& cpus) {
+  cpus.clear();
+  unsigned int first = 0;
+  while (takeNumber(text, first) && first < kMostCpus) {
+    unsigned int last = first;
+    if (text.starts_with('-')) {
+      text.remove_prefix(1);
+      if (!takeNumber(text, last)) return;
+    }
+    if (last >= kMostCpus || (!cpus.empty() && first <= cpus.back())) return;
+    for (unsigned int cpu = first; cpu <= last; ++cpu) cpus.push_back(cpu);
+    if (!text.starts_with(',')) return;
+    text.remove_prefix(1);
+  }
+}
 
 OnlineCpus::OnlineCpus(const SysRoot& root)
     : list_(root.path(std::string(kCpuFolder) + "/online")) {

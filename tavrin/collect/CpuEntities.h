@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -14,6 +15,9 @@ namespace tavrin {
 
 /// Keeps damaged numbers of CPUs from filling the memory.
 inline constexpr unsigned int kMostCpus = 65536;
+
+/// Reads a list such as "0-3,8", as far as it ascends.
+void parseCpuList(std::string_view text, std::vector<unsigned int>& cpus);
 
 /// Which CPUs are online at a moment.
 class OnlineCpus {

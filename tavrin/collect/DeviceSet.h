@@ -55,8 +55,11 @@ class DeviceSet {
     std::map<std::string, std::optional<Device>> present;
     for (const std::string& key : keys) {
       auto known = devices_.extract(key);
-      known.empty() ? void(present.emplace(key, open(key)))
-                    : void(present.insert(std::move(known)));
+      if (known.empty()) {
+        present.emplace(key, open(key));
+      } else {
+        present.insert(std::move(known));
+      }
     }
     devices_.swap(present);
   }

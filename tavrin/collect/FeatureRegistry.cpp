@@ -5,11 +5,14 @@
 #include "tavrin/collect/CoreCStateFeature.h"
 #include "tavrin/collect/CpuFreqFeature.h"
 #include "tavrin/collect/CpuTimeFeature.h"
+#include "tavrin/collect/DeviceStateFeature.h"
 #include "tavrin/collect/DiskFeature.h"
 #include "tavrin/collect/EnergyFeature.h"
+#include "tavrin/collect/GpuFeature.h"
 #include "tavrin/collect/InterruptsFeature.h"
 #include "tavrin/collect/MemoryFeature.h"
 #include "tavrin/collect/NetworkFeature.h"
+#include "tavrin/collect/PackageIdleFeature.h"
 #include "tavrin/collect/PressureFeature.h"
 #include "tavrin/collect/ProcessEnergyFeature.h"
 #include "tavrin/collect/ProcessFeature.h"
@@ -17,6 +20,8 @@
 #include "tavrin/collect/ThermalFeature.h"
 #include "tavrin/collect/ThrottleFeature.h"
 #include "tavrin/collect/TraceFeature.h"
+#include "tavrin/collect/UncoreFreqFeature.h"
+#include "tavrin/collect/WakeupFeature.h"
 
 namespace tavrin {
 
@@ -39,6 +44,11 @@ std::vector<std::unique_ptr<Feature>> createFeatures(const ChildProcess* command
   features.push_back(std::make_unique<ThrottleFeature>());
   features.push_back(std::make_unique<SensorsFeature>());
   features.push_back(std::make_unique<BatteryFeature>());
+  features.push_back(std::make_unique<DeviceStateFeature>());
+  features.push_back(std::make_unique<WakeupFeature>());
+  features.push_back(std::make_unique<PackageIdleFeature>());
+  features.push_back(std::make_unique<GpuFeature>());
+  features.push_back(std::make_unique<UncoreFreqFeature>());
   features.push_back(std::make_unique<ProcessFeature>(processes, stat));
   features.push_back(std::make_unique<ProcessEnergyFeature>(processes, energy));
   features.push_back(std::make_unique<CommandFeature>(command, energy));

@@ -6,7 +6,7 @@ namespace tavrin {
 
 /// All times are in ticks of a clock of 1000 MHz, that is, nanoseconds.
 constexpr unsigned long long kTicksPerSecond = 1'000'000'000;
-constexpr double kTicksPerMillisecond = 1e6;
+constexpr unsigned long long kTicksPerMillisecond = kTicksPerSecond / 1000;
 constexpr unsigned long long kTicksPerMicrosecond = kTicksPerSecond / 1'000'000;
 constexpr double kNanosecondsPerMillisecond = 1e6;
 

@@ -7,11 +7,11 @@
 
 namespace tavrin {
 
-std::size_t TimeTable::add(const pwr::EntityHandle* entity, const Descriptors& states) {
-  const auto [place, isNew] = places_.try_emplace(entity, rows_.size());
-  if (isNew) {
+std::size_t TimeTable::add(const pwr::EntityHandle* entity, const Descriptors& states, bool isNew) {
+  const auto [place, isAdded] = places_.try_emplace(entity, rows_.size());
+  if (isAdded) {
     const std::vector<unsigned long long> none(states.size());
-    rows_.push_back({entity, states, ResidencyCarry(states.size()), none, none, none});
+    rows_.push_back({entity, states, ResidencyCarry(states.size()), none, none, none, isNew});
   }
   return place->second;
 }

@@ -24,8 +24,9 @@ class TimeTable {
   explicit TimeTable(unsigned long long unit) : unit_(unit) {}
 
   /// Returns the number of the row, the same one for the same thing. Things may be added at any
-  /// time. `states`: of the thing; those of the first time count.
-  std::size_t add(const pwr::EntityHandle* entity, const Descriptors& states);
+  /// time. `states`: of the thing; those of the first time count. `isNew`: all it has counted is of
+  /// this interval.
+  std::size_t add(const pwr::EntityHandle* entity, const Descriptors& states, bool isNew = false);
   bool empty() const { return rows_.empty(); }
   /// Of a metric of the rows so far, without container, feature and name. `level`: what the things
   /// are.
