@@ -73,9 +73,9 @@ class Recording {
  private:
   void refuseCapture() const;
   void describe(const Sampler& sampler);
-  void drain(SampleQueue& queue);
+  void drain(SampleQueue& queue, const Sampler& sampler);
   void consume(SampleBatch& batch);
-  void traceKernel();
+  void traceKernel(const Sampler& sampler);
   void showProgress(Clock::time_point now);
   void complete(const Sampler& sampler);
   void deliverRest();
@@ -180,16 +180,18 @@ void Recording::consume(SampleBatch& batch) {
   for (pwr::Metric& metric : batch) session_.metric(metric);
 }
 
-/// Takes what the kernel has traced when that is due.
-void Recording::traceKernel() {
+/// Takes what the kernel has traced when that is due. Samples may wait long after the last of them:
+/// what the kernel does meanwhile is not of the run.
+void Recording::traceKernel(const Sampler& sampler) {
   const auto now = Clock::now();
   if (tracing_ == nullptr || now < nextTrace_) return;
+  if (sampler.stopTicks() != 0) tracing_->stop(sampler.stopTicks());
   const bool hasMore = tracing_->deliver(nowTicks(), session_);
   nextTrace_ = hasMore ? now : now + kTracePeriod;
 }
 
 /// The writer thread's work: takes what the sampling thread delivers until the collection is over.
-void Recording::drain(SampleQueue& queue) {
+void Recording::drain(SampleQueue& queue, const Sampler& sampler) {
   while (!queue.isDone()) {
     const auto now = Clock::now();
     if (command_ && command_->hasEnded()) stop_.request();
@@ -202,7 +204,7 @@ void Recording::drain(SampleQueue& queue) {
       consume(*batch);
       queue.endRead();
     }
-    traceKernel();
+    traceKernel(sampler);
     if (options_.continuousSec > 0.0 && Clock::now() >= nextFlush_) {
       session_.flush();
       nextFlush_ += toDuration(options_.continuousSec);
@@ -291,9 +293,12 @@ SamplingReport Recording::sample() {
   nextFlush_ = start_ + toDuration(options_.continuousSec);
   describe(sampler);
   if (command_) command_->start();
-  drain(queue);
+  drain(queue, sampler);
   const SamplingReport sampling = sampler.join();
-  if (tracing_ != nullptr) tracing_->finish(sampler.stopTicks(), session_);
+  if (tracing_ != nullptr) {
+    tracing_->stop(sampler.stopTicks());
+    tracing_->finish(session_);
+  }
   complete(sampler);
   return sampling;
 }

@@ -58,6 +58,12 @@ class TableSink final : public MessageSink {
   LiveTable& table_;
 };
 
+/// Up to now, and no further: of what is traced there may always be more.
+void takeTraced(KernelTracing& tracing, MessageSink& sink) {
+  const unsigned long long now = nowTicks();
+  while (tracing.deliver(now, sink)) continue;
+}
+
 double secondsBetween(unsigned long long start, unsigned long long end) {
   return static_cast<double>(end - start) / kTicksPerSecond;
 }
@@ -80,7 +86,7 @@ int runWatch(const Options& options) {
   unsigned long long end = sampler.startTicks();
   while (!queue.isDone()) {
     SampleBatch* const batch = queue.beginRead(kWatchLoopPeriod);
-    while (tracing != nullptr && tracing->deliver(nowTicks(), sink)) continue;
+    if (tracing != nullptr) takeTraced(*tracing, sink);
     if (batch == nullptr) continue;
     for (const pwr::Metric& metric : *batch) table.add(metric);
     const unsigned long long start = std::exchange(end, batch->time());

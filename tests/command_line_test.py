@@ -8,6 +8,7 @@ usage: command_line_test.py TAVRIN TESTS_FOLDER [--accept] [CommandLine.TEST...]
 
 import contextlib
 import csv
+import fcntl
 import json
 import math
 import os
@@ -306,6 +307,32 @@ class CommandLine(unittest.TestCase):
                 with open(os.path.join(self.folder, name), "rb") as live, \
                         open(os.path.join(self.folder, "again", name), "rb") as replayed:
                     self.assertEqual(live.read(), replayed.read())
+
+    def test_what_the_kernel_does_after_the_end_is_not_of_the_run(self):
+        if not os.access("/sys/kernel/tracing/instances", os.W_OK):
+            self.skipTest("the kernel cannot be traced")
+        ours, theirs = os.pipe()
+        fcntl.fcntl(theirs, fcntl.F_SETPIPE_SZ, 4096)
+        run = subprocess.Popen(
+            [TAVRIN, "record", "-f", "default,process-trace", "-o", "run", "--capture", "-", "--",
+             "sh", "-c", "for i in $(seq 50); do /bin/true; done; touch ended"],
+            cwd=self.folder, stdout=theirs, stderr=subprocess.DEVNULL)
+        self.addCleanup(run.kill)
+        os.close(theirs)
+        with open(ours, encoding="utf-8") as capture:
+            next(line for line in capture if '"sample"' in line)  # the command has been started
+            self.wait_for(lambda: "ended" in self.files())
+            # The thread that samples is gone; the one that writes waits for us.
+            self.wait_for(lambda: len(os.listdir(f"/proc/{run.pid}/task")) == 2)
+            late = os.path.join(self.folder, "late")
+            os.symlink("/bin/true", late)
+            subprocess.run([late], check=True)
+            settled = time.monotonic() + 0.1  # events are taken when they are 10 ms old
+            self.wait_for(lambda: time.monotonic() > settled)
+            written = capture.read()
+        self.assertEqual(run.wait(60), 0)
+        self.assertIn("/bin/true", written)
+        self.assertNotIn(late, written)
 
     def test_record_reports_the_machine(self):
         for name, text in (("type", "dead\n"), ("temp", "")):

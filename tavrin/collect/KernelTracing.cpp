@@ -137,11 +137,15 @@ bool KernelTracing::deliver(unsigned long long nowTicks, MessageSink& sink) {
   return false;
 }
 
-void KernelTracing::finish(unsigned long long stopTicks, MessageSink& sink) {
-  source_->end();
+void KernelTracing::stop(unsigned long long stopTicks) {
+  if (stopTicks_ != kNotStopped) return;
   stopTicks_ = stopTicks;
+  source_->end();
+}
+
+void KernelTracing::finish(MessageSink& sink) {
   take(~0ULL, ~std::size_t{0}, sink);
-  metrics_->finish(stopTicks, sink);
+  metrics_->finish(stopTicks_, sink);
   counts_ = source_->counts();
   source_.reset();
 }

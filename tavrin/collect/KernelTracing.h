@@ -17,8 +17,8 @@ namespace tavrin {
 /// The kernel's trace events of a run as messages: what the features that trace share. Its messages
 /// come from the writer thread, between those of the sampling passes, which never wait for it.
 ///
-/// Calls: `probe` for each feature, then `start`, `begin`, `deliver` several times a second, and
-/// `finish`.
+/// Calls: `probe` for each feature, then `start`, `begin`, `deliver` several times a second, `stop`
+/// as soon as the last samples are taken, and `finish`.
 class KernelTracing {
  public:
   /// `lives` gets the processes that events tell of.
@@ -35,8 +35,11 @@ class KernelTracing {
   void begin(unsigned long long startTicks) { startTicks_ = startTicks; }
   /// Delivers what has happened. Returns whether there is more to be had at once.
   bool deliver(unsigned long long nowTicks, MessageSink& sink);
-  /// Delivers the rest, up to `stopTicks`, and removes what was made.
-  void finish(unsigned long long stopTicks, MessageSink& sink);
+  /// Has the kernel write no more events, and those after `stopTicks` not count. Again it does
+  /// nothing.
+  void stop(unsigned long long stopTicks);
+  /// Delivers the rest and removes what was made.
+  void finish(MessageSink& sink);
 
   /// After `finish`, for each group: completes the description with lost events, once, and with the
   /// lifetimes of processes, for their group.
@@ -46,6 +49,8 @@ class KernelTracing {
   unsigned long long lost() const;
 
  private:
+  static constexpr unsigned long long kNotStopped = ~0ULL;
+
   void forgetOfflineCpus(unsigned long long time, MessageSink& sink);
   bool take(unsigned long long time, std::size_t most, MessageSink& sink);
 
@@ -57,7 +62,7 @@ class KernelTracing {
   std::optional<OnlineCpus> online_;
   std::vector<unsigned int> wereOnline_;
   unsigned long long startTicks_ = 0;
-  unsigned long long stopTicks_ = ~0ULL;
+  unsigned long long stopTicks_ = kNotStopped;
 };
 
 }  // namespace tavrin

@@ -29,7 +29,7 @@ Sampler::Sampler(std::vector<Feature*> features, SamplingTimes times, SampleQueu
       stop_(stop) {
   SampleBatch baseline;
   wake();
-  startTicks_ = stopTicks_ = nowTicks();
+  startTicks_ = nowTicks();
   start_ = StopRequest::Clock::now();
   const bool isLimited = times.duration.count() > 0;
   end_ = isLimited ? start_ + times.duration : StopRequest::Clock::time_point::max();
@@ -51,15 +51,14 @@ void Sampler::wake() const {
   if (needsAwakeCpus_) wakeCpus();
 }
 
-void Sampler::pass() {
+void Sampler::pass(unsigned long long now) {
   SampleBatch* const batch = queue_.beginFill();
   if (batch == nullptr) {
     ++report_.dropped;
     return;
   }
-  stopTicks_ = nowTicks();
-  batch->setTime(stopTicks_);
-  for (Feature* feature : features_) feature->sample(stopTicks_, *batch);
+  batch->setTime(now);
+  for (Feature* feature : features_) feature->sample(now, *batch);
   queue_.endFill();
 }
 
@@ -82,7 +81,7 @@ void Sampler::run() {
   for (auto deadline = start_ + times_.interval; waitForPass(deadline);) {
     report_.noteStart(StopRequest::Clock::now() - deadline, times_.interval);
     if (wakesAlways_) wake();
-    pass();
+    pass(nowTicks());
     deadline += times_.interval;
     if (const auto behind = StopRequest::Clock::now() - deadline; behind.count() > 0) {
       const auto missed = behind / times_.interval + 1;
@@ -94,7 +93,9 @@ void Sampler::run() {
   while (queue_.beginFill() == nullptr) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   wake();
   waitForTicks();
-  pass();
+  const unsigned long long stop = nowTicks();
+  stopTicks_ = stop;
+  pass(stop);
   queue_.close();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -53,14 +54,15 @@ class Sampler {
   /// Waits for the end of the duration or the stop, and tells how it went. The queue has to be read
   /// until it is done.
   const SamplingReport& join();
-  /// Time of the last readings, in ticks. Valid after `join`.
+  /// Time of the last readings, in ticks; 0 until they begin. The batches that wait in the queue
+  /// are read after it.
   unsigned long long stopTicks() const { return stopTicks_; }
 
  private:
   void run();
   bool waitForPass(StopRequest::Clock::time_point deadline);
   void waitForTicks();
-  void pass();
+  void pass(unsigned long long now);
   void wake() const;
 
   std::vector<Feature*> features_;
@@ -72,7 +74,7 @@ class Sampler {
   StopRequest::Clock::time_point start_;
   StopRequest::Clock::time_point end_;
   unsigned long long startTicks_ = 0;
-  unsigned long long stopTicks_ = 0;
+  std::atomic<unsigned long long> stopTicks_ = 0;
   SamplingReport report_;
   std::thread thread_;
 };
