@@ -136,10 +136,9 @@ void Recording::refuseCapture() const {
 
 /// Tells the writers what is measured, before the first sample.
 void Recording::describe(const Sampler& sampler) {
-  if (OpenFile::wereTooMany()) {
-    warn(
-        "there are more files to read than may be open (ulimit -n): some are opened for each "
-        "reading, which takes longer");
+  if (const auto beyond = OpenFile::countBeyondLimit(); beyond > 0) {
+    warn("more files are to be read than may be open (ulimit -n): " + std::to_string(beyond) +
+         " of them are read by turns, in longer intervals");
   }
   pwr::SystemDescription& system = metadata_.edit();
   system.collectionStartTimestamp = sampler.startTicks();

@@ -94,12 +94,20 @@ class FeatureDriver {
   /// The samples of the interval that ends at `seconds`, a line for each message:
   /// "Metric @start+length: entity/descriptor=value …", times in seconds, residencies in ms.
   std::string sample(double seconds) {
-    batch_.clear();
-    feature_->sample(static_cast<unsigned long long>(seconds * 1e9), batch_);
     std::string text;
-    for (const pwr::Metric& metric : batch_) text += describe(metric);
+    for (const pwr::Metric& metric : messages(seconds)) text += describe(metric);
     return text;
   }
+
+  /// The same messages themselves, valid until the next call.
+  SampleBatch& messages(double seconds) {
+    batch_.clear();
+    feature_->sample(static_cast<unsigned long long>(seconds * 1e9), batch_);
+    return batch_;
+  }
+
+  /// Tells the feature that the next pass is the last.
+  void expectLast() { feature_->expectLast(); }
 
   /// What the intervals did not get, as above without times; "" for nothing.
   std::string remainder() {

@@ -70,11 +70,15 @@ std::string CoreCStateFeature::probe(const SysRoot& root, CpuEntities& cpus,
     std::vector<State> states = findStates(root, cpu);
     const std::size_t count = states.size();
     if (count == 0) continue;
+    const bool staysOpen = std::ranges::all_of(states, [](const State& state) {
+      return state.time.staysOpen() && state.usage.staysOpen();
+    });
     cpus_.push_back({.number = cpu.number,
                      .entity = cpu.entity,
                      .states = std::move(states),
                      .carry = ResidencyCarry(count),
-                     .ticks = std::vector<unsigned long long>(count)});
+                     .ticks = std::vector<unsigned long long>(count),
+                     .staysOpen = staysOpen});
   }
   if (cpus_.empty()) return "no sleep states (cpuidle) below /sys/devices/system/cpu";
   online_.emplace(root);
@@ -201,40 +205,53 @@ bool CoreCStateFeature::advance(SleepingCpu& cpu) {
   return forwards;
 }
 
-void CoreCStateFeature::update(SleepingCpu& cpu, unsigned long long now, bool hasInterval) {
-  cpu.complete = false;
+void CoreCStateFeature::update(SleepingCpu& cpu, unsigned long long now) {
   const bool wasValid = std::exchange(cpu.valid, online_->contains(cpu.number));
   if (!read(cpu)) {
     cpu.valid = false;
     return;
   }
-  const unsigned long long sinceLast = now - std::exchange(cpu.lastRead, now);
+  const bool hasInterval = cpu.interval.advance(now);
   if (!advance(cpu)) {
     cpu.carry.restart();
   } else if (hasInterval && wasValid && cpu.valid) {
-    cpu.carry.attribute(interval_.length(), cpu.ticks);
+    cpu.carry.attribute(cpu.interval.length(), cpu.ticks);
     cpu.complete = true;
   } else {
-    cpu.carry.restart(sinceLast, cpu.ticks);
+    cpu.carry.restart(cpu.interval.length(), cpu.ticks);
+  }
+}
+
+/// Reads the CPU if it is its turn.
+void CoreCStateFeature::visit(SleepingCpu& cpu, unsigned long long now) {
+  cpu.complete = false;
+  if (cpu.staysOpen || turns_.isNext(2 * cpu.states.size())) {
+    update(cpu, now);
+  } else {
+    cpu.valid = cpu.valid && online_->contains(cpu.number);
+  }
+}
+
+/// Emits a metric of the states of the CPUs that have an interval.
+template <typename ValueOf>
+void CoreCStateFeature::emit(const pwr::MetricDescription* metric, SampleBatch& batch,
+                             ValueOf valueOf) const {
+  const Interval none;
+  IntervalPoint point(batch, metric, none);
+  for (const SleepingCpu& cpu : cpus_) {
+    for (std::size_t i = 0; cpu.complete && i < cpu.states.size(); ++i) {
+      point.of(cpu.interval).add(pwr::Data(valueOf(cpu, i)), cpu.states[i].descriptor, cpu.entity);
+    }
   }
 }
 
 void CoreCStateFeature::sample(unsigned long long now, SampleBatch& batch) {
-  const bool hasInterval = interval_.advance(now);
   online_->read();
-  for (SleepingCpu& cpu : cpus_) update(cpu, now, hasInterval);
-  IntervalPoint residencies(batch, metrics()[0], interval_);
-  for (const SleepingCpu& cpu : cpus_) {
-    for (std::size_t i = 0; cpu.complete && i < cpu.states.size(); ++i) {
-      residencies.add(pwr::Data(cpu.ticks[i]), cpu.states[i].descriptor, cpu.entity);
-    }
-  }
-  IntervalPoint entries(batch, metrics()[1], interval_);
-  for (const SleepingCpu& cpu : cpus_) {
-    for (std::size_t i = 0; cpu.complete && i < cpu.states.size(); ++i) {
-      entries.add(pwr::Data(cpu.states[i].entries), cpu.states[i].descriptor, cpu.entity);
-    }
-  }
+  turns_.beginPass(now);
+  for (SleepingCpu& cpu : cpus_) visit(cpu, now);
+  emit(metrics()[0], batch, [](const SleepingCpu& cpu, std::size_t i) { return cpu.ticks[i]; });
+  emit(metrics()[1], batch,
+       [](const SleepingCpu& cpu, std::size_t i) { return cpu.states[i].entries; });
   for (const auto& counters : sideCounters_) counters->sample(now, *online_, batch);
 }
 

@@ -14,6 +14,7 @@
 #include "tavrin/collect/Interval.h"
 #include "tavrin/collect/OpenFile.h"
 #include "tavrin/collect/ResidencyCarry.h"
+#include "tavrin/collect/Turns.h"
 #include "writers/host/Attribute.h"
 #include "writers/host/EntityHandle.h"
 
@@ -25,13 +26,15 @@ namespace tavrin {
 /// as Documentation/admin-guide/pm/cpuidle.rst and Documentation/ABI/testing/
 /// sysfs-devices-system-cpu have it.
 ///
-/// The states of a CPU are read together. When the CPU is offline, when one of them cannot be read
-/// or has run backwards, the CPU has a gap and starts again where it can be read next.
+/// The states of a CPU are read together, by turns where their files cannot stay open. When the CPU
+/// is offline, when one of them cannot be read or has run backwards, the CPU has a gap and starts
+/// again where it can be read next.
 class CoreCStateFeature : public Feature {
  public:
   CoreCStateFeature();
 
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
+  void expectLast() override { turns_.takeAll(); }
   void sample(unsigned long long now, SampleBatch& batch) override;
   void remainder(SampleBatch& batch) const override;
 
@@ -56,8 +59,9 @@ class CoreCStateFeature : public Feature {
     std::vector<State> states;
     ResidencyCarry carry{0};
     std::vector<unsigned long long> ticks;  // of the interval, by state
-    unsigned long long lastRead = 0;        // time of the last readings
-    bool valid = false;                     // whether the last pass could read it online
+    Interval interval = {};                 // between the last two readings
+    bool staysOpen = true;                  // whether all of its files do
+    bool valid = false;                     // whether it could be read online the last time
     bool complete = false;                  // whether this pass has an interval of it
   };
 
@@ -70,9 +74,12 @@ class CoreCStateFeature : public Feature {
   void createSideMetrics(pwr::MetricDescription metric);
   static bool read(SleepingCpu& cpu);
   static bool advance(SleepingCpu& cpu);
-  void update(SleepingCpu& cpu, unsigned long long now, bool hasInterval);
+  void update(SleepingCpu& cpu, unsigned long long now);
+  void visit(SleepingCpu& cpu, unsigned long long now);
+  template <typename ValueOf>
+  void emit(const pwr::MetricDescription* metric, SampleBatch& batch, ValueOf valueOf) const;
 
-  Interval interval_;
+  Turns turns_;
   std::optional<OnlineCpus> online_;
   std::vector<SleepingCpu> cpus_;
   std::map<std::string, const pwr::DataDescriptor*> descriptors_;  // by all that they tell

@@ -1,5 +1,8 @@
 #include "tavrin/collect/CpuCounters.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "tavrin/collect/Counting.h"
 
 namespace tavrin {
@@ -13,8 +16,10 @@ constexpr unsigned long long kCpuCounterPause = kTicksPerSecond / 100 * 95;
 
 void CpuCounters::add(std::string path, unsigned int cpu, const pwr::EntityHandle* entity,
                       const pwr::DataDescriptor* descriptor) {
-  Counter counter{
-      .file = OpenFile(std::move(path)), .cpu = cpu, .entity = entity, .descriptor = descriptor};
+  Counter counter{.file = OpenFile(std::move(path), OpenFile::Use::Rare),
+                  .cpu = cpu,
+                  .entity = entity,
+                  .descriptor = descriptor};
   if (counter.file.readNumber(counter.before) != 0) return;
   counters_.push_back(std::move(counter));
 }
@@ -28,20 +33,28 @@ std::vector<pwr::Metric::EntityDescCombo> CpuCounters::combinations() const {
 }
 
 void CpuCounters::sample(unsigned long long now, const OnlineCpus& online, SampleBatch& batch) {
-  if (!isDue(now)) return;
-  next_ = now + kCpuCounterPause;
-  const bool complete = interval_.advance(now);
-  IntervalPoint point(batch, metric_, interval_);
-  for (Counter& counter : counters_) {
-    unsigned long long count = 0;
-    const bool isFound = online.contains(counter.cpu) && counter.file.readNumber(count) == 0;
-    const auto growth = growthOf(counter.before, count);
-    if (complete && counter.isKnown && isFound && growth) {
-      point.add(pwr::Data(*growth), counter.descriptor, counter.entity);
-    }
-    counter.before = count;
-    counter.isKnown = isFound;
+  const Interval none;
+  IntervalPoint point(batch, metric_, none);
+  const std::size_t most = std::exchange(hasBegun_, true) ? kMostPerPass : counters_.size();
+  for (std::size_t i = 0; i < std::min(most, counters_.size()) && isDue(now); ++i) {
+    Counter& counter = counters_[next_];
+    read(counter, now, online.contains(counter.cpu), point);
+    next_ = (next_ + 1) % counters_.size();
   }
+}
+
+void CpuCounters::read(Counter& counter, unsigned long long now, bool isOnline,
+                       IntervalPoint& point) {
+  counter.due = now + kCpuCounterPause;
+  const bool complete = counter.interval.advance(now);
+  unsigned long long count = 0;
+  const bool isFound = isOnline && counter.file.readNumber(count) == 0;
+  const auto growth = growthOf(counter.before, count);
+  if (complete && counter.isKnown && isFound && growth) {
+    point.of(counter.interval).add(pwr::Data(*growth), counter.descriptor, counter.entity);
+  }
+  counter.before = count;
+  counter.isKnown = isFound;
 }
 
 void CpuCounters::remainder(SampleBatch& batch) {

@@ -11,11 +11,14 @@
 namespace tavrin {
 
 /// Counters of CPUs, or of what a CPU tells about, that each have a file of their own. They are
-/// many and change slowly, so they are read every second only, with intervals of their own; what
-/// they have counted since the last of these is the remainder of the run. One that cannot be read,
-/// runs backwards or is of an offline CPU has a gap.
+/// many and change slowly, so they are read every second only, with intervals of their own, and no
+/// more than `kMostPerPass` in one pass: where there are very many, their intervals are longer.
+/// What they have counted since the last of these is the remainder of the run. One that cannot be
+/// read, runs backwards or is of an offline CPU has a gap.
 class CpuCounters {
  public:
+  static constexpr std::size_t kMostPerPass = 200;
+
   /// Adds the counter in the file `path`, unless that cannot be read.
   void add(std::string path, unsigned int cpu, const pwr::EntityHandle* entity,
            const pwr::DataDescriptor* descriptor);
@@ -25,7 +28,7 @@ class CpuCounters {
   void setMetric(const pwr::MetricDescription* metric) { metric_ = metric; }
 
   /// Whether a `sample` at `now` would read anything.
-  bool isDue(unsigned long long now) const { return !empty() && now >= next_; }
+  bool isDue(unsigned long long now) const { return !empty() && now >= counters_[next_].due; }
   /// To be called in every pass, and `remainder` after the last. Neither does anything when
   /// `empty`.
   void sample(unsigned long long now, const OnlineCpus& online, SampleBatch& batch);
@@ -39,12 +42,16 @@ class CpuCounters {
     const pwr::DataDescriptor* descriptor = nullptr;
     unsigned long long before = 0;
     bool isKnown = false;  // whether it could be read at the end of the last interval
+    Interval interval = {};
+    unsigned long long due = 0;  // time of the next reading
   };
+
+  void read(Counter& counter, unsigned long long now, bool isOnline, IntervalPoint& point);
 
   const pwr::MetricDescription* metric_ = nullptr;
   std::vector<Counter> counters_;
-  Interval interval_;
-  unsigned long long next_ = 0;  // time of the next reading
+  std::size_t next_ = 0;   // place of the one that is read next
+  bool hasBegun_ = false;  // whether all were read once
 };
 
 }  // namespace tavrin

@@ -16,6 +16,7 @@ class CpuFreqFeature : public Feature {
   CpuFreqFeature();
 
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
+  void expectLast() override { gauges_.expectLast(); }
   void sample(unsigned long long now, SampleBatch& batch) override;
   void remainder(SampleBatch& batch) const override;
 

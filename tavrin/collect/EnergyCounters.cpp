@@ -71,7 +71,7 @@ int EnergyCounters::open(Zone& zone, const std::string& folder) {
 /// What the zone used since the last pass. False when that is not known.
 bool EnergyCounters::growth(Zone& zone, unsigned long long now, unsigned long long& microjoules) {
   const double seconds =
-      static_cast<double>(interval_.length()) / static_cast<double>(kTicksPerSecond);
+      static_cast<double>(zone.interval.length()) / static_cast<double>(kTicksPerSecond);
   if (now >= zone.microjoules) {
     microjoules = now - zone.microjoules;
   } else {
@@ -85,8 +85,10 @@ bool EnergyCounters::growth(Zone& zone, unsigned long long now, unsigned long lo
   return true;
 }
 
-void EnergyCounters::read(Zone& zone, bool hasInterval) {
+void EnergyCounters::read(Zone& zone) {
   zone.used.reset();
+  if (!zone.isPackage && !zone.energy.staysOpen() && !turns_.isNext(1)) return;
+  const bool hasInterval = zone.interval.advance(*now_);
   // Whatever is in the folder of a lost zone may be another one.
   unsigned long long microjoules = 0;
   zone.lost = zone.lost || zone.energy.readNumber(microjoules) != 0;
@@ -103,9 +105,9 @@ void EnergyCounters::read(Zone& zone, bool hasInterval) {
 void EnergyCounters::readAt(unsigned long long now) {
   if (now_ == now) return;
   now_ = now;
-  const bool hasInterval = interval_.advance(now);
-  isRead_ = isRead_ || hasInterval;
-  for (Zone& zone : zones_) read(zone, hasInterval);
+  isRead_ = interval_.advance(now) || isRead_;
+  turns_.beginPass(now);
+  for (Zone& zone : zones_) read(zone);
   if (std::ranges::any_of(zones_, &Zone::lost)) findLostZones();
 }
 

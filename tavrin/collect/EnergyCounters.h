@@ -7,6 +7,7 @@
 #include "tavrin/collect/Interval.h"
 #include "tavrin/collect/OpenFile.h"
 #include "tavrin/collect/SysRoot.h"
+#include "tavrin/collect/Turns.h"
 #include "writers/host/EntityHandle.h"
 
 namespace tavrin {
@@ -14,7 +15,8 @@ namespace tavrin {
 /// The energy counters of the power zones (Documentation/power/powercap/powercap.rst), read once
 /// per sampling pass however many features need them. A counter that has run backwards is taken to
 /// have wrapped once at its range where that gives a power which the zone can have; otherwise, as
-/// when its driver began anew, the interval is a gap, as it is without a readable range.
+/// when its driver began anew, the interval is a gap, as it is without a readable range. Where the
+/// files of zones cannot stay open, those of packages are read in every pass and others by turns.
 class EnergyCounters {
  public:
   struct Zone {
@@ -27,10 +29,14 @@ class EnergyCounters {
     unsigned long long microjoules = 0;  // as of the last pass
     bool valid = false;                  // whether that pass could read them
     bool lost = false;                   // not in its folder any more
-    /// In the interval that ended with the last pass; empty where that is not known.
+    Interval interval = {};              // between the last two readings
+    /// In the interval, if that ended with the last pass; empty where it is not known.
     std::optional<unsigned long long> used;
     unsigned long long total = 0;  ///< of all intervals, in microjoules
   };
+
+  /// See `Feature`.
+  void expectLast() { turns_.takeAll(); }
 
   /// Finds the zones and creates their entities. Again it does nothing. Returns "" or why there is
   /// nothing to read. `root` must outlive the counters.
@@ -42,6 +48,7 @@ class EnergyCounters {
   const std::vector<Zone>& zones() const { return zones_; }
   /// Of all zones, readable or not.
   const std::vector<const pwr::EntityHandle*>& entities() const { return entities_; }
+  /// Of the packages' zones; others may have longer ones.
   const Interval& interval() const { return interval_; }
 
   /// What the packages used in the run, each counted once where several drivers tell of it. Empty
@@ -50,13 +57,14 @@ class EnergyCounters {
 
  private:
   int open(Zone& zone, const std::string& folder);
-  void read(Zone& zone, bool hasInterval);
-  bool growth(Zone& zone, unsigned long long now, unsigned long long& microjoules);
+  void read(Zone& zone);
+  static bool growth(Zone& zone, unsigned long long now, unsigned long long& microjoules);
   void findLostZones();
 
   const SysRoot* root_ = nullptr;
   Interval interval_;
   std::optional<unsigned long long> now_;
+  Turns turns_;
   bool isRead_ = false;  // whether some interval has ended
   std::vector<Zone> zones_;
   std::vector<const pwr::EntityHandle*> entities_;

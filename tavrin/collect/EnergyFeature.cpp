@@ -49,7 +49,8 @@ void EnergyFeature::sample(unsigned long long now, SampleBatch& batch) {
   IntervalPoint point(batch, metrics().front(), counters_->interval());
   for (const EnergyCounters::Zone& zone : counters_->zones()) {
     if (!zone.used) continue;
-    point.add(pwr::Data(static_cast<double>(*zone.used) / 1000.0), descriptor_, zone.entity);
+    point.of(zone.interval)
+        .add(pwr::Data(static_cast<double>(*zone.used) / 1000.0), descriptor_, zone.entity);
   }
 }
 

@@ -15,6 +15,7 @@ class EnergyFeature : public Feature {
   explicit EnergyFeature(std::shared_ptr<EnergyCounters> counters);
 
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
+  void expectLast() override { counters_->expectLast(); }
   void sample(unsigned long long now, SampleBatch& batch) override;
 
  private:

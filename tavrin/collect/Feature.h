@@ -54,6 +54,9 @@ class Feature {
   /// What `probe` created.
   const std::vector<const pwr::MetricDescription*>& metrics() const { return metrics_; }
 
+  /// Tells that the next `sample` is the last, in which nothing waits for its turn.
+  virtual void expectLast() {}
+
   /// Takes readings at `now` (ticks) and appends to `batch` the samples of the interval that ends
   /// now; a sample's timestamp is the interval's start. A reading that fails is a gap, not an
   /// error.

@@ -37,19 +37,26 @@ class Interval {
 class IntervalPoint {
  public:
   IntervalPoint(SampleBatch& batch, const pwr::MetricDescription* metric, const Interval& interval)
-      : batch_(batch), metric_(metric), interval_(interval) {}
+      : batch_(batch), metric_(metric), interval_(&interval) {}
+
+  /// What follows is about this interval: in a message of its own if it began at another time.
+  IntervalPoint& of(const Interval& interval) {
+    if (interval.start() != interval_->start()) point_ = nullptr;
+    interval_ = &interval;
+    return *this;
+  }
 
   /// The element is valid until the next one is added.
   pwr::DataElement& add(pwr::Data value, const pwr::DataDescriptor* descriptor,
                         const pwr::EntityHandle* entity) {
-    if (point_ == nullptr) point_ = &batch_.add(metric_, interval_.start());
-    return point_->elements.emplace_back(std::move(value), descriptor, entity, interval_.length());
+    if (point_ == nullptr) point_ = &batch_.add(metric_, interval_->start());
+    return point_->elements.emplace_back(std::move(value), descriptor, entity, interval_->length());
   }
 
  private:
   SampleBatch& batch_;
   const pwr::MetricDescription* metric_;
-  const Interval& interval_;
+  const Interval* interval_;
   pwr::Metric::DataPoint* point_ = nullptr;
 };
 

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -18,34 +19,43 @@ namespace {
 constexpr std::size_t kFirstBuffer = 4096;
 constexpr std::size_t kLargestText = 64U << 20U;
 
-std::atomic<unsigned long long> openFiles = 0;
-std::atomic<bool> hadTooMany = false;
+/// Left for the outputs and everything else that the process opens.
+constexpr rlim_t kMostOtherFiles = 1024;
 
-bool isRoomForMore() {
+std::atomic<unsigned long long> filesKept = 0;
+std::atomic<unsigned long long> filesBeyondLimit = 0;
+
+/// How many files that are read in every pass may stay open.
+rlim_t mostFilesKept() {
   rlimit limit{};
-  return getrlimit(RLIMIT_NOFILE, &limit) != 0 || openFiles <= limit.rlim_cur / 4 * 3;
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return RLIM_INFINITY;
+  return limit.rlim_cur - std::min(limit.rlim_cur / 4, kMostOtherFiles);
 }
 
 }  // namespace
 
-bool OpenFile::wereTooMany() {
-  return hadTooMany;
+unsigned long long OpenFile::countBeyondLimit() {
+  return filesBeyondLimit;
 }
 
 OpenFile::~OpenFile() {
   close();
+  if (place_ == Place::KeptOpen) --filesKept;
+  if (place_ == Place::BeyondLimit && use_ == Use::EveryPass) --filesBeyondLimit;
 }
 
 OpenFile::OpenFile(OpenFile&& other) noexcept
     : path_(std::move(other.path_)),
       descriptor_(std::exchange(other.descriptor_, -1)),
-      staysOpen_(other.staysOpen_),
+      use_(other.use_),
+      place_(std::exchange(other.place_, Place::Undecided)),
       buffer_(std::move(other.buffer_)) {}
 
 OpenFile& OpenFile::operator=(OpenFile&& other) noexcept {
   std::swap(path_, other.path_);
   std::swap(descriptor_, other.descriptor_);
-  std::swap(staysOpen_, other.staysOpen_);
+  std::swap(use_, other.use_);
+  std::swap(place_, other.place_);
   std::swap(buffer_, other.buffer_);
   return *this;
 }
@@ -57,22 +67,28 @@ int OpenFile::open() {
     descriptor_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor_ < 0 && errno != EINTR) return errno;
   }
-  ++openFiles;
-  staysOpen_ = isRoomForMore();
-  if (!staysOpen_) hadTooMany = true;
+  if (place_ == Place::Undecided) takePlace();
   return 0;
+}
+
+void OpenFile::takePlace() {
+  constexpr rlim_t kShareOfRare = 8;
+  const rlim_t most = mostFilesKept();
+  const bool isKept = filesKept < (use_ == Use::Rare ? most / kShareOfRare : most);
+  place_ = isKept ? Place::KeptOpen : Place::BeyondLimit;
+  if (isKept) ++filesKept;
+  if (!isKept && use_ == Use::EveryPass) ++filesBeyondLimit;
 }
 
 void OpenFile::close() {
   if (descriptor_ < 0) return;
   ::close(descriptor_);
   descriptor_ = -1;
-  --openFiles;
 }
 
 /// Ends a read. Returns `error`.
 int OpenFile::finish(int error) {
-  if (error != 0 || !staysOpen_) close();
+  if (error != 0 || !staysOpen()) close();
   return error;
 }
 

@@ -13,6 +13,7 @@ class ThermalFeature : public Feature {
   ThermalFeature();
 
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
+  void expectLast() override { gauges_.expectLast(); }
   void sample(unsigned long long now, SampleBatch& batch) override;
 
  private:

@@ -78,7 +78,11 @@ void Sampler::waitForTicks() {
 
 void Sampler::run() {
   wakeAtDeadlines();
-  for (auto deadline = start_ + times_.interval; waitForPass(deadline);) {
+  const auto afterFirst = StopRequest::Clock::now();
+  auto deadline = start_ + times_.interval;
+  // The first readings open files, which may take longer than an interval: the first one is longer.
+  while (deadline < afterFirst) deadline += times_.interval;
+  while (waitForPass(deadline)) {
     report_.noteStart(StopRequest::Clock::now() - deadline, times_.interval);
     if (wakesAlways_) wake();
     pass(nowTicks());
@@ -91,6 +95,7 @@ void Sampler::run() {
   }
   // The last pass must not be left out: wait for the writer thread to make room.
   while (queue_.beginFill() == nullptr) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  for (Feature* feature : features_) feature->expectLast();
   wake();
   waitForTicks();
   const unsigned long long stop = nowTicks();
