@@ -58,8 +58,9 @@ std::optional<DeviceStateFeature::Device> DeviceStateFeature::open(const std::st
 void DeviceStateFeature::findDevices() {
   std::vector<std::string> keys;
   for (const std::string& bus : root_->list(kBuses)) {
-    for (const std::string& name : root_->list(std::string(kBuses) + "/" + bus + kDevicesOfBus)) {
-      keys.push_back(bus + kDevicesOfBus + name);
+    const std::string devices = bus + kDevicesOfBus;
+    for (const std::string& name : root_->list(std::string(kBuses).append("/").append(devices))) {
+      keys.push_back(devices + name);
     }
   }
   devices_.meet(keys, [this](const std::string& key) { return open(key); });

@@ -45,8 +45,9 @@ std::optional<GpuFeature::Card> GpuFeature::open(const std::string& name) {
   const std::string prefix = "gt";
   const std::vector<unsigned int> units = root_->listNumbered(folder + prefix, prefix);
   for (const unsigned int number : units) {
-    const std::string unit = name + "/" + prefix + std::to_string(number);
-    const std::string files = folder + prefix + "/" + prefix + std::to_string(number) + "/";
+    const std::string part = prefix + std::to_string(number);
+    const std::string unit = std::string(name).append("/").append(part);
+    const std::string files = std::string(folder).append("gt/").append(part).append("/");
     addGauge(card, files + "rps_cur_freq_mhz", unit, "requested", frequencies_);
     addGauge(card, files + "rps_act_freq_mhz", unit, "actual", frequencies_);
     addTime(card, files + "rc6_residency_ms", unit);

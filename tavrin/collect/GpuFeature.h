@@ -41,7 +41,7 @@ class GpuFeature : public Feature {
   };
 
   void findCards();
-  std::optional<Card> open(const std::string& card);
+  std::optional<Card> open(const std::string& name);
   void addGauge(Card& card, const std::string& path, const std::string& name, const char* value,
                 ValueTable& table);
   void addTime(Card& card, const std::string& path, const std::string& name);
