@@ -36,7 +36,7 @@ class CommandTable {
     const std::size_t first = place + start.size();
     return table_.lines.substr(first, table_.lines.find('\n', first) - first);
   }
-  double number(const std::string& name) const { return std::atof(value(name).c_str()); }
+  double number(const std::string& name) const { return std::strtod(value(name).c_str(), nullptr); }
   const std::string& text() const { return table_.lines; }
 
  private:

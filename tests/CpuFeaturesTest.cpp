@@ -201,6 +201,7 @@ TEST(CpuFeaturesTest, MoreFilesThanMayBeOpenAreReadAllTheSame) {
   const SysTree tree(FileTable{{"/number", "5\n"}});
   const SysRoot root(tree.folder());
   std::vector<OpenFile> files;
+  files.reserve(100);
   for (int i = 0; i < 40; ++i) files.emplace_back(root.path("/number"));
   const auto readAll = [&](unsigned long long expected) {
     for (OpenFile& file : files) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -56,10 +57,12 @@ class PointWriter : public JsonWriter {
   /// Writes a number of at most three decimals, as counters and sensors mostly give: the text is
   /// the library's, which takes several times as long to find it. Returns false for any other.
   bool putThousandths(double value) {
-    constexpr double kMost =
-        1e9;  // below it no other text of as few digits reads back to the value
+    // Below it no other text of as few digits reads back to the value.
+    constexpr double kMost = 1e9;
+    constexpr double kUnit = 0x1p52;  // added to a smaller number, it leaves a whole one
     if (std::signbit(value) || !(value < kMost)) return false;
-    const auto thousandths = static_cast<std::uint64_t>(value * 1000.0 + 0.5);
+    const std::uint64_t thousandths =
+        std::bit_cast<std::uint64_t>(value * 1000.0 + kUnit) - std::bit_cast<std::uint64_t>(kUnit);
     if (static_cast<double>(thousandths) / 1000.0 != value) return false;
     const auto decimals = static_cast<unsigned int>(thousandths % 1000);
     char* const begin = os_->Push(kMostOfNumber);
