@@ -113,6 +113,16 @@ TEST(ProcessTable, TellsWhatHappened) {
        },
        {"5(1) 2-5 /a:a", "6(5) 4-0 /b:b"},
        {"5 of 5 2-5 a", "6 of 5 2-4 t", "6 of 6 4-0 b"}},
+      {"a thread that is found to be of another process is of that one alone",
+       [](ProcessTable& table) {
+         table.started(5, 1, 2 * kSecond, "/a", "a");
+         table.threadStarted(5, 6, 3 * kSecond, "t");
+         table.started(6, 1, 3 * kSecond - 1, "/b", "b");
+         table.ended(5, 4 * kSecond);
+         table.ended(6, 5 * kSecond);
+       },
+       {"5(1) 2-4 /a:a", "6(1) 2-5 /b:b"},
+       {"5 of 5 2-4 a", "6 of 6 3-5 t"}},
       {"what is not known is not made up",
        [](ProcessTable& table) {
          table.ended(5, 1);

@@ -59,7 +59,9 @@ void ProcessTable::beginThread(int pid, int tid, unsigned long long time, const 
   if (isAnother) endThread(tid, time);
   Life* const thread = begin(threads_, tid, time);
   if (thread == nullptr) return;
-  thread->pid = pid;
+  // Whom it was told of before may have been a guess.
+  const auto former = processes_.living.find(std::exchange(thread->pid, pid));
+  if (former != processes_.living.end()) former->second.threads.erase(tid);
   thread->tid = tid;
   learn(thread->name, name);
   const auto process = processes_.living.find(pid);
