@@ -172,6 +172,17 @@ TEST_F(ProcessFeatureTest, NamesProgramsAndThreadsAreLookedAtAgain) {
   EXPECT_EQ(tableLine("cc (8)"), "cc (8) | 40000000 | 6000000 | 4 | 5 | 2048 | 1024");
 }
 
+TEST_F(ProcessFeatureTest, PeakMemoryOutlivesTheProcess) {
+  const std::string switches = "voluntary_ctxt_switches:\t4\nnonvoluntary_ctxt_switches:\t5\n";
+  tree_.put({7, "cc", 100, 50}, switches + "VmHWM:\t    2048 kB\nVmRSS:\t 1024 kB\n");
+  driver().sample(10);
+  // Ended and not waited for: the file tells of memory no more.
+  tree_.put({7, "cc", 100, 250, 0, 0, 1, "Z"}, switches);
+  driver().sample(11);
+  lives();
+  EXPECT_EQ(tableLine("cc (7)"), "cc (7) | 200000000 | 0 | 0 | 0 | 2048 | n/a");
+}
+
 TEST_F(ProcessFeatureTest, TheSumIsWhatWasMeasured) {
   constexpr int kProcesses = 50;
   for (int n = 1; n <= kProcesses; ++n) tree_.put({n, "p", 100, 0});

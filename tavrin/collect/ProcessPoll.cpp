@@ -210,8 +210,11 @@ void ProcessPoll::look(PolledProcess& process) {
   const std::optional<ProcessStat> stat = files_->stat(process.pid);
   if (!stat || stat->start != process.stat.start) return;
   learnIdentity(process, *stat);
-  const std::optional<ProcessStatus> status = files_->status(process.pid);
-  if (status) process.last = status;
+  std::optional<ProcessStatus> status = files_->status(process.pid);
+  if (!status) return;
+  // One that has ended and is not waited for has no memory any more; what it had is known.
+  if (status->peakKiB == 0 && process.last) status->peakKiB = process.last->peakKiB;
+  process.last = status;
 }
 
 void ProcessPoll::noteSpent(PolledProcess& process, unsigned long long spent) {
