@@ -16,9 +16,11 @@ import pty
 import re
 import resource
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import time
 import unittest
 
@@ -76,8 +78,9 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(done.returncode, status, done.stderr)
         return done
 
-    def run_on_terminal(self, command, terminal):
+    def run_on_terminal(self, command, terminal, lines=0, columns=0):
         ours, theirs = pty.openpty()
+        fcntl.ioctl(ours, termios.TIOCSWINSZ, struct.pack("HHHH", lines, columns, 0, 0))
         subprocess.run(command, cwd=self.folder, stdout=theirs, stderr=theirs,
                        env={**os.environ, "TERM": terminal}, timeout=60)
         os.close(theirs)
@@ -221,6 +224,9 @@ class CommandLine(unittest.TestCase):
         printed = self.run_on_terminal([TAVRIN, *watch], "xterm")
         self.assertEqual(printed.count(b"\x1b[H"), 3, printed)
         self.assertNotIn(b"\x1b[", self.run_on_terminal([TAVRIN, *watch], "dumb"))
+        narrow = self.run_on_terminal([TAVRIN, *watch], "xterm", 5, 10)
+        lines = re.sub(rb"\x1b\[\w*", b"", narrow).split(b"\r\n")
+        self.assertEqual(max(map(len, lines)), 10, lines)
         with subprocess.Popen([TAVRIN, "watch", "-i", "10ms"], cwd=self.folder, text=True,
                               stdout=subprocess.PIPE) as live:
             self.assertIn("CPU", live.stdout.readline())

@@ -34,6 +34,15 @@ std::size_t placesOf(const std::string& text) {
       std::ranges::count_if(text, [](char byte) { return (byte & 0xC0) != 0x80; }));
 }
 
+/// As much of the text as takes that many places.
+std::string cutTo(const std::string& text, std::size_t width) {
+  std::size_t end = 0;
+  for (std::size_t places = 0; end < text.size(); ++end) {
+    if ((text[end] & 0xC0) != 0x80 && ++places > width) break;
+  }
+  return text.substr(0, end);
+}
+
 std::string padded(const std::string& text, std::size_t width, bool toTheRight) {
   const std::size_t places = placesOf(text);
   const std::string blanks(width > places ? width - places : 0, ' ');
@@ -106,14 +115,17 @@ std::vector<std::string> LiveScreen::linesOf(const std::vector<LiveTable::Sectio
   return lines;
 }
 
-/// Overwrites line by line, which flickers less than emptying the screen first.
+/// Overwrites line by line, which flickers less than emptying the screen first. What does not fit a
+/// line is cut: a line that the terminal breaks would move all others.
 void LiveScreen::paint(const std::vector<std::string>& lines, double seconds) const {
-  const std::size_t room = std::max(terminalSize(stdout).lines, 4U) - 3;
+  const TerminalSize size = terminalSize(stdout);
+  const std::size_t room = std::max(size.lines, 4U) - 3;
   std::string text = isFirst_ ? "\033[H\033[2J" : "\033[H";
-  text += "tavrin watch  " + fixed(seconds, 1) + " s  Ctrl-C ends it\033[K\n";
-  for (std::size_t i = 0; i < std::min(room, lines.size()); ++i) text += lines[i] + "\033[K\n";
+  const auto add = [&](const std::string& line) { text += cutTo(line, size.columns) + "\033[K\n"; };
+  add("tavrin watch  " + fixed(seconds, 1) + " s  Ctrl-C ends it");
+  for (std::size_t i = 0; i < std::min(room, lines.size()); ++i) add(lines[i]);
   if (lines.size() > room) {
-    text += std::to_string(lines.size() - room) + " more lines (--show, --hide choose)\033[K\n";
+    add(std::to_string(lines.size() - room) + " more lines (--show, --hide choose)");
   }
   text += "\033[J";
   std::fputs(text.c_str(), stdout);
