@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <numeric>
@@ -432,6 +433,8 @@ TEST(CollectTest, FilesBelowTheRoot) {
   EXPECT_EQ(root.readText("/d/none", text), ENOENT);
   EXPECT_EQ(root.readText("/d/cpu10", text), ENODATA);
   EXPECT_EQ(root.readNumber("/d/cpu2", number), EINVAL);
+  ASSERT_EQ(mkfifo(root.path("/d/pipe").c_str(), 0600), 0);
+  EXPECT_EQ(root.readText("/d/pipe", text), ESPIPE) << "or waits for a writer";
   EXPECT_EQ(text, "before");
   EXPECT_EQ(number, 5);
   const std::string large = std::string(100'000, 'y') + "\nend";

@@ -62,9 +62,10 @@ OpenFile& OpenFile::operator=(OpenFile&& other) noexcept {
 
 int OpenFile::open() {
   if (descriptor_ >= 0) return 0;
-  // Close-on-exec keeps the files away from a recorded command.
+  // Close-on-exec keeps the files away from a recorded command. Without waiting: in a copy of the
+  // kernel's files there may be a pipe that nobody writes to, from which no text can be read then.
   while (descriptor_ < 0) {
-    descriptor_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+    descriptor_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor_ < 0 && errno != EINTR) return errno;
   }
   if (place_ == Place::Undecided) takePlace();
