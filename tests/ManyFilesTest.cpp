@@ -23,7 +23,9 @@ void allowFiles(rlim_t count) {
 /// Gives `count` folders `prefix` + N + `suffix` the files of the folder "/shared".
 void share(const SysTree& tree, const std::string& prefix, const std::string& suffix, int count) {
   for (int i = 0; i < count; ++i) {
-    const std::filesystem::path link = tree.folder() + prefix + std::to_string(i) + suffix;
+    std::string name = tree.folder();
+    name.append(prefix).append(std::to_string(i)).append(suffix);
+    const std::filesystem::path link = name;
     std::filesystem::create_directories(link.parent_path());
     std::filesystem::create_directory_symlink(tree.folder() + "/shared", link);
   }
