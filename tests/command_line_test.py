@@ -210,11 +210,12 @@ class CommandLine(unittest.TestCase):
                 self.assertIn(line, told) if names else self.assertNotIn("in memory", told)
 
     def test_watch_shows_each_interval(self):
-        watch = ("watch", "--sysroot", "tree", "-i", "20ms", "-n", "3")
-        rows = self.run_tavrin(*watch, "-f", "interrupts").stdout.split("\n\n")
-        self.assertEqual(len(rows), 3, rows)
-        for row in rows:
-            self.assertRegex(row, r"^ +System Activity +Interrupts /s .*\n +0\.0\d\d  +0\.00 ")
+        watch = ("watch", "--sysroot", "tree", "-i", "100ms", "-n", "3")
+        blocks = self.run_tavrin(*watch, "-f", "interrupts").stdout.split("\n\n")
+        intervals = (2, 3)  # a busy machine may leave one out, of which the next one tells
+        self.assertIn(len(blocks), intervals, blocks)
+        for block in blocks:
+            self.assertRegex(block, r"^ +System Activity +Interrupts /s .*\n +0\.\d\d\d  +0\.00 ")
         chosen = self.run_tavrin(*watch, "--show", "Temperature,Busy", "--hide", "cpu-time").stdout
         self.assertIn("-1.50", chosen)
         self.assertNotIn("Busy", chosen)
@@ -222,7 +223,7 @@ class CommandLine(unittest.TestCase):
                       self.run_tavrin(*watch, "--show", "Bussy", status=2).stderr)
         self.assertEqual(os.listdir(self.folder), ["tree"])
         printed = self.run_on_terminal([TAVRIN, *watch], "xterm")
-        self.assertEqual(printed.count(b"\x1b[H"), 3, printed)
+        self.assertIn(printed.count(b"\x1b[H"), intervals, printed)
         self.assertNotIn(b"\x1b[", self.run_on_terminal([TAVRIN, *watch], "dumb"))
         narrow = self.run_on_terminal([TAVRIN, *watch], "xterm", 5, 10)
         lines = re.sub(rb"\x1b\[\w*", b"", narrow).split(b"\r\n")
