@@ -1,9 +1,9 @@
 #include "tavrin/collect/FrequencyTimes.h"
 
+#include <string_view>
 #include <utility>
 
 #include "hostcommon/NumberText.h"
-#include "tavrin/collect/Counting.h"
 #include "tavrin/collect/TextScan.h"
 
 namespace tavrin {
@@ -27,7 +27,8 @@ const pwr::DataDescriptor* FrequencyTimes::descriptor(unsigned long long kiloher
 }
 
 void FrequencyTimes::add(std::string path, const pwr::EntityHandle* entity) {
-  Policy policy{.file = OpenFile(std::move(path)), .entity = entity};
+  Policy policy{.file = OpenFile(std::move(path))};
+  TimeTable::Descriptors descriptors;
   std::string_view text;
   if (policy.file.readText(text) != 0) return;
   while (!text.empty() && policy.kilohertz.size() < kMostFrequencies) {
@@ -36,23 +37,12 @@ void FrequencyTimes::add(std::string path, const pwr::EntityHandle* entity) {
     unsigned long long jiffies = 0;
     if (!takeNumber(line, kilohertz) || !takeNumber(line, jiffies)) continue;
     policy.kilohertz.push_back(kilohertz);
-    policy.descriptors.push_back(descriptor(kilohertz));
+    descriptors.push_back(descriptor(kilohertz));
   }
-  const std::size_t count = policy.kilohertz.size();
-  if (count == 0) return;
-  policy.carry = ResidencyCarry(count);
-  for (auto* const values : {&policy.before, &policy.now, &policy.ticks}) values->resize(count);
+  if (descriptors.empty()) return;
+  policy.jiffies.resize(descriptors.size());
+  policy.row = times_.add(entity, descriptors);
   policies_.push_back(std::move(policy));
-}
-
-std::vector<pwr::Metric::EntityDescCombo> FrequencyTimes::combinations() const {
-  std::vector<pwr::Metric::EntityDescCombo> combinations;
-  for (const Policy& policy : policies_) {
-    for (const auto* descriptor : policy.descriptors) {
-      combinations.push_back({policy.entity, descriptor});
-    }
-  }
-  return combinations;
 }
 
 /// Lines are a frequency in kHz and the time spent at it. Returns false when they are not those of
@@ -64,17 +54,7 @@ bool FrequencyTimes::read(Policy& policy) {
     std::string_view line = takeLine(text);
     unsigned long long kilohertz = 0;
     if (!takeNumber(line, kilohertz) || kilohertz != policy.kilohertz[i]) return false;
-    if (!takeNumber(line, policy.now[i])) return false;
-  }
-  return true;
-}
-
-/// Sets the ticks of the interval. Returns false when a time has run backwards.
-bool FrequencyTimes::grow(Policy& policy) {
-  for (std::size_t i = 0; i < policy.now.size(); ++i) {
-    const auto growth = growthOf(policy.before[i], policy.now[i], ticksPerJiffy());
-    if (!growth) return false;
-    policy.ticks[i] = *growth;
+    if (!takeNumber(line, policy.jiffies[i])) return false;
   }
   return true;
 }
@@ -82,31 +62,10 @@ bool FrequencyTimes::grow(Policy& policy) {
 void FrequencyTimes::sample(unsigned long long now, const pwr::MetricDescription* metric,
                             SampleBatch& batch) {
   const bool complete = interval_.advance(now);
-  IntervalPoint point(batch, metric, interval_);
   for (Policy& policy : policies_) {
-    const bool isRead = read(policy);
-    const bool wasKnown = std::exchange(policy.isKnown, isRead);
-    if (complete && wasKnown && isRead && grow(policy)) {
-      policy.carry.attribute(interval_.length(), policy.ticks);
-      for (std::size_t i = 0; i < policy.ticks.size(); ++i) {
-        point.add(pwr::Data(policy.ticks[i]), policy.descriptors[i], policy.entity);
-      }
-    } else {
-      policy.carry.restart();
-    }
-    policy.before.swap(policy.now);
+    if (read(policy)) times_.note(policy.row, policy.jiffies);
   }
-}
-
-void FrequencyTimes::remainder(const pwr::MetricDescription* metric, SampleBatch& batch) const {
-  const Interval none;
-  IntervalPoint point(batch, metric, none);
-  for (const Policy& policy : policies_) {
-    const std::vector<unsigned long long> ticks = policy.carry.remainder();
-    for (std::size_t i = 0; i < ticks.size(); ++i) {
-      if (ticks[i] != 0) point.add(pwr::Data(ticks[i]), policy.descriptors[i], policy.entity);
-    }
-  }
+  times_.emit(metric, complete, interval_, batch);
 }
 
 }  // namespace tavrin

@@ -2,12 +2,12 @@
 
 #include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "tavrin/collect/Counting.h"
 #include "tavrin/collect/Interval.h"
 #include "tavrin/collect/OpenFile.h"
-#include "tavrin/collect/ResidencyCarry.h"
+#include "tavrin/collect/TimeTable.h"
 #include "writers/host/Metric.h"
 
 namespace tavrin {
@@ -20,30 +20,29 @@ class FrequencyTimes {
   /// Adds the policy's table in the file `path`, unless it has none.
   void add(std::string path, const pwr::EntityHandle* entity);
   bool empty() const { return policies_.empty(); }
-  std::vector<pwr::Metric::EntityDescCombo> combinations() const;
+  std::vector<pwr::Metric::EntityDescCombo> combinations() const {
+    return times_.describe("Policy").combinations;
+  }
 
   void sample(unsigned long long now, const pwr::MetricDescription* metric, SampleBatch& batch);
-  void remainder(const pwr::MetricDescription* metric, SampleBatch& batch) const;
+  void remainder(const pwr::MetricDescription* metric, SampleBatch& batch) const {
+    times_.remainder(metric, batch);
+  }
 
  private:
   struct Policy {
     OpenFile file;
-    const pwr::EntityHandle* entity = nullptr;
+    std::size_t row = 0;  // in times_
     std::vector<unsigned long long> kilohertz;
-    std::vector<const pwr::DataDescriptor*> descriptors;  // by frequency, as all that follows
-    ResidencyCarry carry{0};
-    std::vector<unsigned long long> before;  // jiffies
-    std::vector<unsigned long long> now;
-    std::vector<unsigned long long> ticks;  // of the interval
-    bool isKnown = false;                   // whether the last pass could read them
+    std::vector<unsigned long long> jiffies;  // by frequency
   };
 
   static bool read(Policy& policy);
-  static bool grow(Policy& policy);
   const pwr::DataDescriptor* descriptor(unsigned long long kilohertz);
 
   Interval interval_;
   std::vector<Policy> policies_;
+  TimeTable times_{ticksPerJiffy()};
   std::map<unsigned long long, const pwr::DataDescriptor*> descriptors_;  // by frequency
 };
 
