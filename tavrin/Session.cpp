@@ -177,8 +177,8 @@ void Session::deliverHeader() {
   deliver(header);
 }
 
-void Session::warnOfLostEvents() const {
-  for (const pwr::LostEvents& lost : metadata_->getLostEvents()) {
+void warnOfLostEvents(const std::vector<pwr::LostEvents>& events) {
+  for (const pwr::LostEvents& lost : events) {
     if (lost.count == 0) continue;
     warn(std::to_string(lost.count) + " events of " + lost.source + " came too fast and are lost");
   }
@@ -189,7 +189,7 @@ std::vector<std::string> Session::finish(bool isWhole) {
   if (unflushed_) flushWriters();
   warnOfNonFinite();
   if (metadata_ != nullptr) {
-    warnOfLostEvents();
+    warnOfLostEvents(metadata_->getLostEvents());
     if (!hasHeader_) deliverHeader();
     summary_.deliver(
         *metadata_, [this](const pwr::MetricContainerInfoMessage& message) { deliver(message); },

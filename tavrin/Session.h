@@ -7,9 +7,13 @@
 
 #include "tavrin/common/MessageSink.h"
 #include "tavrin/summary/SummaryTables.h"
+#include "writers/host/SystemMetadata.h"
 #include "writers/host/WriterPlugin.h"
 
 namespace tavrin {
+
+/// Tells the user which events a run lacks.
+void warnOfLostEvents(const std::vector<pwr::LostEvents>& events);
 
 /// One run of the writers: opens them, hands them every message, adds the header text and the
 /// summary tables at the end, and closes them. Live collection and replay both go through here, so
@@ -63,7 +67,6 @@ class Session final : public MessageSink {
   void deliver(const Message& message);
   void leaveOutNonFinite(pwr::Metric& metric);
   void warnOfNonFinite() const;
-  void warnOfLostEvents() const;
   void flushWriters();
   void deliverHeader();
   std::vector<std::string> close();

@@ -10,6 +10,7 @@
 #include "tavrin/HostSetup.h"
 #include "tavrin/LiveFeatures.h"
 #include "tavrin/PluginLibrary.h"
+#include "tavrin/Session.h"
 #include "tavrin/collect/Interval.h"
 #include "tavrin/collect/KernelTracing.h"
 #include "tavrin/common/MessageSink.h"
@@ -95,6 +96,11 @@ int runWatch(const Options& options) {
     if (std::ferror(stdout) != 0) stop.request();
   }
   sampler.join();
+  if (tracing != nullptr) {
+    tracing->stop(end);
+    tracing->finish(sink);
+    warnOfLostEvents({tracing->lostEvents()});
+  }
   return kExitDone;
 }
 

@@ -271,6 +271,8 @@ TEST(Stream, FaultyLineEndsTheReplayWithItsCause) {
       {"{}", "member \"type\" is missing", Refuses},
       {R"({"type":5})", "member \"type\" is not a string", Refuses},
       {R"({"type":"smaple"})", "unknown type of record: \"smaple\"", Refuses},
+      {R"({"type":")" + std::string(100000, 'y') + "\"}",
+       "unknown type of record: \"" + std::string(375, 'y') + "…", Refuses},
       {R"({"type":"flush","now":true})", "member \"now\" is unknown here", Refuses},
       {R"({"type":"flush","type":"flush"})", "member \"type\" is doubled", Takes},
       {R"({"type":"entity","name":"a"})", "member \"id\" is missing", Refuses},

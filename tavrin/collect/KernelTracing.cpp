@@ -162,16 +162,19 @@ unsigned long long KernelTracing::lost() const {
   return lost;
 }
 
-void KernelTracing::describe(EventGroup group, pwr::SystemDescription& system) const {
-  if (group == EventGroup::Process) lives_->describe(system);
-  if (group != groups_.front() || lost() == 0) return;
+pwr::LostEvents KernelTracing::lostEvents() const {
   std::string where;
   for (const TraceSource::Counts& counts : counts_) {
     if (counts.lost == 0) continue;
     where.append(where.empty() ? "CPU" : ", CPU").append(std::to_string(counts.cpu));
     where.append(": ").append(std::to_string(counts.lost));
   }
-  system.lostEvents.push_back({"the kernel's trace buffers (" + where + ")", lost()});
+  return {"the kernel's trace buffers (" + where + ")", lost()};
+}
+
+void KernelTracing::describe(EventGroup group, pwr::SystemDescription& system) const {
+  if (group == EventGroup::Process) lives_->describe(system);
+  if (group == groups_.front() && lost() > 0) system.lostEvents.push_back(lostEvents());
 }
 
 }  // namespace tavrin

@@ -47,6 +47,8 @@ class KernelTracing {
   /// After `finish`: how many known events were taken, and how many of any kind were lost.
   unsigned long long taken() const;
   unsigned long long lost() const;
+  /// Where they were lost; with a count of 0 when none was.
+  pwr::LostEvents lostEvents() const;
 
  private:
   static constexpr unsigned long long kNotStopped = ~0ULL;

@@ -124,11 +124,12 @@ int TraceInstance::openBuffer(unsigned int cpu) {
 
 int TraceInstance::remove() {
   if (instance_ == nullptr) return 0;
-  abort_.reset();
   for (const int descriptor : buffers_) close(descriptor);
-  buffers_.clear();
   instance_.reset();
   const int cause = removeFolder(folder_);
+  // Only now: an abort before this removes the instance, whatever of it is left.
+  abort_.reset();
+  buffers_.clear();
   close(lock_);
   return cause == ENOENT ? 0 : cause;
 }
