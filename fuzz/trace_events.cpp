@@ -17,8 +17,8 @@ constexpr int kFirstId = 1;
 
 /// Fields one behind the other, as the kernel would lay them out.
 std::string formatOf(const tavrin::KnownEvent& event, int id) {
-  static const std::set<std::string> texts{"next_comm", "child_comm", "filename",    "comm",
-                                           "name",      "type",       "thermal_zone"};
+  static const std::set<std::string> texts{"next_comm", "child_comm",   "filename", "comm",  "name",
+                                           "type",      "thermal_zone", "device",   "pm_ops"};
   std::string format = "name: " + std::string(event.name) + "\nID: " + std::to_string(id) +
                        "\nformat:\n"
                        "\tfield:unsigned short common_type;\toffset:0;\tsize:2;\tsigned:0;\n"
@@ -70,7 +70,8 @@ void turn(std::span<const std::byte> input) {
   tavrin::ProcessTable processes;
   tavrin::EventMetrics metrics({.processes = &processes});
   unsigned int container = 0;
-  for (const auto group : {Idle, Frequency, Schedule, Process, Wakeup, DevicePower, Thermal}) {
+  for (const auto group :
+       {Idle, Frequency, Schedule, Process, Wakeup, DevicePower, Thermal, Regulator, Clock}) {
     metrics.describe(group, ++container, "fuzzed");
   }
   Totals totals;

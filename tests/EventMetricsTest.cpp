@@ -1,48 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
+#include "MessageText.h"
+#include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
 #include "tavrin/events/EventMetrics.h"
+#include "tavrin/events/OtherGroup.h"
 #include "tavrin/summary/MetricTotals.h"
 
 namespace tavrin {
 namespace {
-
-/// Tells samples as text, a line each: "Metric entity@start+length value PID=1 …".
-class TextSink : public MessageSink {
- public:
-  void metric(pwr::Metric& metric) override {
-    const pwr::DataElement& element = metric.getData().elements.at(0);
-    lines += metric.getName() + " ";
-    if (element.getEntity() != nullptr) lines += element.getEntity()->getName();
-    lines += "@" + std::to_string(metric.getData().timestamp);
-    if (element.getDuration() != 0) lines += "+" + std::to_string(element.getDuration());
-    lines += " " + shown(*element.getValue());
-    if (element.getAttributes() != nullptr) {
-      for (const auto& [attribute, value] : *element.getAttributes()) {
-        lines += " " + attribute->getName() + "=" + shown(value);
-      }
-    }
-    lines += "\n";
-  }
-  void system(const pwr::SystemMetadata& /*metadata*/) override {}
-  void container(const pwr::MetricContainerInfoMessage& /*message*/) override {}
-  void remainder(pwr::Metric& /*metric*/) override {}
-  void table(const pwr::TableMessage& /*message*/) override {}
-  void text(const pwr::TextMessage& /*message*/) override {}
-  void id(const pwr::IdMessage& /*message*/) override {}
-  void flush() override {}
-
-  std::string lines;
-
- private:
-  static std::string shown(const pwr::Data& value) {
-    std::string shown;
-    value.toString(shown);
-    return shown;
-  }
-};
 
 EventFacts twoCpus() {
   EventFacts facts;
@@ -165,6 +134,29 @@ std::vector<Scenario> otherScenarios() {
        "Runtime PM Status 0000:00:1f.3@11+1 suspending\n"
        "Runtime PM Status 0000:00:1f.3@12+3 suspended\n"
        "Runtime PM Status 0000:00:1f.3@15+5 status -7\n"},
+      {"callbacks of devices last until they return; what returns without having begun is nothing",
+       DevicePower,
+       {{10, 0, DeviceCallbackEvent{"usb1", true, "noirq bus", "suspend"}},
+        {12, 1, DeviceCallbackEvent{"nvme0", false}},
+        {14, 1, DeviceCallbackEvent{"usb1", false}},
+        {20, 0, DeviceCallbackEvent{"usb1", true, "bus", "resume"}}},
+       25,
+       "Device PM Callbacks usb1@10+4 noirq bus suspend\n"
+       "Device PM Callbacks usb1@20+5 bus resume\n"},
+      {"regulators",
+       Regulator,
+       {{10, 0, RegulatorEvent{"vdd", "enabling"}}, {12, 0, RegulatorEvent{"vdd", "enabled"}}},
+       20,
+       "Regulator State vdd@10+2 enabling\nRegulator State vdd@12+8 enabled\n"},
+      {"clocks; all are unknown after a loss",
+       Clock,
+       {{10, 0, ClockEvent{"uart", true}},
+        {11, 0, ClockRateEvent{"uart", 48500000}},
+        {15, 1, LostEvents{}},
+        {18, 0, ClockEvent{"uart", false}}},
+       20,
+       "Clock State uart@10+5 enabled\nClock Rate uart@11+4 48.5\n"
+       "Clock State uart@18+2 disabled\n"},
       {"zones and cooling devices",
        Thermal,
        {{10, 0, TemperatureEvent{"x86_pkg_temp", 55500}},
@@ -185,7 +177,7 @@ void check(const Scenario& scenario) {
     EXPECT_EQ(metric->containerId, 3U);
     EXPECT_EQ(metric->featureTag, "some-trace");
   }
-  TextSink sink;
+  MessageText sink;
   for (const KernelEvent& event : scenario.events) metrics.add(event, sink);
   metrics.finish(scenario.stop, sink);
   EXPECT_EQ(sink.lines, scenario.expected);
@@ -197,7 +189,7 @@ TEST(EventMetrics, TurnsEventsIntoStatesAndEvents) {
 }
 
 /// Adds up what is delivered.
-class TotalsSink : public TextSink {
+class TotalsSink : public MessageText {
  public:
   explicit TotalsSink(const pwr::MetricDescription* metric) : totals(metric) {}
   void metric(pwr::Metric& metric) override { totals.add(metric.getData()); }
@@ -207,7 +199,7 @@ class TotalsSink : public TextSink {
 TEST(EventMetrics, ACpuThatIsGoneHasNoStateUntilItsNextEvent) {
   EventMetrics metrics(twoCpus());
   metrics.describe(EventGroup::Schedule, 1, "sched-trace");
-  TextSink sink;
+  MessageText sink;
   metrics.add({10, 0, SwitchEvent{0, "swapper/0"}}, sink);
   metrics.add({10, 1, SwitchEvent{0, "swapper/1"}}, sink);
   metrics.forgetCpu(1, 30, sink);
@@ -222,11 +214,57 @@ TEST(EventMetrics, ACpuThatIsGoneHasNoStateUntilItsNextEvent) {
 TEST(EventMetrics, LeavesGroupsAloneThatNobodyWants) {
   EventMetrics metrics(twoCpus());
   metrics.describe(EventGroup::Idle, 1, "cstate-trace");
-  TextSink sink;
+  MessageText sink;
   metrics.add({10, 0, SwitchEvent{5, "five"}}, sink);
   metrics.add({20, 0, WakeupSourceEvent{"rtc", true}}, sink);
   metrics.finish(30, sink);
   EXPECT_EQ(sink.lines, "");
+}
+
+OtherEvent other(const std::vector<EventField>& fields, std::string_view text = {}) {
+  return {.fields = fields, .text = text, .task = 71, .taskName = "worker"};
+}
+
+TEST(EventMetrics, OtherEventsHaveMetricsOfTheirNames) {
+  EventMetrics metrics(twoCpus());
+  EXPECT_TRUE(metrics.describe(EventGroup::Other, 4, "event-trace").empty());
+  MessageText sink;
+  const std::vector<EventField> first{{"pid", 5LL}, {"comm", "a\nb"}};
+  const std::vector<EventField> second{{"comm", "c"}, {"pid", 1ULL << 63U}, {"extra", 7LL}};
+  metrics.add({10, 0, other(first), "sched_wakeup"}, sink);
+  metrics.add({11, 1, other(second), "sched_wakeup"}, sink);
+  metrics.add({12, 1, LostEvents{}}, sink);
+  metrics.add({13, 1, other({}, "B|7|draw"), "print"}, sink);
+  metrics.add({14, 1, OtherEvent{}, "print"}, sink);
+  metrics.tellProcess(71, 69);
+  metrics.add({15, 9, other({}, "E"), "print"}, sink);
+  EXPECT_EQ(sink.lines,
+            "sched_wakeup CPU0@10 sched_wakeup PID=70 TID=71 Task=worker pid=5 comm=a\\x0ab\n"
+            "sched_wakeup CPU1@11 sched_wakeup PID=70 TID=71 Task=worker comm=c"
+            " +pid=9223372036854775808 +extra=7\n"
+            "print CPU1@13 B|7|draw PID=70 TID=71 Task=worker\n"
+            "print CPU1@14 print\n"
+            "print CPU9@15 E PID=69 TID=71 Task=worker\n");
+}
+
+TEST(EventMetrics, BoundsMetricsAndFieldsOfOtherEvents) {
+  EventMetrics metrics(twoCpus());
+  metrics.describe(EventGroup::Other, 1, "event-trace");
+  const LogCapture log;
+  MessageText sink;
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < OtherGroup::kMostFields + 9; ++i) names.push_back(std::to_string(i));
+  std::vector<EventField> fields;
+  for (const std::string& name : names) fields.push_back({name, 1LL});
+  metrics.add({1, 0, other(fields), "wide"}, sink);
+  EXPECT_EQ(std::ranges::count(sink.lines, '='), 3 + static_cast<long>(OtherGroup::kMostFields));
+  for (std::size_t i = 0; i < OtherGroup::kMostMetrics + 9; ++i) {
+    const std::string name = "event" + std::to_string(i);
+    metrics.add({2, 0, OtherEvent{}, name}, sink);
+  }
+  EXPECT_EQ(static_cast<std::size_t>(std::ranges::count(sink.lines, '\n')),
+            OtherGroup::kMostMetrics);
+  EXPECT_EQ(std::ranges::count(log.all(), '\n'), 2) << log.all();
 }
 
 TEST(EventMetrics, TellsLifetimesOfWhatBeginsAndEnds) {
@@ -235,7 +273,7 @@ TEST(EventMetrics, TellsLifetimesOfWhatBeginsAndEnds) {
   facts.processes = &processes;
   EventMetrics metrics(std::move(facts));
   metrics.describe(EventGroup::Process, 1, "process-trace");
-  TextSink sink;
+  MessageText sink;
   metrics.add({100, 0, ForkEvent{71, 200, "sh"}}, sink);
   metrics.add({200, 0, ExecEvent{200, "/usr/bin/a-program-of-a-long-name"}}, sink);
   metrics.add({300, 0, NewTaskEvent{200, 201, true}}, sink);

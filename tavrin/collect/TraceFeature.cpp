@@ -2,29 +2,9 @@
 
 namespace tavrin {
 
-namespace {
-
-constexpr TraceFeature::Description kTraceFeatures[] = {
-    {EventGroup::Idle, "cstate-trace", "CPU C-State Trace",
-     "Each entry of a CPU into a sleep state"},
-    {EventGroup::Frequency, "pstate-trace", "CPU Frequency Trace",
-     "Each change of a CPU's frequency"},
-    {EventGroup::Schedule, "sched-trace", "Scheduler Trace", "Which task each CPU runs and when"},
-    {EventGroup::Process, "process-trace", "Process Trace",
-     "Forks, execs and exits of processes and threads"},
-    {EventGroup::Wakeup, "wakeup-trace", "Wakeup Source Trace",
-     "When wakeup sources keep the system awake"},
-    {EventGroup::DevicePower, "device-trace", "Device Power Trace",
-     "Runtime power management of devices"},
-    {EventGroup::Thermal, "thermal-trace", "Thermal Trace",
-     "Trips of thermal zones and states of cooling devices"},
-};
-
-}  // namespace
-
-TraceFeature::TraceFeature(const Description& description, std::shared_ptr<KernelTracing> tracing)
-    : Feature(description.tag, description.containerName, description.help),
-      group_(description.group),
+TraceFeature::TraceFeature(const EventGroupNames& names, std::shared_ptr<KernelTracing> tracing)
+    : Feature(names.tag, names.containerName, names.help),
+      group_(names.group),
       tracing_(std::move(tracing)) {}
 
 std::string TraceFeature::probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) {
@@ -37,8 +17,9 @@ std::string TraceFeature::probe(const SysRoot& root, CpuEntities& cpus, unsigned
 std::vector<std::unique_ptr<Feature>> createTraceFeatures(std::shared_ptr<ProcessTable> lives) {
   const auto tracing = std::make_shared<KernelTracing>(std::move(lives));
   std::vector<std::unique_ptr<Feature>> features;
-  for (const TraceFeature::Description& description : kTraceFeatures) {
-    features.push_back(std::make_unique<TraceFeature>(description, tracing));
+  for (const EventGroupNames& names : eventGroups()) {
+    if (names.group == EventGroup::Other) continue;
+    features.push_back(std::make_unique<TraceFeature>(names, tracing));
   }
   return features;
 }

@@ -4,21 +4,14 @@
 
 #include "tavrin/collect/Feature.h"
 #include "tavrin/collect/KernelTracing.h"
+#include "tavrin/events/EventGroups.h"
 
 namespace tavrin {
 
 /// One group of the kernel's trace events. Its messages come from `KernelTracing`, not from passes.
 class TraceFeature : public Feature {
  public:
-  /// What there is to know of a feature apart from its events.
-  struct Description {
-    EventGroup group;
-    const char* tag;
-    const char* containerName;
-    const char* help;
-  };
-
-  TraceFeature(const Description& description, std::shared_ptr<KernelTracing> tracing);
+  TraceFeature(const EventGroupNames& names, std::shared_ptr<KernelTracing> tracing);
 
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
   void sample(unsigned long long /*now*/, SampleBatch& /*batch*/) override {}

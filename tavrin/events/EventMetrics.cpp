@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tavrin/events/CpuGroups.h"
+#include "tavrin/events/OtherGroup.h"
 #include "tavrin/events/ProcessGroup.h"
 #include "tavrin/events/ThingGroups.h"
 
@@ -15,7 +16,8 @@ constexpr std::array kGroupOfKind{
     EventGroup::Idle,        EventGroup::Frequency,   EventGroup::Schedule, EventGroup::Process,
     EventGroup::Process,     EventGroup::Process,     EventGroup::Process,  EventGroup::Wakeup,
     EventGroup::DevicePower, EventGroup::DevicePower, EventGroup::Thermal,  EventGroup::Thermal,
-    EventGroup::Thermal};
+    EventGroup::Thermal,     EventGroup::Regulator,   EventGroup::Clock,    EventGroup::Clock,
+    EventGroup::DevicePower, EventGroup::Other};
 static_assert(kGroupOfKind.size() + 1 == std::variant_size_v<KernelEvent::What>);
 static_assert(
     std::is_same_v<std::variant_alternative_t<kGroupOfKind.size(), KernelEvent::What>, LostEvents>);
@@ -36,9 +38,15 @@ std::unique_ptr<MetricGroup> createGroup(EventGroup group, EventShared& shared,
     case EventGroup::DevicePower:
       return std::make_unique<DeviceGroup>(shared, place);
     case EventGroup::Thermal:
+      return std::make_unique<ThermalGroup>(shared, place);
+    case EventGroup::Regulator:
+      return std::make_unique<RegulatorGroup>(shared, place);
+    case EventGroup::Clock:
+      return std::make_unique<ClockGroup>(shared, place);
+    case EventGroup::Other:
       break;
   }
-  return std::make_unique<ThermalGroup>(shared, place);
+  return std::make_unique<OtherGroup>(shared, place);
 }
 
 }  // namespace
@@ -47,6 +55,11 @@ EventMetrics::EventMetrics(EventFacts facts)
     : shared_(std::make_unique<EventShared>(std::move(facts))) {}
 
 EventMetrics::~EventMetrics() = default;
+
+std::optional<EventGroup> EventMetrics::groupOf(const KernelEvent& event) {
+  const std::size_t kind = event.what.index();
+  return kind < kGroupOfKind.size() ? std::optional(kGroupOfKind[kind]) : std::nullopt;
+}
 
 std::vector<const pwr::MetricDescription*> EventMetrics::describe(EventGroup group,
                                                                   unsigned int containerId,
@@ -59,9 +72,17 @@ std::vector<const pwr::MetricDescription*> EventMetrics::describe(EventGroup gro
   return created->metrics();
 }
 
+void EventMetrics::tellProcess(int task, int process) {
+  shared_->tasks().tell(task, process);
+}
+
 void EventMetrics::add(const KernelEvent& event, MessageSink& sink) {
   time_ = std::max(time_, event.time);
-  const KernelEvent inOrder{.time = time_, .cpu = event.cpu, .what = event.what};
+  const KernelEvent inOrder{.time = time_,
+                            .cpu = event.cpu,
+                            .what = event.what,
+                            .name = event.name,
+                            .system = event.system};
   if (std::holds_alternative<LostEvents>(event.what)) {
     for (auto& [kind, group] : groups_) group->add(inOrder, sink);
   } else if (MetricGroup* const group = groupOfKind_[event.what.index()]) {

@@ -3,6 +3,7 @@
 #include <array>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,20 @@ namespace tavrin {
 class EventShared;
 class MetricGroup;
 
-/// What belongs together: the metrics of one container.
-enum class EventGroup { Idle, Frequency, Schedule, Process, Wakeup, DevicePower, Thermal };
+/// What belongs together: the metrics of one container. `Other` are the events that nothing is
+/// known of but their fields.
+enum class EventGroup {
+  Idle,
+  Frequency,
+  Schedule,
+  Process,
+  Wakeup,
+  DevicePower,
+  Thermal,
+  Regulator,
+  Clock,
+  Other,
+};
 
 /// What is known of the machine that the events are of. All of it may be empty.
 struct EventFacts {
@@ -36,11 +49,12 @@ struct EventFacts {
 /// Turns kernel events, whatever their source, into the messages of metrics. It sets the names,
 /// units and kinds of these metrics, and nothing else does.
 ///
-/// States (idle, frequency, running task, wakeup sources, devices, cooling) are transitions, each
-/// delivered when it is over, with its length. What comes before the first event about something is
-/// unknown and has no message; so is what comes after a loss of events, until the next event.
-/// Everything else is an event. Things that events name, and CPUs that are not among the facts,
-/// become entities when they first appear.
+/// States (idle, frequency, running task, wakeup sources, devices, cooling, regulators, clocks) are
+/// transitions, each delivered when it is over, with its length. What comes before the first event
+/// about something is unknown and has no message; so is what comes after a loss of events, until
+/// the next event. Everything else is an event. Things that events name, and CPUs that are not
+/// among the facts, become entities when they first appear. An event of the group `Other` is one of
+/// a metric with its own name, which is created when it first appears.
 ///
 /// Calls: `describe` for the groups that are wanted, `add` for each event, and `forgetCpu`, then
 /// `finish`.
@@ -51,9 +65,16 @@ class EventMetrics {
   EventMetrics(const EventMetrics&) = delete;
   EventMetrics& operator=(const EventMetrics&) = delete;
 
+  /// The group that takes the event; nothing for a loss, which is of all groups.
+  static std::optional<EventGroup> groupOf(const KernelEvent& event);
+
   /// Creates the group's metrics, in the container and under the tag of a feature. Once per group.
   std::vector<const pwr::MetricDescription*> describe(EventGroup group, unsigned int containerId,
                                                       const std::string& tag);
+
+  bool isDescribed(EventGroup group) const { return groups_.contains(group); }
+  /// The task belongs to the process, as the source has told apart from events.
+  void tellProcess(int task, int process);
 
   /// Events have to come in the order of time; one that is too early counts as of the time of the
   /// one before. Events of groups that are not described have no effect.

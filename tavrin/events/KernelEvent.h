@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string_view>
 #include <variant>
 
@@ -7,8 +8,8 @@ namespace tavrin {
 
 /// What the kernel's trace events say, without where they come from: a ring buffer that is read
 /// live, or a recording. Names follow the kernel's (Documentation/trace/events-power.rst,
-/// include/trace/events/{power,rpm,sched,task,thermal}.h). Texts are valid during the call that
-/// hands an event over.
+/// include/trace/events/{clk,power,regulator,rpm,sched,task,thermal}.h). Texts and fields are valid
+/// during the call that hands an event over.
 
 /// `power:cpu_idle`: a CPU enters an idle state, or leaves it where the state is `kLeft`.
 struct IdleEvent {
@@ -91,18 +92,70 @@ struct CoolingEvent {
   unsigned long long state = 0;
 };
 
+/// `regulator:regulator_enable`, `regulator:regulator_disable` and the `…_complete` of each.
+struct RegulatorEvent {
+  std::string_view regulator;
+  std::string_view state;  ///< from now on: "enabling", "enabled", "disabling", "disabled"
+};
+
+/// `clk:clk_enable_complete` and `clk:clk_disable_complete`; of older kernels `power:clock_enable`
+/// and `power:clock_disable`.
+struct ClockEvent {
+  std::string_view clock;
+  bool isEnabled = false;
+};
+
+/// `clk:clk_set_rate_complete`; of older kernels `power:clock_set_rate`.
+struct ClockRateEvent {
+  std::string_view clock;
+  unsigned long long hertz = 0;
+};
+
+/// `power:device_pm_callback_start` and `power:device_pm_callback_end`: what a device is asked to
+/// do when the whole system falls asleep or wakes up.
+struct DeviceCallbackEvent {
+  std::string_view device;
+  bool isBegin = false;
+  std::string_view operations{};  ///< whose the callback is: "noirq bus"; of a begin only
+  std::string_view verb{};        ///< "suspend"; of a begin only
+};
+
+/// A field of an event.
+struct EventField {
+  using Value = std::variant<long long, unsigned long long, std::string_view>;
+
+  std::string_view name;
+  Value value;
+};
+
+/// Any other event, also one of a known name without the fields that it needs.
+struct OtherEvent {
+  std::span<const EventField> fields;
+  /// What it says, where that is one text (`ftrace:print`, `ftrace:bprint`); else empty.
+  std::string_view text{};
+  int task = -1;  ///< that ran; negative where it is not known
+  std::string_view taskName{};
+};
+
 /// Not of the kernel: events of the event's CPU after this time may be missing.
-struct LostEvents {};
+struct LostEvents {
+  unsigned long long count = 0;  ///< how many; 0 where nobody tells
+};
 
 struct KernelEvent {
   using What =
       std::variant<IdleEvent, FrequencyEvent, SwitchEvent, NewTaskEvent, ForkEvent, ExecEvent,
                    ExitEvent, WakeupSourceEvent, DeviceRequestEvent, DeviceStatusEvent,
-                   TemperatureEvent, TripEvent, CoolingEvent, LostEvents>;
+                   TemperatureEvent, TripEvent, CoolingEvent, RegulatorEvent, ClockEvent,
+                   ClockRateEvent, DeviceCallbackEvent, OtherEvent, LostEvents>;
 
   unsigned long long time = 0;  ///< ticks
   unsigned int cpu = 0;         ///< on which it happened
   What what;
+  /// The kernel's name of the event and of the system that it belongs to, where the source tells
+  /// them: a recording has the name of each event, a live source of none.
+  std::string_view name{};
+  std::string_view system{};
 };
 
 }  // namespace tavrin

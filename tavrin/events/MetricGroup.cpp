@@ -78,4 +78,10 @@ void ThingStates::change(std::string_view name, unsigned long long time, pwr::Da
   trace_.change(place->second, time, std::move(value), nullptr, sink);
 }
 
+void ThingStates::forget(std::string_view name, unsigned long long time, MessageSink& sink) {
+  const pwr::EntityHandle* const entity = things_.find(name);
+  const auto place = numbers_.find(entity);
+  if (place != numbers_.end()) trace_.forget(place->second, time, sink);
+}
+
 }  // namespace tavrin

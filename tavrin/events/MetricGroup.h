@@ -92,6 +92,11 @@ class NamedThings {
 
   /// Null for one too many.
   const pwr::EntityHandle* operator[](std::string_view name);
+  /// Null for one that has not been named.
+  const pwr::EntityHandle* find(std::string_view name) const {
+    const auto found = entities_.find(name);
+    return found == entities_.end() ? nullptr : found->second;
+  }
 
  private:
   const char* const level_;
@@ -104,6 +109,8 @@ class ThingStates {
   ThingStates(TracedMetric metric, const char* level) : trace_(std::move(metric)), things_(level) {}
 
   void change(std::string_view name, unsigned long long time, pwr::Data value, MessageSink& sink);
+  /// Ends the state of the thing.
+  void forget(std::string_view name, unsigned long long time, MessageSink& sink);
   /// Of all things.
   void finish(unsigned long long time, MessageSink& sink) { trace_.finish(time, sink); }
 

@@ -42,6 +42,13 @@ void TaskTable::begin(int task, int process) {
   tasks_.insert_or_assign(task, Task{.process = process});
 }
 
+void TaskTable::tell(int task, int process) {
+  Task& known = find(task);
+  if (known.process == process) return;
+  known.process = process;
+  known.appearance.attributes = nullptr;
+}
+
 TaskTable::Task& TaskTable::find(int task) {
   const auto found = tasks_.find(task);
   if (found != tasks_.end()) return found->second;

@@ -28,6 +28,8 @@ class TaskTable {
 
   /// A task begins, whose number may have been that of another one.
   void begin(int task, int process);
+  /// The process of a task of which nothing new is told.
+  void tell(int task, int process);
   bool isKnown(int task) const { return tasks_.contains(task); }
   void end(int task) { tasks_.erase(task); }
 

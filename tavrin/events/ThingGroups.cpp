@@ -3,6 +3,7 @@
 #include <array>
 
 #include "hostcommon/Descriptions.h"
+#include "tavrin/common/PlainText.h"
 
 namespace tavrin {
 
@@ -11,6 +12,7 @@ namespace {
 using Type = pwr::Metric::MetricType;
 
 constexpr double kMillidegrees = 1000.0;
+constexpr double kHertzPerMegahertz = 1e6;
 
 /// In the order of the kernel's `enum rpm_status`, whose first value is -1.
 constexpr std::array<const char*, 6> kDeviceStates{"invalid",   "active",     "resuming",
@@ -62,7 +64,11 @@ DeviceGroup::DeviceGroup(EventShared& /*shared*/, const Place& place)
       devices_("Device"),
       requests_(addMetric(description("Runtime PM Requests", Type::TracedEvent, stateQuantity(),
                                       "Device", "Request"),
-                          place, "Request")) {}
+                          place, "Request")),
+      callbacks_(addMetric(description("Device PM Callbacks", Type::TracedValueTransition,
+                                       stateQuantity(), "Device", "Callback"),
+                           place, "Callback"),
+                 "Device") {}
 
 void DeviceGroup::add(const KernelEvent& event, MessageSink& sink) {
   if (const auto* const change = std::get_if<DeviceStatusEvent>(&event.what)) {
@@ -72,9 +78,18 @@ void DeviceGroup::add(const KernelEvent& event, MessageSink& sink) {
     if (device == nullptr) return;
     requests_.deliver(event.time, 0, device, pwr::Data(std::string(request->request)), nullptr,
                       sink);
+  } else if (const auto* const callback = std::get_if<DeviceCallbackEvent>(&event.what)) {
+    if (!callback->isBegin) return callbacks_.forget(callback->device, event.time, sink);
+    const std::string name = std::string(callback->operations) + " " + std::string(callback->verb);
+    callbacks_.change(callback->device, event.time, pwr::Data(escaped(name)), sink);
   } else {
-    states_.finish(event.time, sink);
+    finish(event.time, sink);
   }
+}
+
+void DeviceGroup::finish(unsigned long long time, MessageSink& sink) {
+  states_.finish(time, sink);
+  callbacks_.finish(time, sink);
 }
 
 ThermalGroup::ThermalGroup(EventShared& /*shared*/, const Place& place)
@@ -112,6 +127,49 @@ void ThermalGroup::add(const KernelEvent& event, MessageSink& sink) {
 void ThermalGroup::finish(unsigned long long time, MessageSink& sink) {
   temperatures_.finish(time, sink);
   cooling_.finish(time, sink);
+}
+
+RegulatorGroup::RegulatorGroup(EventShared& /*shared*/, const Place& place)
+    : states_(addMetric(description("Regulator State", Type::TracedValueTransition, stateQuantity(),
+                                    "Regulator", "State",
+                                    {"enabled", "disabling", "disabled", "enabling"}),
+                        place, "State"),
+              "Regulator") {}
+
+void RegulatorGroup::add(const KernelEvent& event, MessageSink& sink) {
+  const auto* const change = std::get_if<RegulatorEvent>(&event.what);
+  if (change == nullptr) return states_.finish(event.time, sink);
+  states_.change(change->regulator, event.time, pwr::Data(std::string(change->state)), sink);
+}
+
+ClockGroup::ClockGroup(EventShared& /*shared*/, const Place& place)
+    : states_(addMetric(description("Clock State", Type::TracedValueTransition, stateQuantity(),
+                                    "Clock", "State", {"enabled", "disabled"}),
+                        place, "State"),
+              "Clock"),
+      rates_(addMetric(description("Clock Rate", Type::TracedValueTransition,
+                                   pwr::createQuantity({.type = pwr::QuantityType::Frequency,
+                                                        .name = "Frequency",
+                                                        .units = "MHz"}),
+                                   "Clock", "Rate"),
+                       place, "Rate"),
+             "Clock") {}
+
+void ClockGroup::add(const KernelEvent& event, MessageSink& sink) {
+  if (const auto* const change = std::get_if<ClockEvent>(&event.what)) {
+    states_.change(change->clock, event.time, pwr::Data(change->isEnabled ? "enabled" : "disabled"),
+                   sink);
+  } else if (const auto* const rate = std::get_if<ClockRateEvent>(&event.what)) {
+    rates_.change(rate->clock, event.time,
+                  pwr::Data(static_cast<double>(rate->hertz) / kHertzPerMegahertz), sink);
+  } else {
+    finish(event.time, sink);
+  }
+}
+
+void ClockGroup::finish(unsigned long long time, MessageSink& sink) {
+  states_.finish(time, sink);
+  rates_.finish(time, sink);
 }
 
 }  // namespace tavrin

@@ -15,17 +15,19 @@ class WakeupGroup final : public MetricGroup {
   ThingStates states_;
 };
 
-/// Runtime power management: the status of devices, and what is asked of them.
+/// Runtime power management: the status of devices, and what is asked of them. When the whole
+/// system falls asleep or wakes up, how long each of their callbacks takes.
 class DeviceGroup final : public MetricGroup {
  public:
   DeviceGroup(EventShared& shared, const Place& place);
   void add(const KernelEvent& event, MessageSink& sink) override;
-  void finish(unsigned long long time, MessageSink& sink) override { states_.finish(time, sink); }
+  void finish(unsigned long long time, MessageSink& sink) override;
 
  private:
   ThingStates states_;
   NamedThings devices_;
   TracedMetric requests_;
+  ThingStates callbacks_;
 };
 
 /// Temperatures as thermal zones read them, their trips, and the states of cooling devices.
@@ -40,6 +42,29 @@ class ThermalGroup final : public MetricGroup {
   ThingStates cooling_;
   NamedThings zones_;
   TracedMetric trips_;
+};
+
+/// Which voltage regulators are enabled.
+class RegulatorGroup final : public MetricGroup {
+ public:
+  RegulatorGroup(EventShared& shared, const Place& place);
+  void add(const KernelEvent& event, MessageSink& sink) override;
+  void finish(unsigned long long time, MessageSink& sink) override { states_.finish(time, sink); }
+
+ private:
+  ThingStates states_;
+};
+
+/// Which clocks are enabled, and their rates.
+class ClockGroup final : public MetricGroup {
+ public:
+  ClockGroup(EventShared& shared, const Place& place);
+  void add(const KernelEvent& event, MessageSink& sink) override;
+  void finish(unsigned long long time, MessageSink& sink) override;
+
+ private:
+  ThingStates states_;
+  ThingStates rates_;
 };
 
 }  // namespace tavrin

@@ -11,6 +11,7 @@
 namespace tavrin {
 
 using EventAttributes = std::shared_ptr<const pwr::AttributeValueManager>;
+using EventInfo = std::shared_ptr<const pwr::DynamicAttributeValueManager>;
 
 /// Delivers the samples of one metric one by one, always in the same message: a sample of a number
 /// or a short text allocates nothing.
@@ -23,6 +24,12 @@ class TracedMetric {
   void deliver(unsigned long long time, unsigned long long durationTicks,
                const pwr::EntityHandle* entity, pwr::Data value, EventAttributes attributes,
                MessageSink& sink) {
+    deliver(time, durationTicks, entity, std::move(value), std::move(attributes), nullptr, sink);
+  }
+  /// `info`: attributes that the metric does not announce.
+  void deliver(unsigned long long time, unsigned long long durationTicks,
+               const pwr::EntityHandle* entity, pwr::Data value, EventAttributes attributes,
+               EventInfo info, MessageSink& sink) {
     pwr::Metric::DataPoint& point = message_.editData();
     point.timestamp = time;
     point.elements.resize(1);  // the sink may have taken it
@@ -30,6 +37,7 @@ class TracedMetric {
     element.reset(descriptor_, entity, durationTicks);
     element.setValue(std::move(value));
     element.setAttributes(std::move(attributes));
+    if (info != nullptr) element.setAdditionalInfo(std::move(info));
     sink.metric(message_);
   }
 

@@ -37,6 +37,33 @@ What deviceRequest(const EventRecord& record, std::string_view request) {
   return DeviceRequestEvent{.device = record.text(0), .request = request};
 }
 
+What regulator(const EventRecord& record, std::string_view state) {
+  return RegulatorEvent{.regulator = record.text(0), .state = state};
+}
+
+What clock(const EventRecord& record, bool isEnabled) {
+  return ClockEvent{.clock = record.text(0), .isEnabled = isEnabled};
+}
+
+What clockRate(const EventRecord& record) {
+  return ClockRateEvent{.clock = record.text(0), .hertz = record.as<unsigned long long>(1)};
+}
+
+/// By the bits of the kernel's `PM_EVENT_…`, from the lowest one.
+std::string_view transitionVerb(unsigned int event) {
+  constexpr std::string_view kVerbs[] = {"freeze", "suspend", "hibernate", "quiesce",
+                                         "resume", "thaw",    "restore",   "recover"};
+  for (std::size_t bit = 0; bit < std::size(kVerbs); ++bit) {
+    if (event == 1U << bit) return kVerbs[bit];
+  }
+  return "unknown";
+}
+
+/// Without the blank that the kernel puts behind.
+std::string_view trimmed(std::string_view text) {
+  return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
 constexpr KnownEvent kKnownEvents[] = {
     {"power",
      "cpu_idle",
@@ -144,6 +171,65 @@ constexpr KnownEvent kKnownEvents[] = {
      [](const EventRecord& record) -> What {
        return CoolingEvent{.device = record.text(0), .state = record.as<unsigned long long>(1)};
      }},
+    {"power",
+     "device_pm_callback_start",
+     EventGroup::DevicePower,
+     {"device", "pm_ops", "event"},
+     [](const EventRecord& record) -> What {
+       return DeviceCallbackEvent{.device = record.text(0),
+                                  .isBegin = true,
+                                  .operations = trimmed(record.text(1)),
+                                  .verb = transitionVerb(record.as<unsigned int>(2))};
+     }},
+    {"power",
+     "device_pm_callback_end",
+     EventGroup::DevicePower,
+     {"device"},
+     [](const EventRecord& record) -> What {
+       return DeviceCallbackEvent{.device = record.text(0)};
+     }},
+    {"regulator",
+     "regulator_enable",
+     EventGroup::Regulator,
+     {"name"},
+     [](const EventRecord& record) { return regulator(record, "enabling"); }},
+    {"regulator",
+     "regulator_enable_complete",
+     EventGroup::Regulator,
+     {"name"},
+     [](const EventRecord& record) { return regulator(record, "enabled"); }},
+    {"regulator",
+     "regulator_disable",
+     EventGroup::Regulator,
+     {"name"},
+     [](const EventRecord& record) { return regulator(record, "disabling"); }},
+    {"regulator",
+     "regulator_disable_complete",
+     EventGroup::Regulator,
+     {"name"},
+     [](const EventRecord& record) { return regulator(record, "disabled"); }},
+    {"clk",
+     "clk_enable_complete",
+     EventGroup::Clock,
+     {"name"},
+     [](const EventRecord& record) { return clock(record, true); }},
+    {"clk",
+     "clk_disable_complete",
+     EventGroup::Clock,
+     {"name"},
+     [](const EventRecord& record) { return clock(record, false); }},
+    {"clk", "clk_set_rate_complete", EventGroup::Clock, {"name", "rate"}, clockRate},
+    {"power",
+     "clock_enable",
+     EventGroup::Clock,
+     {"name"},
+     [](const EventRecord& record) { return clock(record, true); }},
+    {"power",
+     "clock_disable",
+     EventGroup::Clock,
+     {"name"},
+     [](const EventRecord& record) { return clock(record, false); }},
+    {"power", "clock_set_rate", EventGroup::Clock, {"name", "state"}, clockRate},
 };
 
 }  // namespace
