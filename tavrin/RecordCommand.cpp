@@ -217,6 +217,7 @@ void Recording::drain(SampleQueue& queue, const Sampler& sampler) {
 void Recording::complete(const Sampler& sampler) {
   pwr::SystemDescription& system = metadata_.edit();
   system.collectionStopTimestamp = sampler.stopTicks();
+  features_.cpus().describe(system.topology);  // those that have joined
   system.collectionDurationSec =
       static_cast<double>(sampler.stopTicks() - sampler.startTicks()) / 1e9;
 }

@@ -183,6 +183,21 @@ TEST(Stream, ReplayRecordsTheSameBytes) {
   EXPECT_EQ(system.getLostEvents().at(0).source, "buffer of CPU1");
 }
 
+TEST(Stream, CpusThatCameLaterAreInTheStopRecord) {
+  const std::string start = std::string(kHeader) +
+                            "{\"type\":\"system\",\"clockMHz\":1000,\"topology\":[[0,null,0,0]]}\n";
+  const std::string stop =
+      "{\"type\":\"stop\",\"timestamp\":9,\"topology\":[[0,null,0,0],[1,null,4,8]],"
+      "\"processes\":[],\"threads\":[]}\n";
+  Replay replay(start + stop);
+  EXPECT_EQ(replay.error, "");
+  EXPECT_EQ(replay.sink.metadata->getTopTree().getNumThreads(), 2U);
+  EXPECT_EQ(replay.sink.metadata->getTopTree().getNumPackages(), 2U);
+  if (!kIsWindows) {
+    EXPECT_EQ(refusedBySchema(start + stop), "");
+  }
+}
+
 TEST(Stream, TheFirstVersionIsRead) {
   const std::string stop =
       "{\"type\":\"stop\",\"timestamp\":9,\"processes\":[{\"pid\":7,"

@@ -65,11 +65,25 @@ CoreCStateFeature::CoreCStateFeature()
 std::string CoreCStateFeature::probe(const SysRoot& root, CpuEntities& cpus,
                                      unsigned int containerId) {
   isThisMachine_ = root.isThisMachine();
+  root_ = &root;
+  allCpus_ = &cpus;
   for (auto& counters : sideCounters_) counters = std::make_unique<CpuCounters>();
-  for (const CpuEntities::Cpu& cpu : cpus.cpus()) {
-    std::vector<State> states = findStates(root, cpu);
+  addCpus();
+  if (cpus_.empty()) return "no sleep states (cpuidle) below /sys/devices/system/cpu";
+  createMetrics(containerId);
+  return {};
+}
+
+/// Adds those that are not there yet and have sleep states.
+void CoreCStateFeature::addCpus() {
+  for (const CpuEntities::Cpu& cpu : allCpus_->cpus()) {
+    if (!known_.insert(cpu.number).second) continue;
+    std::vector<State> states = findStates(*root_, cpu);
     const std::size_t count = states.size();
-    if (count == 0) continue;
+    if (count == 0) {
+      known_.erase(cpu.number);
+      continue;
+    }
     const bool staysOpen = std::ranges::all_of(states, [](const State& state) {
       return state.time.staysOpen() && state.usage.staysOpen();
     });
@@ -80,10 +94,6 @@ std::string CoreCStateFeature::probe(const SysRoot& root, CpuEntities& cpus,
                      .ticks = std::vector<unsigned long long>(count),
                      .staysOpen = staysOpen});
   }
-  if (cpus_.empty()) return "no sleep states (cpuidle) below /sys/devices/system/cpu";
-  online_.emplace(root);
-  createMetrics(containerId);
-  return {};
 }
 
 std::vector<CoreCStateFeature::State> CoreCStateFeature::findStates(const SysRoot& root,
@@ -105,6 +115,8 @@ std::vector<CoreCStateFeature::State> CoreCStateFeature::findStates(const SysRoo
     if (!names.insert(name).second) name += " (" + id + ")";
     state.descriptor = descriptor(root, path, name);
     for (std::size_t i = 0; i < kSideCounters; ++i) {
+      // What no CPU had at the start has no metric.
+      if (!metrics().empty() && sideCounters_[i]->empty()) continue;
       sideCounters_[i]->add(root.path(path + kSideFiles[i].file), cpu.number, cpu.entity,
                             state.descriptor);
     }
@@ -206,7 +218,7 @@ bool CoreCStateFeature::advance(SleepingCpu& cpu) {
 }
 
 void CoreCStateFeature::update(SleepingCpu& cpu, unsigned long long now) {
-  const bool wasValid = std::exchange(cpu.valid, online_->contains(cpu.number));
+  const bool wasValid = std::exchange(cpu.valid, allCpus_->online().contains(cpu.number));
   if (!read(cpu)) {
     cpu.valid = false;
     return;
@@ -228,7 +240,7 @@ void CoreCStateFeature::visit(SleepingCpu& cpu, unsigned long long now) {
   if (cpu.staysOpen || turns_.isNext(2 * cpu.states.size())) {
     update(cpu, now);
   } else {
-    cpu.valid = cpu.valid && online_->contains(cpu.number);
+    cpu.valid = cpu.valid && allCpus_->online().contains(cpu.number);
   }
 }
 
@@ -246,13 +258,14 @@ void CoreCStateFeature::emit(const pwr::MetricDescription* metric, SampleBatch& 
 }
 
 void CoreCStateFeature::sample(unsigned long long now, SampleBatch& batch) {
-  online_->read();
+  allCpus_->updateAt(now);
+  if (allCpus_->hasNews()) addCpus();
   turns_.beginPass(now);
   for (SleepingCpu& cpu : cpus_) visit(cpu, now);
   emit(metrics()[0], batch, [](const SleepingCpu& cpu, std::size_t i) { return cpu.ticks[i]; });
   emit(metrics()[1], batch,
        [](const SleepingCpu& cpu, std::size_t i) { return cpu.states[i].entries; });
-  for (const auto& counters : sideCounters_) counters->sample(now, *online_, batch);
+  for (const auto& counters : sideCounters_) counters->sample(now, allCpus_->online(), batch);
 }
 
 void CoreCStateFeature::remainder(SampleBatch& batch) const {

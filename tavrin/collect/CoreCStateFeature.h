@@ -28,7 +28,7 @@ namespace tavrin {
 ///
 /// The states of a CPU are read together, by turns where their files cannot stay open. When the CPU
 /// is offline, when one of them cannot be read or has run backwards, the CPU has a gap and starts
-/// again where it can be read next.
+/// again where it can be read next. CPUs join when they come online.
 class CoreCStateFeature : public Feature {
  public:
   CoreCStateFeature();
@@ -67,6 +67,7 @@ class CoreCStateFeature : public Feature {
 
   static constexpr std::size_t kSideCounters = 5;
 
+  void addCpus();
   std::vector<State> findStates(const SysRoot& root, const CpuEntities::Cpu& cpu);
   const pwr::DataDescriptor* descriptor(const SysRoot& root, const std::string& folder,
                                         const std::string& name);
@@ -80,8 +81,10 @@ class CoreCStateFeature : public Feature {
   void emit(const pwr::MetricDescription* metric, SampleBatch& batch, ValueOf valueOf) const;
 
   Turns turns_;
-  std::optional<OnlineCpus> online_;
+  const SysRoot* root_ = nullptr;
+  CpuEntities* allCpus_ = nullptr;
   std::vector<SleepingCpu> cpus_;
+  std::set<unsigned int> known_;                                   // their numbers
   std::map<std::string, const pwr::DataDescriptor*> descriptors_;  // by all that they tell
   std::set<std::string> stateNames_;                               // of the descriptors
   std::vector<const pwr::Attribute*> stateAttributes_;

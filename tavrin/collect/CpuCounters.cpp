@@ -21,6 +21,7 @@ void CpuCounters::add(std::string path, unsigned int cpu, const pwr::EntityHandl
                   .entity = entity,
                   .descriptor = descriptor};
   if (counter.file.readNumber(counter.before) != 0) return;
+  entities_.insert(entity);
   counters_.push_back(std::move(counter));
 }
 

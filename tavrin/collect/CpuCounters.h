@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,8 +28,7 @@ class CpuCounters {
   /// The metric with these combinations; to be called before the first `sample`, unless `empty`.
   void setMetric(const pwr::MetricDescription* metric) { metric_ = metric; }
 
-  /// Whether a `sample` at `now` would read anything.
-  bool isDue(unsigned long long now) const { return !empty() && now >= counters_[next_].due; }
+  bool contains(const pwr::EntityHandle* entity) const { return entities_.contains(entity); }
   /// To be called in every pass, and `remainder` after the last. Neither does anything when
   /// `empty`.
   void sample(unsigned long long now, const OnlineCpus& online, SampleBatch& batch);
@@ -46,12 +46,14 @@ class CpuCounters {
     unsigned long long due = 0;  // time of the next reading
   };
 
+  bool isDue(unsigned long long now) const { return now >= counters_[next_].due; }
   void read(Counter& counter, unsigned long long now, bool isOnline, IntervalPoint& point);
 
   const pwr::MetricDescription* metric_ = nullptr;
   std::vector<Counter> counters_;
-  std::size_t next_ = 0;   // place of the one that is read next
-  bool hasBegun_ = false;  // whether all were read once
+  std::set<const pwr::EntityHandle*> entities_;  // that have counters
+  std::size_t next_ = 0;                         // place of the one that is read next
+  bool hasBegun_ = false;                        // whether all were read once
 };
 
 }  // namespace tavrin

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "hostcommon/Descriptions.h"
+#include "tavrin/collect/Interval.h"
 #include "tavrin/collect/TextScan.h"
 
 namespace tavrin {
@@ -13,21 +14,27 @@ namespace {
 
 constexpr std::string_view kCpuFolder = "/sys/devices/system/cpu";
 
-std::vector<unsigned int> presentCpus(const SysRoot& root) {
-  OnlineCpus online(root);
+/// A change of the CPUs is followed by several looks for what it brought.
+constexpr int kLooksForNews = 4;
+constexpr unsigned long long kLookPause = kTicksPerSecond / 2;
+
+std::vector<unsigned int> presentCpus(const SysRoot& root, const OnlineCpus& online) {
   if (!online.cpus().empty()) return online.cpus();
   std::vector<unsigned int> folders = root.listNumbered(kCpuFolder, "cpu");
   std::erase_if(folders, [](unsigned int cpu) { return cpu >= kMostCpus; });
   return folders;
 }
 
+std::string topologyFile(unsigned int cpu, const char* file) {
+  return std::string(kCpuFolder) + "/cpu" + std::to_string(cpu) + "/topology/" + file;
+}
+
 /// A number of the CPU's topology, or `fallback` where the file is missing or tells -1.
 template <typename Number>
 Number readId(const SysRoot& root, unsigned int cpu, const char* file, Number fallback) {
   long long id = -1;
-  const std::string path =
-      std::string(kCpuFolder) + "/cpu" + std::to_string(cpu) + "/topology/" + file;
-  return root.readNumber(path, id) == 0 && id >= 0 ? static_cast<Number>(id) : fallback;
+  const bool isTold = root.readNumber(topologyFile(cpu, file), id) == 0 && id >= 0;
+  return isTold ? static_cast<Number>(id) : fallback;
 }
 
 }  // namespace
@@ -63,38 +70,94 @@ bool OnlineCpus::contains(unsigned int cpu) const {
   return cpus_.empty() || std::ranges::binary_search(cpus_, cpu);
 }
 
-CpuEntities::CpuEntities(const SysRoot& root) {
-  readTopology(root);
+CpuEntities::CpuEntities(const SysRoot& root)
+    : root_(root), online_(root), lastOnline_(online_.cpus()) {
+  readTopology();
   tellCoresOfDiesApart();
   dropMeaninglessModules();
-  createEntities();
+  for (Cpu& cpu : cpus_) createEntity(cpu);
 }
 
-void CpuEntities::readTopology(const SysRoot& root) {
-  for (const unsigned int number : presentCpus(root)) {
-    cpus_.push_back({.number = number,
-                     .package = readId(root, number, "physical_package_id", 0U),
-                     .die = readId(root, number, "die_id", 0U),
-                     .module = readId(root, number, "cluster_id", -1),
-                     .core = readId(root, number, "core_id", number)});
+CpuEntities::Cpu CpuEntities::readCpu(unsigned int number) const {
+  return {.number = number,
+          .package = readId(root_, number, "physical_package_id", 0U),
+          .die = readId(root_, number, "die_id", 0U),
+          .module = readId(root_, number, "cluster_id", -1),
+          .core = readId(root_, number, "core_id", number)};
+}
+
+bool CpuEntities::hasTopology(unsigned int number) const {
+  long long id = 0;
+  return root_.readNumber(topologyFile(number, "core_id"), id) == 0;
+}
+
+void CpuEntities::readTopology() {
+  for (const unsigned int number : presentCpus(root_, online_)) {
+    cpus_.push_back(readCpu(number));
+    isTopologyTold_ = isTopologyTold_ || hasTopology(number);
   }
 }
 
 void CpuEntities::tellCoresOfDiesApart() {
-  using Core = std::pair<unsigned int, unsigned int>;          // die and number
-  std::map<Core, unsigned int> dies;                           // by package and number of the core
-  std::map<unsigned int, std::map<Core, unsigned int>> cores;  // by package: their own numbers
+  std::map<std::pair<unsigned int, unsigned int>, unsigned int> dies;  // by package and core
   bool isShared = false;
   for (const Cpu& cpu : cpus_) {
     isShared |= dies.try_emplace({cpu.package, cpu.core}, cpu.die).first->second != cpu.die;
-    cores[cpu.package].try_emplace({cpu.die, cpu.core});
+    cores_[cpu.package].try_emplace({cpu.die, cpu.core}, cpu.core);
   }
   if (!isShared) return;
-  for (auto& [package, numbers] : cores) {
+  for (auto& [package, numbers] : cores_) {
     unsigned int next = 0;
     for (auto& [core, number] : numbers) number = next++;
   }
-  for (Cpu& cpu : cpus_) cpu.core = cores[cpu.package][{cpu.die, cpu.core}];
+  for (Cpu& cpu : cpus_) cpu.core = cores_[cpu.package][{cpu.die, cpu.core}];
+}
+
+/// The number that the core of a CPU that joins has or gets: its own, unless another die has it.
+unsigned int CpuEntities::coreOf(const Cpu& cpu) {
+  auto& numbers = cores_[cpu.package];
+  const auto known = numbers.find({cpu.die, cpu.core});
+  if (known != numbers.end()) return known->second;
+  unsigned int number = cpu.core;
+  unsigned int next = 0;
+  bool isTaken = false;
+  for (const auto& [core, taken] : numbers) {
+    isTaken = isTaken || taken == number;
+    next = std::max(next, taken + 1);
+  }
+  if (isTaken) number = next;
+  numbers[{cpu.die, cpu.core}] = number;
+  return number;
+}
+
+const CpuEntities::Cpu* CpuEntities::find(unsigned int number) const {
+  const auto place = std::ranges::lower_bound(cpus_, number, {}, &Cpu::number);
+  return place != cpus_.end() && place->number == number ? &*place : nullptr;
+}
+
+void CpuEntities::join(unsigned int number) {
+  if (find(number) != nullptr || (isTopologyTold_ && !hasTopology(number))) return;
+  Cpu cpu = readCpu(number);
+  cpu.core = coreOf(cpu);
+  if (!hasModules_) cpu.module = -1;
+  createEntity(cpu);
+  cpus_.insert(std::ranges::lower_bound(cpus_, number, {}, &Cpu::number), cpu);
+}
+
+void CpuEntities::updateAt(unsigned long long now) {
+  if (now_ == now) return;
+  now_ = now;
+  online_.read();
+  if (online_.cpus() != lastOnline_) {
+    lastOnline_ = online_.cpus();
+    looks_ = kLooksForNews;
+    nextLook_ = now;
+  }
+  hasNews_ = looks_ > 0 && now >= nextLook_;
+  if (!hasNews_) return;
+  --looks_;
+  nextLook_ = now + kLookPause;
+  for (const unsigned int number : lastOnline_) join(number);
 }
 
 void CpuEntities::dropMeaninglessModules() {
@@ -108,20 +171,19 @@ void CpuEntities::dropMeaninglessModules() {
     cores.emplace(cpu.package, cpu.module, cpu.core);
     known = known && cpu.module >= 0;
   }
-  if (known && modules.size() > packages.size() && modules.size() < cores.size()) return;
+  hasModules_ = known && modules.size() > packages.size() && modules.size() < cores.size();
+  if (hasModules_) return;
   for (Cpu& cpu : cpus_) cpu.module = -1;
 }
 
-void CpuEntities::createEntities() {
-  for (Cpu& cpu : cpus_) {
-    const pwr::EntityHandle* parent =
-        findOrCreate("Package" + std::to_string(cpu.package), "Package", nullptr);
-    if (cpu.module >= 0) {
-      parent = findOrCreate("Module" + std::to_string(cpu.module), "Module", parent);
-    }
-    parent = findOrCreate("Core" + std::to_string(cpu.core), "Core", parent);
-    cpu.entity = findOrCreate("CPU" + std::to_string(cpu.number), "Thread", parent);
+void CpuEntities::createEntity(Cpu& cpu) {
+  const pwr::EntityHandle* parent =
+      findOrCreate("Package" + std::to_string(cpu.package), "Package", nullptr);
+  if (cpu.module >= 0) {
+    parent = findOrCreate("Module" + std::to_string(cpu.module), "Module", parent);
   }
+  parent = findOrCreate("Core" + std::to_string(cpu.core), "Core", parent);
+  cpu.entity = findOrCreate("CPU" + std::to_string(cpu.number), "Thread", parent);
 }
 
 const pwr::EntityHandle* CpuEntities::findOrCreate(const std::string& name, const char* level,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -36,8 +37,8 @@ class OnlineCpus {
   std::vector<unsigned int> cpus_;
 };
 
-/// The CPUs that were online at the start, with their entities: "Package0" (level "Package"),
-/// "Core0" ("Core") below it, "CPU0" ("Thread") below that. CPUs that come later are not collected.
+/// The CPUs that were online at any time of the run so far, with their entities: "Package0" (level
+/// "Package"), "Core0" ("Core") below it, "CPU0" ("Thread") below that.
 ///
 /// The kernel numbers clusters everywhere, but only where some of them join several cores of a
 /// package that has more than one cluster do they tell something: there they become modules
@@ -45,7 +46,11 @@ class OnlineCpus {
 /// Dies have no level of their own. Where the cores of each die of a package are numbered from 0,
 /// those of the package get numbers of their own, die after die.
 ///
-/// Without topology files all CPUs are cores of one package.
+/// Without topology files all CPUs are cores of one package. Where there are some, a CPU that comes
+/// later joins when its own have come.
+///
+/// The files of a CPU appear one after the other while it comes online, so after a change of the
+/// online CPUs there are some passes in which to look for new ones (`hasNews`).
 class CpuEntities {
  public:
   struct Cpu {
@@ -57,21 +62,47 @@ class CpuEntities {
     const pwr::EntityHandle* entity = nullptr;
   };
 
-  /// Creates the entities; a process does so once for a machine.
+  /// Creates the entities; a process does so once for a machine. `root` must outlive them.
   explicit CpuEntities(const SysRoot& root);
 
-  /// Ascending by number.
+  /// For the thread that samples, in each pass before the CPUs are used: asks the kernel at `now`
+  /// (ticks), once per pass however often it is called, and lets new CPUs join.
+  void updateAt(unsigned long long now);
+  /// As of the last update.
+  const OnlineCpus& online() const { return online_; }
+  /// Whether CPUs, or files of theirs, may have come since the last update.
+  bool hasNews() const { return hasNews_; }
+
+  /// Ascending by number; changes with an update.
   const std::vector<Cpu>& cpus() const { return cpus_; }
+  /// Null for a CPU that has not joined. Valid until the next update.
+  const Cpu* find(unsigned int number) const;
   void describe(pwr::TopTree& topology) const;
 
  private:
-  void readTopology(const SysRoot& root);
+  using CoreOfDie = std::pair<unsigned int, unsigned int>;  // die and the number it has there
+
+  Cpu readCpu(unsigned int number) const;
+  bool hasTopology(unsigned int number) const;
+  void readTopology();
   void tellCoresOfDiesApart();
   void dropMeaninglessModules();
-  void createEntities();
+  void createEntity(Cpu& cpu);
+  void join(unsigned int number);
+  unsigned int coreOf(const Cpu& cpu);
   const pwr::EntityHandle* findOrCreate(const std::string& name, const char* level,
                                         const pwr::EntityHandle* parent);
 
+  const SysRoot& root_;
+  OnlineCpus online_;
+  std::vector<unsigned int> lastOnline_;
+  std::optional<unsigned long long> now_;
+  int looks_ = 0;                    // for news, that are still to come
+  unsigned long long nextLook_ = 0;  // ticks
+  bool hasNews_ = false;
+  bool isTopologyTold_ = false;
+  bool hasModules_ = false;
+  std::map<unsigned int, std::map<CoreOfDie, unsigned int>> cores_;  // by package: their numbers
   std::vector<Cpu> cpus_;
   std::map<std::pair<const pwr::EntityHandle*, std::string>, const pwr::EntityHandle*> parents_;
 };

@@ -39,25 +39,41 @@ CpuFreqFeature::CpuFreqFeature()
     : Feature("cpu-freq", "CPU Frequency",
               "Frequency of CPUs, time at each, delivered performance") {}
 
-void CpuFreqFeature::addPolicies(const SysRoot& root) {
-  for (const unsigned int number : root.listNumbered(kPolicies, "policy")) {
-    const std::string folder = std::string(kPolicies) + "/policy" + std::to_string(number);
-    const std::string gauge = folder + "/scaling_cur_freq";
-    const std::string times = folder + "/stats/time_in_state";
-    std::string text;
-    const bool hasGauge = root.readText(gauge, text) == 0;
-    if (!hasGauge && root.readText(times, text) != 0) continue;
-    const pwr::EntityHandle* const entity =
-        pwr::createEntity({.name = policyName(root, number, folder), .level = "Frequency Policy"});
-    if (hasGauge) gauges_.add(root.path(gauge), entity);
-    times_.add(root.path(times), entity);
+void CpuFreqFeature::addPolicies() {
+  for (const unsigned int number : root_->listNumbered(kPolicies, "policy")) {
+    if (!policies_.contains(number)) addPolicy(number);
   }
+}
+
+/// Adds what the policy tells, once there are metrics as far as these have it.
+void CpuFreqFeature::addPolicy(unsigned int number) {
+  const std::string folder = std::string(kPolicies) + "/policy" + std::to_string(number);
+  const std::string gauge = folder + "/scaling_cur_freq";
+  const std::string times = folder + "/stats/time_in_state";
+  const bool isProbing = metrics().empty();
+  std::string text;
+  const bool hasGauge =
+      (isProbing || gaugesMetric_ != nullptr) && root_->readText(gauge, text) == 0;
+  const bool hasTimes = (isProbing || timesMetric_ != nullptr) && root_->readText(times, text) == 0;
+  if (!hasGauge && !hasTimes) return;
+  const pwr::EntityHandle* const entity =
+      pwr::createEntity({.name = policyName(*root_, number, folder), .level = "Frequency Policy"});
+  if (hasGauge) gauges_.add(root_->path(gauge), entity);
+  if (hasTimes) times_.add(root_->path(times), entity);
+  policies_.insert(number);
+}
+
+void CpuFreqFeature::addCpus() {
+  if (!metrics().empty() && performanceMetric_ == nullptr) return;
+  for (const CpuEntities::Cpu& cpu : cpus_->cpus()) performance_.add(*root_, cpu);
 }
 
 std::string CpuFreqFeature::probe(const SysRoot& root, CpuEntities& cpus,
                                   unsigned int containerId) {
-  addPolicies(root);
-  for (const CpuEntities::Cpu& cpu : cpus.cpus()) performance_.add(root, cpu);
+  root_ = &root;
+  cpus_ = &cpus;
+  addPolicies();
+  addCpus();
   if (!gauges_.empty()) gaugesMetric_ = addMetric(createGauges(containerId));
   if (!times_.empty()) timesMetric_ = addMetric(createTimes(containerId));
   if (!performance_.empty()) performanceMetric_ = addMetric(createPerformance(containerId));
@@ -104,6 +120,11 @@ const pwr::MetricDescription* CpuFreqFeature::createPerformance(unsigned int con
 }
 
 void CpuFreqFeature::sample(unsigned long long now, SampleBatch& batch) {
+  cpus_->updateAt(now);
+  if (cpus_->hasNews()) {
+    addPolicies();
+    addCpus();
+  }
   if (gaugesMetric_ != nullptr) gauges_.sample(now, gaugesMetric_, batch);
   if (timesMetric_ != nullptr) times_.sample(now, timesMetric_, batch);
   if (performanceMetric_ != nullptr) performance_.sample(now, performanceMetric_, batch);

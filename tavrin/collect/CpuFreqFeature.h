@@ -1,5 +1,8 @@
 #pragma once
 
+#include <set>
+
+#include "tavrin/collect/CpuEntities.h"
 #include "tavrin/collect/DeliveredPerformance.h"
 #include "tavrin/collect/Feature.h"
 #include "tavrin/collect/FrequencyTimes.h"
@@ -10,7 +13,7 @@ namespace tavrin {
 /// The present frequency of each frequency policy in MHz and the time at each of its frequencies,
 /// from /sys/devices/system/cpu/cpufreq as Documentation/admin-guide/pm/cpufreq.rst has it, and the
 /// performance that the CPUs delivered. A policy is an entity named after itself and its CPUs:
-/// "Policy0 (CPU0-3)".
+/// "Policy0 (CPU0-3)". Policies and CPUs join when CPUs come online.
 class CpuFreqFeature : public Feature {
  public:
   CpuFreqFeature();
@@ -21,11 +24,16 @@ class CpuFreqFeature : public Feature {
   void remainder(SampleBatch& batch) const override;
 
  private:
-  void addPolicies(const SysRoot& root);
+  void addPolicies();
+  void addPolicy(unsigned int number);
+  void addCpus();
   const pwr::MetricDescription* createGauges(unsigned int containerId);
   const pwr::MetricDescription* createTimes(unsigned int containerId);
   const pwr::MetricDescription* createPerformance(unsigned int containerId);
 
+  const SysRoot* root_ = nullptr;
+  CpuEntities* cpus_ = nullptr;
+  std::set<unsigned int> policies_;  // numbers of those that are there
   GaugeSet gauges_{"Frequency"};
   FrequencyTimes times_;
   DeliveredPerformance performance_;

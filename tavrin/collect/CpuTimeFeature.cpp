@@ -47,6 +47,7 @@ std::string CpuTimeFeature::probe(const SysRoot& root, CpuEntities& cpus,
     return std::string(StatFile::kPath) +
            " cannot be read: " + std::generic_category().message(error);
   }
+  allCpus_ = &cpus;
   for (const CpuEntities::Cpu& cpu : cpus.cpus()) {
     if (text.find("\ncpu" + std::to_string(cpu.number) + " ") == std::string::npos) continue;
     if (cpus_.size() <= cpu.number) cpus_.resize(cpu.number + 1);
@@ -86,7 +87,12 @@ CpuTimeFeature::BusyCpu* CpuTimeFeature::parse(std::string_view line, Counters& 
   unsigned int number = 0;
   line.remove_prefix(3);
   if (line.starts_with(' ') || !takeNumber(line, number)) return nullptr;
-  if (number >= cpus_.size() || cpus_[number].entity == nullptr) return nullptr;
+  if (number >= cpus_.size() || cpus_[number].entity == nullptr) {
+    const CpuEntities::Cpu* const known = allCpus_->find(number);
+    if (known == nullptr) return nullptr;
+    if (cpus_.size() <= number) cpus_.resize(number + 1);
+    cpus_[number].entity = known->entity;
+  }
   jiffies.fill(0);
   std::size_t columns = 0;
   while (columns < kStates && takeNumber(line, jiffies[columns])) ++columns;
@@ -118,6 +124,7 @@ void CpuTimeFeature::update(BusyCpu& cpu, const Counters& jiffies, bool complete
 
 void CpuTimeFeature::sample(unsigned long long now, SampleBatch& batch) {
   const bool complete = interval_.advance(now);
+  allCpus_->updateAt(now);
   IntervalPoint point(batch, metrics().front(), interval_);
   std::string_view text = stat_->textAt(now);
   Counters jiffies{};

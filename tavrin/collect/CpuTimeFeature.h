@@ -14,7 +14,8 @@
 namespace tavrin {
 
 /// Time that each CPU spent for user programs, the system, interrupts and idle, which the kernel
-/// counts in jiffies. A CPU that is missing (offline) has a gap, and starts again when it is back.
+/// counts in jiffies. A CPU that is missing (offline) has a gap, and starts again when it is back;
+/// others join when they come online.
 class CpuTimeFeature : public Feature {
  public:
   explicit CpuTimeFeature(std::shared_ptr<StatFile> stat);
@@ -41,6 +42,7 @@ class CpuTimeFeature : public Feature {
 
   const std::shared_ptr<StatFile> stat_;
   Interval interval_;
+  CpuEntities* allCpus_ = nullptr;
   std::vector<BusyCpu> cpus_;  // by CPU number; those without an entity are not collected
   std::vector<const pwr::DataDescriptor*> descriptors_;
 };

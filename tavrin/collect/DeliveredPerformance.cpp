@@ -29,6 +29,7 @@ std::optional<double> growthOfFeedback(unsigned long long before, unsigned long 
 }  // namespace
 
 void DeliveredPerformance::add(const SysRoot& root, const CpuEntities::Cpu& cpu) {
+  if (entities_.contains(cpu.entity)) return;
   const std::string folder =
       "/sys/devices/system/cpu/cpu" + std::to_string(cpu.number) + "/acpi_cppc/";
   unsigned long long reference = 0;
@@ -46,6 +47,7 @@ void DeliveredPerformance::add(const SysRoot& root, const CpuEntities::Cpu& cpu)
     descriptor_ = pwr::DataDescriptor::create(
         pwr::DataDescriptorBuilder("Delivered", "In percent of the nominal performance"));
   }
+  entities_.insert(cpu.entity);
   cpus_.push_back(std::move(added));
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,7 @@ namespace tavrin {
 /// counter of 32 bits that has run backwards has wrapped where the time was long enough for it.
 class DeliveredPerformance {
  public:
-  /// Adds the CPU, unless its firmware tells too little.
+  /// Adds the CPU, unless it is there already or its firmware tells too little.
   void add(const SysRoot& root, const CpuEntities::Cpu& cpu);
   bool empty() const { return cpus_.empty(); }
   std::vector<pwr::Metric::EntityDescCombo> combinations() const;
@@ -43,6 +44,7 @@ class DeliveredPerformance {
 
   Interval interval_;
   std::vector<Cpu> cpus_;
+  std::set<const pwr::EntityHandle*> entities_;  // of these CPUs
   const pwr::DataDescriptor* descriptor_ = nullptr;
 };
 

@@ -117,6 +117,7 @@ void InterruptsFeature::sampleCpus(SampleBatch& batch) {
 
 void InterruptsFeature::sample(unsigned long long now, SampleBatch& batch) {
   const bool complete = interval_.advance(now);
+  cpus_->updateAt(now);
   {
     IntervalPoint point(batch, metrics().front(), interval_);
     activity_.sample(stat_->textAt(now), complete, point);

@@ -39,7 +39,7 @@ class InterruptsFeature : public Feature {
   pwr::MetricDescription metricOf(unsigned int containerId, const char* name, const char* group);
 
   const std::shared_ptr<StatFile> stat_;
-  const CpuEntities* cpus_ = nullptr;
+  CpuEntities* cpus_ = nullptr;
   Interval interval_;
   KeyedCounters activity_;
   const pwr::Quantity* events_ = nullptr;

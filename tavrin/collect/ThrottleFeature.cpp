@@ -1,7 +1,5 @@
 #include "tavrin/collect/ThrottleFeature.h"
 
-#include <set>
-
 #include "hostcommon/Descriptions.h"
 #include "tavrin/collect/Counting.h"
 #include "tavrin/collect/SysRoot.h"
@@ -20,36 +18,36 @@ const pwr::EntityHandle* packageOf(const pwr::EntityHandle* entity) {
 ThrottleFeature::ThrottleFeature()
     : Feature("throttle", "Throttling", "Slowdowns of processors and cooling devices by heat") {}
 
-void ThrottleFeature::addCounters(const SysRoot& root, const CpuEntities& cpus) {
-  const pwr::DataDescriptor* descriptor = nullptr;
-  const auto add = [&](const CpuEntities::Cpu& cpu, const pwr::EntityHandle* entity,
-                       const char* file) {
-    const std::string path =
-        "/sys/devices/system/cpu/cpu" + std::to_string(cpu.number) + "/thermal_throttle/" + file;
-    unsigned long long count = 0;
-    if (root.readNumber(path, count) != 0) return;
-    if (descriptor == nullptr) {
-      descriptor = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("slowdowns", ""));
-    }
-    counters_->add(root.path(path), cpu.number, entity, descriptor);
-  };
-  std::set<const pwr::EntityHandle*> packages;
-  for (const CpuEntities::Cpu& cpu : cpus.cpus()) {
-    add(cpu, cpu.entity, "core_throttle_count");
-    const pwr::EntityHandle* const package = packageOf(cpu.entity);
-    if (packages.insert(package).second) add(cpu, package, "package_throttle_count");
+/// Adds the counter unless it is there already, or is not to be had.
+void ThrottleFeature::addCounter(const CpuEntities::Cpu& cpu, const pwr::EntityHandle* entity,
+                                 const char* file) {
+  const std::string path =
+      "/sys/devices/system/cpu/cpu" + std::to_string(cpu.number) + "/thermal_throttle/" + file;
+  unsigned long long count = 0;
+  if (counters_->contains(entity) || root_->readNumber(path, count) != 0) return;
+  if (descriptor_ == nullptr) {
+    descriptor_ = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("slowdowns", ""));
+  }
+  counters_->add(root_->path(path), cpu.number, entity, descriptor_);
+}
+
+void ThrottleFeature::addCounters() {
+  for (const CpuEntities::Cpu& cpu : cpus_->cpus()) {
+    addCounter(cpu, cpu.entity, "core_throttle_count");
+    addCounter(cpu, packageOf(cpu.entity), "package_throttle_count");
   }
 }
 
 std::string ThrottleFeature::probe(const SysRoot& root, CpuEntities& cpus,
                                    unsigned int containerId) {
-  addCounters(root, cpus);
+  root_ = &root;
+  cpus_ = &cpus;
+  addCounters();
   cooling_.emplace(root);
   if (counters_->empty() && cooling_->empty()) {
     return "no counts (thermal_throttle) below /sys/devices/system/cpu, no cooling devices below "
            "/sys/class/thermal";
   }
-  online_.emplace(root);
   if (!counters_->empty()) {
     counters_->setMetric(addMetric(
         pwr::createMetric({.containerId = containerId,
@@ -71,9 +69,10 @@ std::string ThrottleFeature::probe(const SysRoot& root, CpuEntities& cpus,
 }
 
 void ThrottleFeature::sample(unsigned long long now, SampleBatch& batch) {
-  if (counters_->isDue(now)) {
-    online_->read();
-    counters_->sample(now, *online_, batch);
+  cpus_->updateAt(now);
+  if (!counters_->empty()) {
+    if (cpus_->hasNews()) addCounters();
+    counters_->sample(now, cpus_->online(), batch);
   }
   if (coolingMetric_ != nullptr) cooling_->sample(now, coolingMetric_, batch);
 }

@@ -22,6 +22,7 @@ class StreamWriter::Recorder {
   void element(const pwr::DataElement& element);
 
   RecordWriter records;
+  unsigned long long cpus = 0;  // of the system record
   StreamIds ids;
   ValueWriter values{records, ids};
   DefinitionWriter definitions{records, ids, values};
@@ -128,6 +129,7 @@ void StreamWriter::system(const pwr::SystemMetadata& metadata) {
   records.required("version", names::kStreamVersion);
   records.end();
   systemrecord::writeSystem(records, metadata);
+  recorder_->cpus = metadata.getTopTree().getNumThreads();
 }
 
 void StreamWriter::container(const pwr::MetricContainerInfoMessage& message) {
@@ -199,7 +201,7 @@ void StreamWriter::flush() {
 }
 
 void StreamWriter::stop(const pwr::SystemMetadata& metadata) {
-  systemrecord::writeStop(recorder_->records, metadata);
+  systemrecord::writeStop(recorder_->records, metadata, recorder_->cpus);
 }
 
 int StreamWriter::close() {

@@ -227,10 +227,14 @@ void writeSystem(RecordWriter& records, const pwr::SystemMetadata& metadata) {
   records.end();
 }
 
-void writeStop(RecordWriter& records, const pwr::SystemMetadata& metadata) {
+void writeStop(RecordWriter& records, const pwr::SystemMetadata& metadata,
+               unsigned long long knownCpus) {
   records.begin("stop");
   records.required("timestamp", metadata.getCollectionStopTimestamp());
   records.member("durationSec", metadata.getCollectionDurationSec(), 0.0);
+  if (metadata.getTopTree().getNumThreads() != knownCpus) {
+    writeTopology(records, metadata.getTopTree());
+  }
   // Also when empty: a list that is left out stands for the one of the system record.
   writeProcesses(records, metadata.getProcesses());
   writeThreads(records, metadata.getThreads());
@@ -272,10 +276,12 @@ pwr::SystemDescription readSystem(const json::Value& value) {
 
 void readStop(const json::Value& value, pwr::SystemDescription& description) {
   const JsonObject record(
-      value, "stop", {"type", "timestamp", "durationSec", "processes", "threads", "lostEvents"});
+      value, "stop",
+      {"type", "timestamp", "durationSec", "topology", "processes", "threads", "lostEvents"});
   const auto timestamp =
       json::integer<unsigned long long>(record.require("timestamp"), "timestamp");
   const double duration = record.real("durationSec", 0.0);
+  readTopology(record, description.topology);
   readProcesses(record, description);
   readLostEvents(record, description);
   description.collectionStopTimestamp = timestamp;

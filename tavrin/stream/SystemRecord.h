@@ -6,11 +6,13 @@
 
 /// The two records that describe the system and the collection: "system" carries everything but the
 /// stop timestamp and the duration, "stop" carries those and the processes and threads once more,
-/// complete.
+/// complete, and the topology if that has grown.
 namespace tavrin::systemrecord {
 
 void writeSystem(RecordWriter& records, const pwr::SystemMetadata& metadata);
-void writeStop(RecordWriter& records, const pwr::SystemMetadata& metadata);
+/// `knownCpus`: of how many logical CPUs the system record tells.
+void writeStop(RecordWriter& records, const pwr::SystemMetadata& metadata,
+               unsigned long long knownCpus);
 
 /// Throw StreamError when the record `value` is not as it should be.
 pwr::SystemDescription readSystem(const json::Value& value);

@@ -60,7 +60,8 @@ struct SystemDescription {
 };
 
 /// The description of the system that was measured and of the collection. The stop timestamp, the
-/// duration, the processes and the lost events are complete only when the collection has ended.
+/// duration, the topology, the processes and the lost events are complete only when the collection
+/// has ended.
 class PW_HOST_API SystemMetadata {
  public:
   SystemMetadata();
