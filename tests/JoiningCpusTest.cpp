@@ -42,13 +42,14 @@ TEST(JoiningCpus, OneJoinsWhenItsFilesHaveComeAndHasAGapWhileItIsAway) {
                    topology("cpu0", "0", "0", "0"),
                    idleState(kCpu + "cpu0/cpuidle/state1/", "1000", "40")}),
          {{0, {}, ""},
-          {1, {{kCpu + "online", "0-1"}}, pass("0+1", "", "")},
-          {1.5, together({topology("cpu1", "0", "0", "1"), idleState(kState1, "1000", "40")}),
-           pass("1+0.5", "", "")},
-          {2,
+          {1, together({{{kCpu + "online", "0-1"}}, {{kState1 + "name", "C1"}}}),
+           pass("0+1", "", "")},
+          {1.5, idleState(kState1, "1000", "40"), pass("1+0.5", "", "")},
+          {2, topology("cpu1", "0", "0", "1"), pass("1.5+0.5", "", "")},
+          {2.5,
            {{kState1 + "time", "201000"}, {kState1 + "usage", "45"}},
-           pass("1.5+0.5", " CPU1/C1=200", " CPU1/C1=5")},
-          {3, {{kCpu + "online", "0"}}, pass("2+1", "", "")},
+           pass("2+0.5", " CPU1/C1=200", " CPU1/C1=5")},
+          {3, {{kCpu + "online", "0"}}, pass("2.5+0.5", "", "")},
           {4, {{kCpu + "online", "0-1"}, {kState1 + "time", "5000"}}, pass("3+1", "", "")},
           {5, {{kState1 + "time", "305000"}}, pass("4+1", " CPU1/C1=300", " CPU1/C1=0")}}}});
 }
@@ -129,13 +130,15 @@ TEST(JoiningCpus, EveryFeatureFollowsThem) {
     EXPECT_EQ(at(0), "");
     EXPECT_EQ(at(1), one);
     set("0-1", joining.coming);
-    EXPECT_EQ(at(2), one) << "the first readings of the one that joins";
-    EXPECT_EQ(at(3), both);
+    EXPECT_EQ(at(2), one) << "the change is noticed";
+    at(2.2);  // the first readings of the one that joins,
+    at(3);    // and those of what is read every second
+    EXPECT_EQ(at(4), both);
     set("0", joining.going);
-    EXPECT_EQ(at(4), one);
-    set("0-1", joining.coming);
     EXPECT_EQ(at(5), one);
-    EXPECT_EQ(at(6), both);
+    set("0-1", joining.coming);
+    EXPECT_EQ(at(6), one);
+    EXPECT_EQ(at(7), both);
   }
 }
 
@@ -155,6 +158,8 @@ TEST(JoiningCpus, TheirPlaceIsThatOfTheirTopology) {
   for (const auto& [path, text] : later) tree.write(path, text);
   tree.write(kCpu + "online", "0-5");
   cpus.updateAt(1);
+  EXPECT_EQ(cpus.cpus().size(), 1U) << "not all of their files may be there yet";
+  cpus.updateAt(1000000000);
   std::string paths;
   for (const CpuEntities::Cpu& cpu : cpus.cpus()) paths += pathOf(cpu.entity) + "\n";
   EXPECT_EQ(paths,

@@ -62,7 +62,10 @@ class CommandLine(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = folder.name
-        for path, text in TREE.items():
+        self.write_tree(TREE)
+
+    def write_tree(self, files):
+        for path, text in files.items():
             path = os.path.join(self.folder, "tree", path)
             os.makedirs(os.path.dirname(path), exist_ok=True)
             with open(path, "w") as file:
@@ -106,8 +109,11 @@ class CommandLine(unittest.TestCase):
     def files(self):
         return sorted(name for name in os.listdir(self.folder) if name != "tree")
 
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
     def report(self, name):
-        return read(os.path.join(self.folder, name))
+        return read(self.path(name))
 
     def records(self, name):
         """Every record of a timeline file, without the ids, which differ from process to process."""
@@ -637,6 +643,34 @@ class CommandLine(unittest.TestCase):
     def test_replay_repeats_the_live_outputs(self):
         self.run_tavrin("record", "-w", "all", "-i", "20", "-o", "live", "--capture",
                         "live.jsonl", "--", "sleep", "0.3")
+        self.assert_replayed()
+
+    def test_a_cpu_that_joins_is_in_all_outputs(self):
+        cpu = "sys/devices/system/cpu/cpu{}/"
+        idle = cpu + "cpuidle/state1/"
+        self.write_tree({idle.format(0) + "name": "C1\n", idle.format(0) + "time": "0\n",
+                         idle.format(0) + "usage": "0\n"})
+        process = self.start("record", "--sysroot", "tree", "-f", "core-cstate,cpu-time",
+                             "-w", "all", "-i", "20", "-o", "live", "--capture", "live.jsonl")
+        captured = lambda text: os.path.exists(self.path("live.jsonl")) and (
+            text in self.report("live.jsonl"))
+        self.wait_for(lambda: captured('"sample"'))
+        self.write_tree({
+            "proc/stat": TREE["proc/stat"].replace("intr", "cpu1 1 0 1 1 0 0 0 0 0 0\nintr"),
+            idle.format(1) + "name": "C1\n", idle.format(1) + "time": "7\n",
+            idle.format(1) + "usage": "7\n", cpu.format(1) + "topology/core_id": "4\n",
+            cpu.format(1) + "topology/physical_package_id": "1\n"})
+        self.write_tree({"sys/devices/system/cpu/online": "0-1\n"})
+        self.wait_for(lambda: captured('"CPU1"'))
+        process.send_signal(signal.SIGINT)
+        _, problems = process.communicate()
+        self.assertEqual(process.returncode, 0, problems)
+        for name in set(self.files()) - {"live_phm_events.csv"}:
+            self.assertIn(b"CPU1", read(self.path(name), "rb"), name)
+        self.assertRegex(self.report("live.txt"), "Package1/Core4/CPU1 C1")
+        self.assert_replayed()
+
+    def assert_replayed(self):
         self.run_tavrin("report", "-w", "all", "-o", "again", "live.jsonl")
         live = [name for name in self.files() if name.startswith("live") and name != "live.jsonl"]
         self.assertIn("live.csv", live)

@@ -77,13 +77,11 @@ std::string CoreCStateFeature::probe(const SysRoot& root, CpuEntities& cpus,
 /// Adds those that are not there yet and have sleep states.
 void CoreCStateFeature::addCpus() {
   for (const CpuEntities::Cpu& cpu : allCpus_->cpus()) {
-    if (!known_.insert(cpu.number).second) continue;
+    if (known_.contains(cpu.number)) continue;
     std::vector<State> states = findStates(*root_, cpu);
     const std::size_t count = states.size();
-    if (count == 0) {
-      known_.erase(cpu.number);
-      continue;
-    }
+    if (count == 0) continue;
+    known_.insert(cpu.number);
     const bool staysOpen = std::ranges::all_of(states, [](const State& state) {
       return state.time.staysOpen() && state.usage.staysOpen();
     });

@@ -14,8 +14,10 @@ namespace {
 
 constexpr std::string_view kCpuFolder = "/sys/devices/system/cpu";
 
-/// A change of the CPUs is followed by several looks for what it brought.
+/// A change of the CPUs is followed by several looks for what it brought: not at once, when only
+/// some of the files of a CPU may be there.
 constexpr int kLooksForNews = 4;
+constexpr unsigned long long kFirstLookPause = kTicksPerSecond / 10;
 constexpr unsigned long long kLookPause = kTicksPerSecond / 2;
 
 std::vector<unsigned int> presentCpus(const SysRoot& root, const OnlineCpus& online) {
@@ -151,7 +153,7 @@ void CpuEntities::updateAt(unsigned long long now) {
   if (online_.cpus() != lastOnline_) {
     lastOnline_ = online_.cpus();
     looks_ = kLooksForNews;
-    nextLook_ = now;
+    nextLook_ = now + kFirstLookPause;
   }
   hasNews_ = looks_ > 0 && now >= nextLook_;
   if (!hasNews_) return;

@@ -49,8 +49,8 @@ class OnlineCpus {
 /// Without topology files all CPUs are cores of one package. Where there are some, a CPU that comes
 /// later joins when its own have come.
 ///
-/// The files of a CPU appear one after the other while it comes online, so after a change of the
-/// online CPUs there are some passes in which to look for new ones (`hasNews`).
+/// The files of a CPU appear one after the other while it comes online, so some passes in the two
+/// seconds after a change of the online CPUs are those to look for new ones (`hasNews`).
 class CpuEntities {
  public:
   struct Cpu {

@@ -26,9 +26,10 @@ std::string cpuRanges(std::string_view numbers) {
   return ranges;
 }
 
+/// With all of its CPUs, as those that are offline may come online.
 std::string policyName(const SysRoot& root, unsigned int number, const std::string& folder) {
-  std::string cpus = root.readLine(folder + "/affected_cpus");
-  if (cpus.empty()) cpus = root.readLine(folder + "/related_cpus");
+  std::string cpus = root.readLine(folder + "/related_cpus");
+  if (cpus.empty()) cpus = root.readLine(folder + "/affected_cpus");
   const std::string ranges = cpuRanges(cpus);
   return "Policy" + std::to_string(number) + (ranges.empty() ? "" : " (" + ranges + ")");
 }
