@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "tavrin/import/Recognition.h"
+
 namespace tavrin {
 
 /// What the command line asks for. The defaults are those of the tool.
@@ -41,6 +43,7 @@ struct Options {
   // Of report:
   bool continuous = false;
   std::string stream;
+  ImportOptions import;
 
   // Of list:
   std::string topic = "all";

@@ -7,21 +7,21 @@
 #include "tavrin/WrittenFiles.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
+#include "tavrin/import/Recognition.h"
 #include "tavrin/platform/Interrupt.h"
-#include "tavrin/stream/StreamReader.h"
 
 namespace tavrin {
 
 namespace {
 
 /// How a replay ended, told to the user: the exit status that the input and the signals ask for.
-int replayStatus(const InputFile& input, const StopRequest& stop, const StreamReader& reader,
+int replayStatus(const ByteSource& input, const StopRequest& stop, const Import& replayed,
                  const std::string& error) {
   if (!error.empty()) {
     fail(error);
     return kExitIncomplete;
   }
-  if (!reader.cutRecord().empty()) warn(reader.cutRecord());
+  for (const std::string& warning : replayed.warnings()) warn(warning);
   if (!input.isStopped()) return kExitDone;
   if (!input.isLive()) fail(input.name() + ": stopped by a signal before its end");
   return kExitSignalOffset + stop.signal();
@@ -37,20 +37,20 @@ int runReport(const Options& options) {
   names.refuse(options.stream == "-" ? "/dev/stdin" : options.stream, "the input");
   StopRequest stop;
   const Interrupt interrupt(stop);
-  InputFile input(options.stream, &stop);
+  const std::unique_ptr<PeekedSource> input = openInput(options.stream, &stop);
   const WrittenFiles written;
-  // The reader owns the system description, which the writers use until they are closed.
-  std::unique_ptr<StreamReader> reader;
+  // Owns the system description, which the writers use until they are closed.
+  std::unique_ptr<Import> import;
   Session session(writers);
   session.beforeSystem([&] {
     names.makeFolder();
     session.open(names.baseName(), options.continuous);
   });
-  reader = std::make_unique<StreamReader>(input, session);
+  import = openImport(*input, session, options.import);
   std::string error;
-  reader->replay(error);
-  const int replayed = replayStatus(input, stop, *reader, error);
-  const bool isWhole = error.empty() && (!input.isStopped() || input.isLive());
+  import->replay(error);
+  const int replayed = replayStatus(*input, stop, *import, error);
+  const bool isWhole = error.empty() && (!input->isStopped() || input->isLive());
   const std::vector<std::string> incomplete = session.finish(isWhole);
   const int completed = isWhole ? reportIncomplete(incomplete) : kExitDone;
   written.tell();

@@ -13,6 +13,7 @@
 #include "readers/PwrText.h"
 #include "readers/ZtbinReader.h"
 #include "tavrin/Session.h"
+#include "tavrin/platform/InputFile.h"
 #include "tavrin/stream/StreamReader.h"
 #include "writers/continuous/BinaryWriter.h"
 #include "writers/timeline/KorvellWriter.h"

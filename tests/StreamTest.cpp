@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "hostcommon/Descriptions.h"
+#include "tavrin/platform/InputFile.h"
 #include "tavrin/stream/JsonLine.h"
 #include "tavrin/stream/RecordReplay.h"
 #include "tavrin/stream/StreamReader.h"
@@ -103,7 +104,7 @@ struct Replay {
     tavrin::InputFile in(folder().path("s"), &sink.stop);
     reader = std::make_unique<StreamReader>(in, sink);
     status = reader->replay(error);
-    cut = reader->cutRecord();
+    for (const std::string& warning : reader->warnings()) cut += warning;
     for (std::string* message : {&error, &cut}) {
       if (!message->empty()) message->erase(0, folder().path().size());
     }

@@ -17,6 +17,7 @@
 #include "readers/ZtbinReader.h"
 #include "readers/ZtjsonReader.h"
 #include "tavrin/Session.h"
+#include "tavrin/platform/InputFile.h"
 #include "tavrin/stream/StreamReader.h"
 #include "writers/continuous/BinaryWriter.h"
 #include "writers/continuous/JSONWriter.h"

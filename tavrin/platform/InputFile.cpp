@@ -108,8 +108,14 @@ long long InputFile::read(char* buffer, std::size_t size) {
       return 0;
     }
     const long long count = readSome(descriptor_, buffer, size);
-    if (count >= 0 || (errno != EAGAIN && errno != EINTR)) return count;
+    if (count >= 0) return count;
+    error_ = errno;
+    if (error_ != EAGAIN && error_ != EINTR) return count;
   }
+}
+
+std::string InputFile::readError() const {
+  return std::generic_category().message(error_);
 }
 
 bool InputFile::isStopped() const {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "tavrin/platform/InputFile.h"
+#include "tavrin/platform/ByteSource.h"
 
 namespace tavrin {
 
@@ -16,9 +16,9 @@ class LineReader {
   static constexpr std::size_t kLongestLine = std::size_t{256} << 20U;
 
   /// `input` is not owned.
-  explicit LineReader(InputFile& input) : input_(input) {}
+  explicit LineReader(ByteSource& input) : input_(input) {}
 
-  /// Reads the next line. Failed leaves errno as the input set it.
+  /// Reads the next line. After Failed the input tells why.
   Result next();
 
   /// The line last read, without its line feed. It may be changed; the storage is reused.
@@ -29,7 +29,7 @@ class LineReader {
   unsigned long long number() const { return number_; }
 
  private:
-  InputFile& input_;
+  ByteSource& input_;
   std::string buffer_ = std::string(kBufferSize, '\0');
   std::size_t begin_ = 0;  ///< of what is still unread in the buffer
   std::size_t end_ = 0;

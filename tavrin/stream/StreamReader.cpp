@@ -1,8 +1,5 @@
 #include "tavrin/stream/StreamReader.h"
 
-#include <cerrno>
-#include <system_error>
-
 #include "tavrin/stream/JsonLine.h"
 #include "tavrin/stream/LineReader.h"
 #include "tavrin/stream/RecordReplay.h"
@@ -24,14 +21,14 @@ void removeMark(std::string& line) {
 
 class StreamReader::Parts {
  public:
-  Parts(InputFile& input, MessageSink& sink) : lines(input), records(sink) {}
+  Parts(ByteSource& input, MessageSink& sink) : lines(input), records(sink) {}
 
   LineReader lines;
   JsonLine json;
   RecordReplay records;
 };
 
-StreamReader::StreamReader(InputFile& input, MessageSink& sink)
+StreamReader::StreamReader(ByteSource& input, MessageSink& sink)
     : input_(input), parts_(std::make_unique<Parts>(input, sink)) {}
 
 StreamReader::~StreamReader() = default;
@@ -51,7 +48,7 @@ bool StreamReader::replayLine() {
   const LineReader::Result result = parts_->lines.next();
   if (input_.isStopped() || result == LineReader::Result::End) return false;
   if (result == LineReader::Result::Failed) {
-    throw StreamError("cannot be read: " + std::generic_category().message(errno));
+    throw StreamError("cannot be read: " + input_.readError());
   }
   if (result == LineReader::Result::TooLong) throw StreamError("the line is longer than 256 MiB");
   std::string& line = parts_->lines.line();
@@ -65,6 +62,11 @@ bool StreamReader::replayLine() {
     cutRecord_ = atLine("the stream ends within this record, which is left out");
   }
   return true;
+}
+
+std::vector<std::string> StreamReader::warnings() const {
+  if (cutRecord_.empty()) return {};
+  return {cutRecord_};
 }
 
 int StreamReader::replay(std::string& error) {

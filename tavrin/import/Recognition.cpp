@@ -1,0 +1,71 @@
+#include "tavrin/import/Recognition.h"
+
+#include <algorithm>
+
+#include "tavrin/common/CommandError.h"
+#include "tavrin/platform/InputFile.h"
+#include "tavrin/stream/StreamNames.h"
+#include "tavrin/stream/StreamReader.h"
+
+namespace tavrin {
+
+namespace {
+
+/// The bytes from the first that is neither blank nor part of a byte order mark.
+std::string_view withoutBlanks(std::string_view bytes) {
+  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
+  return bytes.substr(std::min(bytes.find_first_not_of(" \t\r\n"), bytes.size()));
+}
+
+/// A stream says in its first record what it is. Its reader also takes what could be meant to be
+/// one: it tells the line and the column that are not as they should be.
+bool isStream(const InputHead& head) {
+  const std::string_view text = withoutBlanks(head.bytes);
+  if (!head.isAll && !text.starts_with('{')) return false;
+  const std::string_view firstLine = text.substr(0, text.find('\n'));
+  if (firstLine.find(names::kStreamType) != std::string_view::npos) return true;
+  const bool isUtf16 = head.bytes.starts_with("\xFF\xFE") || head.bytes.starts_with("\xFE\xFF");
+  return head.isAll && (text.empty() || text.starts_with('{') || isUtf16);
+}
+
+std::unique_ptr<Import> openStream(PeekedSource& input, MessageSink& sink,
+                                   const ImportOptions& /*options*/) {
+  return std::make_unique<StreamReader>(input, sink);
+}
+
+/// Every kind of input.
+constexpr InputKind kKinds[] = {
+    {"a recorded stream", isStream, openStream},
+};
+
+const InputKind* kindOf(const InputHead& head) {
+  const auto* const kind =
+      std::ranges::find_if(kKinds, [&](const InputKind& k) { return k.matches(head); });
+  return kind == std::end(kKinds) ? nullptr : kind;
+}
+
+[[noreturn]] void refuse(const std::string& name) {
+  std::string kinds;
+  for (const InputKind& kind : kKinds) kinds.append(kinds.empty() ? "" : ", ").append(kind.name);
+  throw CommandError(kExitIncomplete, name + ": its content is none of what can be read: " + kinds);
+}
+
+}  // namespace
+
+std::unique_ptr<PeekedSource> openInput(const std::string& path, const StopRequest* stop) {
+  return std::make_unique<PeekedSource>(std::make_unique<InputFile>(path, stop));
+}
+
+std::unique_ptr<Import> openImport(PeekedSource& input, MessageSink& sink,
+                                   const ImportOptions& options) {
+  bool isAll = false;
+  const InputKind* kind = nullptr;
+  while (kind == nullptr && !isAll) {
+    isAll = !input.peekMore();
+    kind = kindOf({input.head(), isAll});
+  }
+  if (kind == nullptr) refuse(input.name());
+  return kind->open(input, sink, options);
+}
+
+}  // namespace tavrin
