@@ -73,5 +73,6 @@ inline constexpr char kValue[] = "Value";
 /// Facts of the system that both documents have.
 inline constexpr char kStartTimestamp[] = "Collection Start Timestamp";
 inline constexpr char kStopTimestamp[] = "Collection Stop Timestamp";
+inline constexpr char kCollectionDuration[] = "Collection Duration";
 
 }  // namespace ztjson

@@ -7,7 +7,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   return fuzz::readBytes(data, size, [](std::istream& file) {
     ztjson::ZtjsonReader reader;
-    std::size_t textLength = ztjson::ZtjsonReader::isNumbered(file) ? 1 : 0;
+    std::size_t textLength = 0;
     reader.readFile(file, [&](const ztjson::Point& point) {
       if (point.metric >= reader.metrics().size()) std::abort();
       textLength += reader.metrics()[point.metric].name.size() + point.series.size();

@@ -37,6 +37,14 @@ class JsonNode {
     return JsonNode(found->value, this, key, 0);
   }
 
+  /// One member of an object, one element of an array. They must be there.
+  JsonNode memberAt(JsonValue::ConstMemberIterator at) const {
+    return JsonNode(at->value, this, {at->name.GetString(), at->name.GetStringLength()}, 0);
+  }
+  JsonNode elementAt(rapidjson::SizeType index) const {
+    return JsonNode(value_[index], this, {}, index);
+  }
+
   /// Calls `visit(key, node)` for every member of an object.
   template <typename Visit>
   void eachMember(const Visit& visit) const {

@@ -135,17 +135,25 @@ double PwrReader::real(std::uint64_t value) const {
 }
 
 void PwrReader::readFile(std::istream& file, PwrSink& sink) {
-  PwrRecord record(file);
-  const System system = readFixedRecords(record);
-  sink.system(system);
+  open(file, sink);
+  while (const std::optional<DataRecord> record = next()) sink.data(*record);
+}
+
+void PwrReader::open(std::istream& file, PwrSink& sink) {
+  PwrRecord& record = record_.emplace(file);
+  system_ = readFixedRecords(record);
+  sink.system(system_);
   readMetadata(record, sink);
   sink.endOfMetadata();
-  while (record.next()) {
-    if (record.frame() != Frame::Data) record.fail(0, "a data record", "another record");
-    record.expectMark(kDataKind, kZt2Kind, record.u32(kDataKind), "the kind of data records");
-    checkVersion(record);
-    sink.data(readData(record, system.startTsc));
-  }
+}
+
+std::optional<DataRecord> PwrReader::next() {
+  PwrRecord& record = *record_;
+  if (!record.next()) return std::nullopt;
+  if (record.frame() != Frame::Data) record.fail(0, "a data record", "another record");
+  record.expectMark(kDataKind, kZt2Kind, record.u32(kDataKind), "the kind of data records");
+  checkVersion(record);
+  return readData(record);
 }
 
 /// Up to the magic record that ends the metadata.
@@ -172,14 +180,14 @@ void PwrReader::checkVersion(const PwrRecord& record) {
   record.expect(kDataVersion, version_, version, "the version");
 }
 
-DataRecord PwrReader::readData(const PwrRecord& record, std::uint64_t startTsc) {
+DataRecord PwrReader::readData(const PwrRecord& record) {
   const std::uint64_t tsc = record.u64(kDataTsc);
-  record.require(tsc >= startTsc, kDataTsc, "a time that is not before the collection's start",
-                 tsc);
+  record.require(tsc >= system_.startTsc, kDataTsc,
+                 "a time that is not before the collection's start", tsc);
   readAttributes(record);
   checkReferences(record);
   if (metric_ == nullptr || metric_->id != attributes_.front().value) beginMetric(record);
-  return {tsc, *metric_, attributes_};
+  return DataRecord{tsc, *metric_, attributes_};
 }
 
 void PwrReader::readAttributes(const PwrRecord& record) {

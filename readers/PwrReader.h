@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <istream>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -40,7 +41,7 @@ class PwrSink {
   virtual void info(const Info& /*info*/) {}
   virtual void endOfMetadata() {}
   /// The record is gone when this returns.
-  virtual void data(const DataRecord& record) = 0;
+  virtual void data(const DataRecord& /*record*/) {}
 };
 
 /// Reader of a timeline file (docs/formats/timeline.md). It keeps the descriptions in memory and
@@ -50,6 +51,13 @@ class PwrReader {
   /// Reads a whole file; a reader reads one. Throws FormatError at the first fault.
   void readFile(std::istream& file, PwrSink& sink);
 
+  /// The same record by record: reads the file up to the first data record and hands out what comes
+  /// before. `file` must stay as long as `next` is called.
+  void open(std::istream& file, PwrSink& sink);
+  /// The next data record, which is gone with the one after; none at the end of the file.
+  std::optional<DataRecord> next();
+
+  const System& system() const { return system_; }
   const PwrInfoTable& infos() const { return infos_; }
   /// The version of the file's records: kLegacyVersion or kVersion; 0 until the first info.
   std::uint16_t version() const { return version_; }
@@ -60,11 +68,13 @@ class PwrReader {
  private:
   void checkVersion(const PwrRecord& record);
   void readMetadata(PwrRecord& record, PwrSink& sink);
-  DataRecord readData(const PwrRecord& record, std::uint64_t startTsc);
+  DataRecord readData(const PwrRecord& record);
   void readAttributes(const PwrRecord& record);
   void checkReferences(const PwrRecord& record) const;
   void beginMetric(const PwrRecord& record);
 
+  std::optional<PwrRecord> record_;
+  System system_;
   PwrInfoTable infos_;
   std::uint16_t version_ = 0;
   std::vector<Attribute> attributes_;

@@ -32,55 +32,69 @@ void requireNext(const ZtbinRecord& record, std::size_t at, std::size_t known, c
 
 }  // namespace
 
-bool ZtbinReader::beginsRun(std::istream& file) {
-  ZtbinRecord record(file);
-  const std::istream::pos_type start = file.tellg();
-  const bool isFirst = record.next() && record.type() == RecordType::String &&
-                       record.size() >= string_record::kText &&
-                       record.u16(string_record::kIndex) == kFirstIndex;
-  file.clear();
-  file.seekg(start);
-  return isFirst;
+void ZtbinReader::readFile(std::istream& file, const PointSink& sink) {
+  open(file);
+  Point point;
+  while (next(point)) sink(point);
 }
 
-void ZtbinReader::readFile(std::istream& file, const PointSink& sink) {
-  ZtbinRecord record(file);
+void ZtbinReader::open(std::istream& file) {
+  record_.emplace(file);
   startFile();
-  int lastType = 0;
-  bool hasSystem = false;
-  while (record.next()) {
-    requireType(record, lastType);
-    const RecordType type = record.type();
-    lastType = static_cast<int>(type);
-    if ((type == RecordType::System) == hasSystem && type != RecordType::String) {
-      throw FormatError(record.offset(), "exactly one system record before records of other types",
-                        hasSystem ? "a second one" : numbered("type", static_cast<unsigned>(type)));
-    }
-    switch (type) {
-      case RecordType::String:
-        readString(record);
-        break;
-      case RecordType::System:
-        readSystem(record);
-        hasSystem = true;
-        break;
-      case RecordType::Entity:
-        readDescriptor(record);
-        break;
-      case RecordType::Metric:
-        readMetric(record);
-        break;
-      case RecordType::Point:
-        sink(readPoint(record));
-        break;
-    }
+  while (nextRecord() && !isAtPoint_) readDescription(*record_);
+}
+
+bool ZtbinReader::next(Point& point) {
+  if (!isAtPoint_ && !nextRecord()) return false;
+  isAtPoint_ = false;
+  point = readPoint(*record_);
+  return true;
+}
+
+/// Returns false at the end of the file.
+bool ZtbinReader::nextRecord() {
+  ZtbinRecord& record = *record_;
+  if (!record.next()) {
+    if (!hasSystem_) throw FormatError(record.offset(), "a system record", "the end of the file");
+    requireUses(record.offset());
+    return false;
   }
-  if (!hasSystem) throw FormatError(record.offset(), "a system record", "the end of the file");
-  requireUses(record.offset());
+  requireType(record, lastType_);
+  const RecordType type = record.type();
+  lastType_ = static_cast<int>(type);
+  if ((type == RecordType::System) == hasSystem_ && type != RecordType::String) {
+    throw FormatError(record.offset(), "exactly one system record before records of other types",
+                      hasSystem_ ? "a second one" : numbered("type", static_cast<unsigned>(type)));
+  }
+  isAtPoint_ = type == RecordType::Point;
+  return true;
+}
+
+void ZtbinReader::readDescription(const ZtbinRecord& record) {
+  switch (record.type()) {
+    case RecordType::String:
+      readString(record);
+      break;
+    case RecordType::System:
+      readSystem(record);
+      hasSystem_ = true;
+      break;
+    case RecordType::Entity:
+      readDescriptor(record);
+      break;
+    case RecordType::Metric:
+      readMetric(record);
+      break;
+    case RecordType::Point:
+      break;
+  }
 }
 
 void ZtbinReader::startFile() {
   ++files_;
+  isAtPoint_ = false;
+  lastType_ = 0;
+  hasSystem_ = false;
   known_ = {.strings = strings_.size(), .descriptors = descriptors_.size()};
   newMetrics_.clear();
 }

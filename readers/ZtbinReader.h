@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <istream>
 #include <map>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -102,22 +104,28 @@ class ZtbinReader {
   /// described that nothing uses. What cannot show is how many points there were behind the last.
   void readFile(std::istream& file, const PointSink& sink);
 
-  /// Whether a file, which is open in binary mode and can be read again, looks like the first one
-  /// of a run. Leaves it where it was.
-  static bool beginsRun(std::istream& file);
+  /// The same point by point: reads the next file of the run up to its first point. `file` must
+  /// stay until `next` has returned false.
+  void open(std::istream& file);
+  /// Reads the next point of the file; false at its end.
+  bool next(Point& point);
 
   /// Of the last file.
   const System& system() const { return system_; }
-  /// `index` must be one that a record of the run has, other than 0.
+  /// `index` must be one that a record of the run has, other than 0. The text stays where it is.
   const std::string& text(std::uint16_t index) const { return strings_[index - 1U]; }
   const Descriptor& descriptor(std::uint16_t id) const { return descriptors_[id - 1U]; }
   /// By id.
   const std::map<std::uint32_t, Metric>& metrics() const { return metrics_; }
+  /// The ids of those that the last file has described, in its order.
+  const std::vector<std::uint32_t>& newMetrics() const { return newMetrics_; }
   std::size_t stringCount() const { return strings_.size(); }
   std::size_t descriptorCount() const { return descriptors_.size(); }
 
  private:
   void startFile();
+  bool nextRecord();
+  void readDescription(const ZtbinRecord& record);
   void readString(const ZtbinRecord& record);
   void readSystem(const ZtbinRecord& record);
   void readDescriptor(const ZtbinRecord& record);
@@ -138,8 +146,12 @@ class ZtbinReader {
   };
 
   int files_ = 0;
+  std::optional<ZtbinRecord> record_;  ///< of the last file
+  bool isAtPoint_ = false;             ///< the record is a point that was not handed out yet
+  int lastType_ = 0;
+  bool hasSystem_ = false;
   System system_;
-  std::vector<std::string> strings_;
+  std::deque<std::string> strings_;
   std::vector<bool> stringUses_;
   std::vector<Descriptor> descriptors_;
   std::vector<bool> descriptorUses_;

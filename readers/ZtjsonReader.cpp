@@ -62,21 +62,17 @@ void requireOrder(const JsonNode& node, std::uint64_t& last) {
 
 }  // namespace
 
-bool ZtjsonReader::isNumbered(std::istream& file) {
-  const std::istream::pos_type start = file.tellg();
-  char brace = '\0';
-  std::string key(sizeof numbered::kMetadata + 1, '\0');
-  file >> brace >> std::ws;
-  file.read(key.data(), static_cast<std::streamsize>(key.size()));
-  file.clear();
-  file.seekg(start);
-  return brace == '{' && key == inQuotes(numbered::kMetadata);
+void ZtjsonReader::readFile(std::istream& file, const PointSink& sink) {
+  open(file);
+  Point point;
+  while (next(point)) sink(point);
 }
 
-void ZtjsonReader::readFile(std::istream& file, const PointSink& sink) {
-  JsonDocument document;
-  parseJson(file, document);
-  const JsonNode root(document);
+void ZtjsonReader::open(std::istream& file) {
+  cursor_.reset();
+  document_ = JsonDocument();  // before the next one takes memory
+  parseJson(file, document_);
+  const JsonNode& root = root_.emplace(document_);
   const bool isNumbered = root.object().has(numbered::kMetadata);
   root.require(files_ == 0 || (isContinuous_ && isNumbered),
                "a numbered file after another one, as only such a run has several files");
@@ -84,10 +80,22 @@ void ZtjsonReader::readFile(std::istream& file, const PointSink& sink) {
   isContinuous_ = isNumbered;
   system_.clear();
   if (isNumbered) {
-    readNumbered(root, sink);
+    readNumbered();
   } else {
-    readTrace(root, sink);
+    readTrace();
   }
+}
+
+bool ZtjsonReader::next(Point& point) {
+  point.values.clear();
+  if (!isContinuous_) {
+    if (!cursor_->next()) return false;
+    readTracePoint(point);
+    return true;
+  }
+  if (pointAt_ == data_->value().Size()) return false;
+  readPoint(data_->elementAt(pointAt_++), point);
+  return true;
 }
 
 void ZtjsonReader::readSystem(const JsonNode& node, const std::vector<const char*>& groups) {
@@ -98,7 +106,8 @@ void ZtjsonReader::readSystem(const JsonNode& node, const std::vector<const char
   }
 }
 
-void ZtjsonReader::readTrace(const JsonNode& root, const PointSink& sink) {
+void ZtjsonReader::readTrace() {
+  const JsonNode& root = *root_;
   const JsonNode type = root.member(trace::kFileType);
   type.require(type.text() == trace::kFileTypeText, inQuotes(trace::kFileTypeText));
   const JsonNode version = root.member(trace::kVersion);
@@ -107,29 +116,19 @@ void ZtjsonReader::readTrace(const JsonNode& root, const PointSink& sink) {
                 "version " + std::to_string(trace::kMajorNumber));
   readSystem(root.member(trace::kSystem), {trace::kPlatform, trace::kOs, trace::kTavrin});
   std::set<std::string_view> names;
-  const JsonNode data = root.member(trace::kData);
+  const JsonNode& data = data_.emplace(root.member(trace::kData));
   data.eachMember([&](std::string_view name, const JsonNode& group) {
     group.require(names.insert(name).second, "each metric once");
     readGroup(name, group);
   });
-  std::size_t metric = 0;
-  data.eachMember([&](std::string_view /*name*/, const JsonNode& group) {
-    readContainers(metric++, group, sink);
-  });
+  cursor_.emplace(data);
 }
 
 void ZtjsonReader::readGroup(std::string_view name, const JsonNode& group) {
   const JsonNode description = group.object().member(trace::kMetaData);
   Metric metric{.name = std::string(name),
                 .kind = kindOf(description.object().member(trace::kType))};
-  const JsonNode units = description.member(trace::kAltUnits);
-  units.eachElement([](const JsonNode& unit) {
-    unit.object().member(trace::kName).text();
-    unit.member(trace::kUnit).text();
-    unit.member(trace::kConversion).number();
-    unit.member(trace::kIsCalculatedRate).flag();
-  });
-  if (!units.value().Empty()) metric.units = description.member(trace::kUnits).text();
+  readUnits(description, metric);
   if (description.has(trace::kStates)) {
     description.member(trace::kStates).eachElement([&](const JsonNode& state) {
       metric.states.emplace_back(state.text());
@@ -138,26 +137,39 @@ void ZtjsonReader::readGroup(std::string_view name, const JsonNode& group) {
   metrics_.push_back(std::move(metric));
 }
 
-void ZtjsonReader::readContainers(std::size_t metric, const JsonNode& group,
-                                  const PointSink& sink) const {
-  std::set<std::string_view> names;
-  group.member(trace::kData).eachMember([&](std::string_view name, const JsonNode& container) {
-    container.require(names.insert(name).second, "each container once");
-    const JsonNode ownName = container.object().member(trace::kName);
-    ownName.require(ownName.text() == name, "once more " + inQuotes(name));
-    container.member(trace::kFriendlyName).text();
-    std::map<std::string_view, std::uint64_t> times;
-    container.member(trace::kPoints).eachElement([&](const JsonNode& node) {
-      const JsonNode start = node.object().member(trace::kStart);
-      const JsonNode end = node.member(trace::kEnd);
-      end.require(end.whole() >= start.whole(), "an end that is not before the start");
-      Point point{.metric = metric, .series = name, .start = start.whole()};
-      point.duration = static_cast<double>(end.whole() - point.start);
-      readValues(metrics_[metric], node, point);
-      for (const auto& value : point.values) requireOrder(start, times[value.first]);
-      sink(point);
-    });
+/// The first unit is the quantity's, the second its rate's.
+void ZtjsonReader::readUnits(const JsonNode& description, Metric& metric) const {
+  const JsonNode units = description.member(trace::kAltUnits);
+  bool isFirst = true;
+  units.eachElement([&](const JsonNode& unit) {
+    const std::string name(unit.object().member(trace::kName).text());
+    const std::string text(unit.member(trace::kUnit).text());
+    const double factor = unit.member(trace::kConversion).number();
+    metric.isRate = unit.member(trace::kIsCalculatedRate).flag();
+    if (isFirst) {
+      metric.quantity = name;
+      metric.baseUnits = text;
+    } else {
+      metric.rate = {.name = name, .units = text, .factor = factor};
+    }
+    isFirst = false;
   });
+  if (!units.value().Empty()) metric.units = description.member(trace::kUnits).text();
+  // Groups with states have no rate mode.
+  metric.isRate = metric.isRate && !description.has(trace::kStates);
+}
+
+void ZtjsonReader::readTracePoint(Point& point) {
+  const JsonNode& node = cursor_->point();
+  const JsonNode start = node.object().member(trace::kStart);
+  const JsonNode end = node.member(trace::kEnd);
+  end.require(end.whole() >= start.whole(), "an end that is not before the start");
+  point.metric = cursor_->group();
+  point.series = cursor_->container();
+  point.start = start.whole();
+  point.duration = static_cast<double>(end.whole() - point.start);
+  readValues(metrics_[point.metric], node, point);
+  for (const auto& value : point.values) requireOrder(start, cursor_->lastTime(value.first));
 }
 
 void ZtjsonReader::readValues(const Metric& metric, const JsonNode& node, Point& point) const {
@@ -181,8 +193,9 @@ void ZtjsonReader::readValues(const Metric& metric, const JsonNode& node, Point&
   });
 }
 
-void ZtjsonReader::readNumbered(const JsonNode& root, const PointSink& sink) {
-  root.member(numbered::kMetadata).eachElement([&](const JsonNode& node) {
+void ZtjsonReader::readNumbered() {
+  const JsonNode metadata = root_->member(numbered::kMetadata);
+  metadata.eachElement([&](const JsonNode& node) {
     if (!system_.empty()) return readMetric(node);
     // The first node describes the system.
     const JsonNode name = node.object().member(numbered::kName);
@@ -190,8 +203,9 @@ void ZtjsonReader::readNumbered(const JsonNode& root, const PointSink& sink) {
     readSystem(node, {numbered::kPlatform, numbered::kOs, numbered::kTavrin});
     readStart(node);
   });
-  root.member(numbered::kMetadata).require(!system_.empty(), "a node that describes the system");
-  root.member(numbered::kData).eachElement([&](const JsonNode& node) { readPoint(node, sink); });
+  metadata.require(!system_.empty(), "a node that describes the system");
+  data_.emplace(root_->member(numbered::kData).array());
+  pointAt_ = 0;
 }
 
 void ZtjsonReader::readStart(const JsonNode& system) {
@@ -209,17 +223,19 @@ void ZtjsonReader::readMetric(const JsonNode& node) {
   found->second.file = files_;
   Metric metric{.name = lastText(node, numbered::kName),
                 .feature = std::string(node.member(numbered::kFeatureName).text()),
-                .kind = kindOf(node.member(numbered::kType))};
+                .kind = kindOf(node.member(numbered::kType)),
+                .id = idOf(id)};
   if (node.has(numbered::kUnits)) {
     metric.units = node.member(numbered::kUnits).text();
-    node.member(numbered::kQuantity).text();
+    metric.quantity = node.member(numbered::kQuantity).text();
   }
   eachValue(node, numbered::kStates,
             [&](const JsonNode& state) { metric.states.emplace_back(state.text()); });
-  eachValue(node, numbered::kCombinations, [](const JsonNode& combination) {
-    combination.object().member(numbered::kEntity).text();
-    combination.member(numbered::kDescriptor).text();
-    combination.member(numbered::kAttributeText).text();
+  eachValue(node, numbered::kCombinations, [&](const JsonNode& combination) {
+    Combination& known = metric.combinations.emplace_back();
+    known.entity = combination.object().member(numbered::kEntity).text();
+    known.descriptor = combination.member(numbered::kDescriptor).text();
+    known.text = combination.member(numbered::kAttributeText).text();
   });
   if (isNew) {
     metrics_.push_back(std::move(metric));
@@ -229,7 +245,7 @@ void ZtjsonReader::readMetric(const JsonNode& node) {
   }
 }
 
-void ZtjsonReader::readPoint(const JsonNode& node, const PointSink& sink) {
+void ZtjsonReader::readPoint(const JsonNode& node, Point& point) {
   const JsonNode id = node.object().member(numbered::kId);
   const auto found = places_.find(idOf(id));
   id.require(found != places_.end() && found->second.file == files_,
@@ -237,14 +253,15 @@ void ZtjsonReader::readPoint(const JsonNode& node, const PointSink& sink) {
   const std::string_view entity = node.member(numbered::kEntity).text();
   const std::string_view descriptor = node.member(numbered::kDescriptor).text();
   const JsonNode time = node.member(numbered::kTimestamp);
-  Point point{.metric = found->second.metric, .series = entity, .start = time.whole()};
+  point.metric = found->second.metric;
+  point.series = entity;
+  point.start = time.whole();
   point.duration = node.member(numbered::kDuration).number();
   node.member(numbered::kDuration).require(point.duration >= 0.0, "a duration");
   point.values.emplace_back(descriptor, node.member(numbered::kValue).number());
   series_ = std::to_string(point.metric);
   for (const std::string_view part : {entity, descriptor}) (series_ += '\0') += part;
   requireOrder(time, times_[series_]);
-  sink(point);
 }
 
 }  // namespace ztjson

@@ -4,6 +4,7 @@
 #include <functional>
 #include <istream>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -11,16 +12,37 @@
 #include <vector>
 
 #include "readers/JsonNode.h"
+#include "readers/TraceCursor.h"
 
 namespace ztjson {
+
+/// What a rate of a metric's quantity is: value * factor / seconds, in `units`.
+struct Rate {
+  std::string name;
+  std::string units;
+  double factor = 1.0;
+};
+
+/// What a numbered file says to be measured on what.
+struct Combination {
+  std::string entity;
+  std::string descriptor;
+  std::string text;  ///< of the descriptor's attribute
+};
 
 /// What a document says about a metric. Empty where it does not say it.
 struct Metric {
   std::string name;  ///< metrics of one name are one in the trace of a whole run
   std::string feature;
   std::string kind;  ///< one of kMetricKinds (formats/metric_kinds.h)
-  std::string units;
+  std::string quantity;
+  std::string units;  ///< of the values: those of the rate where `isRate`
   std::vector<std::string> states;
+  std::vector<Combination> combinations;
+  std::string baseUnits;     ///< of the quantity, where `isRate`
+  std::optional<Rate> rate;  ///< that the quantity has
+  bool isRate = false;       ///< the values are rates
+  std::int64_t id = 0;       ///< in numbered files
 };
 
 /// One point. Its texts are valid during the call that hands it out.
@@ -56,6 +78,10 @@ class ZtjsonReader {
  public:
   using PointSink = std::function<void(const Point&)>;
 
+  ZtjsonReader() = default;
+  ZtjsonReader(const ZtjsonReader&) = delete;
+  ZtjsonReader& operator=(const ZtjsonReader&) = delete;
+
   /// Reads one file and hands out its points in the order of the document. `file` is not owned and
   /// must be open in binary mode. What the document says of the system and the metrics is there,
   /// and was checked, before the first point. Throws FormatError at the first fault,
@@ -64,9 +90,11 @@ class ZtjsonReader {
   /// After a whole run no file may follow; after a numbered one, only others of the same start.
   void readFile(std::istream& file, const PointSink& sink);
 
-  /// Whether a file, which is open in binary mode and can be read again, looks like a numbered one.
-  /// Leaves it where it was.
-  static bool isNumbered(std::istream& file);
+  /// The same point by point: reads one file, which is in memory until the next one is opened, and
+  /// checks what it says of the system and the metrics.
+  void open(std::istream& file);
+  /// Reads the next point of the file, whose texts are valid until the next call; false at its end.
+  bool next(Point& point);
 
   /// Of the last file: whether it was a numbered one, so that times are ticks.
   bool isContinuous() const { return isContinuous_; }
@@ -77,15 +105,16 @@ class ZtjsonReader {
 
  private:
   void readSystem(const JsonNode& node, const std::vector<const char*>& groups);
-  void readTrace(const JsonNode& root, const PointSink& sink);
+  void readTrace();
   void readGroup(std::string_view name, const JsonNode& group);
-  void readContainers(std::size_t metric, const JsonNode& group, const PointSink& sink) const;
+  void readUnits(const JsonNode& description, Metric& metric) const;
+  void readTracePoint(Point& point);
   void readValues(const Metric& metric, const JsonNode& node, Point& point) const;
 
-  void readNumbered(const JsonNode& root, const PointSink& sink);
+  void readNumbered();
   void readStart(const JsonNode& system);
   void readMetric(const JsonNode& node);
-  void readPoint(const JsonNode& node, const PointSink& sink);
+  void readPoint(const JsonNode& node, Point& point);
 
   /// A metric of the numbered files.
   struct Place {
@@ -101,6 +130,12 @@ class ZtjsonReader {
   std::map<std::int64_t, Place> places_;                  ///< by id
   std::unordered_map<std::string, std::uint64_t> times_;  ///< of a series: its last one
   std::string series_;
+  // The last file, and where its next point is.
+  JsonDocument document_;
+  std::optional<JsonNode> root_;
+  std::optional<JsonNode> data_;
+  std::optional<TraceCursor> cursor_;  ///< of a whole run
+  rapidjson::SizeType pointAt_ = 0;    ///< of a numbered file
 };
 
 }  // namespace ztjson

@@ -1,25 +1,50 @@
+#include <cstdio>
+#include <memory>
 #include <string>
 
+#include "readers/FormatError.h"
+#include "readers/PlainText.h"
+#include "readers/PwrText.h"
+#include "readers/ResultReader.h"
+#include "readers/RunFiles.h"
 #include "tavrin/Commands.h"
 #include "tavrin/common/CommandError.h"
-#include "tavrin/inspect/BinaryRun.h"
-#include "tavrin/inspect/FileRun.h"
-#include "tavrin/inspect/TimelineFile.h"
-#include "tavrin/inspect/TraceFile.h"
+#include "tavrin/inspect/ResultSummary.h"
 
 namespace tavrin {
 
-int runInspect(const Options& options) {
-  for (const std::string& name : options.files) {
-    if (!isBinary(name) && !isTrace(name) && !isTimeline(name)) {
-      throw CommandError(kExitUsage, "cannot inspect " + name +
-                                         ": its name ends with none of .ztbin, .ztjson and .pwr");
-    }
+namespace {
+
+/// The records of a timeline file, of which many are no points.
+void printRecords(ResultFile& file) {
+  pwrfile::PwrReader reader;
+  pwrfile::PwrText text(reader,
+                        [](const std::string& line) { std::fputs((line + "\n").c_str(), stdout); });
+  try {
+    reader.readFile(file.stream(), text);
+  } catch (const FormatError& fault) {
+    throw ResultError(file.name() + ": " + printable(fault.what()));
   }
-  for (const FileRun& run : sortIntoRuns(options.files)) {
-    if (isBinary(run.front())) inspectBinary(run, options.points);
-    if (isTrace(run.front())) inspectTrace(run, options.points);
-    if (isTimeline(run.front())) inspectTimeline(run.front(), options.points);
+}
+
+void inspectRun(const RunFiles& run, bool withPoints) {
+  auto file = std::make_unique<ResultFile>(run.front());
+  if (withPoints && file->format() == ResultFormat::Timeline) {
+    printRecords(*file);
+    return;
+  }
+  ResultReader reader(std::move(file), run);
+  ResultSummary(reader, withPoints).report(run);
+}
+
+}  // namespace
+
+int runInspect(const Options& options) {
+  try {
+    for (const RunFiles& run : sortIntoRuns(options.files)) inspectRun(run, options.points);
+  } catch (const std::runtime_error& fault) {
+    std::fflush(stdout);  // what was printed comes before the error
+    throw CommandError(kExitIncomplete, fault.what());
   }
   return kExitDone;
 }

@@ -141,7 +141,10 @@ class CommandLine(unittest.TestCase):
         self.assertNotIn("sound", fault.stdout)
         self.assertIn("cannot read none.ztbin",
                       self.run_tavrin("inspect", "none.ztbin", status=1).stderr)
-        self.assertIn(".ztjson", self.run_tavrin("inspect", "run.csv", status=2).stderr)
+        self.write("notes.ztext", "nothing of the kind")
+        self.assertIn(".ztjson", self.run_tavrin("inspect", "notes.ztext", status=1).stderr)
+        os.rename(os.path.join(self.folder, "run.pwr"), os.path.join(self.folder, "timeline"))
+        self.assertIn("timeline: sound\n", self.run_tavrin("inspect", "timeline").stdout)
 
     def test_help_and_usage_errors(self):
         self.assertIn("Examples:", self.run_tavrin("--help").stdout)

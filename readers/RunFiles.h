@@ -7,19 +7,15 @@ namespace tavrin {
 
 /// The files of one run, in the order in which they were written: one, or those that a continuous
 /// run has numbered.
-using FileRun = std::vector<std::string>;
+using RunFiles = std::vector<std::string>;
 
 /// Which of the files belong to one run: those that are called BASE_N and differ in N alone, unless
 /// one of them stands for itself. Runs stand in the order of their first files, the files of a run
-/// by number, whatever order they have here. Throws CommandError when a file cannot be read, or
-/// when one that a run needs is not among them.
-std::vector<FileRun> sortIntoRuns(const std::vector<std::string>& names);
+/// by number, whatever order they have here. Throws ResultError when a file cannot be read, or when
+/// one that a run needs is not among them.
+std::vector<RunFiles> sortIntoRuns(const std::vector<std::string>& names);
 
 /// What to call the files of a run.
-std::string titleOf(const FileRun& run);
-
-bool isBinary(const std::string& name);
-bool isTrace(const std::string& name);
-bool isTimeline(const std::string& name);
+std::string titleOf(const RunFiles& run);
 
 }  // namespace tavrin

@@ -1,4 +1,4 @@
-#include "tavrin/inspect/FileRun.h"
+#include "readers/RunFiles.h"
 
 #include <algorithm>
 #include <charconv>
@@ -9,11 +9,9 @@
 #include <system_error>
 #include <utility>
 
+#include "formats/ztbin_format.h"
 #include "hostcommon/Utf8Path.h"
-#include "readers/ZtbinReader.h"
-#include "readers/ZtjsonReader.h"
-#include "tavrin/common/CommandError.h"
-#include "tavrin/inspect/InputFile.h"
+#include "readers/ResultReader.h"
 
 namespace tavrin {
 
@@ -32,7 +30,7 @@ struct InputName {
 InputName parse(const std::string& name) {
   const std::size_t dot = name.rfind('.');
   const std::size_t line = name.rfind('_', dot);
-  if (isTimeline(name) || line == std::string::npos || dot == std::string::npos) return {name};
+  if (line == std::string::npos || dot == std::string::npos) return {name};
   InputName parts{.name = name, .base = name.substr(0, line + 1), .ending = name.substr(dot)};
   std::uint32_t number = 0;
   const char* const end = name.data() + dot;
@@ -43,13 +41,38 @@ InputName parse(const std::string& name) {
   return parts;
 }
 
-/// Whether a file needs none of those before it. What is no regular file can be read only once.
-bool standsForItself(const std::string& name) {
+/// Whether the run that a file belongs to begins with it.
+bool beginsRun(ResultFile& file) {
+  namespace field = ztbin::string_record;
+  if (file.format() != ResultFormat::BinaryStream) return true;
+  const std::string_view head = file.head();
+  return head.size() > field::kIndex + 1 &&
+         head[ztbin::kTypeOffset] == static_cast<char>(ztbin::RecordType::String) &&
+         head[field::kIndex] == static_cast<char>(ztbin::kFirstIndex) &&
+         head[field::kIndex + 1] == 0;
+}
+
+/// What can be said of a file that has a number in its name.
+struct Place {
+  bool standsForItself = true;  ///< needs none of those before it
+  bool buildsOnOthers = false;  ///< cannot be read without those before it
+};
+
+/// What is no regular file can be read only once.
+Place placeOf(const std::string& name) {
   std::error_code ignored;
-  if (!std::filesystem::is_regular_file(pwr::pathFromUtf8(name), ignored)) return true;
-  std::ifstream file = openFile(name);
-  return isBinary(name) ? ztbin::ZtbinReader::beginsRun(file)
-                        : !ztjson::ZtjsonReader::isNumbered(file);
+  if (std::filesystem::exists(pwr::pathFromUtf8(name), ignored) &&
+      !std::filesystem::is_regular_file(pwr::pathFromUtf8(name), ignored)) {
+    return {};
+  }
+  try {
+    ResultFile file(name);
+    const bool isFirst = beginsRun(file);
+    return {.standsForItself = isFirst && file.format() != ResultFormat::NumberedJson,
+            .buildsOnOthers = !isFirst};
+  } catch (const std::runtime_error& fault) {
+    throw ResultError(fault.what());
+  }
 }
 
 /// The files of one base by their numbers; a file without a number alone.
@@ -73,30 +96,28 @@ void requireNext(const InputName& before, const InputName& file) {
   if (*file.number == next) return;
   std::string missing = file.with(next);
   if (*file.number > next + 1) missing += " to " + file.with(*file.number - 1);
-  throw CommandError(kExitIncomplete,
-                     file.name + ": " + missing + ", which comes before it, is not given");
+  throw ResultError(file.name + ": " + missing + ", which comes before it, is not given");
 }
 
-/// A binary file may build on others, which it needs then.
-void requireFirst(const InputName& file) {
-  if (!isBinary(file.name) || !file.number || *file.number == 0) return;
-  if (standsForItself(file.name)) return;
-  throw CommandError(kExitIncomplete, file.name +
-                                          ": builds on the files of its run before it, but " +
-                                          file.with(*file.number - 1) + " is not given");
+/// A file that builds on others needs them.
+void requireFirst(const InputName& file, const Place& place) {
+  if (!place.buildsOnOthers || *file.number == 0) return;
+  throw ResultError(file.name + ": builds on the files of its run before it, but " +
+                    file.with(*file.number - 1) + " is not given");
 }
 
-void addRuns(const std::vector<InputName>& group, std::vector<FileRun>& runs) {
+void addRuns(const std::vector<InputName>& group, std::vector<RunFiles>& runs) {
   const InputName* before = nullptr;
   for (const InputName& file : group) {
     if (before != nullptr && before->name == file.name) {
-      throw CommandError(kExitIncomplete, file.name + " is given twice");
+      throw ResultError(file.name + " is given twice");
     }
-    if (before != nullptr && !standsForItself(file.name)) {
+    const Place place = file.number ? placeOf(file.name) : Place{};
+    if (before != nullptr && !place.standsForItself) {
       requireNext(*before, file);
       runs.back().push_back(file.name);
     } else {
-      if (before == nullptr) requireFirst(file);
+      if (before == nullptr) requireFirst(file, place);
       runs.push_back({file.name});
     }
     before = &file;
@@ -105,25 +126,13 @@ void addRuns(const std::vector<InputName>& group, std::vector<FileRun>& runs) {
 
 }  // namespace
 
-bool isBinary(const std::string& name) {
-  return name.ends_with(".ztbin");
-}
-
-bool isTrace(const std::string& name) {
-  return name.ends_with(".ztjson");
-}
-
-bool isTimeline(const std::string& name) {
-  return name.ends_with(".pwr");
-}
-
-std::vector<FileRun> sortIntoRuns(const std::vector<std::string>& names) {
-  std::vector<FileRun> runs;
+std::vector<RunFiles> sortIntoRuns(const std::vector<std::string>& names) {
+  std::vector<RunFiles> runs;
   for (const auto& group : groupByBase(names)) addRuns(group, runs);
   return runs;
 }
 
-std::string titleOf(const FileRun& run) {
+std::string titleOf(const RunFiles& run) {
   return run.size() == 1 ? run.front() : run.front() + " to " + run.back();
 }
 
