@@ -16,6 +16,7 @@
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/common/PlainText.h"
+#include "tavrin/points/PointTable.h"
 
 namespace tavrin {
 
@@ -87,6 +88,46 @@ constexpr const char* kReportFooter =
     "a flush failed, 2 for a usage error, 128 + N when signal N ended the replay, 130 after a\n"
     "second one.";
 
+constexpr const char* kExportFooter =
+    "Examples:\n"
+    "  tavrin export run.jsonl > points.csv\n"
+    "  tavrin export --metric 'CPU*' --entity '*CPU3' --from 2s --to 3s run.jsonl\n"
+    "  tavrin export -c time,metric,value,attributes --format jsonl --metric process run.jsonl\n"
+    "\n"
+    "FILE is whatever 'tavrin report' reads. Each value is a line, in the order in which they\n"
+    "come; numbers have all of their digits. Columns:\n"
+    "  time        seconds from the start of the collection\n"
+    "  ticks       the same moment on the timestamp clock\n"
+    "  duration    seconds that the value is about; nothing where that is unknown\n"
+    "  feature, kind, metric, entity, descriptor, unit\n"
+    "              what was measured, how, and on what: kind is delta, residency, value,\n"
+    "              transition or event; an entity stands behind those it is part of\n"
+    "  value       a number or a text; times in milliseconds\n"
+    "  attributes  what else is known of it, such as the process, as a JSON object\n"
+    "In a PATTERN '*' stands for any letters and '?' for one. CSV is as RFC 4180 has it, in\n"
+    "UTF-8 and with line feeds; in JSON Lines what is not there is null.\n"
+    "\n"
+    "Exit status: 0 if all is printed, 1 if the input is faulty (what came before is printed)\n"
+    "or standard output cannot be written, 2 for a usage error.";
+
+constexpr const char* kCompareFooter =
+    "Examples:\n"
+    "  tavrin compare before.jsonl after.jsonl\n"
+    "  tavrin compare before-*.jsonl -- after-*.jsonl\n"
+    "  tavrin compare --metric '*Energy*' --fail-above +5% base-*.jsonl -- new-*.jsonl\n"
+    "\n"
+    "The files are whatever 'tavrin report' reads; those that tell the same start are one run.\n"
+    "Figures are the mean of a value over time, the share of the time spent in a state, the\n"
+    "rate and the total of a counter, each in the mean over the runs of its side. What changed\n"
+    "most comes first. The spread is from the least run to the largest one, of the side where\n"
+    "it is larger. From four runs on each side on, a change is 'real' or 'chance' by a rank\n"
+    "test, with at most 5 % of the real ones expected to be wrong; with fewer it is only told\n"
+    "whether it is beyond the spread. --fail-above counts changes beyond the spread that are\n"
+    "not called chance.\n"
+    "\n"
+    "Exit status: 0, 1 if a file cannot be read or nothing is to be compared, 2 for a usage\n"
+    "error, 3 if a figure changed by more than --fail-above allows.";
+
 constexpr const char* kInspectFooter =
     "Examples:\n"
     "  tavrin inspect run.ztbin             one file of a whole run\n"
@@ -151,6 +192,14 @@ void addMachineOptions(CLI::App& app, Options& options) {
       ->check(CLI::ExistingDirectory);
 }
 
+CLI::Option* addInput(CLI::App& app, Options& options) {
+  return app
+      .add_option("file", options.stream, "Recorded stream (JSON Lines), - for standard input")
+      ->type_name("")
+      ->option_text("FILE|-")
+      ->required();
+}
+
 /// The seconds that a unit of time has; 0 for an unknown one.
 double secondsOfUnit(std::string_view unit) {
   constexpr std::pair<std::string_view, double> kUnits[] = {
@@ -189,6 +238,13 @@ CLI::Option* addNames(CLI::App& app, const std::string& flags, std::vector<std::
   return app.add_option(flags, names, help)
       ->type_name("NAME,...")
       ->delimiter(',')
+      ->allow_extra_args(false);
+}
+
+CLI::Option* addPatterns(CLI::App& app, const std::string& flag, std::vector<std::string>& patterns,
+                         const std::string& help) {
+  return app.add_option(flag, patterns, help + "; may be repeated")
+      ->type_name("PATTERN")
       ->allow_extra_args(false);
 }
 
@@ -262,12 +318,60 @@ CLI::App* addReport(CLI::App& app, Options& options) {
   report->add_flag("--continuous", options.continuous,
                    "Open the outputs for continuous results and flush them where the stream says");
   addCommonOptions(*report, options);
-  report->add_option("file", options.stream, "Recorded stream (JSON Lines), - for standard input")
-      ->type_name("")
-      ->option_text("FILE|-")
-      ->required();
+  addInput(*report, options);
   report->footer(kReportFooter);
   return report;
+}
+
+CLI::Option* addTime(CLI::App& app, const std::string& flag, double& seconds,
+                     const std::string& help) {
+  return app.add_option(flag, seconds, help)->type_name("TIME")->transform(timeIn("s", 0.0, 1e9));
+}
+
+void addFormat(CLI::App& app, Options& options, const std::vector<std::string>& names,
+               const std::string& help) {
+  app.add_option("--format", options.format, help)->type_name("NAME")->check(CLI::IsMember(names));
+}
+
+CLI::App* addExport(CLI::App& app, Options& options) {
+  CLI::App* const command =
+      app.add_subcommand("export", "Print the points of a recording as a long table");
+  addNames(*command, "-c,--columns", options.columns, "Columns to print, in this order")
+      ->check(CLI::IsMember(pointColumnNames()))
+      ->capture_default_str();
+  addFormat(*command, options, {"csv", "jsonl"}, "csv (default), or jsonl: an object per line");
+  addPatterns(*command, "--metric", options.metricPatterns,
+              "Print only metrics of this name, or of the feature with this name");
+  addPatterns(*command, "--entity", options.entityPatterns,
+              "Print only what was measured on this entity");
+  addTime(*command, "--from", options.fromSec, "Print what is not before this time of the run");
+  addTime(*command, "--to", options.toSec, "Print what is before this time of the run");
+  addCommonOptions(*command, options);
+  addInput(*command, options);
+  command->footer(kExportFooter);
+  return command;
+}
+
+CLI::App* addCompare(CLI::App& app, Options& options) {
+  CLI::App* const compare =
+      app.add_subcommand("compare", "Tell what changed between runs, for people and for CI");
+  addPatterns(*compare, "--metric", options.metricPatterns, "Compare only metrics of this name");
+  compare
+      ->add_option("--fail-above", options.failAbove,
+                   "Exit with 3 if a figure changed by more than this: +5% (more), -5% (less), 5% "
+                   "(either)")
+      ->type_name("CHANGE");
+  compare->add_option("--top", options.mostRows, "Figures to show as text, 0 for all")
+      ->type_name("N")
+      ->capture_default_str();
+  addFormat(*compare, options, {"text", "csv", "json"}, "text (default), csv or json");
+  addCommonOptions(*compare, options);
+  compare->add_option("file", options.files, "Recordings of the runs")
+      ->type_name("")
+      ->option_text("A... -- B...")
+      ->required();
+  compare->footer(kCompareFooter);
+  return compare;
 }
 
 CLI::App* addList(CLI::App& app, Options& options) {
@@ -336,13 +440,15 @@ int runCommandLine(std::vector<std::string> arguments) {
   app.get_formatter()->column_width(34);
   const std::pair<CLI::App*, std::function<int(const Options&)>> commands[] = {
       {addRecord(app, options), runRecord},   {addWatch(app, options), runWatch},
-      {addReport(app, options), runReport},   {addList(app, options), runList},
+      {addReport(app, options), runReport},   {addExport(app, options), runExport},
+      {addCompare(app, options), runCompare}, {addList(app, options), runList},
       {addInspect(app, options), runInspect},
   };
   try {
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
     app.parse(reversed);  // takes them from the end
-    if (!options.command.empty() && !commands[0].first->parsed()) {
+    const bool takesMore = app.got_subcommand("record") || app.got_subcommand("compare");
+    if (!options.command.empty() && !takesMore) {
       throw CommandError(kExitUsage, "only 'tavrin record' takes a command after '--'");
     }
   } catch (const CLI::ParseError& error) {

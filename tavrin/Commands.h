@@ -16,6 +16,8 @@ int runCommandLine(std::vector<std::string> arguments);
 int runRecord(const Options& options);
 int runWatch(const Options& options);
 int runReport(const Options& options);
+int runExport(const Options& options);
+int runCompare(const Options& options);
 int runList(const Options& options);
 int runInspect(const Options& options);
 

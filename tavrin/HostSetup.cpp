@@ -68,6 +68,18 @@ OutputNames nameOutputs(const Options& options, const PluginLibrary& library,
   return names;
 }
 
+int replayStatus(const ByteSource& input, const StopRequest& stop, const Import& replayed,
+                 const std::string& error) {
+  if (!error.empty()) {
+    fail(error);
+    return kExitIncomplete;
+  }
+  for (const std::string& warning : replayed.warnings()) warn(warning);
+  if (!input.isStopped()) return kExitDone;
+  if (!input.isLive()) fail(input.name() + ": stopped by a signal before its end");
+  return kExitSignalOffset + stop.signal();
+}
+
 int reportIncomplete(const std::vector<std::string>& incomplete) {
   for (const std::string& name : incomplete)
     fail("the output of writer " + name + " is incomplete");

@@ -5,6 +5,9 @@
 
 #include "tavrin/Options.h"
 #include "tavrin/OutputNames.h"
+#include "tavrin/common/Import.h"
+#include "tavrin/platform/ByteSource.h"
+#include "tavrin/platform/StopRequest.h"
 
 namespace tavrin {
 
@@ -17,6 +20,11 @@ void setUpHost(const Options& options);
 /// effect on them. Throws CommandError when two are the same file, or one is the configuration's.
 OutputNames nameOutputs(const Options& options, const PluginLibrary& library,
                         const std::vector<WriterPlugin*>& writers, bool continuous);
+
+/// How an import ended, told to the user: the exit status that the input and the signals ask for.
+/// `error` is that of its replay.
+int replayStatus(const ByteSource& input, const StopRequest& stop, const Import& replayed,
+                 const std::string& error);
 
 /// The exit status of a run with these incomplete outputs, after telling the user of them.
 int reportIncomplete(const std::vector<std::string>& incomplete);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -45,10 +46,24 @@ struct Options {
   std::string stream;
   ImportOptions import;
 
+  // Of export and compare:
+  std::string format;
+  std::vector<std::string> metricPatterns;
+
+  // Of export:
+  std::vector<std::string> columns{"time", "metric", "entity", "descriptor", "value", "unit"};
+  std::vector<std::string> entityPatterns;
+  double fromSec = -std::numeric_limits<double>::infinity();
+  double toSec = std::numeric_limits<double>::infinity();
+
+  // Of compare, with `files` before and `command` after:
+  std::size_t mostRows = 40;  ///< 0: all
+  std::string failAbove;
+
   // Of list:
   std::string topic = "all";
 
-  // Of inspect:
+  // Of inspect and compare:
   std::vector<std::string> files;
   bool points = false;
 

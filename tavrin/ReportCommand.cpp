@@ -6,28 +6,10 @@
 #include "tavrin/Session.h"
 #include "tavrin/WrittenFiles.h"
 #include "tavrin/common/CommandError.h"
-#include "tavrin/common/Messages.h"
 #include "tavrin/import/Recognition.h"
 #include "tavrin/platform/Interrupt.h"
 
 namespace tavrin {
-
-namespace {
-
-/// How a replay ended, told to the user: the exit status that the input and the signals ask for.
-int replayStatus(const ByteSource& input, const StopRequest& stop, const Import& replayed,
-                 const std::string& error) {
-  if (!error.empty()) {
-    fail(error);
-    return kExitIncomplete;
-  }
-  for (const std::string& warning : replayed.warnings()) warn(warning);
-  if (!input.isStopped()) return kExitDone;
-  if (!input.isLive()) fail(input.name() + ": stopped by a signal before its end");
-  return kExitSignalOffset + stop.signal();
-}
-
-}  // namespace
 
 int runReport(const Options& options) {
   setUpHost(options);

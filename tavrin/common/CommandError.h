@@ -10,6 +10,7 @@ enum ExitStatus : int {
   kExitDone = 0,
   kExitIncomplete = 1,      ///< an output could not be completed, or the run failed
   kExitUsage = 2,           ///< the command line asks for something that is not there
+  kExitChanged = 3,         ///< a comparison found more change than is allowed
   kExitAborted = 130,       ///< a second Ctrl-C
   kExitCannotStart = 127,   ///< the command to measure could not be started
   kExitSignalOffset = 128,  ///< added to the number of the signal that ended the command

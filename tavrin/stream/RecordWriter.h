@@ -41,11 +41,9 @@ class RecordWriter {
   void member(std::string_view name, float number);
   template <typename E, std::size_t N>
   void member(std::string_view name, E value, const std::array<names::Name<E>, N>& list) {
-    for (const names::Name<E>& candidate : list) {
-      if (candidate.value != value || &candidate == &list.front()) continue;
-      key(name);
-      text(candidate.name);
-    }
+    if (value == list.front().value) return;
+    key(name);
+    text(names::nameOf(list, value));
   }
   template <typename Range, typename Write>
   void array(std::string_view name, const Range& range, Write write) {

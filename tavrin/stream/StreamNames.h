@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string_view>
 
 #include "writers/host/Attribute.h"
@@ -24,6 +25,15 @@ struct Name {
   std::string_view name;
   E value;
 };
+
+/// The word for a value; empty for one that the list has not.
+template <typename E, std::size_t N>
+constexpr std::string_view nameOf(const std::array<Name<E>, N>& list, E value) {
+  for (const Name<E>& candidate : list) {
+    if (candidate.value == value) return candidate.name;
+  }
+  return {};
+}
 
 inline constexpr auto kQuantities = std::to_array<Name<pwr::QuantityType>>({
     {"other", pwr::QuantityType::Other},

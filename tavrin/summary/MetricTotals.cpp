@@ -99,6 +99,7 @@ void MetricTotals::addNumber(const pwr::DataElement& element, double number) {
   series.minimum = series.count == 0 ? number : std::min(series.minimum, number);
   series.maximum = series.count == 0 ? number : std::max(series.maximum, number);
   series.addToSum(*element.getValue(), number);
+  series.weightedSum += number * static_cast<double>(element.getDuration());
   series.durationTicks += element.getDuration();
   ++series.count;
 }

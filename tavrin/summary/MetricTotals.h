@@ -19,6 +19,7 @@ struct SeriesTotals {
   unsigned long long count = 0;
   unsigned long long durationTicks = 0;
   double sum = 0.0;
+  double weightedSum = 0.0;  ///< of values times their durations, in ticks
   double minimum = 0.0;
   double maximum = 0.0;
   bool whole = true;                ///< every value was an integer

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tavrin/common/Owners.h"
 #include "writers/host/Quantity.h"
 
 namespace tavrin {
@@ -18,34 +19,11 @@ std::string subjectOf(const pwr::MetricDescription& metric) {
   return hasThings ? metric.entityGroup->getName() : metric.name;
 }
 
-/// What the attributes of an element say of whose it is: "make (4711)".
-std::string ownerOf(const pwr::AttributeValueManager& attributes) {
-  std::string name;
-  std::string number;
-  for (const auto& [attribute, value] : attributes) {
-    std::string text;
-    value.toFormattedString(text);
-    if (value.isNumeric()) {
-      if (text != number) name += (number.empty() ? " (" : ", ") + text;
-      number = text;
-    } else {
-      name += (name.empty() ? "" : " ") + text;
-    }
-  }
-  return number.empty() ? name : name + ")";
-}
-
-/// Whether the metric's elements tell in their attributes whose they are and how much it was.
-bool isList(const pwr::MetricDescription& metric) {
-  return metric.type == Type::TracedEvent && metric.valueGroup != nullptr &&
-         metric.quantity != nullptr && metric.entities.empty();
-}
-
 /// The column of a metric's series with this descriptor. A descriptor that all have in common says
 /// less than what is measured.
 LiveTable::Column columnOf(const pwr::MetricDescription& metric,
                            const pwr::DataDescriptor* descriptor) {
-  if (isList(metric)) {
+  if (isListOfOwners(metric)) {
     return {metric.valueGroup->getName(), metric.quantity->toUnitsString(), true, false};
   }
   LiveTable::Column column{.name = descriptor == nullptr ? metric.name : descriptor->getName()};
@@ -102,7 +80,7 @@ bool LiveTable::isChosen(const pwr::MetricDescription& metric, const std::string
 std::size_t LiveTable::sectionOf(const pwr::MetricDescription& metric) {
   const std::string subject = subjectOf(metric);
   const auto [place, isNew] = sections_.try_emplace(subject, shapes_.size());
-  if (isNew) shapes_.push_back({.section = {.subject = subject}, .isList = isList(metric)});
+  if (isNew) shapes_.push_back({.section = {.subject = subject}, .isList = isListOfOwners(metric)});
   return place->second;
 }
 
@@ -120,7 +98,7 @@ std::size_t LiveTable::addColumn(std::size_t section, Column column,
 
 LiveTable::Place& LiveTable::placeOf(const pwr::MetricDescription& metric,
                                      const pwr::DataDescriptor* descriptor) {
-  if (isList(metric)) descriptor = nullptr;
+  if (isListOfOwners(metric)) descriptor = nullptr;
   const auto [place, isNew] = places_.try_emplace({metric.id, descriptor});
   if (!isNew) return place->second;
   Column column = columnOf(metric, descriptor);
@@ -158,7 +136,7 @@ void LiveTable::addListed(const Place& place, const pwr::DataElement& element) {
   double number = 0.0;
   if (element.getAttributes() == nullptr || element.getValue()->toReal(number) != 0) return;
   std::vector<Row>& rows = shapes_[place.section].section.rows;
-  rows.push_back({.name = ownerOf(*element.getAttributes())});
+  rows.push_back({.name = numberedOwnerName(*element.getAttributes())});
   rows.back().cells.resize(place.column + 1);
   rows.back().cells.back() = {.sum = number, .count = 1};
 }
@@ -167,7 +145,7 @@ void LiveTable::addElement(const pwr::Metric& metric, const pwr::DataElement& el
   const pwr::MetricDescription& description = *metric.getDescription();
   const Place& place = placeOf(description, element.getDescriptor());
   if (!place.isShown) return;
-  if (isList(description)) return addListed(place, element);
+  if (isListOfOwners(description)) return addListed(place, element);
   Cell& cell = cellAt(place.section, element.getEntity(), place.column);
   const double seconds = static_cast<double>(element.getDuration()) / ticksPerSecond_;
   double number = 0.0;
