@@ -7,9 +7,9 @@
 #include <span>
 
 #include "fuzz/FuzzTarget.h"
+#include "tavrin/decoding/EventDecoder.h"
 #include "tavrin/events/EventMetrics.h"
 #include "tavrin/summary/SummaryTables.h"
-#include "tavrin/tracing/EventDecoder.h"
 
 namespace {
 
@@ -38,7 +38,8 @@ tavrin::EventDecoder decoderOfAll() {
   tavrin::EventDecoder decoder;
   int id = kFirstId;
   for (const tavrin::KnownEvent& event : tavrin::knownEvents()) {
-    if (decoder.add(event, formatOf(event, id++)) != 0) std::abort();
+    const auto format = tavrin::EventFormat::parse(formatOf(event, id++), sizeof(long));
+    if (!format || decoder.add(event, *format) != 0) std::abort();
   }
   return decoder;
 }

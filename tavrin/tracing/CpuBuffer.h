@@ -1,12 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <vector>
 
+#include "tavrin/decoding/EventDecoder.h"
+#include "tavrin/decoding/RingPage.h"
 #include "tavrin/events/KernelEvent.h"
-#include "tavrin/tracing/EventDecoder.h"
-#include "tavrin/tracing/TraceApi.h"
 
 namespace tavrin {
 
@@ -31,17 +30,13 @@ class CpuBuffer {
  private:
   static constexpr std::size_t kLargestPage = 64U << 10U;
 
-  struct FreePage {
-    void operator()(kbuffer* page) const { trace_api_free_page(page); }
-  };
-
   bool readPage();
   bool takeEvent(const EventDecoder& decoder);
 
   unsigned int cpu_;
   int descriptor_;
   std::vector<std::byte> bytes_ = std::vector<std::byte>(kLargestPage);
-  std::unique_ptr<kbuffer, FreePage> page_{trace_api_new_page()};
+  RingPage page_;
   bool hasPage_ = false;
   bool hasEvent_ = false;
   KernelEvent event_;

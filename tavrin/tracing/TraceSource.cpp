@@ -11,8 +11,9 @@
 
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
+#include "tavrin/decoding/EventDecoder.h"
+#include "tavrin/decoding/EventFormat.h"
 #include "tavrin/tracing/CpuBuffer.h"
-#include "tavrin/tracing/EventDecoder.h"
 #include "tavrin/tracing/TraceInstance.h"
 
 namespace tavrin {
@@ -139,9 +140,10 @@ void TraceSource::State::require(int status, const std::string& what) {
 void TraceSource::State::enable(const std::vector<EventGroup>& groups) {
   for (const KnownEvent& event : knownEvents()) {
     if (std::ranges::count(groups, event.group) == 0) continue;
-    const std::string format = textOf(formatFile(tracefs, event));
-    if (format.empty()) continue;
-    if (decoder.add(event, format) != 0) {
+    const std::string text = textOf(formatFile(tracefs, event));
+    if (text.empty()) continue;
+    const auto format = EventFormat::parse(text, sizeof(long));
+    if (!format || decoder.add(event, *format) != 0) {
       warn("the event " + nameOf(event) + " of this kernel is unlike the known one; left out");
       continue;
     }

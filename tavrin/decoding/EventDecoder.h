@@ -2,15 +2,15 @@
 
 #include <array>
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
 
+#include "tavrin/common/ByteOrder.h"
+#include "tavrin/decoding/EventFormat.h"
 #include "tavrin/events/EventMetrics.h"
 #include "tavrin/events/KernelEvent.h"
-#include "tavrin/tracing/TraceApi.h"
 
 namespace tavrin {
 
@@ -18,14 +18,19 @@ namespace tavrin {
 /// they say.
 class EventRecord {
  public:
-  using Field = trace_api_field;
+  /// `fields`: those that the event's decoder wants.
+  EventRecord(std::span<const std::byte> bytes, const FieldPlace* fields, ByteOrder order)
+      : bytes_(bytes), fields_(fields), order_(order) {}
 
-  EventRecord(std::span<const std::byte> bytes, const Field* fields)
-      : bytes_(bytes), fields_(fields) {}
+  /// 0 outside of the bytes.
+  long long number(const FieldPlace& field) const;
+  /// What the field is, or what is where it points to.
+  std::span<const std::byte> content(const FieldPlace& field) const;
+  std::string_view text(const FieldPlace& field) const;
 
-  /// Of a field by its index among those that the event's decoder wants; 0 outside of the bytes.
-  long long number(std::size_t field) const;
-  std::string_view text(std::size_t field) const;
+  // The same of a field by its index among those that the decoder wants.
+  long long number(std::size_t field) const { return number(fields_[field]); }
+  std::string_view text(std::size_t field) const { return text(fields_[field]); }
   template <typename Number>
   Number as(std::size_t field) const {
     return static_cast<Number>(number(field));
@@ -33,7 +38,8 @@ class EventRecord {
 
  private:
   std::span<const std::byte> bytes_;
-  const Field* fields_;
+  const FieldPlace* fields_;
+  ByteOrder order_;
 };
 
 /// An event of the kernel that the tool knows.
@@ -55,24 +61,23 @@ std::span<const KnownEvent> knownEvents();
 /// `KernelEvent`s. The format of each event is parsed once.
 class EventDecoder {
  public:
-  /// Takes an event with the text of its "format" file. Returns 0, or 1 when the text is none or a
-  /// field that is needed is not in it.
-  int add(const KnownEvent& event, std::string_view format);
+  /// `order`: of the machine that the events are of.
+  explicit EventDecoder(ByteOrder order = ByteOrder()) : order_(order) {}
 
-  /// Nothing for an event that was not added. The texts are those in `bytes`, which have to be of
-  /// this machine's byte order.
+  /// Takes an event with what its "format" file says. Returns 0, or 1 when a field that is needed
+  /// is not in it.
+  int add(const KnownEvent& event, const EventFormat& format);
+
+  /// Nothing for an event that was not added. The texts are those in `bytes`.
   std::optional<KernelEvent::What> decode(std::span<const std::byte> bytes) const;
 
  private:
   struct Format {
     const KnownEvent* event = nullptr;
-    std::array<EventRecord::Field, KnownEvent::kMostFields> fields{};
-  };
-  struct FreeFormats {
-    void operator()(tep_handle* formats) const { trace_api_free_formats(formats); }
+    std::array<FieldPlace, KnownEvent::kMostFields> fields{};
   };
 
-  std::unique_ptr<tep_handle, FreeFormats> parsed_{trace_api_new_formats()};
+  ByteOrder order_;
   std::vector<Format> formats_;  // by the id of the event
 };
 

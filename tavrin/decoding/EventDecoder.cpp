@@ -1,9 +1,7 @@
-#include "tavrin/tracing/EventDecoder.h"
+#include "tavrin/decoding/EventDecoder.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
-#include <cstring>
 
 namespace tavrin {
 
@@ -15,19 +13,6 @@ constexpr unsigned long long kThreadFlag = 0x00010000;  // CLONE_THREAD
 
 /// Every event begins with its id.
 using EventId = std::uint16_t;
-
-template <typename Number>
-Number readAs(const std::byte* place) {
-  Number number{};
-  std::memcpy(&number, place, sizeof number);
-  return number;
-}
-
-template <typename Signed, typename Unsigned>
-long long readEither(const std::byte* place, bool isSigned) {
-  return isSigned ? static_cast<long long>(readAs<Signed>(place))
-                  : static_cast<long long>(readAs<Unsigned>(place));
-}
 
 What wakeupSource(const EventRecord& record, bool isActive) {
   return WakeupSourceEvent{.source = record.text(0), .isActive = isActive};
@@ -234,37 +219,28 @@ constexpr KnownEvent kKnownEvents[] = {
 
 }  // namespace
 
-long long EventRecord::number(std::size_t field) const {
-  const Field& place = fields_[field];
-  if (place.offset > bytes_.size() || place.size > bytes_.size() - place.offset) return 0;
-  const std::byte* const bytes = bytes_.data() + place.offset;
-  const bool isSigned = place.is_signed != 0;
-  switch (place.size) {
-    case 1:
-      return readEither<std::int8_t, std::uint8_t>(bytes, isSigned);
-    case 2:
-      return readEither<std::int16_t, std::uint16_t>(bytes, isSigned);
-    case 4:
-      return readEither<std::int32_t, std::uint32_t>(bytes, isSigned);
-    case 8:
-      return readAs<std::int64_t>(bytes);
-    default:
-      return 0;
-  }
+long long EventRecord::number(const FieldPlace& field) const {
+  if (field.offset > bytes_.size() || field.size > bytes_.size() - field.offset) return 0;
+  return order_.number(bytes_.data() + field.offset, field.size, field.isSigned);
 }
 
-std::string_view EventRecord::text(std::size_t field) const {
-  Field place = fields_[field];
-  if (place.is_dynamic != 0) {
+std::span<const std::byte> EventRecord::content(const FieldPlace& field) const {
+  std::size_t offset = field.offset;
+  std::size_t size = field.size == 0 ? bytes_.size() : field.size;
+  if (field.kind != FieldPlace::Kind::Here) {
     // The lower half is where the content begins, the upper half its length.
     const auto location = static_cast<std::uint32_t>(number(field));
-    const std::size_t base = place.is_relative != 0 ? place.offset + place.size : 0;
-    place.offset = static_cast<unsigned int>(base + (location & 0xFFFFU));
-    place.size = location >> 16U;
+    offset = location & 0xFFFFU;
+    if (field.kind == FieldPlace::Kind::Relative) offset += field.offset + field.size;
+    size = location >> 16U;
   }
-  if (place.offset >= bytes_.size()) return {};
-  const std::string_view text(reinterpret_cast<const char*>(bytes_.data()) + place.offset,
-                              std::min<std::size_t>(place.size, bytes_.size() - place.offset));
+  if (offset >= bytes_.size()) return {};
+  return bytes_.subspan(offset, std::min(size, bytes_.size() - offset));
+}
+
+std::string_view EventRecord::text(const FieldPlace& field) const {
+  const std::span<const std::byte> bytes = content(field);
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   return text.substr(0, text.find('\0'));
 }
 
@@ -272,24 +248,23 @@ std::span<const KnownEvent> knownEvents() {
   return kKnownEvents;
 }
 
-int EventDecoder::add(const KnownEvent& event, std::string_view format) {
-  const int id = trace_api_parse_format(parsed_.get(), event.system, format.data(), format.size());
-  if (id < 0 || id > UINT16_MAX) return 1;
+int EventDecoder::add(const KnownEvent& event, const EventFormat& format) {
   Format added{.event = &event};
   for (std::size_t i = 0; i < event.fields.size() && event.fields[i] != nullptr; ++i) {
-    if (trace_api_find_field(parsed_.get(), id, event.fields[i], &added.fields[i]) != 0) return 1;
+    const FormatField* const field = format.find(event.fields[i]);
+    if (field == nullptr) return 1;
+    added.fields[i] = field->place;
   }
-  const auto index = static_cast<std::size_t>(id);
-  if (index >= formats_.size()) formats_.resize(index + 1);
-  formats_[index] = added;
+  if (format.id >= formats_.size()) formats_.resize(format.id + std::size_t{1});
+  formats_[format.id] = added;
   return 0;
 }
 
 std::optional<KernelEvent::What> EventDecoder::decode(std::span<const std::byte> bytes) const {
   if (bytes.size() < sizeof(EventId)) return std::nullopt;
-  const auto id = readAs<EventId>(bytes.data());
+  const auto id = order_.number<EventId>(bytes.data());
   if (id >= formats_.size() || formats_[id].event == nullptr) return std::nullopt;
-  return formats_[id].event->decode(EventRecord(bytes, formats_[id].fields.data()));
+  return formats_[id].event->decode(EventRecord(bytes, formats_[id].fields.data(), order_));
 }
 
 }  // namespace tavrin
