@@ -25,6 +25,9 @@ class EventCounts {
 
   explicit EventCounts(std::vector<std::string> patterns);
 
+  /// Whether a pattern matches the event, which the recording has.
+  bool isWanted(const KernelEvent& event);
+
   /// Counts an event, which is no loss. Returns whether it becomes part of a metric: it is known,
   /// or wanted.
   bool add(const KernelEvent& event);
@@ -48,7 +51,6 @@ class EventCounts {
   using Row = std::pair<std::string, const Name*>;
 
   Name& find(const KernelEvent& event);
-  bool isWanted(const KernelEvent& event);
   /// Those of which the count is not 0, the highest first.
   std::vector<Row> byFrequency(unsigned long long Name::*count) const;
 

@@ -43,6 +43,9 @@ class EventImport {
 
   /// Once, before everything else.
   void describe(Facts facts);
+  /// Whether anybody looks at the fields of an event like this one, which has none itself, when it
+  /// comes. Others may be added without.
+  bool isWanted(const KernelEvent& kind) { return counts_.isWanted(kind); }
   /// Takes the next event, or a loss. Events come in the order of time; one that is too early
   /// counts as of the time of the one before, and is told of at the end. A loss is of the CPU's
   /// events before its next one; it needs no time.

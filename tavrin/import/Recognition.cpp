@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "tavrin/common/CommandError.h"
+#include "tavrin/import/RecordingImport.h"
+#include "tavrin/import/RecordingReader.h"
 #include "tavrin/platform/InputFile.h"
 #include "tavrin/stream/StreamNames.h"
 #include "tavrin/stream/StreamReader.h"
@@ -33,9 +35,22 @@ std::unique_ptr<Import> openStream(PeekedSource& input, MessageSink& sink,
   return std::make_unique<StreamReader>(input, sink);
 }
 
+std::unique_ptr<Import> openKernelRecording(PeekedSource& input, MessageSink& sink,
+                                            const ImportOptions& options) {
+  if (input.path().empty()) {
+    throw CommandError(kExitIncomplete, input.name() +
+                                            ": a kernel recording is not read from its beginning "
+                                            "to its end; give the name of its file");
+  }
+  return std::make_unique<RecordingImport>(input.path(), options.events, sink,
+                                           [&input] { return input.isStopped(); });
+}
+
 /// Every kind of input.
 constexpr InputKind kKinds[] = {
     {"a recorded stream", isStream, openStream},
+    {"a kernel recording", [](const InputHead& head) { return isRecording(head.bytes); },
+     openKernelRecording},
 };
 
 const InputKind* kindOf(const InputHead& head) {

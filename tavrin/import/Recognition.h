@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tavrin/common/Import.h"
 #include "tavrin/common/MessageSink.h"
@@ -12,7 +13,10 @@
 namespace tavrin {
 
 /// What the user says of an input.
-struct ImportOptions {};
+struct ImportOptions {
+  /// Which events of a kernel recording become metrics of their own, as `EventImport` takes them.
+  std::vector<std::string> events;
+};
 
 /// The first bytes of an input, as far as they have come.
 struct InputHead {
