@@ -43,6 +43,7 @@ ComparedRun readRun(const std::string& path, const Options& options, StopRequest
 std::vector<ComparedRun> readRuns(const std::vector<std::string>& paths, const Options& options,
                                   StopRequest& stop) {
   std::vector<ComparedRun> files;
+  files.reserve(paths.size());
   for (const std::string& path : paths) files.push_back(readRun(path, options, stop));
   return mergeFilesOfRuns(std::move(files));
 }
@@ -56,7 +57,7 @@ int judge(const std::vector<ComparedFigure>& figures, const ChangeBound& bound,
     if (!bound.isPassedBy(figure) || ++passed > kMostNamed) continue;
     std::string name = figure.key.metric;
     for (const std::string& part : {figure.key.entity, figure.key.descriptor}) {
-      if (!part.empty()) name += ", " + part;
+      if (!part.empty()) name.append(", ").append(part);
     }
     fail(name + ": its " + nameOf(figure.key.form) + " changed by more than " + text);
   }

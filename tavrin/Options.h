@@ -36,13 +36,16 @@ struct Options {
   bool force = false;     ///< replace the numbered files of an earlier run
   bool progress = false;  ///< shown also when a command shares the terminal
 
+  // Of report and of inspect:
+  bool continuous = false;
+  bool points = false;
+
   // Of watch:
   double watchIntervalMs = 1000.0;
   std::vector<std::string> show;
   std::vector<std::string> hide;
 
   // Of report:
-  bool continuous = false;
   std::string stream;
   ImportOptions import;
 
@@ -57,7 +60,7 @@ struct Options {
   double toSec = std::numeric_limits<double>::infinity();
 
   // Of compare, with `files` before and `command` after:
-  std::size_t mostRows = 40;  ///< 0: all
+  unsigned int mostRows = 40;  ///< 0: all
   std::string failAbove;
 
   // Of list:
@@ -65,7 +68,6 @@ struct Options {
 
   // Of inspect and compare:
   std::vector<std::string> files;
-  bool points = false;
 
   std::string commandLine;  ///< all arguments as given, for the reports
 };

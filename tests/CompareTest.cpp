@@ -20,6 +20,7 @@ ComparedRun runWith(double value, unsigned long long start) {
 
 std::vector<ComparedRun> runsWith(const std::vector<double>& values) {
   std::vector<ComparedRun> runs;
+  runs.reserve(values.size());
   for (const double value : values) runs.push_back(runWith(value, runs.size() + 1));
   return runs;
 }

@@ -17,7 +17,7 @@ std::vector<std::size_t> doubledRanks(const std::vector<double>& a, const std::v
   std::ranges::sort(sorted);
   std::vector<std::size_t> ranks;
   for (const double value : values) {
-    const auto [first, last] = std::ranges::equal_range(sorted, value);
+    const auto [first, last] = std::equal_range(sorted.begin(), sorted.end(), value);
     ranks.push_back(
         static_cast<std::size_t>((first - sorted.begin()) + 1 + (last - sorted.begin())));
   }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <compare>
 #include <map>
 #include <string>
+#include <tuple>
 
 #include "tavrin/common/MessageSink.h"
 #include "tavrin/summary/MetricTotals.h"
@@ -27,7 +27,10 @@ struct FigureKey {
   std::string descriptor;  ///< or state, or text, or name of the process
   FigureForm form = FigureForm::Mean;
 
-  auto operator<=>(const FigureKey&) const = default;
+  friend bool operator<(const FigureKey& a, const FigureKey& b) {
+    return std::tie(a.metric, a.entity, a.descriptor, a.form) <
+           std::tie(b.metric, b.entity, b.descriptor, b.form);
+  }
 };
 
 struct Figure {

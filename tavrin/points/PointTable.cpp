@@ -1,7 +1,9 @@
 #include "tavrin/points/PointTable.h"
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
+#include <iterator>
 #include <utility>
 
 #include "hostcommon/NumberText.h"
@@ -58,8 +60,9 @@ std::size_t PointTable::KeyHash::operator()(const Key& key) const {
   return hash(key.entity) * 31 + hash(key.descriptor);
 }
 
-PointTable::PointTable(PointChoice choice, std::FILE* out)
-    : choice_(std::move(choice)), out_(out) {}
+PointTable::PointTable(PointChoice choice, std::FILE* out) : choice_(std::move(choice)), out_(out) {
+  std::ranges::copy_if(choice_.columns, std::back_inserter(own_), isOwn);
+}
 
 void PointTable::system(const pwr::SystemMetadata& metadata) {
   start_ = metadata.getCollectionStartTimestamp();
@@ -202,8 +205,7 @@ void PointTable::metric(pwr::Metric& metric) {
         seriesOf(known, description, {element.getEntity(), element.getDescriptor()});
     if (!series.isChosen) continue;
     std::size_t own = 0;
-    for (const PointColumn column : choice_.columns) {
-      if (!isOwn(column)) continue;
+    for (const PointColumn column : own_) {
       lines_ += series.texts[own++];
       appendOwn(column, known, element);
     }

@@ -103,6 +103,7 @@ class PointTable final : public MessageSink {
   double secondsOf(unsigned long long timestamp) const;
 
   const PointChoice choice_;
+  std::vector<PointColumn> own_;  // columns whose cells are each point's own
   std::FILE* const out_;
   std::map<unsigned int, KnownMetric> metrics_;
   unsigned long long start_ = 0;  // of the collection, in ticks
