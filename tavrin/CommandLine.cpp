@@ -76,7 +76,9 @@ constexpr const char* kWatchFooter =
 
 constexpr const char* kReportFooter =
     "FILE is a stream recorded with 'tavrin record --capture', or printed by any other tool\n"
-    "(docs/formats/recorded-stream.md); - reads standard input. A faulty line ends the replay\n"
+    "(docs/formats/recorded-stream.md), or kernel events as the kernel's file trace,\n"
+    "'trace-cmd report' and Android's systrace print them (docs/formats/kernel-trace.md). Its\n"
+    "content tells what it is; - reads standard input. A faulty line of a stream ends the replay\n"
     "with its place and cause; what came before it is written to NAME.incomplete. A record\n"
     "that is cut off by the end of the stream, as that of a recording that was killed, is\n"
     "left out with a warning.\n"
@@ -317,6 +319,12 @@ CLI::App* addReport(CLI::App& app, Options& options) {
   addOutputOptions(*report, options);
   report->add_flag("--continuous", options.continuous,
                    "Open the outputs for continuous results and flush them where the stream says");
+  report
+      ->add_option("--events", options.import.events,
+                   "Kernel events that become metrics of their own, beside those that are known: a "
+                   "name or SYSTEM:NAME with * and ?; may be repeated")
+      ->type_name("PATTERN")
+      ->allow_extra_args(false);
   addCommonOptions(*report, options);
   addInput(*report, options);
   report->footer(kReportFooter);

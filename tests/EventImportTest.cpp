@@ -85,16 +85,9 @@ TEST(EventImport, TakesTheEventsThatAreAskedFor) {
   }
 }
 
-/// Keeps what the writers are given.
-class SystemSink final : public MessageText {
- public:
-  void system(const pwr::SystemMetadata& metadata) override { given = &metadata; }
-  const pwr::SystemMetadata* given = nullptr;
-};
-
 TEST(EventImport, CompletesTheSystemDescription) {
   const LogCapture log;
-  SystemSink sink;
+  MessageText sink;
   EventImport::Facts facts;
   facts.system.hostName = "board";
   facts.cpus = 3;
@@ -105,6 +98,7 @@ TEST(EventImport, CompletesTheSystemDescription) {
   ASSERT_NE(sink.given, nullptr);
   const pwr::SystemDescription& system = sink.given->getDescription();
   EXPECT_EQ(system.hostName, "board");
+  EXPECT_EQ(system.osName, "Linux");
   EXPECT_EQ(system.timestampClockFrequencyMHz, 1000U);
   EXPECT_EQ(system.collectionStartTimestamp, 100U);
   EXPECT_EQ(system.collectionStopTimestamp, 160U);

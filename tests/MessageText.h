@@ -11,6 +11,7 @@ namespace tavrin {
 class MessageText : public MessageSink {
  public:
   void system(const pwr::SystemMetadata& metadata) override {
+    given = &metadata;
     lines += "system from " + std::to_string(metadata.getCollectionStartTimestamp()) + "\n";
   }
   void container(const pwr::MetricContainerInfoMessage& message) override {
@@ -37,6 +38,7 @@ class MessageText : public MessageSink {
   void flush() override { lines += "flush\n"; }
 
   std::string lines;
+  const pwr::SystemMetadata* given = nullptr;
 
  private:
   static std::string shown(const pwr::Data& value) {

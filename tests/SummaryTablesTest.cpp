@@ -292,6 +292,70 @@ TEST(SummaryTables, TracedStatesHaveResidencies) {
             "CPU0 C6 | 0 | 1\n");
 }
 
+TEST(SummaryTables, TracedNumbersHaveAveragesOverTimeAndFewOfThemResidencies) {
+  const Machine m;
+  const pwr::MetricDescription frequency{.name = "Freq", .type = Type::TracedValueTransition};
+  Summary run;
+  // Without a duration a number lasts until the next one.
+  run.add(frequency,
+          {{{Data(1800.0), nullptr, m.cpus[0], 3 * kSecond}, {Data(900.0), nullptr, m.cpus[1], 0}},
+           {{Data(600.0), nullptr, m.cpus[0], kSecond}}});
+  EXPECT_EQ(run.text(4 * kSecond),
+            "Freq Summary: Values over Time\n"
+            "Where | Minimum | Average | Maximum | Changes\n"
+            "CPU0 | 600.00 | 1500.00 | 1800.00 | 2\n"
+            "CPU1 | 900.00 | n/a | 900.00 | 1\n"
+            "Freq Summary: Residency (Percentage and Time)\n"
+            "Where | 600.00 (%) | 900.00 (%) | 1800.00 (%) | "
+            "600.00 (ms) | 900.00 (ms) | 1800.00 (ms)\n"
+            "CPU0 | 25.00 | 0.00 | 75.00 | 1000000000 | 0 | 3000000000\n"
+            "CPU1 | 0.00 | 100.00 | 0.00 | 0 | 4000000000 | 0\n");
+  Samples many;
+  for (std::size_t i = 0; i <= MetricTotals::kMostLevels; ++i) {
+    many.push_back({{Data(i), nullptr, m.cpus[i % 2], 10}});
+  }
+  Summary other;
+  other.add(frequency, many);
+  EXPECT_EQ(other.text().find("Residency"), std::string::npos);
+  Summary heat;
+  heat.add({.name = "Heat",
+            .type = Type::TracedValueTransition,
+            .quantity = pwr::createQuantity({.type = pwr::QuantityType::Temperature})},
+           {{{Data(40.0), nullptr, m.cpus[0], kSecond}}});
+  EXPECT_EQ(heat.text(),
+            "Heat Summary: Values over Time\n"
+            "Where | Minimum | Average | Maximum | Changes\n"
+            "CPU0 | 40.00 | 40.00 | 40.00 | 1\n");
+}
+
+TEST(SummaryTables, StatesThatNobodyTellsOfAreInTheOrderOfTheirNumbers) {
+  const Machine m;
+  Samples samples;
+  for (const char* const state : {"state10", "Active", "state2", "deep"}) {
+    samples.push_back({{Data(state), nullptr, m.cpus[0], 10}});
+  }
+  Summary run;
+  run.add({.name = "Idle", .type = Type::TracedValueTransition, .finiteSet = {Data("Active")}},
+          samples);
+  EXPECT_NE(run.text().find("Where | Active | deep | state2 | state10\n"), std::string::npos);
+}
+
+TEST(SummaryTables, TextsThatLastAreInTheOrderOfTheirTimes) {
+  Samples samples;
+  for (unsigned int text = 1; text <= 22; ++text) {
+    samples.push_back({{Data("t" + std::to_string(text)), nullptr, nullptr, text}});
+  }
+  Summary run;
+  run.add({.name = "Task", .type = Type::TracedValueTransition}, samples);
+  const std::string text = run.text();
+  EXPECT_TRUE(
+      text.starts_with("Task Summary: Counts\n"
+                       "Where | Value | Count | Time (ms) | Share (%)\n"
+                       "Task | t22 | 1 | 22 | 8.70\nTask | t21 | 1 | 21 | 8.30\n"))
+      << text;
+  EXPECT_TRUE(text.ends_with("Task | t3 | 1 | 3 | 1.19\nothers |  | 2 | 3 | 1.19\n")) << text;
+}
+
 TEST(SummaryTables, ManyTextsAreCutToTheMostFrequent) {
   Samples samples;
   for (unsigned int text = 1; text <= 21; ++text) {
@@ -491,9 +555,9 @@ TEST(SummaryTables, TheWholeMachineComesFirst) {
             "CPU");
   EXPECT_EQ(tasks.text(),
             "Task Summary: Counts\n"
-            "CPU | Value | Count | Time (ms)\n"
-            "all CPUs | sh | 2 | 7\n"
-            "all CPUs | cc | 1 | 5\n");
+            "CPU | Value | Count | Time (ms) | Share (%)\n"
+            "all CPUs | sh | 2 | 7 | 58.33\n"
+            "all CPUs | cc | 1 | 5 | 41.67\n");
   Summary power;
   std::vector<pwr::DataElement> zones;
   for (const char* const name : {"package-0", "package-0/core", "package-1", "psys"}) {

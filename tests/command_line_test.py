@@ -225,7 +225,7 @@ class CommandLine(TavrinTest):
         self.assertRegex(done.stderr, r"\d+ kernel events, 0 lost")
         counts = {}
         for row in csv.reader(self.report("run.csv").splitlines(), skipinitialspace=True):
-            if len(row) == 4 and row[0].strip() == "Event":
+            if len(row) == 3 and row[0].strip() == "Event":
                 counts[row[1].strip()] = int(row[2])
         self.assertGreaterEqual(counts["fork"], 3)  # the shell and its two
         self.assertGreaterEqual(counts["exec"], 3)
@@ -464,6 +464,30 @@ class CommandLine(TavrinTest):
         lines = len(self.report("c.jsonl").splitlines())
         self.assertIn(f"warning: c.jsonl:{lines}: the stream ends within this record", done.stderr)
         self.assertEqual(self.report("cut.csv"), self.report("again.csv"))
+
+    def test_a_packed_capture_is_a_journal(self):
+        record = ["record", "--sysroot", "tree", "-f", "thermal", "-i", "20", "-o", "run"]
+        for ending in ("gz", "zst"):
+            with self.subTest(ending):
+                name = "c.jsonl." + ending
+                self.run_tavrin(*record, "-d", "0.2", "--capture", name)
+                self.run_tavrin("report", "-o", "again", name)
+                self.assertEqual(self.report("again.csv"), self.report("run.csv"))
+                process = self.start(*record, "--capture", name)
+                path = os.path.join(self.folder, name)
+                self.wait_for(lambda: os.path.getsize(path) > 0)
+                begun = time.monotonic()
+                self.wait_for(lambda: time.monotonic() > begun + 1.6)
+                process.kill()
+                process.communicate()
+                self.run_tavrin("report", "-o", "killed", name)
+                duration = re.search(r"Collection duration: ([0-9.]+) s", self.report("killed.csv"))
+                self.assertGreater(float(duration[1]), 0.6)
+                with open(path, "rb") as file:
+                    whole = file.read()
+                with open(path, "wb") as file:
+                    file.write(whole[:-7])
+                self.run_tavrin("report", "-o", "cut", name)
 
     def test_tables_of_processes_and_of_the_command_are_replayed(self):
         self.run_tavrin("record", "-f", "process,command,interrupts", "-i", "20", "-w", "all",

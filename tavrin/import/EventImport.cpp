@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "hostcommon/Descriptions.h"
+#include "hostcommon/Version.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/events/EventGroups.h"
 
@@ -33,6 +34,8 @@ void EventImport::describe(Facts facts) {
   system = std::move(facts.system);
   system.timestampClockFrequencyMHz = kClockMHz;
   system.tscFrequencyMHz = kClockMHz;
+  system.productVersion = pwr::kVersion;
+  if (system.osName.empty()) system.osName = "Linux";  // no other kernel has such events
   if (!facts.clock.empty()) system.infoValues.emplace_back("Trace clock", 0U, facts.clock);
   EventFacts known{.processes = &lives_};
   for (unsigned int cpu = 0; cpu < std::min(facts.cpus, kMostCpus); ++cpu) {

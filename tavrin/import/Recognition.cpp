@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tavrin/common/CommandError.h"
+#include "tavrin/import/FtraceImport.h"
 #include "tavrin/import/RecordingImport.h"
 #include "tavrin/import/RecordingReader.h"
 #include "tavrin/platform/InputFile.h"
@@ -46,11 +47,21 @@ std::unique_ptr<Import> openKernelRecording(PeekedSource& input, MessageSink& si
                                            [&input] { return input.isStopped(); });
 }
 
+bool isFtrace(const InputHead& head) {
+  return FtraceImport::isOurs(head.bytes, head.isAll);
+}
+
+std::unique_ptr<Import> openFtrace(PeekedSource& input, MessageSink& sink,
+                                   const ImportOptions& options) {
+  return std::make_unique<FtraceImport>(input, options.events, sink);
+}
+
 /// Every kind of input.
 constexpr InputKind kKinds[] = {
     {"a recorded stream", isStream, openStream},
     {"a kernel recording", [](const InputHead& head) { return isRecording(head.bytes); },
      openKernelRecording},
+    {"text of kernel events (cat trace, trace-cmd report, systrace)", isFtrace, openFtrace},
 };
 
 const InputKind* kindOf(const InputHead& head) {

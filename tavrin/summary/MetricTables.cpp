@@ -1,6 +1,7 @@
 #include "tavrin/summary/MetricTables.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include "tavrin/summary/SeriesGrid.h"
@@ -104,9 +105,11 @@ void addRows(TableBuilder& table, const SeriesGrid& grid, const RowNames& names,
   }
 }
 
-TableBuilder startResidencyTable(const MetricTotals& totals, const SeriesGrid& grid) {
-  TableBuilder table = startTable(totals, "Residency (Percentage and Time)",
-                                  "Share of the measured time spent in each state and that time.");
+TableBuilder startResidencyTable(const MetricTotals& totals, const SeriesGrid& grid,
+                                 bool isSecond = false) {
+  TableBuilder table =
+      startTable(totals, "Residency (Percentage and Time)",
+                 "Share of the measured time spent in each state and that time.", isSecond);
   addColumns(table, grid, percentage());
   addColumns(table, grid, pwr::Quantity::time());
   return table;
@@ -171,7 +174,7 @@ TableBuilder entryShareTable(const MetricTotals& totals, const SeriesGrid& grid,
 }
 
 /// Of traced states: the time that was measured is that of all states together.
-std::vector<TableBuilder> stateTables(const MetricTotals& totals, const SeriesGrid& grid) {
+TableBuilder stateTable(const MetricTotals& totals, const SeriesGrid& grid, bool isSecond) {
   std::vector<double> measured(grid.rows().size());
   for (std::size_t row = 0; row < measured.size(); ++row) {
     for (std::size_t column = 0; column < grid.columns().size(); ++column) {
@@ -182,19 +185,22 @@ std::vector<TableBuilder> stateTables(const MetricTotals& totals, const SeriesGr
   const auto ticks = [](const SeriesTotals* series) {
     return series == nullptr ? 0 : series->durationTicks;
   };
-  const RowNames names(totals);
-  TableBuilder residencies = startResidencyTable(totals, grid);
+  TableBuilder table = startResidencyTable(totals, grid, isSecond);
   addRows(
-      residencies, grid, names,
+      table, grid, RowNames(totals),
       [&](const SeriesTotals* series, std::size_t row) {
         return ratio(100.0 * static_cast<double>(ticks(series)), measured[row]);
       },
       [&](const SeriesTotals* series, std::size_t /*row*/) { return pwr::Data(ticks(series)); });
+  return table;
+}
+
+std::vector<TableBuilder> stateTables(const MetricTotals& totals, const SeriesGrid& grid) {
   TableBuilder entries = startEntryTable(totals, grid, true);
-  addRows(entries, grid, names, [](const SeriesTotals* series, std::size_t /*row*/) {
+  addRows(entries, grid, RowNames(totals), [](const SeriesTotals* series, std::size_t /*row*/) {
     return pwr::Data(series == nullptr ? 0 : series->count);
   });
-  return {std::move(residencies), std::move(entries)};
+  return {stateTable(totals, grid, false), std::move(entries)};
 }
 
 /// Takes all but the largest rows away from many, and returns what these add up to.
@@ -242,17 +248,34 @@ TableBuilder totalTable(const MetricTotals& totals, double ticksPerMicrosecond) 
   return table;
 }
 
+bool isTransition(const MetricTotals& totals) {
+  return totals.metric()->type == pwr::Metric::MetricType::TracedValueTransition;
+}
+
+/// Of numbers that are traced, over the time in which they are known; a source may not tell that.
+pwr::Data averageOverTime(const SeriesTotals& series) {
+  return ratio(series.weightedSum, static_cast<double>(series.durationTicks));
+}
+
+pwr::Data averageOfSamples(const SeriesTotals& series) {
+  return ratio(series.sum, static_cast<double>(series.count));
+}
+
 TableBuilder valueTable(const MetricTotals& totals) {
   const pwr::Quantity* const quantity = totals.metric()->quantity;
-  TableBuilder table = startTable(totals, "Sampled Values", "The average is over the samples.");
+  const bool isTraced = isTransition(totals);
+  TableBuilder table =
+      isTraced ? startTable(totals, "Values over Time",
+                            "The average is over the time in which the value is known.")
+               : startTable(totals, "Sampled Values", "The average is over the samples.");
   for (const char* name : {"Minimum", "Average", "Maximum"}) table.column(name, quantity);
-  table.column("Samples");
+  table.column(isTraced ? "Changes" : "Samples");
   const auto silent = totals.silent();
   const RowNames names(totals, silent);
   for (const SeriesTotals& series : totals.series()) {
     table.row({pwr::Data(names(series.entity, series.descriptor)), pwr::Data(series.minimum),
-               ratio(series.sum, static_cast<double>(series.count)), pwr::Data(series.maximum),
-               pwr::Data(series.count)});
+               isTraced ? averageOverTime(series) : averageOfSamples(series),
+               pwr::Data(series.maximum), pwr::Data(series.count)});
   }
   for (const auto& [entity, descriptor] : silent) {
     table.row({pwr::Data(names(entity, descriptor)), notAvailable(), notAvailable(), notAvailable(),
@@ -261,32 +284,82 @@ TableBuilder valueTable(const MetricTotals& totals) {
   return table;
 }
 
-/// A row per series and value. Of many only the most frequent, then the sums of all others.
-TableBuilder countTable(const MetricTotals& totals) {
-  TableBuilder table = startTable(totals, "Counts", "How often each value occurred and how long.");
-  table.column("Value");
-  table.column("Count");
-  table.column("Time", pwr::Quantity::time());
+/// How long the texts of each entity and descriptor lasted, all together.
+class KnownTimes {
+ public:
+  explicit KnownTimes(const std::vector<SeriesTotals>& all) {
+    for (const SeriesTotals& series : all) {
+      const auto time = static_cast<double>(series.durationTicks);
+      times_[{series.entity, series.descriptor}] += time;
+      all_ += time;
+    }
+  }
+  pwr::Data shareOf(const SeriesTotals& series) const {
+    return percent(series, times_.at({series.entity, series.descriptor}));
+  }
+  pwr::Data shareOfAll(const SeriesTotals& series) const { return percent(series, all_); }
+
+ private:
+  static pwr::Data percent(const SeriesTotals& series, double time) {
+    return ratio(100.0 * static_cast<double>(series.durationTicks), time);
+  }
+
+  std::map<std::pair<const pwr::EntityHandle*, const pwr::DataDescriptor*>, double> times_;
+  double all_ = 0.0;
+};
+
+/// The series of texts: those that last by their times. Of many others only the most frequent. What
+/// is cut is added to `others`.
+std::vector<const SeriesTotals*> topTexts(const MetricTotals& totals, SeriesTotals& others) {
   std::vector<const SeriesTotals*> rows;
   for (const SeriesTotals& series : totals.series()) rows.push_back(&series);
-  SeriesTotals others = totals.others();
-  if (rows.size() > kMostRows || others.count > 0) {
+  if (isTransition(totals)) {
+    std::ranges::stable_sort(rows, std::ranges::greater(), &SeriesTotals::durationTicks);
+  } else if (rows.size() > kMostRows || others.count > 0) {
     std::ranges::stable_sort(rows, std::ranges::greater(), &SeriesTotals::count);
-    for (std::size_t row = kMostRows; row < rows.size(); ++row) {
-      others.count += rows[row]->count;
-      others.durationTicks += rows[row]->durationTicks;
-    }
-    rows.resize(std::min(rows.size(), kMostRows));
   }
+  for (std::size_t row = kMostRows; row < rows.size(); ++row) {
+    others.count += rows[row]->count;
+    others.durationTicks += rows[row]->durationTicks;
+  }
+  rows.resize(std::min(rows.size(), kMostRows));
+  return rows;
+}
+
+const char* noteOfCounts(bool hasTimes, bool hasShares) {
+  if (hasShares) {
+    return "How often each value occurred, how long, and its share of the time in which the value "
+           "is known.";
+  }
+  return hasTimes ? "How often each value occurred and how long."
+                  : "How often each value occurred.";
+}
+
+/// A row per series and value, and one of all others. Of what lasts also its share of the time.
+TableBuilder countTable(const MetricTotals& totals) {
+  const bool hasShares = isTransition(totals);
+  SeriesTotals others = totals.others();
+  const bool hasTimes =
+      hasShares || others.durationTicks > 0 ||
+      std::ranges::any_of(totals.series(), [](const auto& one) { return one.durationTicks > 0; });
+  TableBuilder table = startTable(totals, "Counts", noteOfCounts(hasTimes, hasShares));
+  table.column("Value");
+  table.column("Count");
+  if (hasTimes) table.column("Time", pwr::Quantity::time());
+  if (hasShares) table.column("Share", percentage());
+  const KnownTimes known(totals.series());
+  const auto addRow = [&](const std::string& name, const SeriesTotals& series,
+                          const pwr::Data& share) {
+    TableBuilder::Row row{pwr::Data(name), pwr::Data(series.value), pwr::Data(series.count)};
+    if (hasTimes) row.emplace_back(series.durationTicks);
+    if (hasShares) row.push_back(share);
+    table.row(std::move(row));
+  };
   const RowNames names(totals);
-  for (const SeriesTotals* series : rows) {
-    table.row({pwr::Data(names(series->entity, series->descriptor)), pwr::Data(series->value),
-               pwr::Data(series->count), pwr::Data(series->durationTicks)});
+  for (const SeriesTotals* series : topTexts(totals, others)) {
+    addRow(names(series->entity, series->descriptor), *series, known.shareOf(*series));
   }
-  if (others.count > 0) {
-    table.row({pwr::Data("others"), pwr::Data(""), pwr::Data(others.count),
-               pwr::Data(others.durationTicks)});
-  }
+  if (others.count > 0) addRow("others", others, known.shareOfAll(others));
   return table;
 }
 
@@ -314,6 +387,12 @@ std::vector<TableBuilder> tablesOf(const MetricTotals& totals, double ticksPerMi
                                     : entryTable(totals, grid)};
   }
   return {totalTable(totals, ticksPerMicrosecond)};
+}
+
+std::optional<TableBuilder> levelTable(const MetricTotals& levels) {
+  const SeriesGrid grid(levels);
+  if (!isLegible(grid)) return std::nullopt;
+  return stateTable(levels, grid, true);
 }
 
 }  // namespace tavrin

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "tavrin/summary/MetricTotals.h"
@@ -19,5 +20,9 @@ bool countsEntries(const pwr::MetricDescription& metric);
 /// them; null when it is that itself. The tables' numbers are unique among all metrics.
 std::vector<TableBuilder> tablesOf(const MetricTotals& totals, double ticksPerMicrosecond,
                                    const MetricTotals* whole);
+
+/// The table of the levels of a metric of which `tablesOf` tells minimum, average and maximum;
+/// nothing when they are too many for a table.
+std::optional<TableBuilder> levelTable(const MetricTotals& levels);
 
 }  // namespace tavrin

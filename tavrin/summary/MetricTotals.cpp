@@ -5,6 +5,8 @@
 #include <functional>
 #include <set>
 
+#include "writers/host/Quantity.h"
+
 namespace tavrin {
 
 namespace {
@@ -22,6 +24,10 @@ unsigned long long wholeNumber(const pwr::Data& value) {
   return natural;
 }
 
+bool isTransition(const pwr::MetricDescription& metric) {
+  return metric.type == pwr::Metric::MetricType::TracedValueTransition;
+}
+
 }  // namespace
 
 void SeriesTotals::addToSum(const pwr::Data& addend, double number) {
@@ -32,6 +38,7 @@ void SeriesTotals::addToSum(const pwr::Data& addend, double number) {
 
 void SeriesTotals::addTotals(const SeriesTotals& other) {
   sum += other.sum;
+  weightedSum += other.weightedSum;
   whole = whole && other.whole;
   wholeSum += other.wholeSum;
   durationTicks = std::max(durationTicks, other.durationTicks);
@@ -52,9 +59,13 @@ std::size_t MetricTotals::KeyHash::operator()(const Key& key) const {
 }
 
 MetricTotals::MetricTotals(const pwr::MetricDescription* metric)
-    : metric_(metric),
-      hasStates_(metric->type == pwr::Metric::MetricType::TracedValueTransition &&
-                 !metric->finiteSet.empty()) {}
+    : MetricTotals(metric, isTransition(*metric) && !metric->finiteSet.empty()) {
+  const bool isTemperature = metric->quantity != nullptr &&
+                             metric->quantity->toQuantity() == pwr::QuantityType::Temperature;
+  if (isTransition(*metric) && !hasStates_ && !isTemperature) {
+    levels_ = std::shared_ptr<MetricTotals>(new MetricTotals(metric, true));
+  }
+}
 
 /// Messages mostly have the series of the one before in the same order.
 SeriesTotals& MetricTotals::find(const pwr::DataElement& element) {
@@ -113,8 +124,7 @@ void MetricTotals::addText(const pwr::DataElement& element, unsigned long long t
   SeriesTotals& series = at(index);
   series.durationTicks += element.getDuration();
   ++series.count;
-  const bool isTransition = metric_->type == pwr::Metric::MetricType::TracedValueTransition;
-  if (isTransition && element.getDuration() == 0) {
+  if (isTransition(*metric_) && element.getDuration() == 0) {
     category.lasting = index;
     category.since = timestamp;
   }
@@ -135,6 +145,15 @@ void MetricTotals::add(const pwr::Metric::DataPoint& point) {
       addText(element, point.timestamp);
     }
   }
+  if (levels_ != nullptr) addLevels(point);
+}
+
+void MetricTotals::addLevels(const pwr::Metric::DataPoint& point) {
+  const std::vector<SeriesTotals>& series = levels_->series_;
+  std::size_t known = series.size();
+  if (!categorical_) levels_->add(point);
+  for (; known < series.size(); ++known) levelValues_.insert(series[known].value);
+  if (categorical_ || levelValues_.size() > kMostLevels) levels_.reset();
 }
 
 void MetricTotals::addRemainder(const pwr::Metric::DataPoint& point) {
@@ -160,7 +179,7 @@ std::vector<pwr::Metric::EntityDescCombo> MetricTotals::silent() const {
 }
 
 MetricTotals MetricTotals::withSeries(std::vector<SeriesTotals> series) const {
-  MetricTotals other(metric_);
+  MetricTotals other(metric_, hasStates_);
   other.others_ = others_;
   other.messages_ = messages_;
   other.values_ = values_;
@@ -175,6 +194,7 @@ MetricTotals MetricTotals::withSeries(std::vector<SeriesTotals> series) const {
 
 void MetricTotals::endStates(unsigned long long timestamp) {
   for (auto& [key, category] : categories_) end(category, timestamp);
+  if (levels_ != nullptr) levels_->endStates(timestamp);
 }
 
 }  // namespace tavrin

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <map>
+#include <memory>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -42,6 +44,8 @@ class MetricTotals {
  public:
   /// How many different texts a metric may have; what further ones add up to is `others`.
   static constexpr std::size_t kMostTexts = 65536;
+  /// Numbers that are traced are levels, if they are this many at most.
+  static constexpr std::size_t kMostLevels = 24;
 
   explicit MetricTotals(const pwr::MetricDescription* metric);
 
@@ -71,6 +75,10 @@ class MetricTotals {
   /// True for a metric that traces transitions within a finite set: its values are states, also
   /// where they are numbers.
   bool hasStates() const { return hasStates_; }
+  /// Of a metric that traces transitions of numbers without telling which ones: the same with the
+  /// numbers as states, such as the frequencies of a CPU. Null where they are too many, not all
+  /// values are numbers, or they are temperatures.
+  const MetricTotals* levels() const { return levels_.get(); }
 
  private:
   struct Key {
@@ -87,6 +95,10 @@ class MetricTotals {
     std::size_t lasting = kNone;
     unsigned long long since = 0;
   };
+  MetricTotals(const pwr::MetricDescription* metric, bool hasStates)
+      : metric_(metric), hasStates_(hasStates) {}
+  void addLevels(const pwr::Metric::DataPoint& point);
+
   static constexpr std::size_t kNone = ~std::size_t{0};
   static constexpr std::size_t kOthers = kNone - 1;
 
@@ -99,6 +111,8 @@ class MetricTotals {
 
   const pwr::MetricDescription* metric_;
   bool hasStates_;
+  std::shared_ptr<MetricTotals> levels_;  // shared by copies, which are made when all is added
+  std::set<std::string> levelValues_;
   std::vector<SeriesTotals> series_;
   SeriesTotals others_;
   std::vector<Key> leftOut_;

@@ -11,7 +11,7 @@ namespace tavrin {
 
 /// The series of a metric in rows and columns, both in the order in which they first appear: a row
 /// per entity and a column per descriptor; for a metric with states a row per entity and descriptor
-/// and a column per state, those of its finite set first.
+/// and a column per state, those of its finite set first, then the others by number or name.
 class SeriesGrid {
  public:
   using Row = std::pair<const pwr::EntityHandle*, const pwr::DataDescriptor*>;
@@ -39,6 +39,8 @@ class SeriesGrid {
       return place->second;
     }
   };
+
+  void addStates(const MetricTotals& totals);
 
   Index<Row> rows_;
   Index<Column> columns_;

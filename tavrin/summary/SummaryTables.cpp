@@ -61,6 +61,8 @@ void SummaryTables::deliver(const pwr::SystemMetadata& system, const ContainerSi
     for (TableBuilder& table : tablesOf(shown, system.getTscFrequencyMHz(), whole)) {
       table.deliver(tables);
     }
+    if (totals.levels() == nullptr || totals.levels()->series().empty()) continue;
+    if (auto table = levelTable(withWholeMachine(*totals.levels()))) table->deliver(tables);
   }
   const unsigned int own = highestContainer_ + 1;
   containers(pwr::MetricContainerInfoMessage({.containerId = own,

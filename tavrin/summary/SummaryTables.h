@@ -23,8 +23,10 @@ namespace tavrin {
 ///                        machine, the largest ones
 ///   other counter        "… Summary: Total", likewise
 ///   numbers              "… Summary: Sampled Values" (minimum, average, maximum), a row per series
+///   numbers, traced      "… Summary: Values over Time" (likewise); and as of states, traced, the
+///                        residency in each of them, where they are few
 ///   texts                "… Summary: Counts", a row per series and value, or the most frequent
-///   ones
+///                        ones; of texts that last, those that lasted longest, with their shares
 ///
 /// and "Collection Summary: Total Samples Received" over all metrics, followed by "Collection
 /// Summary: Lost Events" where the system description tells of some. The first cell of a row names

@@ -1,0 +1,56 @@
+// A recording of the kernel's events as text, imported with all its events into totals. One that is
+// refused is refused with a cause.
+
+#include "fuzz/FuzzTarget.h"
+#include "tavrin/common/MessageSink.h"
+#include "tavrin/import/FtraceImport.h"
+#include "tavrin/platform/InputFile.h"
+#include "tavrin/summary/SummaryTables.h"
+
+namespace {
+
+/// Adds up, and demands what writers rely on.
+class Totals : public tavrin::MessageSink {
+ public:
+  void system(const pwr::SystemMetadata& metadata) override { metadata_ = &metadata; }
+  void metric(pwr::Metric& metric) override {
+    if (metadata_ == nullptr) std::abort();
+    for (const pwr::DataElement& element : metric.getData().elements) {
+      if (element.getDescriptor() == nullptr) std::abort();
+    }
+    tables_.add(metric);
+  }
+  void table(const pwr::TableMessage& /*message*/) override {}
+  void container(const pwr::MetricContainerInfoMessage& /*message*/) override {}
+  void remainder(pwr::Metric& /*metric*/) override {}
+  void text(const pwr::TextMessage& /*message*/) override {}
+  void id(const pwr::IdMessage& /*message*/) override {}
+  void flush() override {}
+
+  void finish() {
+    if (metadata_ == nullptr) return;
+    tables_.deliver(
+        *metadata_, [](const pwr::MetricContainerInfoMessage&) {}, [](const pwr::TableMessage&) {});
+  }
+
+ private:
+  const pwr::SystemMetadata* metadata_ = nullptr;
+  tavrin::SummaryTables tables_;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const fuzz::QuietLog log(size);
+  const std::string text(data, data + size);
+  tavrin::FtraceImport::isOurs(text, false);
+  fuzz::workFolder().write("trace.txt", text);
+  tavrin::InputFile input("trace.txt");
+  Totals totals;
+  tavrin::FtraceImport import(input, {"*"}, totals);
+  std::string error;
+  if ((import.replay(error) == 0) != error.empty()) std::abort();
+  import.warnings();
+  totals.finish();
+  return 0;
+}
