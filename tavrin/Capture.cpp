@@ -40,21 +40,54 @@ FILE* openEmptied(const std::string& path) {
   return fdopen(file, "wb");
 }
 
+std::unique_ptr<Packer> packerFor(const std::string& path) {
+  const auto packing = packingOfName(path);
+  if (!packing) return nullptr;
+  const std::string reason = whyNotPacked(*packing);
+  if (!reason.empty()) cannotWrite(path, reason.c_str());
+  return createPacker(*packing);
+}
+
 }  // namespace
 
 Capture::Capture(const std::string& path)
-    : file_(path == "-" ? File(stdout, std::fflush) : File(openEmptied(path), std::fclose)),
-      writer_(file_.get()) {}
+    : packer_(packerFor(path)),
+      file_(path == "-" ? File(stdout, std::fflush) : File(openEmptied(path), std::fclose)),
+      unpacked_(packer_ == nullptr ? nullptr : fopencookie(this, "wb", {.write = pack}),
+                std::fclose),
+      writer_(packer_ == nullptr ? file_.get() : unpacked_.get()) {}
+
+/// Takes what is to be packed.
+ssize_t Capture::pack(void* capture, const char* bytes, size_t size) {
+  auto& self = *static_cast<Capture*>(capture);
+  if (self.packer_->pack({bytes, size}, self.packed_) != 0 || !self.writePacked()) return 0;
+  return static_cast<ssize_t>(size);
+}
+
+bool Capture::writePacked() {
+  const bool isWritten =
+      std::fwrite(packed_.data(), 1, packed_.size(), file_.get()) == packed_.size();
+  packed_.clear();
+  return isWritten;
+}
+
+bool Capture::handOver() {
+  if (packer_ != nullptr) {
+    const bool isPacked = std::fflush(unpacked_.get()) == 0 && packer_->endFrame(packed_) == 0;
+    if (!writePacked() || !isPacked) return false;
+  }
+  return std::fflush(file_.get()) == 0;
+}
 
 void Capture::keepUp(Clock::time_point now) {
   if (now < nextFlush_) return;
   nextFlush_ = now + kFlushPeriod;
-  failed_ = std::fflush(file_.get()) != 0 || failed_;
+  failed_ = !handOver() || failed_;
 }
 
 bool Capture::finish(const pwr::SystemMetadata& metadata) {
   writer_.stop(metadata);
-  const bool written = writer_.close() == 0;
+  const bool written = writer_.close() == 0 && handOver();
   const bool closed = file_.get_deleter()(file_.release()) == 0;
   return written && closed && !failed_;
 }

@@ -76,12 +76,13 @@ constexpr const char* kWatchFooter =
 
 constexpr const char* kReportFooter =
     "FILE is a stream recorded with 'tavrin record --capture', or printed by any other tool\n"
-    "(docs/formats/recorded-stream.md), or kernel events as the kernel's file trace,\n"
-    "'trace-cmd report' and Android's systrace print them (docs/formats/kernel-trace.md). Its\n"
-    "content tells what it is; - reads standard input. A faulty line of a stream ends the replay\n"
-    "with its place and cause; what came before it is written to NAME.incomplete. A record\n"
-    "that is cut off by the end of the stream, as that of a recording that was killed, is\n"
-    "left out with a warning.\n"
+    "(docs/formats/recorded-stream.md); or a recording of kernel events: trace.dat, or text as\n"
+    "the kernel's file trace, 'trace-cmd report' and Android's systrace have it\n"
+    "(docs/formats/kernel-trace.md). Its content tells what it is, also where that is packed\n"
+    "(gzip, zstd); - reads standard input. A faulty line of a stream ends the replay with its\n"
+    "place and cause; what came before it is written to NAME.incomplete. A record that is cut\n"
+    "off by the end of the stream, as that of a recording that was killed, is left out with a\n"
+    "warning.\n"
     "\n"
     "A signal ends standard input or a pipe, whose outputs are completed; the outputs of a\n"
     "file that is cut short are incomplete. The second one gives up at once.\n"
@@ -290,8 +291,10 @@ CLI::App* addRecord(CLI::App& app, Options& options) {
                  "With --continuous: remove the numbered files of an earlier run first")
       ->needs("--continuous");
   record
-      ->add_option("--capture", options.capture,
-                   "Also keep the recorded stream in this file, - for standard output")
+      ->add_option(
+          "--capture", options.capture,
+          "Also keep the recorded stream in this file, - for standard output; it is packed if "
+          "the name ends in .gz or .zst")
       ->type_name("FILE");
   record->add_flag("--progress", options.progress,
                    "Show how the run goes also while a command shares the terminal");

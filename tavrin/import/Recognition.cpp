@@ -6,6 +6,8 @@
 #include "tavrin/import/FtraceImport.h"
 #include "tavrin/import/RecordingImport.h"
 #include "tavrin/import/RecordingReader.h"
+#include "tavrin/import/UnpackedSource.h"
+#include "tavrin/packing/Packing.h"
 #include "tavrin/platform/InputFile.h"
 #include "tavrin/stream/StreamNames.h"
 #include "tavrin/stream/StreamReader.h"
@@ -79,13 +81,21 @@ const InputKind* kindOf(const InputHead& head) {
 }  // namespace
 
 std::unique_ptr<PeekedSource> openInput(const std::string& path, const StopRequest* stop) {
-  return std::make_unique<PeekedSource>(std::make_unique<InputFile>(path, stop));
+  auto input = std::make_unique<PeekedSource>(std::make_unique<InputFile>(path, stop));
+  while (mayBePacked(input->head()) && input->peekMore()) {
+  }
+  const auto packing = packingOfContent(input->head());
+  if (!packing) return input;
+  const std::string reason = whyNotPacked(*packing);
+  if (!reason.empty()) throw CommandError(kExitIncomplete, path + ": it is packed, and " + reason);
+  return std::make_unique<PeekedSource>(
+      std::make_unique<UnpackedSource>(std::move(input), createUnpacker(*packing)));
 }
 
 std::unique_ptr<Import> openImport(PeekedSource& input, MessageSink& sink,
                                    const ImportOptions& options) {
   bool isAll = false;
-  const InputKind* kind = nullptr;
+  const InputKind* kind = kindOf({input.head(), isAll});  // some of it may have come
   while (kind == nullptr && !isAll) {
     isAll = !input.peekMore();
     kind = kindOf({input.head(), isAll});

@@ -36,7 +36,8 @@ struct InputKind {
                                   const ImportOptions& options);
 };
 
-/// Opens a file, or "-" for standard input. `stop` may be null and is not owned. Throws
+/// Opens a file, or "-" for standard input, and what is in it where that is packed (gzip, zstd).
+/// Waits for the bytes that tell so. `stop` may be null and is not owned. Throws
 /// CommandError.
 std::unique_ptr<PeekedSource> openInput(const std::string& path, const StopRequest* stop);
 

@@ -1,0 +1,63 @@
+#include "tavrin/packing/Packing.h"
+
+#include <algorithm>
+
+#include "tavrin/packing/Gzip.h"
+#include "tavrin/packing/Zstd.h"
+
+namespace tavrin {
+
+namespace {
+
+/// By which a packing is known, and what makes its parts: null where the build has no library.
+struct Known {
+  Packing packing;
+  std::string_view beginning;  // of every frame
+  std::string_view ending;     // of names
+  const char* library;
+  std::unique_ptr<Packer> (*packer)();
+  std::unique_ptr<Unpacker> (*unpacker)();
+};
+constexpr Known kKnown[] = {
+    {Packing::Gzip, "\x1F\x8B", ".gz", "zlib", createGzipPacker, createGzipUnpacker},
+    {Packing::Zstd, "\x28\xB5\x2F\xFD", ".zst", "libzstd", createZstdPacker, createZstdUnpacker},
+};
+
+const Known& known(Packing packing) {
+  return *std::ranges::find(kKnown, packing, &Known::packing);
+}
+
+template <typename Matches>
+std::optional<Packing> find(const Matches& matches) {
+  const auto* const found = std::ranges::find_if(kKnown, matches);
+  return found == std::end(kKnown) ? std::nullopt : std::optional(found->packing);
+}
+
+}  // namespace
+
+std::optional<Packing> packingOfContent(std::string_view head) {
+  return find([&](const Known& known) { return head.starts_with(known.beginning); });
+}
+
+bool mayBePacked(std::string_view head) {
+  return find([&](const Known& known) { return known.beginning.starts_with(head); }).has_value();
+}
+
+std::optional<Packing> packingOfName(std::string_view name) {
+  return find([&](const Known& known) { return name.ends_with(known.ending); });
+}
+
+std::string whyNotPacked(Packing packing) {
+  if (createUnpacker(packing) != nullptr) return {};
+  return std::string("this tool was built without ") + known(packing).library;
+}
+
+std::unique_ptr<Packer> createPacker(Packing packing) {
+  return known(packing).packer();
+}
+
+std::unique_ptr<Unpacker> createUnpacker(Packing packing) {
+  return known(packing).unpacker();
+}
+
+}  // namespace tavrin
