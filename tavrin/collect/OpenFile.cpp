@@ -18,6 +18,12 @@ namespace {
 
 constexpr std::size_t kFirstBuffer = 4096;
 constexpr std::size_t kLargestText = 64U << 20U;
+/// A read that gives less than was asked for has found the end, with one exception: the kernel puts
+/// the records of a text (seq_file), mostly lines, into a buffer of at least 4 KiB, and ends a read
+/// at a record that does not fit any more. Behind so short a text that would be a line of more than
+/// 2 KiB, after shorter ones; so the end is not asked for. (Texts of sysfs, and of one record, come
+/// whole in any case.)
+constexpr std::size_t kSurelyWhole = 2048;
 
 /// Left for the outputs and everything else that the process opens.
 constexpr rlim_t kMostOtherFiles = 1024;
@@ -68,7 +74,7 @@ int OpenFile::open() {
     descriptor_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor_ < 0 && errno != EINTR) return errno;
   }
-  if (place_ == Place::Undecided) takePlace();
+  if (place_ == Place::Undecided && use_ != Use::Once) takePlace();
   return 0;
 }
 
@@ -112,6 +118,7 @@ int OpenFile::readText(std::string_view& text) {
     error = readAt(buffer_.data() + length, buffer_.size() - length, length, got);
     if (error != 0) break;
     length += got;
+    if (length <= kSurelyWhole) break;
     if (length < buffer_.size()) continue;
     if (buffer_.size() >= kLargestText) {
       error = EFBIG;

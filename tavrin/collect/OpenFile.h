@@ -13,8 +13,9 @@ namespace tavrin {
 /// once the file has been opened and its longest text has been seen.
 class OpenFile {
  public:
-  /// How often a file is read. Those that are read rarely stay open only while open files are few.
-  enum class Use { EveryPass, Rare };
+  /// How often a file is read. Those that are read rarely stay open only while open files are few;
+  /// one that is read once is closed with the object.
+  enum class Use { EveryPass, Rare, Once };
 
   /// Opens nothing yet. `path` is what the process sees, any root included.
   explicit OpenFile(std::string path, Use use = Use::EveryPass)

@@ -42,7 +42,7 @@ bool naturallyLess(std::string_view a, std::string_view b) {
 }  // namespace
 
 int SysRoot::readText(std::string_view inside, std::string& text) const {
-  OpenFile file(path(inside));
+  OpenFile file(path(inside), OpenFile::Use::Once);
   std::string_view content;
   const int error = file.readText(content);
   if (error == 0) text = content;
@@ -50,11 +50,11 @@ int SysRoot::readText(std::string_view inside, std::string& text) const {
 }
 
 int SysRoot::readNumber(std::string_view inside, unsigned long long& value) const {
-  return OpenFile(path(inside)).readNumber(value);
+  return OpenFile(path(inside), OpenFile::Use::Once).readNumber(value);
 }
 
 int SysRoot::readNumber(std::string_view inside, long long& value) const {
-  return OpenFile(path(inside)).readNumber(value);
+  return OpenFile(path(inside), OpenFile::Use::Once).readNumber(value);
 }
 
 std::string SysRoot::readLine(std::string_view inside) const {
