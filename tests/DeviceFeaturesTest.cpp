@@ -15,6 +15,7 @@ namespace {
 const std::string kChip = "/sys/class/hwmon/hwmon";
 const std::string kSupply = "/sys/class/power_supply/";
 const std::string kBus = "/sys/bus/";
+const std::string kToldCount = "/sys/kernel/uevent_seqnum";
 const std::string kWakeup = "/sys/class/wakeup/wakeup";
 const std::string kWakeupTable = "/sys/kernel/debug/wakeup_sources";
 const std::string kCard = "/sys/class/drm/card";
@@ -141,6 +142,19 @@ std::vector<Scenario> batteryScenarios() {
          {{bay + "type", "Battery\n"}, {bay + "capacity", "100\n"}, {bay + "energy_now", "5\n"}},
          "Battery Charge @0+1: Mouse (mouse_0)/Charge=55\n"},
         {2, {}, "Battery Charge @1+1: Mouse (mouse_0)/Charge=55 BAT1/Charge=100\n"}}},
+      {"battery: others are looked for when the kernel has told of a device, or one was lost",
+       "battery",
+       joined({battery("BAT0", {{"capacity", "55\n"}}), {{kToldCount, "41\n"}}}),
+       {{0, {}, ""},
+        {1,
+         {{bay + "type", "Battery\n"}, {bay + "capacity", "100\n"}},
+         "Battery Charge @0+1: BAT0/Charge=55\n"},
+        {2, {{kToldCount, "43\n"}}, "Battery Charge @1+1: BAT0/Charge=55\n"},
+        {3,
+         {{kSupply + "BAT0/capacity", ""}},
+         "Battery Charge @2+1: BAT0/Charge=55 BAT1/Charge=100\n"},
+        {4, {{kSupply + "BAT0/capacity", "54\n"}}, "Battery Charge @3+1: BAT1/Charge=100\n"},
+        {5, {}, "Battery Charge @4+1: BAT0/Charge=54 BAT1/Charge=100\n"}}},
   };
 }
 
@@ -200,6 +214,30 @@ std::vector<Scenario> deviceScenarios() {
              times("usb 1-1", "0", "0") + times("usb 2-1", "0", "0") +
              "\nDevice Status @4+0: pci 0000:00:02.0/State=active\n"
              "PCI D-State @4+0: pci 0000:00:02.0/State=D3hot\n"}}},
+      {"devices: the D-state is read when the status or the times tell of a change, or once a "
+       "second",
+       "device-dstate",
+       joined({device(gpu, "active\n", "5000\n", "0\n"), {{kBus + gpu + "/power_state", "D0\n"}}}),
+       {{0, {}, ""},
+        {0.25,
+         joined(
+             {device(gpu, "active\n", "5250\n", "0\n"), {{kBus + gpu + "/power_state", "D1\n"}}}),
+         "Device D-State @0+0.25:" + times("pci 0000:00:02.0", "250", "0") +
+             "\nDevice Status @0+0: pci 0000:00:02.0/State=active\n"
+             "PCI D-State @0+0: pci 0000:00:02.0/State=D0\n"},
+        {0.5, device(gpu, "suspended\n", "5500\n", "0\n"),
+         "Device D-State @0.25+0.25:" + times("pci 0000:00:02.0", "250", "0") + "\n"},
+        {0.75, device(gpu, "suspended\n", "5510\n", "240\n"),
+         "Device D-State @0.5+0.25:" + times("pci 0000:00:02.0", "10", "240") +
+             "\nDevice Status @0.5+0: pci 0000:00:02.0/State=suspended\n"
+             "PCI D-State @0.5+0: pci 0000:00:02.0/State=D1\n"},
+        {1.75,
+         joined({device(gpu, "suspended\n", "5510\n", "1240\n"),
+                 {{kBus + gpu + "/power_state", "D3cold\n"}}}),
+         "Device D-State @0.75+1:" + times("pci 0000:00:02.0", "0", "1000") + "\n"},
+        {2, device(gpu, "suspended\n", "5510\n", "1490\n"),
+         "Device D-State @1.75+0.25:" + times("pci 0000:00:02.0", "0", "250") +
+             "\nPCI D-State @1.75+0: pci 0000:00:02.0/State=D3cold\n"}}},
   };
 }
 

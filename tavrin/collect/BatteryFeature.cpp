@@ -151,6 +151,7 @@ void BatteryFeature::createMetrics(unsigned int containerId) {
 std::string BatteryFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                                   unsigned int containerId) {
   root_ = &root;
+  batteries_.follow(root);
   findBatteries();
   createMetrics(containerId);
   if (!metrics().empty()) return {};

@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "hostcommon/Descriptions.h"
 #include "tavrin/collect/Interval.h"
+#include "tavrin/collect/OpenFile.h"
+#include "tavrin/collect/SysRoot.h"
 
 namespace tavrin {
 
@@ -34,17 +37,27 @@ class NamedEntities {
   std::map<std::string, const pwr::EntityHandle*> entities_;
 };
 
-/// Devices that come and go, with what is needed to read them. The kernel does not tell in a cheap
-/// way which are there, so they are looked for every second.
+/// Devices that come and go, with what is needed to read them. Each second they are looked for, if
+/// any device of the machine has come, gone or changed since: the kernel counts what it tells user
+/// space of them (/sys/kernel/uevent_seqnum). To list all buses takes a millisecond, to read the
+/// count some microseconds.
 template <typename Device>
 class DeviceSet {
  public:
+  /// To be called before the first look. Where the kernel below `root` does not count, it is always
+  /// time to look.
+  void follow(const SysRoot& root) {
+    count_.emplace(root.path("/sys/kernel/uevent_seqnum"), OpenFile::Use::Rare);
+    hasChanged();
+  }
+
   /// Whether the time has come, at `now` ticks, to look for devices: for `meet` to be called.
   bool isDue(unsigned long long now) {
     if (now < next_) return false;
     // A little less than a second: passes are not quite regular.
     next_ = now + kTicksPerSecond / 100 * 95;
-    return true;
+    const bool isIncomplete = std::exchange(isIncomplete_, false);
+    return hasChanged() || isIncomplete;
   }
 
   /// `keys` tell the devices that are there. Forgets all others, and opens new ones:
@@ -52,16 +65,22 @@ class DeviceSet {
   /// alone as long as it is there.
   template <typename Open>
   void meet(const std::vector<std::string>& keys, const Open& open) {
-    std::map<std::string, std::optional<Device>> present;
+    std::map<std::string, Device> devices;
+    std::set<std::string> unsupporting;
     for (const std::string& key : keys) {
       auto known = devices_.extract(key);
-      if (known.empty()) {
-        present.emplace(key, open(key));
+      std::optional<Device> opened;
+      if (!known && !unsupporting_.contains(key)) opened = open(key);
+      if (known) {
+        devices.insert(std::move(known));
+      } else if (opened) {
+        devices.emplace(key, std::move(*opened));
       } else {
-        present.insert(std::move(known));
+        unsupporting.insert(key);
       }
     }
-    devices_.swap(present);
+    devices_.swap(devices);
+    unsupporting_.swap(unsupporting);
   }
 
   /// Calls `use(device)` for each. Those of which it returns false are closed, and opened anew when
@@ -69,13 +88,24 @@ class DeviceSet {
   template <typename Use>
   void forEach(const Use& use) {
     for (auto place = devices_.begin(); place != devices_.end();) {
-      const bool isGone = place->second && !use(*place->second);
+      const bool isGone = !use(place->second);
+      isIncomplete_ = isIncomplete_ || isGone;
       place = isGone ? devices_.erase(place) : std::next(place);
     }
   }
 
  private:
-  std::map<std::string, std::optional<Device>> devices_;
+  bool hasChanged() {
+    unsigned long long count = 0;
+    if (count_->readNumber(count) != 0) return true;
+    return std::exchange(lastCount_, count) != count;
+  }
+
+  std::map<std::string, Device> devices_;
+  std::set<std::string> unsupporting_;  // apart: there are hundreds, and passes do not care
+  std::optional<OpenFile> count_;       // of what the kernel has told of devices
+  unsigned long long lastCount_ = 0;
+  bool isIncomplete_ = false;    // some were closed since the last look
   unsigned long long next_ = 0;  // time of the next look
 };
 

@@ -49,8 +49,8 @@ std::optional<DeviceStateFeature::Device> DeviceStateFeature::open(const std::st
   device.timeRow = times_.add(entity, timeStates_);
   device.statusRow = statuses_.add(entity);
   if (!root_->readLine(folder + "power_state").empty()) {
-    device.pciState.emplace(root_->path(folder + "power_state"));
-    device.pciRow = pciStates_.add(entity);
+    device.pci.emplace(PciState{.file = OpenFile(root_->path(folder + "power_state")),
+                                .row = pciStates_.add(entity)});
   }
   return device;
 }
@@ -67,19 +67,32 @@ void DeviceStateFeature::findDevices() {
 }
 
 /// Returns false when the device is gone.
-bool DeviceStateFeature::read(Device& device) {
-  std::string_view text;
-  if (device.status.readText(text) != 0) return false;
-  statuses_.note(device.statusRow, trimmed(text));
+bool DeviceStateFeature::read(Device& device, unsigned long long now) {
+  std::string_view status;
+  if (device.status.readText(status) != 0) return false;
+  statuses_.note(device.statusRow, trimmed(status));
   std::array<unsigned long long, 2> counts{};
   if (device.activeTime.readNumber(counts[0]) == 0 &&
       device.suspendedTime.readNumber(counts[1]) == 0) {
     times_.note(device.timeRow, counts);
   }
-  if (device.pciState && device.pciState->readText(text) == 0) {
-    pciStates_.note(device.pciRow, trimmed(text));
-  }
+  const bool isSteady = trimmed(status) == device.lastStatus &&
+                        (counts[0] == device.counts[0] || counts[1] == device.counts[1]);
+  device.lastStatus = trimmed(status);
+  device.counts = counts;
+  if (device.pci) readPciState(*device.pci, isSteady, now);
   return true;
+}
+
+/// The D-state changes with the status, of which time in the other state would tell. Drivers that
+/// set it otherwise are rare: for them it is read every second.
+void DeviceStateFeature::readPciState(PciState& pci, bool isSteady, unsigned long long now) {
+  if (!isSteady || now >= pci.due) {
+    std::string_view text;
+    pci.state = pci.file.readText(text) == 0 ? trimmed(text) : std::string_view();
+    pci.due = now + kTicksPerSecond / 100 * 95;
+  }
+  pciStates_.note(pci.row, pci.state);
 }
 
 const pwr::MetricDescription* DeviceStateFeature::addStates(StateTable& states, const char* name,
@@ -95,6 +108,7 @@ const pwr::MetricDescription* DeviceStateFeature::addStates(StateTable& states, 
 std::string DeviceStateFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                                       unsigned int containerId) {
   root_ = &root;
+  devices_.follow(root);
   findDevices();
   if (times_.empty()) {
     return std::string("no devices below ") + kBuses + " have runtime power management";
@@ -112,7 +126,7 @@ std::string DeviceStateFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/
 void DeviceStateFeature::sample(unsigned long long now, SampleBatch& batch) {
   const bool complete = interval_.advance(now);
   if (devices_.isDue(now)) findDevices();
-  devices_.forEach([this](Device& device) { return read(device); });
+  devices_.forEach([&](Device& device) { return read(device, now); });
   times_.emit(timesMetric_, complete, interval_, batch);
   statuses_.emit(statusMetric_, complete, interval_, batch);
   pciStates_.emit(pciMetric_, complete && pciMetric_ != nullptr, interval_, batch);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <optional>
+#include <string>
 
 #include "tavrin/collect/DeviceSet.h"
 #include "tavrin/collect/Feature.h"
@@ -24,19 +26,27 @@ class DeviceStateFeature : public Feature {
   void remainder(SampleBatch& batch) const override;
 
  private:
+  struct PciState {
+    OpenFile file;
+    std::size_t row = 0;
+    std::string state;           // as it was read last
+    unsigned long long due = 0;  // in ticks: when it is read in any case
+  };
   struct Device {
     OpenFile status;
     OpenFile activeTime;
     OpenFile suspendedTime;
-    std::optional<OpenFile> pciState;
+    std::optional<PciState> pci;
+    std::string lastStatus;  // of the pass before, as the counts
+    std::array<unsigned long long, 2> counts{};
     std::size_t timeRow = 0;
     std::size_t statusRow = 0;
-    std::size_t pciRow = 0;
   };
 
   void findDevices();
   std::optional<Device> open(const std::string& key);
-  bool read(Device& device);
+  bool read(Device& device, unsigned long long now);
+  void readPciState(PciState& pci, bool isSteady, unsigned long long now);
   const pwr::MetricDescription* addStates(StateTable& states, const char* name,
                                           unsigned int containerId);
 

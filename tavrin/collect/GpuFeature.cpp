@@ -132,6 +132,7 @@ void GpuFeature::createMetrics(unsigned int containerId) {
 std::string GpuFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                               unsigned int containerId) {
   root_ = &root;
+  cards_.follow(root);
   findCards();
   scaled_.emplace(root);
   createMetrics(containerId);

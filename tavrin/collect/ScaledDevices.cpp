@@ -30,6 +30,7 @@ bool takeTime(std::string_view& text, unsigned long long& hertz, unsigned long l
 }  // namespace
 
 ScaledDevices::ScaledDevices(const SysRoot& root) : root_(&root), times_(kTicksPerMillisecond) {
+  devices_.follow(root);
   findDevices();
 }
 

@@ -128,6 +128,7 @@ void SensorsFeature::createMetrics(unsigned int containerId) {
 std::string SensorsFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                                   unsigned int containerId) {
   root_ = &root;
+  monitors_.follow(root);
   findMonitors();
   read();
   createMetrics(containerId);

@@ -134,6 +134,7 @@ const pwr::MetricDescription* WakeupFeature::add(pwr::MetricDescription metric, 
 std::string WakeupFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                                  unsigned int containerId) {
   root_ = &root;
+  sources_.follow(root);
   findSources();
   if (root.listNumbered(kWakeupSources, "wakeup").empty()) table_.emplace(root.path(kWakeupTable));
   read();
