@@ -47,6 +47,31 @@ TEST(LatenessHistogram, QuantilesAreWithinAnEighth) {
   EXPECT_EQ(histogram.quantile(1.0), values.back());
 }
 
+TEST(SampleQueue, KeepsTheOrderAndUsesTheLastFreedBatchAgain) {
+  using std::chrono::milliseconds;
+  SampleQueue queue(3, 2);
+  for (const unsigned long long time : {1ULL, 2ULL, 3ULL}) {
+    SampleBatch* const batch = queue.beginFill();
+    ASSERT_NE(batch, nullptr);
+    EXPECT_EQ(queue.beginFill(), batch) << "until it is handed over";
+    batch->setTime(time);
+    queue.endFill();
+  }
+  EXPECT_EQ(queue.beginFill(), nullptr) << "all are waiting";
+  SampleBatch* last = nullptr;
+  for (const unsigned long long time : {1ULL, 2ULL}) {
+    last = queue.beginRead(milliseconds(0));
+    ASSERT_NE(last, nullptr);
+    EXPECT_EQ(last->time(), time);
+    queue.endRead();
+  }
+  EXPECT_EQ(queue.beginFill(), last);
+  queue.close();
+  EXPECT_NE(queue.beginRead(std::chrono::hours(1)), nullptr) << "fewer than enough are read too";
+  queue.endRead();
+  EXPECT_TRUE(queue.isDone());
+}
+
 /// Counts its samples; every reading takes `delay`.
 class CountingFeature : public Feature {
  public:

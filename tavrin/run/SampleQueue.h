@@ -3,6 +3,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <deque>
 #include <mutex>
 #include <vector>
 
@@ -11,11 +12,12 @@
 namespace tavrin {
 
 /// A bounded queue of sampling passes between the sampling thread and the writer thread. Its
-/// batches are filled and read in place and used again, so that a pass in the steady state
-/// allocates nothing.
+/// batches are filled and read in place and used again, those that were used last first, so that a
+/// pass in the steady state allocates nothing and mostly finds its batch in the caches.
 class SampleQueue {
  public:
-  explicit SampleQueue(std::size_t capacity) : batches_(capacity) {}
+  /// The reader sleeps until `enough` batches wait, or its time is over.
+  explicit SampleQueue(std::size_t capacity, std::size_t enough = 1);
 
   /// Sampling thread: an empty batch to fill, or null when all are waiting to be read.
   SampleBatch* beginFill();
@@ -35,9 +37,11 @@ class SampleQueue {
  private:
   mutable std::mutex mutex_;
   std::condition_variable changed_;
+  const std::size_t enough_;
   std::vector<SampleBatch> batches_;
-  std::size_t first_ = 0;
-  std::size_t filled_ = 0;
+  std::vector<SampleBatch*> free_;  // a stack
+  SampleBatch* filling_ = nullptr;
+  std::deque<SampleBatch*> filled_;  // the oldest first
   bool closed_ = false;
 };
 
