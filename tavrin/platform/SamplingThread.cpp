@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tavrin {
 
@@ -50,6 +51,14 @@ CpuSet allowedCpus() {
   return cpus;
 }
 
+std::vector<std::size_t> numbersIn(const cpu_set_t* cpus) {
+  std::vector<std::size_t> numbers;
+  for (std::size_t cpu = 0; cpus != nullptr && cpu < kMostCpus; ++cpu) {
+    if (CPU_ISSET_S(cpu, kSetBytes, cpus) != 0) numbers.push_back(cpu);
+  }
+  return numbers;
+}
+
 }  // namespace
 
 unsigned long long nowTicks() {
@@ -65,12 +74,14 @@ void wakeAtDeadlines() {
 
 void wakeCpus() {
   static const CpuSet allowed = allowedCpus();
+  static const std::vector<std::size_t> numbers = numbersIn(allowed.get());
   const CpuSet all(CPU_ALLOC(kMostCpus));
   const CpuSet one(CPU_ALLOC(kMostCpus));
   if (allowed == nullptr || all == nullptr || one == nullptr) return;
   if (sched_getaffinity(0, kSetBytes, all.get()) != 0) return;
-  for (std::size_t cpu = 0; cpu < kMostCpus; ++cpu) {
-    if (CPU_ISSET_S(cpu, kSetBytes, all.get()) == 0) continue;
+  const int own = sched_getcpu();  // which is awake
+  for (const std::size_t cpu : numbers) {
+    if (CPU_ISSET_S(cpu, kSetBytes, all.get()) == 0 || static_cast<int>(cpu) == own) continue;
     CPU_ZERO_S(kSetBytes, one.get());
     CPU_SET_S(cpu, kSetBytes, one.get());
     sched_setaffinity(0, kSetBytes, one.get());
