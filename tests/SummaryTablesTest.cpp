@@ -115,6 +115,17 @@ Samples samplesOf(const std::vector<Data>& values) {
   return samples;
 }
 
+TEST(SummaryTables, RanksHaveNoTable) {
+  const Machine m;
+  Summary run;
+  run.add(
+      {.name = "Share", .type = Type::TracedEvent},
+      {{{Data(1.0), m.states[0], nullptr, kSecond}, {Data(0.5), m.states[1], nullptr, kSecond}}},
+      "Rank");
+  EXPECT_EQ(run.text(), "") << "of the busiest of each interval: another one each time";
+  EXPECT_NE(run.received.find("Share | test | 1 | 2"), std::string::npos) << run.received;
+}
+
 TEST(SummaryTables, OneFormPerKindOfMetric) {
   const Machine m;
   const auto count = [](unsigned long long value) { return Data(value); };

@@ -5,6 +5,7 @@
 
 #include "hostcommon/Descriptions.h"
 #include "tavrin/collect/PowerZones.h"
+#include "tavrin/summary/MetricTables.h"
 
 namespace tavrin {
 
@@ -65,7 +66,7 @@ std::string ProcessEnergyFeature::probe(const SysRoot& root, CpuEntities& /*cpus
        .quantity = createModelQuantity(),
        .combinations = std::move(combinations),
        .entityGroup = std::make_shared<const pwr::Field>("Zone"),
-       .descriptorGroup = std::make_shared<const pwr::Field>("Rank"),
+       .descriptorGroup = std::make_shared<const pwr::Field>(kRankGroup),
        .valueGroup = std::make_shared<const pwr::Field>("Energy", poll_->expected())}));
   return {};
 }

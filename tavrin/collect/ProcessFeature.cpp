@@ -5,6 +5,7 @@
 
 #include "hostcommon/Descriptions.h"
 #include "tavrin/collect/Interval.h"
+#include "tavrin/summary/MetricTables.h"
 
 namespace tavrin {
 
@@ -57,7 +58,7 @@ std::string ProcessFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
        .legacyType = pwr::RealTableClass::Trace,
        .quantity = time,
        .combinations = ranks_.combinations(),
-       .descriptorGroup = std::make_shared<const pwr::Field>("Rank"),
+       .descriptorGroup = std::make_shared<const pwr::Field>(kRankGroup),
        .valueGroup = std::make_shared<const pwr::Field>("CPU Time", poll_->expected())}));
   return {};
 }

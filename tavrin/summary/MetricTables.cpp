@@ -363,6 +363,10 @@ TableBuilder countTable(const MetricTotals& totals) {
   return table;
 }
 
+bool isOfRanks(const pwr::MetricDescription& metric) {
+  return metric.descriptorGroup != nullptr && metric.descriptorGroup->getName() == kRankGroup;
+}
+
 }  // namespace
 
 bool countsEntries(const pwr::MetricDescription& metric) {
@@ -381,6 +385,7 @@ std::vector<TableBuilder> tablesOf(const MetricTotals& totals, double ticksPerMi
     return {residencyTable(totals, grid)};
   }
   const bool isCounter = metric.type == Type::SampledDelta || metric.type == Type::SampledResidency;
+  if (isOfRanks(metric)) return {};
   if (!isCounter) return {valueTable(totals)};
   if (countsEntries(metric) && isLegible(grid)) {
     return {isPartOf(totals, whole) ? entryShareTable(totals, grid, *whole)
