@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ctime>
 #include <numeric>
 #include <thread>
@@ -147,6 +148,46 @@ TEST_F(ProcessFeatureTest, WhatCannotBeReadIsLeftAlone) {
   EXPECT_EQ(tableLine("Started and"), "Started and not seen | n/a") << "without /proc/stat";
 }
 
+TEST_F(ProcessFeatureTest, OneThatIsGoneWhenItIsReadIsNotThere) {
+  forks(1000);
+  tree_.put({7, "fine", 100, 50});
+  tree_.write("/proc/9/comm", "vanished");
+  driver().sample(10);
+  driver().sample(11);
+  EXPECT_EQ(lives(), "7 1000-0 /bin/fine:fine\n");
+  EXPECT_EQ(tableLine("Cannot"), "Cannot be read | 0") << "though nothing was started since";
+}
+
+/// Where the rest of a process ends, and what ends it.
+TEST_F(ProcessFeatureTest, ThoseThatDoNotRunAreAskedLessOften) {
+  const auto worked = [&](int jiffies) {
+    tree_.write("/proc/stat", "cpu  " + std::to_string(jiffies) + " 0 0 0\nprocesses 9\n");
+  };
+  worked(100);
+  tree_.put({7, "idle", 100, 50});
+  tree_.put({8, "gone", 100, 50});
+  driver().sample(10);
+  for (const double seconds : {10.5, 11.0}) EXPECT_EQ(driver().sample(seconds), "");
+  tree_.run({7, "idle", 100, 55});
+  tree_.end(8);
+  EXPECT_EQ(driver().sample(11.25), "") << "it rests";
+  EXPECT_EQ(driver().sample(11.75), "Process CPU Time @11.25+0.5: /Busiest 1=5(idle,7,7)\n");
+  tree_.run({7, "idle", 100, 57});
+  EXPECT_EQ(driver().sample(12), "Process CPU Time @11.75+0.25: /Busiest 1=2(idle,7,7)\n");
+  driver().sample(13);
+  tree_.run({7, "idle", 100, 82});
+  worked(102);
+  EXPECT_EQ(driver().sample(13.25), "") << "no more is missing than rounding makes";
+  worked(103);
+  EXPECT_EQ(driver().sample(13.375), "Process CPU Time @13.25+0.125: /Busiest 1=25(idle,7,7)\n");
+  driver().sample(14.5);
+  tree_.run({7, "idle", 100, 83});
+  driver().expectLast();
+  EXPECT_EQ(driver().sample(14.625), "Process CPU Time @14.5+0.125: /Busiest 1=1(idle,7,7)\n");
+  EXPECT_EQ(lives(), "7 1000-0 /bin/idle:idle\n8 1000-11750 /bin/gone:gone\n");
+  EXPECT_EQ(tableLine("idle (7)"), "idle (7) | 33000000 | 0 | 0 | 0 | n/a | n/a");
+}
+
 TEST_F(ProcessFeatureTest, NamesProgramsAndThreadsAreLookedAtAgain) {
   tree_.put({7, "server", 100, 50, 0, 0, 3});
   tree_.put({8, "sh", 100, 50});
@@ -221,7 +262,9 @@ TEST(ProcessFeatureLive, AllThreadsCount) {
     while (used.tv_nsec < 30'000'000) clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
   }).join();
   poll->pollAt(2);
-  const PolledProcess& self = poll->processes().at(getpid());
+  const auto known = std::ranges::find(poll->processes(), getpid(), &ProcessPoll::Known::pid);
+  ASSERT_NE(known, poll->processes().end());
+  const PolledProcess& self = *known->process;
   EXPECT_GE(self.spent, 30'000'000U);
   EXPECT_GE(poll->spent(), self.spent);
   EXPECT_LT(self.spent, 5'000'000'000U);

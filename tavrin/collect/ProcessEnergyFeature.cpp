@@ -169,7 +169,7 @@ void ProcessEnergyFeature::keep(const PolledProcess& process) {
 }
 
 void ProcessEnergyFeature::finish(pwr::SystemDescription& /*system*/, MessageSink& sink) {
-  for (const auto& [pid, process] : poll_->processes()) keep(process);
+  for (const ProcessPoll::Known& known : poll_->processes()) keep(*known.process);
   TableBuilder table(containerId(), 0, "Process Energy Summary: Model by CPU Time",
                      "A model: the lowest power of a package is idle, the rest is shared by the "
                      "time on all processors.");

@@ -21,6 +21,7 @@ class ProcessEnergyFeature : public Feature {
   ProcessEnergyFeature(std::shared_ptr<ProcessPoll> poll, std::shared_ptr<EnergyCounters> energy);
 
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
+  void expectLast() override { poll_->expectLast(); }
   void sample(unsigned long long now, SampleBatch& batch) override;
   void finish(pwr::SystemDescription& system, MessageSink& sink) override;
 

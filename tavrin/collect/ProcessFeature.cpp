@@ -89,8 +89,8 @@ void ProcessFeature::sample(unsigned long long now, SampleBatch& batch) {
 
 void ProcessFeature::finish(pwr::SystemDescription& system, MessageSink& sink) {
   poll_->finish();
-  for (const auto& [pid, process] : poll_->processes()) {
-    if (process.isReadable) rows_.add(rowOf(process, true));
+  for (const ProcessPoll::Known& known : poll_->processes()) {
+    if (known.process->isReadable) rows_.add(rowOf(*known.process, true));
   }
   poll_->lives().describe(system);
   deliverUse(sink);
@@ -116,7 +116,7 @@ void ProcessFeature::deliverUse(MessageSink& sink) const {
 void ProcessFeature::deliverLifetimes(const pwr::SystemDescription& system,
                                       MessageSink& sink) const {
   const auto unreadable = std::ranges::count_if(
-      poll_->processes(), [](const auto& each) { return !each.second.isReadable; });
+      poll_->processes(), [](const auto& known) { return !known.process->isReadable; });
   const auto threads = std::ranges::count_if(system.threads, [&](const pwr::Thread& thread) {
     return thread.getTid() != thread.getPid() &&
            thread.getStartTime() >= system.collectionStartTimestamp;

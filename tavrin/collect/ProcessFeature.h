@@ -20,6 +20,7 @@ class ProcessFeature : public Feature {
   ProcessFeature(std::shared_ptr<ProcessPoll> poll, std::shared_ptr<StatFile> stat);
 
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
+  void expectLast() override { poll_->expectLast(); }
   void sample(unsigned long long now, SampleBatch& batch) override;
   void finish(pwr::SystemDescription& system, MessageSink& sink) override;
 

@@ -117,6 +117,12 @@ std::optional<ProcessStat> ProcessFiles::statAt(const std::string& folder) const
   return stat;
 }
 
+bool ProcessFiles::isGone(int pid) const {
+  std::string text;
+  const int error = root_.readText(folder(pid) + "/stat", text);
+  return error == ENOENT || error == ESRCH;
+}
+
 std::optional<ProcessStat> ProcessFiles::stat(int pid, int tid) const {
   return statAt(folder(pid) + "/task/" + std::to_string(tid));
 }

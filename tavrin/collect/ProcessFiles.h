@@ -56,6 +56,8 @@ class ProcessFiles {
   std::optional<unsigned long long> cpuTime(int pid) const;
   std::optional<ProcessStat> stat(int pid) const { return statAt(folder(pid)); }
   std::optional<ProcessStat> stat(int pid, int tid) const;
+  /// Whether `stat` has failed as there is no such process any more.
+  bool isGone(int pid) const;
   std::optional<ProcessStatus> status(int pid) const;
   /// The path of the program, or the first word of the command line where that is not to be had;
   /// empty for a kernel thread.

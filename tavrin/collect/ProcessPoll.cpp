@@ -20,6 +20,16 @@ namespace {
 constexpr std::size_t kMostOpen = 512;
 /// So long has a process to be busy before it is looked at again.
 constexpr unsigned long long kFirstLook = 10'000'000;
+/// A process that has not run for so long rests, for so long: a little less than half a second, as
+/// passes are not quite regular.
+constexpr unsigned long long kIdle = kTicksPerSecond;
+constexpr unsigned long long kRest = kTicksPerSecond / 100 * 45;
+/// For so long the times of one that runs on are not read.
+constexpr unsigned long long kMostUnread = kTicksPerSecond;
+/// When a process that cannot be read is asked.
+constexpr unsigned long long kForever = ~0ULL;
+/// How much of the machine's work may be of processes that rest. Two units of /proc/stat.
+constexpr unsigned long long kMostMissing = 20 * kTicksPerMillisecond;
 
 /// Nanoseconds since the machine was started, times of suspension included.
 unsigned long long sinceBoot() {
@@ -57,20 +67,27 @@ std::string ProcessPoll::open(const SysRoot& root) {
   return {};
 }
 
-/// Looks for the first time at the process that has the number. One that cannot be read is left
-/// alone from then on.
-PolledProcess& ProcessPoll::meet(int pid) {
-  PolledProcess& process = processes_[pid];
-  if (process.pid != 0) return process;
-  process.pid = pid;
+/// Looks for the first time at the process that has the number; null when it is gone. One that
+/// cannot be read is left alone from then on.
+PolledProcess* ProcessPoll::meet(int pid) {
+  auto process = std::make_unique<PolledProcess>();
+  process->pid = pid;
   const std::optional<ProcessStat> stat = files_->stat(pid);
-  process.isReadable = stat.has_value();
-  if (!stat) return process;
-  process.stat = *stat;
-  process.first = process.last = files_->status(pid);
-  process.before = process.after = files_->schedTimes(pid);
-  process.lookAt = kFirstLook;
-  return process;
+  if (!stat && files_->isGone(pid)) return nullptr;
+  process->isReadable = stat.has_value();
+  if (stat) {
+    process->stat = *stat;
+    process->first = process->last = files_->status(pid);
+    process->before = process->after = files_->schedTimes(pid);
+    process->lookAt = kFirstLook;
+  }
+  Known known{pid, stat ? 0 : kForever, std::move(process)};
+  return processes_.insert(placeOf(pid), std::move(known))->process.get();
+}
+
+/// Kernel threads have none.
+std::string ProcessPoll::programOf(int pid, const ProcessStat& stat) const {
+  return stat.isKernelThread ? std::string() : files_->program(pid);
 }
 
 /// In ticks of the run's clock. The kernel tells the time since the machine was started, in clock
@@ -88,19 +105,21 @@ unsigned long long ProcessPoll::startOf(const ProcessStat& stat) const {
 void ProcessPoll::begin(PolledProcess& process) {
   if (!process.isReadable) return;
   process.cpu = files_->cpuTime(process.pid).value_or(0);
+  process.ran = *now_;
   process.lookAt = std::max(process.lookAt, 2 * process.cpu);
   unsigned long long start = startOf(process.stat);
   // It was not there at the pass before.
   if (!isFirst_) start = std::max(start, interval_.start());
-  lives_->started(process.pid, process.stat.parent, start, files_->program(process.pid),
+  lives_->started(process.pid, process.stat.parent, start, programOf(process.pid, process.stat),
                   process.stat.name);
   if (process.stat.threads > 1) tellThreads(process);
 }
 
 /// Takes in a process that was not there at the last pass: what it has used, it has used since.
 void ProcessPoll::join(int pid) {
-  PolledProcess& process = meet(pid);
-  if (!process.isReadable) return;
+  PolledProcess* const met = meet(pid);
+  if (met == nullptr || !met->isReadable) return;
+  PolledProcess& process = *met;
   const bool isYoung = startOf(process.stat) + ticksPerClockTick_ >= interval_.start();
   begin(process);
   if (isFirst_ || !isYoung) return;
@@ -118,11 +137,17 @@ void ProcessPoll::pollAt(unsigned long long now) {
   gone_.clear();
   spent_ = 0;
   if (!interval_.advance(now) && !isFirst_) return;
-  if (isListed()) {
-    mergeList();
+  const bool hasList = isListed();
+  if (hasList) endUnlisted();
+  if (isFirst_) {
+    for (Known& known : processes_) begin(*known.process);
   } else {
-    updateKnown();
+    ask(false);
   }
+  for (std::size_t i = 0; hasList && i < pids_.size(); ++i) {
+    if (!isKnown(pids_[i])) join(pids_[i]);
+  }
+  if (isMuchMissing() || isLast_) ask(true);
   std::ranges::sort(busy_, [](const PolledProcess* a, const PolledProcess* b) {
     return a->spent != b->spent ? a->spent > b->spent : a->pid < b->pid;
   });
@@ -137,45 +162,59 @@ bool ProcessPoll::isListed() {
   return isListed;
 }
 
-/// Whoever is gone has no time any more.
-void ProcessPoll::updateKnown() {
-  for (Place known = processes_.begin(); known != processes_.end();) {
-    const Place same = known++;
-    if (!update(same->second)) end(same);
-  }
+void ProcessPoll::endUnlisted() {
+  std::erase_if(processes_, [this](Known& known) {
+    const bool isListed = std::ranges::binary_search(pids_, known.pid);
+    if (!isListed) end(*known.process);
+    return !isListed;
+  });
 }
 
-/// Goes through the numbers that are there and the processes that were, both ascending.
-void ProcessPoll::mergeList() {
-  Place known = processes_.begin();
-  for (const int pid : pids_) {
-    while (known != processes_.end() && known->first < pid) known = end(known);
-    if (known != processes_.end() && known->first == pid) {
-      const Place same = known++;
-      if (isFirst_) begin(same->second);
-      if (isFirst_ || update(same->second)) continue;
-      end(same);
-    }
-    join(pid);
-  }
-  while (known != processes_.end()) known = end(known);
+/// Asks those that rest, or all others, what they have used. The number of one that has ended may
+/// have been given again.
+void ProcessPoll::ask(bool isOfResting) {
+  ended_.clear();
+  std::erase_if(processes_, [&](Known& known) {
+    const bool isResting = *now_ < known.restsUntil;
+    if (isResting != isOfResting || known.restsUntil == kForever || update(known)) return false;
+    end(*known.process);
+    ended_.push_back(known.pid);
+    return true;
+  });
+  for (const int pid : ended_) join(pid);
+}
+
+/// Whether the machine has worked for notably more time than was found with the processes.
+bool ProcessPoll::isMuchMissing() {
+  const unsigned long long worked = stat_->workedAt(*now_);
+  const unsigned long long before = std::exchange(worked_, worked);
+  if (isFirst_ || worked < before) return false;
+  missing_ += worked - before;
+  missing_ -= std::min(missing_, spent_);
+  if (missing_ <= kMostMissing) return false;
+  missing_ = 0;
+  return true;
 }
 
 /// False when the process has ended, whoever may have its number now.
-bool ProcessPoll::update(PolledProcess& process) {
-  process.spent = 0;
-  if (!process.isReadable) return true;
+bool ProcessPoll::update(Known& known) {
+  PolledProcess& process = *known.process;
   const std::optional<unsigned long long> cpu = files_->cpuTime(process.pid);
   if (!cpu) return false;
-  if (*cpu == process.cpu) return true;
+  if (*cpu == process.cpu) {
+    if (*now_ - process.ran >= kIdle) known.restsUntil = *now_ + kRest;
+    return true;
+  }
   if (!isStill(process)) return false;
   const unsigned long long before = std::exchange(process.cpu, *cpu);
   if (*cpu > before) noteSpent(process, *cpu - before);
   return true;
 }
 
-/// Whether the number is still that of the process.
+/// Whether the number is still that of the process: it is while none has been started.
 bool ProcessPoll::isStill(PolledProcess& process) {
+  const bool isSure = forks_ && process.checkedForks == forks_;
+  if (isSure && *now_ - process.checked < kMostUnread) return true;
   const bool wasOpen = process.sched.has_value();
   if (!wasOpen) process.sched.emplace(files_->schedstat(process.pid));
   std::string_view text;
@@ -195,12 +234,14 @@ bool ProcessPoll::isStill(PolledProcess& process) {
     }
   }
   if (times) process.after = times;
+  process.checked = *now_;
+  process.checkedForks = forks_;
   return true;
 }
 
 /// Notes a new name and a new program.
 void ProcessPoll::learnIdentity(PolledProcess& process, const ProcessStat& stat) {
-  lives_->execed(process.pid, *now_, files_->program(process.pid), stat.name);
+  lives_->execed(process.pid, *now_, programOf(process.pid, stat), stat.name);
   if (stat.name != process.stat.name) process.attributes.reset();
   process.stat = stat;
 }
@@ -210,6 +251,7 @@ void ProcessPoll::look(PolledProcess& process) {
   const std::optional<ProcessStat> stat = files_->stat(process.pid);
   if (!stat || stat->start != process.stat.start) return;
   learnIdentity(process, *stat);
+  if (const auto times = files_->schedTimes(process.pid)) process.after = times;
   std::optional<ProcessStatus> status = files_->status(process.pid);
   if (!status) return;
   // One that has ended and is not waited for has no memory any more; what it had is known.
@@ -218,6 +260,7 @@ void ProcessPoll::look(PolledProcess& process) {
 }
 
 void ProcessPoll::noteSpent(PolledProcess& process, unsigned long long spent) {
+  process.ran = *now_;
   process.spent = spent;
   process.used += spent;
   spent_ += spent;
@@ -227,15 +270,12 @@ void ProcessPoll::noteSpent(PolledProcess& process, unsigned long long spent) {
   look(process);
 }
 
-ProcessPoll::Place ProcessPoll::end(Place place) {
-  PolledProcess& process = place->second;
+void ProcessPoll::end(PolledProcess& process) {
   if (process.sched) --openFiles_;
-  if (process.isReadable && !isFirst_) {
-    lives_->ended(process.pid, *now_);
-    ++left_;
-    gone_.push_back(std::move(process));
-  }
-  return processes_.erase(place);
+  if (!process.isReadable || isFirst_) return;
+  lives_->ended(process.pid, *now_);
+  ++left_;
+  gone_.push_back(std::move(process));
 }
 
 void ProcessPoll::tellThreads(const PolledProcess& process) {
@@ -253,10 +293,10 @@ void ProcessPoll::tellThreads(const PolledProcess& process) {
 }
 
 void ProcessPoll::finish() {
-  for (auto& [pid, process] : processes_) {
-    if (process.used == 0) continue;
-    look(process);
-    tellThreads(process);
+  for (Known& known : processes_) {
+    if (known.process->used == 0) continue;
+    look(*known.process);
+    tellThreads(*known.process);
   }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <map>
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,8 +29,11 @@ struct PolledProcess {
   std::optional<ProcessStatus> first;
   std::optional<ProcessStatus> last;
   std::vector<unsigned long long> microjoules;  ///< of each zone, which a model gives it
-  unsigned long long lookAt = 0;  ///< the time on a processor with which to look again
-  std::optional<OpenFile> sched;  ///< of one that has been busy
+  unsigned long long lookAt = 0;   ///< the time on a processor with which to look again
+  unsigned long long ran = 0;      ///< when it was last found to have run, in ticks
+  std::optional<OpenFile> sched;   ///< of one that has been busy
+  unsigned long long checked = 0;  ///< when it was last found to have its number still, in ticks
+  std::optional<unsigned long long> checkedForks;                ///< how many had been started then
   std::shared_ptr<const pwr::AttributeValueManager> attributes;  ///< of one that has been busy
 };
 
@@ -38,12 +41,25 @@ struct PolledProcess {
 /// are there, and what they have used of the processors since the pass before.
 ///
 /// A poll asks for the list of processes, if any were started since it had it, and for the time
-/// that each has used (0.3 µs). Only of those that have used some it makes sure that the number is
-/// still theirs, by a file that stays the first owner's, and looks at names and memory again, when
-/// that time has doubled since. A process that ends takes with it what it has used since the last
-/// pass, and one that is born and ends between two passes is never seen.
+/// that each has used (1 µs, most of it to get at what no cache has any more). Only of those that
+/// have used some it makes sure that the number is still theirs, by a file that stays the first
+/// owner's, and looks at names and memory again, when that time has doubled since. A process that
+/// ends takes with it what it has used since the last pass, and one that is born and ends between
+/// two passes is never seen.
+///
+/// Most processes do nothing most of the time. One that has not run for a second rests: it is asked
+/// twice a second only, and what it has used is of the interval in which it is found, as is its end
+/// where nothing is started. All are asked when the machine has worked for more time than was
+/// found, so that what is not found yet is never more than some 20 ms.
 class ProcessPoll {
  public:
+  /// What each poll has to know of a process, side by side: most of them it leaves alone.
+  struct Known {
+    int pid = 0;
+    unsigned long long restsUntil = 0;  ///< in ticks; it is not asked before
+    std::unique_ptr<PolledProcess> process;
+  };
+
   /// `lives` is told of what the polls see.
   ProcessPoll(std::shared_ptr<ProcessTable> lives, std::shared_ptr<StatFile> stat)
       : lives_(std::move(lives)), stat_(std::move(stat)) {}
@@ -55,6 +71,9 @@ class ProcessPoll {
   /// Polls at `now` (ticks). Allocates nothing unless processes come, or are busy for the first
   /// time.
   void pollAt(unsigned long long now);
+
+  /// Tells that the next poll is the last, in which nothing rests.
+  void expectLast() { isLast_ = true; }
 
   const Interval& interval() const { return interval_; }
   /// Those that were busy in the interval that the last poll has ended, the busiest first. Empty
@@ -73,40 +92,51 @@ class ProcessPoll {
 
   /// Looks once more at those that have been busy, at the end of the run.
   void finish();
-  std::map<int, PolledProcess>& processes() { return processes_; }
+  const std::vector<Known>& processes() const { return processes_; }
   const ProcessTable& lives() const { return *lives_; }
   unsigned long long joined() const { return joined_; }  ///< processes that came during the run
   unsigned long long left() const { return left_; }      ///< processes that ended during it
 
  private:
-  using Place = std::map<int, PolledProcess>::iterator;
-
-  PolledProcess& meet(int pid);
+  std::vector<Known>::iterator placeOf(int pid) {
+    return std::ranges::lower_bound(processes_, pid, {}, &Known::pid);
+  }
+  bool isKnown(int pid) {
+    const auto place = placeOf(pid);
+    return place != processes_.end() && place->pid == pid;
+  }
+  PolledProcess* meet(int pid);
   void begin(PolledProcess& process);
   void join(int pid);
   bool isListed();
-  void mergeList();
-  void updateKnown();
-  bool update(PolledProcess& process);
+  void endUnlisted();
+  void ask(bool isOfResting);
+  bool update(Known& known);
+  bool isMuchMissing();
+  std::string programOf(int pid, const ProcessStat& stat) const;
   bool isStill(PolledProcess& process);
   void look(PolledProcess& process);
   void learnIdentity(PolledProcess& process, const ProcessStat& stat);
   void noteSpent(PolledProcess& process, unsigned long long spent);
-  Place end(Place place);
+  void end(PolledProcess& process);
   void tellThreads(const PolledProcess& process);
   unsigned long long startOf(const ProcessStat& stat) const;
 
   std::optional<ProcessFiles> files_;
   bool isThisMachine_ = false;
   unsigned long long ticksPerClockTick_ = 0;
-  std::map<int, PolledProcess> processes_;
+  std::vector<Known> processes_;  // ascending
   const std::shared_ptr<ProcessTable> lives_;
   const std::shared_ptr<StatFile> stat_;
   std::optional<unsigned long long> forks_;  // as of the last list
   Interval interval_;
   std::optional<unsigned long long> now_;
   bool isFirst_ = true;
+  bool isLast_ = false;
+  unsigned long long worked_ = 0;   // by the machine, as of the last poll
+  unsigned long long missing_ = 0;  // of that, what was not found since all were asked
   std::vector<int> pids_;
+  std::vector<int> ended_;  // reused
   std::vector<PolledProcess*> busy_;
   std::vector<PolledProcess> gone_;
   unsigned long long spent_ = 0;

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "tavrin/collect/Counting.h"
 #include "tavrin/collect/OpenFile.h"
 #include "tavrin/collect/SysRoot.h"
 #include "tavrin/collect/TextScan.h"
@@ -36,6 +38,16 @@ class StatFile {
     if (place == std::string_view::npos) return std::nullopt;
     std::string_view number = text.substr(place + kKey.size());
     return takeNumber(number, forks) ? std::optional(forks) : std::nullopt;
+  }
+
+  /// How long all CPUs together have worked for programs, and the kernel for them, at `now`: in
+  /// ticks, as the kernel counts, mostly by looking at each timer interrupt who is running.
+  unsigned long long workedAt(unsigned long long now) {
+    std::string_view text = textAt(now);
+    takeWord(text);
+    std::array<unsigned long long, 3> jiffies{};  // user, nice, system
+    for (unsigned long long& each : jiffies) takeNumber(text, each);
+    return (jiffies[0] + jiffies[1] + jiffies[2]) * ticksPerJiffy();
   }
 
   static constexpr const char* kPath = "/proc/stat";
