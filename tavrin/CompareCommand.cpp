@@ -48,6 +48,13 @@ std::vector<ComparedRun> readRuns(const std::vector<std::string>& paths, const O
   return mergeFilesOfRuns(std::move(files));
 }
 
+std::string lineOfChange(const FigureKey& key, const std::string& bound) {
+  std::string line = key.metric;
+  if (!key.entity.empty()) line += ", " + key.entity;
+  if (!key.descriptor.empty()) line += ", " + key.descriptor;
+  return line + ": its " + nameOf(key.form) + " changed by more than " + bound;
+}
+
 /// The exit status by what changed too much, of which the user is told.
 int judge(const std::vector<ComparedFigure>& figures, const ChangeBound& bound,
           const std::string& text) {
@@ -55,11 +62,7 @@ int judge(const std::vector<ComparedFigure>& figures, const ChangeBound& bound,
   std::size_t passed = 0;
   for (const ComparedFigure& figure : figures) {
     if (!bound.isPassedBy(figure) || ++passed > kMostNamed) continue;
-    std::string name = figure.key.metric;
-    for (const std::string& part : {figure.key.entity, figure.key.descriptor}) {
-      if (!part.empty()) name.append(", ").append(part);
-    }
-    fail(name + ": its " + nameOf(figure.key.form) + " changed by more than " + text);
+    fail(lineOfChange(figure.key, text));
   }
   if (passed > kMostNamed) fail(std::to_string(passed - kMostNamed) + " more did so");
   return passed == 0 ? kExitDone : kExitChanged;
