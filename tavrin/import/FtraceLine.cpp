@@ -9,7 +9,7 @@ namespace tavrin {
 namespace {
 
 /// Of a task, in the kernel (TASK_COMM_LEN without the NUL).
-constexpr std::size_t kLongestName = 15;
+constexpr std::size_t kLongestTaskName = 15;
 /// From the name of the task to the CPU: name, numbers of the task and the process, blanks.
 constexpr std::size_t kFarthestCpu = 100;
 constexpr unsigned long long kNanoseconds = 1'000'000'000;
@@ -94,7 +94,7 @@ bool readTask(std::string_view text, FtraceLine& event) {
   text = withoutBlanksBehind(text);
   if (!takeProcess(text, event.process)) return false;
   const std::size_t dash = text.rfind('-');
-  if (dash == std::string_view::npos || dash > kLongestName) return false;
+  if (dash == std::string_view::npos || dash > kLongestTaskName) return false;
   if (!readNumber(text.substr(dash + 1), event.task)) return false;
   event.taskName = text.substr(0, dash);
   if (event.taskName == "<...>") event.taskName = {};

@@ -15,7 +15,7 @@ bool startsWith(std::string_view text, std::string_view lowerCase) {
                     [&](char lower, char one) { return isSame(one, lower); });
 }
 
-std::string_view withoutBlanks(std::string_view text) {
+std::string_view withoutSpaceBefore(std::string_view text) {
   return text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
 }
 
@@ -35,13 +35,13 @@ bool isAnother(std::string_view line) {
 }  // namespace
 
 bool TracePage::isPage(std::string_view text) {
-  text = withoutBlanks(text);
+  text = withoutSpaceBefore(text);
   return startsWith(text, "<!doctype html") || startsWith(text, "<html");
 }
 
 std::optional<std::string_view> TracePage::take(std::string_view line) {
   if (state_ == State::Unknown) {
-    if (withoutBlanks(line).empty()) return std::nullopt;
+    if (withoutSpaceBefore(line).empty()) return std::nullopt;
     isPage_ = isPage(line);
     state_ = isPage_ ? State::Outside : State::Inside;
   }
@@ -59,9 +59,9 @@ std::optional<std::string_view> TracePage::takeOfPage(std::string_view line) {
     }
     const std::size_t end = line.find("</script>");
     const std::string_view part = line.substr(0, end);
-    const bool isBlank = withoutBlanks(part).empty();
+    const bool isBlank = withoutSpaceBefore(part).empty();
     if (state_ == State::Begin && !isBlank) {
-      state_ = isAnother(withoutBlanks(part)) ? State::Skipping : State::Inside;
+      state_ = isAnother(withoutSpaceBefore(part)) ? State::Skipping : State::Inside;
     }
     const bool isInside = state_ == State::Inside;
     hasRecording_ = hasRecording_ || isInside;
