@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdio>
 #include <optional>
 
@@ -165,7 +166,7 @@ class Printer {
     pad(std::string(word), how);
   }
 
-  void pad(std::string word, const Conversion& how) {
+  void pad(const std::string& word, const Conversion& how) {
     const auto width = static_cast<std::size_t>(how.width);
     const std::size_t missing = width - std::min(width, word.size());
     const bool isLeft = how.flags.find('-') != std::string::npos;

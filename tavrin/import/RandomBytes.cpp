@@ -10,8 +10,9 @@
 
 namespace tavrin {
 
-FileBytes::FileBytes(const std::string& path)
-    : file_(pwr::pathFromUtf8(path), std::ios::binary | std::ios::ate) {
+FileBytes::FileBytes(const std::string& path) {
+  file_.rdbuf()->pubsetbuf(nullptr, 0);  // or a few bytes would be read with thousands behind them
+  file_.open(pwr::pathFromUtf8(path), std::ios::binary | std::ios::ate);
   const std::streamoff end = file_.tellg();
   if (!file_ || end < 0) {
     throw CommandError(kExitIncomplete,

@@ -41,9 +41,10 @@ std::unique_ptr<Import> openStream(PeekedSource& input, MessageSink& sink,
 std::unique_ptr<Import> openKernelRecording(PeekedSource& input, MessageSink& sink,
                                             const ImportOptions& options) {
   if (input.path().empty()) {
-    throw CommandError(kExitIncomplete, input.name() +
-                                            ": a kernel recording is not read from its beginning "
-                                            "to its end; give the name of its file");
+    throw CommandError(kExitIncomplete,
+                       input.name() +
+                           ": a kernel recording is read here and there, so only from a "
+                           "file that is not packed");
   }
   return std::make_unique<RecordingImport>(input.path(), options.events, sink,
                                            [&input] { return input.isStopped(); });

@@ -44,6 +44,9 @@ RecordingImport::RecordingImport(const std::string& path, std::vector<std::strin
       import_(std::move(patterns), sink) {}
 
 int RecordingImport::replay(std::string& error) {
+  if (recording_.buffers.empty() && !recording_.fault.empty()) {
+    return status({recording_.fault}, error);
+  }
   tellGaps();
   MergedEvents events(file_, recording_);
   RecordedEvents decoder(

@@ -12,6 +12,9 @@
 
 namespace tavrin {
 
+class MergedEvents;
+class RecordedEvents;
+
 /// Delivers a kernel recording of version 6 or 7 (`trace.dat`): the events of all its buffers,
 /// merged by time. Of a damaged one, all events that can be read.
 class RecordingImport final : public Import {
@@ -27,7 +30,7 @@ class RecordingImport final : public Import {
  private:
   EventImport::Facts facts() const;
   void tellGaps();
-  void deliver(class MergedEvents& events, class RecordedEvents& decoder);
+  void deliver(MergedEvents& events, RecordedEvents& decoder);
   int status(const std::vector<std::string>& faults, std::string& error) const;
 
   const std::string path_;

@@ -10,7 +10,8 @@ namespace {
 
 // No recording has more; what says that it has is damaged.
 constexpr std::uint64_t kLongestDescription = 1U << 20U;
-constexpr std::uint64_t kLongestTable = 1U << 28U;
+constexpr std::uint64_t kLongestTable = 1U << 26U;
+constexpr std::size_t kMostRows = 1U << 18U;
 constexpr std::size_t kMostFormats = 65536;
 constexpr std::size_t kMostFacts = 4096;
 constexpr std::uint32_t kLargestShift = 32;
@@ -113,6 +114,7 @@ void RecordingParts::printFormats(FieldCursor& cursor) {
   const std::string table = cursor.bytes(size, kLongestTable, "the formats of texts");
   for (std::string_view rest = table; !rest.empty();) {
     addPrintFormat(takeLine(rest), recording_.printFormats);
+    if (recording_.printFormats.size() > kMostRows) cursor.fail("fewer formats of texts", "more");
   }
 }
 
@@ -126,6 +128,7 @@ void RecordingParts::taskNames(FieldCursor& cursor) {
     const auto [behind, error] = std::from_chars(line.data(), end, task);
     if (error != std::errc() || behind == end || *behind != ' ') continue;
     recording_.taskNames[task] = std::string(behind + 1, end);
+    if (recording_.taskNames.size() > kMostRows) cursor.fail("fewer names of tasks", "more");
   }
 }
 
@@ -140,7 +143,8 @@ std::uint32_t RecordingParts::pageSize(FieldCursor& cursor) const {
   return size;
 }
 
-RecordedBuffer& RecordingParts::addBuffer(const std::string& name) {
+RecordedBuffer& RecordingParts::addBuffer(const std::string& name, const FieldCursor& cursor) {
+  if (recording_.buffers.size() == kMostFacts) cursor.fail("no more buffers", "one more");
   recording_.buffers.push_back({.name = name, .pageSize = recording_.pageSize});
   return recording_.buffers.back();
 }

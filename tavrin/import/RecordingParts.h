@@ -39,7 +39,8 @@ class RecordingParts {
   void taskNames(FieldCursor& cursor);
   /// Of the file, which is that of buffers that do not tell theirs, or of a buffer.
   std::uint32_t pageSize(FieldCursor& cursor) const;
-  RecordedBuffer& addBuffer(const std::string& name);
+  /// `cursor`: where it is read.
+  RecordedBuffer& addBuffer(const std::string& name, const FieldCursor& cursor);
   /// Where the pages of a CPU are.
   void cpu(RecordedBuffer& buffer, std::uint32_t number, FieldCursor& cursor);
   /// An option that says something about the whole recording; others have no effect.

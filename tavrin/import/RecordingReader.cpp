@@ -22,7 +22,7 @@ constexpr std::string_view kOptions = "options  \0"sv;
 constexpr std::string_view kPages = "flyrecord\0"sv;
 constexpr std::size_t kNameSize = kPages.size();
 
-constexpr std::uint64_t kLongestSymbols = 1U << 28U;
+constexpr std::uint64_t kLongestSymbols = 1U << 26U;
 
 /// A file of version 6, whose parts follow one another.
 class FlatRecording {
@@ -75,7 +75,7 @@ class FlatRecording {
   }
 
   void buffer(const std::string& name, FieldCursor& cursor) {
-    RecordedBuffer& buffer = parts_.addBuffer(name);
+    RecordedBuffer& buffer = parts_.addBuffer(name, cursor);
     buffer.clock = recording_.clock;
     for (std::uint32_t cpu = 0; cpu < cpus_; ++cpu) parts_.cpu(buffer, cpu, cursor);
   }

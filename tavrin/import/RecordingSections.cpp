@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint16_t kPackedFlag = 1;
 /// Of a section that is unpacked: the kernel's symbols are the largest.
-constexpr std::uint32_t kLargestSection = 1U << 28U;
+constexpr std::uint32_t kLargestSection = 1U << 26U;
 constexpr std::size_t kMostOptionSections = 4096;
 
 /// The sizes after and before the packing, then what was packed.
@@ -45,7 +45,8 @@ void RecordingSections::readOptions(std::uint64_t offset) {
 
 RecordingSections::Header RecordingSections::header(std::uint64_t offset) {
   if (offset > file_.size()) {
-    throw FormatError(offset, "a section", "the end at " + std::to_string(file_.size()));
+    throw FormatError(offset, "a section, such as the options that tell where pages are",
+                      "that the file ends at " + std::to_string(file_.size()));
   }
   FieldCursor cursor(file_, recording_.order, offset, file_.size());
   const auto number = cursor.number<std::uint16_t>("the number of a section");
@@ -120,7 +121,7 @@ void RecordingSections::section(Section number, FieldCursor& data) {
 
 void RecordingSections::buffer(FieldCursor& data) {
   const auto offset = data.number<std::uint64_t>("where a buffer is");
-  RecordedBuffer& buffer = parts_.addBuffer(data.text("the name of a buffer"));
+  RecordedBuffer& buffer = parts_.addBuffer(data.text("the name of a buffer"), data);
   buffer.isPacked = header(offset).isPacked;
   buffer.clock = data.text("the clock of a buffer");
   buffer.pageSize = parts_.pageSize(data);
