@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "tavrin/import/FieldCursor.h"
-#include "tavrin/import/ZstdPack.h"
+#include "tavrin/packing/Packing.h"
 
 namespace tavrin {
 
@@ -104,7 +104,7 @@ class PackedPages final : public PageSource {
     const FieldCursor begin = cursor_;
     const std::uint64_t there = std::min<std::uint64_t>(packedSize, cursor_.left());
     const std::string packed = cursor_.bytes(there, there, "a pack");
-    bytes_ = unpackZstd(std::as_bytes(std::span(packed)), size);
+    bytes_ = unpackUpTo(size, Packing::Zstd, packed);
     if (bytes_.size() == size) return;
     begin.fail(std::to_string(size) + " bytes of pages that are packed",
                std::to_string(bytes_.size()) + " that can be unpacked");

@@ -3,7 +3,7 @@
 #include "tavrin/import/FieldCursor.h"
 #include "tavrin/import/RecordingParts.h"
 #include "tavrin/import/RecordingSections.h"
-#include "tavrin/import/ZstdPack.h"
+#include "tavrin/packing/Packing.h"
 
 namespace tavrin {
 
@@ -120,7 +120,7 @@ void readSections(RandomBytes& file, FieldCursor& cursor, Recording& recording) 
   cursor.text("the version of the packing");
   std::string why;
   if (recording.packing == kZstd) {
-    why = whyNoZstd();
+    why = whyNotPacked(Packing::Zstd);
   } else if (recording.packing != kUnpacked) {
     why =
         "only zstd can be unpacked; 'trace-cmd convert --compression zstd' makes a copy with that";

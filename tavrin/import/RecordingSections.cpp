@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 
-#include "tavrin/import/ZstdPack.h"
+#include "tavrin/packing/Packing.h"
 
 namespace tavrin {
 
@@ -21,7 +21,7 @@ std::vector<std::byte> unpacked(FieldCursor& content) {
   if (size > kLargestSection) content.fail("a smaller section", std::to_string(size) + " bytes");
   const FieldCursor begin = content;
   const std::string packed = content.bytes(packedSize, packedSize, "what is packed");
-  std::vector<std::byte> bytes = unpackZstd(std::as_bytes(std::span(packed)), size);
+  std::vector<std::byte> bytes = unpackUpTo(size, Packing::Zstd, packed);
   if (bytes.size() != size) {
     begin.fail(std::to_string(size) + " bytes that are packed",
                std::to_string(bytes.size()) + " that can be unpacked");

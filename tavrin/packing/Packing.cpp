@@ -60,4 +60,18 @@ std::unique_ptr<Unpacker> createUnpacker(Packing packing) {
   return known(packing).unpacker();
 }
 
+std::vector<std::byte> unpackUpTo(std::size_t most, Packing packing, std::string_view packed) {
+  constexpr std::size_t kPiece = 65536;
+  const std::unique_ptr<Unpacker> unpacker = createUnpacker(packing);
+  std::vector<std::byte> bytes;
+  for (long long added = 1; unpacker != nullptr && added > 0 && bytes.size() < most;) {
+    const std::size_t known = bytes.size();
+    bytes.resize(std::min(known + std::max(kPiece, known), most));
+    added = unpacker->unpack(packed, reinterpret_cast<char*>(bytes.data()) + known,
+                             bytes.size() - known);
+    bytes.resize(known + static_cast<std::size_t>(std::max(added, 0LL)));
+  }
+  return bytes;
+}
+
 }  // namespace tavrin

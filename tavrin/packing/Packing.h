@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tavrin {
 
@@ -53,5 +54,10 @@ class Unpacker {
 /// Null where the build does not have the packing.
 std::unique_ptr<Packer> createPacker(Packing packing);
 std::unique_ptr<Unpacker> createUnpacker(Packing packing);
+
+/// Unpacks up to `most` bytes. They are fewer where the packed bytes end before or are damaged, and
+/// none where the build does not have the packing. What is there takes memory, not what is asked
+/// for.
+std::vector<std::byte> unpackUpTo(std::size_t most, Packing packing, std::string_view packed);
 
 }  // namespace tavrin
