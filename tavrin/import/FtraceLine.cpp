@@ -4,6 +4,8 @@
 #include <charconv>
 #include <limits>
 
+#include "tavrin/import/Blanks.h"
+
 namespace tavrin {
 
 namespace {
@@ -21,14 +23,6 @@ bool isDigit(char c) {
 
 bool isLetter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-std::string_view withoutBlanksBefore(std::string_view text) {
-  return text.substr(std::min(text.find_first_not_of(" \t"), text.size()));
-}
-
-std::string_view withoutBlanksBehind(std::string_view text) {
-  return text.substr(0, text.find_last_not_of(" \t\r") + 1);
 }
 
 std::string_view takeToken(std::string_view& rest) {

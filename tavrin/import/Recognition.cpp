@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tavrin/common/CommandError.h"
+#include "tavrin/import/Blanks.h"
 #include "tavrin/import/FtraceImport.h"
 #include "tavrin/import/RecordingImport.h"
 #include "tavrin/import/RecordingReader.h"
@@ -17,15 +18,15 @@ namespace tavrin {
 namespace {
 
 /// The bytes from the first that is neither blank nor part of a byte order mark.
-std::string_view withoutBlanks(std::string_view bytes) {
+std::string_view beginOf(std::string_view bytes) {
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
-  return bytes.substr(std::min(bytes.find_first_not_of(" \t\r\n"), bytes.size()));
+  return withoutBlanksBefore(bytes);
 }
 
 /// A stream says in its first record what it is. Its reader also takes what could be meant to be
 /// one: it tells the line and the column that are not as they should be.
 bool isStream(const InputHead& head) {
-  const std::string_view text = withoutBlanks(head.bytes);
+  const std::string_view text = beginOf(head.bytes);
   if (!head.isAll && !text.starts_with('{')) return false;
   const std::string_view firstLine = text.substr(0, text.find('\n'));
   if (firstLine.find(names::kStreamType) != std::string_view::npos) return true;

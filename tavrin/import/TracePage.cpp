@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tavrin/import/Blanks.h"
+
 namespace tavrin {
 
 namespace {
@@ -13,10 +15,6 @@ bool startsWith(std::string_view text, std::string_view lowerCase) {
   return text.size() >= lowerCase.size() &&
          std::equal(lowerCase.begin(), lowerCase.end(), text.begin(),
                     [&](char lower, char one) { return isSame(one, lower); });
-}
-
-std::string_view withoutSpaceBefore(std::string_view text) {
-  return text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
 }
 
 /// What is behind the tag that begins a script of a recording.
@@ -35,13 +33,13 @@ bool isAnother(std::string_view line) {
 }  // namespace
 
 bool TracePage::isPage(std::string_view text) {
-  text = withoutSpaceBefore(text);
+  text = withoutBlanksBefore(text);
   return startsWith(text, "<!doctype html") || startsWith(text, "<html");
 }
 
 std::optional<std::string_view> TracePage::take(std::string_view line) {
   if (state_ == State::Unknown) {
-    if (withoutSpaceBefore(line).empty()) return std::nullopt;
+    if (withoutBlanksBefore(line).empty()) return std::nullopt;
     isPage_ = isPage(line);
     state_ = isPage_ ? State::Outside : State::Inside;
   }
@@ -59,9 +57,9 @@ std::optional<std::string_view> TracePage::takeOfPage(std::string_view line) {
     }
     const std::size_t end = line.find("</script>");
     const std::string_view part = line.substr(0, end);
-    const bool isBlank = withoutSpaceBefore(part).empty();
+    const bool isBlank = withoutBlanksBefore(part).empty();
     if (state_ == State::Begin && !isBlank) {
-      state_ = isAnother(withoutSpaceBefore(part)) ? State::Skipping : State::Inside;
+      state_ = isAnother(withoutBlanksBefore(part)) ? State::Skipping : State::Inside;
     }
     const bool isInside = state_ == State::Inside;
     hasRecording_ = hasRecording_ || isInside;
