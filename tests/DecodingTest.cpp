@@ -68,6 +68,43 @@ TEST(EventDecoder, ReadsTextsOfAnyLengthAndTheFieldsThatAllEventsHave) {
   EXPECT_TRUE(std::get<NewTaskEvent>(*what).isThread);
 }
 
+TEST(EventDecoder, ReadsWhatDriversDo) {
+  EventDecoder decoder;
+  ASSERT_EQ(
+      addFormat(decoder, "device_pm_callback_start",
+                formatText("device_pm_callback_start", 33,
+                           "\tfield:__data_loc char[] device;\toffset:8;\tsize:4;\tsigned:0;\n"
+                           "\tfield:__data_loc char[] pm_ops;\toffset:12;\tsize:4;\tsigned:0;\n"
+                           "\tfield:int event;\toffset:16;\tsize:4;\tsigned:1;\n")),
+      0);
+  const Bytes callback = Bytes::event(33, 9)
+                             .put(std::uint32_t{5U << 16U | 20U})
+                             .put(std::uint32_t{11U << 16U | 25U})
+                             .put(std::int32_t{0x10})
+                             .text("usb1", 5)
+                             .text("noirq bus ", 11);
+  auto what = decoder.decode(callback.content);
+  ASSERT_TRUE(what && std::holds_alternative<DeviceCallbackEvent>(*what));
+  EXPECT_EQ(std::get<DeviceCallbackEvent>(*what).device, "usb1");
+  EXPECT_EQ(std::get<DeviceCallbackEvent>(*what).operations, "noirq bus");
+  EXPECT_EQ(std::get<DeviceCallbackEvent>(*what).verb, "resume");
+
+  ASSERT_EQ(addFormat(decoder, "clk_set_rate_complete",
+                      formatText("clk_set_rate_complete", 34,
+                                 "\tfield:__data_loc char[] name;\toffset:8;\tsize:4;\tsigned:0;\n"
+                                 "\tfield:unsigned long rate;\toffset:16;\tsize:8;\tsigned:0;\n")),
+            0);
+  const Bytes rate = Bytes::event(34, 9)
+                         .put(std::uint32_t{5U << 16U | 24U})
+                         .put(0U)
+                         .put(4'800'000'000ULL)
+                         .text("uart", 5);
+  what = decoder.decode(rate.content);
+  ASSERT_TRUE(what && std::holds_alternative<ClockRateEvent>(*what));
+  EXPECT_EQ(std::get<ClockRateEvent>(*what).clock, "uart");
+  EXPECT_EQ(std::get<ClockRateEvent>(*what).hertz, 4'800'000'000ULL);
+}
+
 TEST(EventDecoder, RefusesFormatsThatLackSomethingAndReadsNothingOutsideOfAnEvent) {
   EventDecoder decoder;
   EXPECT_EQ(addFormat(decoder, "cpu_idle", "nonsense"), 1);

@@ -339,6 +339,26 @@ TEST(SummaryTables, TracedNumbersHaveAveragesOverTimeAndFewOfThemResidencies) {
             "CPU0 | 40.00 | 40.00 | 40.00 | 1\n");
 }
 
+TEST(SummaryTables, CpusAreInTheOrderOfTheirNumbers) {
+  Samples samples;
+  for (const char* const name : {"CPU10", "CPU2", "CPU0"}) {
+    samples.push_back({{Data(5U), nullptr, pwr::createEntity({.name = name}), 10}});
+  }
+  Summary run;
+  run.add({.name = "Freq", .type = Type::TracedValueTransition}, samples, "CPU");
+  const std::string text = run.text();
+  EXPECT_TRUE(
+      text.starts_with("Freq Summary: Values over Time\n"
+                       "CPU | Minimum | Average | Maximum | Changes\n"
+                       "CPU0 | 5.00 | 5.00 | 5.00 | 1\nCPU2 | 5.00 | 5.00 | 5.00 | 1\n"
+                       "CPU10 | "))
+      << text;
+  EXPECT_TRUE(
+      text.ends_with("all CPUs | 100.00 | 30\nCPU0 | 100.00 | 10\n"
+                     "CPU2 | 100.00 | 10\nCPU10 | 100.00 | 10\n"))
+      << text;
+}
+
 TEST(SummaryTables, StatesThatNobodyTellsOfAreInTheOrderOfTheirNumbers) {
   const Machine m;
   Samples samples;

@@ -1,6 +1,7 @@
 #include "tavrin/summary/WholeMachine.h"
 
 #include <algorithm>
+#include <charconv>
 #include <functional>
 #include <map>
 #include <set>
@@ -146,9 +147,29 @@ void appendGroup(std::vector<SeriesTotals>& all, Entity group, const Groups& gro
   }
 }
 
+/// The number of a CPU that has the name; those without a number come first.
+unsigned int cpuNumber(Entity entity) {
+  if (entity == nullptr) return 0;
+  const std::string& name = entity->getName();
+  const std::size_t digits = name.find_last_not_of("0123456789") + 1;
+  unsigned int number = 0;
+  std::from_chars(name.data() + digits, name.data() + name.size(), number);
+  return number;
+}
+
+/// States of CPUs come in the order in which they end.
+MetricTotals inOrderOfCpus(const MetricTotals& totals) {
+  if (!isOfCpus(*totals.metric())) return totals;
+  std::vector<SeriesTotals> series = totals.series();
+  std::ranges::stable_sort(series, {},
+                           [](const SeriesTotals& one) { return cpuNumber(one.entity); });
+  return totals.withSeries(std::move(series));
+}
+
 }  // namespace
 
-MetricTotals withWholeMachine(const MetricTotals& totals) {
+MetricTotals withWholeMachine(const MetricTotals& unordered) {
+  const MetricTotals totals = inOrderOfCpus(unordered);
   const bool hasTexts = totals.isCategorical() && !totals.hasStates();
   if (!addsUp(totals) && !(hasTexts && isOfCpus(*totals.metric()))) return totals;
   const Groups groups(totals);

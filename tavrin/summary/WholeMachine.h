@@ -14,8 +14,9 @@ inline constexpr std::size_t kMostCpuRows = 32;
 ///   power zones  is that of all packages where there are several: zones within them, and those
 ///                around them, count what they count.
 ///
-/// Residencies that tell when CPUs have nothing to do have the time in which they were busy, too.
-/// Of metrics of other things, and of values that do not add up, the totals are as they were.
+/// Rows of CPUs are in the order of their numbers. Residencies that tell when CPUs have nothing to
+/// do have the time in which they were busy, too. Of metrics of other things, and of values that do
+/// not add up, the totals are as they were.
 MetricTotals withWholeMachine(const MetricTotals& totals);
 
 }  // namespace tavrin
