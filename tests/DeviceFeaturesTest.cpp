@@ -214,30 +214,32 @@ std::vector<Scenario> deviceScenarios() {
              times("usb 1-1", "0", "0") + times("usb 2-1", "0", "0") +
              "\nDevice Status @4+0: pci 0000:00:02.0/State=active\n"
              "PCI D-State @4+0: pci 0000:00:02.0/State=D3hot\n"}}},
-      {"devices: the D-state is read when the status or the times tell of a change, or once a "
-       "second",
+      {"devices: the states are read when the times tell of a change, or once a second",
        "device-dstate",
        joined({device(gpu, "active\n", "5000\n", "0\n"), {{kBus + gpu + "/power_state", "D0\n"}}}),
        {{0, {}, ""},
         {0.25,
-         joined(
-             {device(gpu, "active\n", "5250\n", "0\n"), {{kBus + gpu + "/power_state", "D1\n"}}}),
+         joined({device(gpu, "suspending\n", "5250\n", "0\n"),
+                 {{kBus + gpu + "/power_state", "D1\n"}}}),
          "Device D-State @0+0.25:" + times("pci 0000:00:02.0", "250", "0") +
              "\nDevice Status @0+0: pci 0000:00:02.0/State=active\n"
              "PCI D-State @0+0: pci 0000:00:02.0/State=D0\n"},
-        {0.5, device(gpu, "suspended\n", "5500\n", "0\n"),
-         "Device D-State @0.25+0.25:" + times("pci 0000:00:02.0", "250", "0") + "\n"},
-        {0.75, device(gpu, "suspended\n", "5510\n", "240\n"),
-         "Device D-State @0.5+0.25:" + times("pci 0000:00:02.0", "10", "240") +
+        {0.5, device(gpu, "suspended\n", "5400\n", "100\n"),
+         "Device D-State @0.25+0.25:" + times("pci 0000:00:02.0", "150", "100") + "\n"},
+        {0.75, device(gpu, "suspended\n", "5400\n", "350\n"),
+         "Device D-State @0.5+0.25:" + times("pci 0000:00:02.0", "0", "250") +
              "\nDevice Status @0.5+0: pci 0000:00:02.0/State=suspended\n"
              "PCI D-State @0.5+0: pci 0000:00:02.0/State=D1\n"},
-        {1.75,
-         joined({device(gpu, "suspended\n", "5510\n", "1240\n"),
+        {1,
+         joined({device(gpu, "error\n", "5400\n", "600\n"),
                  {{kBus + gpu + "/power_state", "D3cold\n"}}}),
-         "Device D-State @0.75+1:" + times("pci 0000:00:02.0", "0", "1000") + "\n"},
-        {2, device(gpu, "suspended\n", "5510\n", "1490\n"),
+         "Device D-State @0.75+0.25:" + times("pci 0000:00:02.0", "0", "250") + "\n"},
+        {1.75, device(gpu, "error\n", "5400\n", "1350\n"),
+         "Device D-State @1+0.75:" + times("pci 0000:00:02.0", "0", "750") + "\n"},
+        {2, device(gpu, "error\n", "5400\n", "1600\n"),
          "Device D-State @1.75+0.25:" + times("pci 0000:00:02.0", "0", "250") +
-             "\nPCI D-State @1.75+0: pci 0000:00:02.0/State=D3cold\n"}}},
+             "\nDevice Status @1.75+0: pci 0000:00:02.0/State=error\n"
+             "PCI D-State @1.75+0: pci 0000:00:02.0/State=D3cold\n"}}},
   };
 }
 

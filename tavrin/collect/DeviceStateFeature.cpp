@@ -33,7 +33,7 @@ std::optional<DeviceStateFeature::Device> DeviceStateFeature::open(const std::st
   if (status.empty() || status == "unsupported") return std::nullopt;
   // Only kernels for debugging have this file.
   if (root_->readLine(power + "runtime_enabled").starts_with("disabled")) return std::nullopt;
-  Device device{.status = OpenFile(root_->path(power + "runtime_status")),
+  Device device{.statusFile = OpenFile(root_->path(power + "runtime_status")),
                 .activeTime = OpenFile(root_->path(power + "runtime_active_time")),
                 .suspendedTime = OpenFile(root_->path(power + "runtime_suspended_time"))};
   unsigned long long time = 0;
@@ -68,31 +68,34 @@ void DeviceStateFeature::findDevices() {
 
 /// Returns false when the device is gone.
 bool DeviceStateFeature::read(Device& device, unsigned long long now) {
-  std::string_view status;
-  if (device.status.readText(status) != 0) return false;
-  statuses_.note(device.statusRow, trimmed(status));
   std::array<unsigned long long, 2> counts{};
-  if (device.activeTime.readNumber(counts[0]) == 0 &&
-      device.suspendedTime.readNumber(counts[1]) == 0) {
-    times_.note(device.timeRow, counts);
-  }
-  const bool isSteady = trimmed(status) == device.lastStatus &&
-                        (counts[0] == device.counts[0] || counts[1] == device.counts[1]);
-  device.lastStatus = trimmed(status);
+  const bool hasTimes = device.activeTime.readNumber(counts[0]) == 0 &&
+                        device.suspendedTime.readNumber(counts[1]) == 0;
+  if (hasTimes) times_.note(device.timeRow, counts);
+  const bool wasActive = counts[0] != device.counts[0];
+  const bool wasSuspended = counts[1] != device.counts[1];
+  const bool isSteady = hasTimes && wasActive != wasSuspended && wasActive == device.wasActive;
+  device.wasActive = wasActive;
   device.counts = counts;
-  if (device.pci) readPciState(*device.pci, isSteady, now);
+  if ((!isSteady || now >= device.due) && !readStates(device, now)) return false;
+  statuses_.note(device.statusRow, device.status);
+  if (device.pci) pciStates_.note(device.pci->row, device.pci->state);
   return true;
 }
 
-/// The D-state changes with the status, of which time in the other state would tell. Drivers that
-/// set it otherwise are rare: for them it is read every second.
-void DeviceStateFeature::readPciState(PciState& pci, bool isSteady, unsigned long long now) {
-  if (!isSteady || now >= pci.due) {
-    std::string_view text;
-    pci.state = pci.file.readText(text) == 0 ? trimmed(text) : std::string_view();
-    pci.due = now + kTicksPerSecond / 100 * 95;
-  }
-  pciStates_.note(pci.row, pci.state);
+/// The states change when the time in the other one begins to grow. Errors, and drivers that set
+/// the D-state otherwise, are rare: for them the states are read every second. Returns false when
+/// the device is gone.
+bool DeviceStateFeature::readStates(Device& device, unsigned long long now) {
+  // A little less than a second: passes are not quite regular.
+  device.due = now + kTicksPerSecond / 100 * 95;
+  std::string_view text;
+  if (device.statusFile.readText(text) != 0) return false;
+  device.status = trimmed(text);
+  if (!device.pci) return true;
+  const bool isRead = device.pci->file.readText(text) == 0;
+  device.pci->state = isRead ? trimmed(text) : std::string_view();
+  return true;
 }
 
 const pwr::MetricDescription* DeviceStateFeature::addStates(StateTable& states, const char* name,

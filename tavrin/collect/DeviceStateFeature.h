@@ -29,24 +29,25 @@ class DeviceStateFeature : public Feature {
   struct PciState {
     OpenFile file;
     std::size_t row = 0;
-    std::string state;           // as it was read last
-    unsigned long long due = 0;  // in ticks: when it is read in any case
+    std::string state;
   };
   struct Device {
-    OpenFile status;
+    OpenFile statusFile;
     OpenFile activeTime;
     OpenFile suspendedTime;
     std::optional<PciState> pci;
-    std::string lastStatus;  // of the pass before, as the counts
-    std::array<unsigned long long, 2> counts{};
     std::size_t timeRow = 0;
     std::size_t statusRow = 0;
+    std::string status;
+    unsigned long long due = 0;                  // in ticks: when the states are read in any case
+    std::array<unsigned long long, 2> counts{};  // active, suspended
+    bool wasActive = false;                      // in the last interval
   };
 
   void findDevices();
   std::optional<Device> open(const std::string& key);
   bool read(Device& device, unsigned long long now);
-  void readPciState(PciState& pci, bool isSteady, unsigned long long now);
+  bool readStates(Device& device, unsigned long long now);
   const pwr::MetricDescription* addStates(StateTable& states, const char* name,
                                           unsigned int containerId);
 
