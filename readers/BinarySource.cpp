@@ -47,7 +47,9 @@ void BinarySource::describe(std::uint32_t id, const ztbin::Metric& metric) {
     MetricCombination& combination = known.combinations.emplace_back();
     if (entity != 0) combination.entity = entityOf(text(entity));
     combination.hasDescriptor = descriptor != 0;
-    if (descriptor != 0) combination.descriptor = text(reader_.descriptor(descriptor).name);
+    if (descriptor == 0) continue;
+    combination.descriptor = text(reader_.descriptor(descriptor).name);
+    combination.attributeText = text(reader_.descriptor(descriptor).text);
   }
 }
 

@@ -18,8 +18,7 @@ class JsonSource final : public ResultSource {
   std::vector<Fact> system() const override;
 
  private:
-  using Value = std::pair<std::string_view, double>;
-
+  std::uint32_t entityOf(std::string_view metric, std::string_view label);
   std::string_view kept(std::string_view text) { return *names_.emplace(text).first; }
   void describe(const ztjson::Metric& metric);
   std::uint32_t seriesOf(std::uint32_t metric, std::string_view label, std::string_view name);
@@ -54,8 +53,10 @@ void JsonSource::describe(const ztjson::Metric& metric) {
   known.number = metric.id;
   for (const std::string& state : metric.states) known.states.push_back(kept(state));
   for (const ztjson::Combination& combination : metric.combinations) {
-    known.combinations.push_back(
-        {.entity = entityOf(kept(combination.entity)), .descriptor = kept(combination.descriptor)});
+    known.combinations.push_back({.entity = entityOf(metric.name, kept(combination.entity)),
+                                  .hasDescriptor = true,
+                                  .descriptor = kept(combination.descriptor),
+                                  .attributeText = kept(combination.text)});
   }
 }
 
@@ -74,13 +75,23 @@ std::uint32_t JsonSource::seriesOf(std::uint32_t metric, std::string_view label,
   for (const std::string_view part : {label, name}) (key_ += '\0') += part;
   const auto [place, isNew] = places_.try_emplace(key_, nextPlace(series));
   if (!isNew) return place->second;
-  // In a trace, values of the metric as a whole are called like the metric.
-  const bool isWhole = !reader_.isContinuous() && label == metrics[metric].name;
-  series.push_back({.metric = metric,
-                    .entity = isWhole ? kNone : entityOf(kept(label)),
-                    .descriptor = kept(name),
-                    .label = kept(label)});
+  Series& known = series.emplace_back();
+  known.metric = metric;
+  known.entity = entityOf(metrics[metric].name, kept(label));
+  known.descriptor = kept(name);
+  known.label = kept(label);
+  for (const MetricCombination& combination : metrics[metric].combinations) {
+    if (combination.entity != known.entity || combination.descriptor != name) continue;
+    known.attributeText = combination.attributeText;
+    break;
+  }
   return place->second;
+}
+
+/// In a trace, values of the metric as a whole are called like the metric.
+std::uint32_t JsonSource::entityOf(std::string_view metric, std::string_view label) {
+  const bool isWhole = !reader_.isContinuous() && label == metric;
+  return isWhole ? kNone : ResultSource::entityOf(label);
 }
 
 bool JsonSource::next(Point& point) {

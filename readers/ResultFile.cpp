@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "formats/pwr_format.h"
 #include "formats/ztbin_format.h"
@@ -77,9 +78,7 @@ std::optional<ResultFormat> formatOf(std::string_view head) {
 }
 
 bool ResultFile::Buffer::open(const std::string& name) {
-  name_ = name;
-  file_.open(pwr::pathFromUtf8(name), std::ios::binary);
-  return file_.is_open();
+  return file_.open(pwr::pathFromUtf8(name), std::ios::in | std::ios::binary) != nullptr;
 }
 
 std::string_view ResultFile::Buffer::head() {
@@ -87,11 +86,10 @@ std::string_view ResultFile::Buffer::head() {
   return {gptr(), static_cast<std::size_t>(egptr() - gptr())};
 }
 
+/// What is thrown here makes the stream bad that reads.
 ResultFile::Buffer::int_type ResultFile::Buffer::underflow() {
-  file_.read(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
-  // The stream that reads from here is bad then.
-  if (file_.bad()) throw std::runtime_error("cannot read " + name_);
-  setg(bytes_.data(), bytes_.data(), bytes_.data() + file_.gcount());
+  const auto size = static_cast<std::streamsize>(bytes_.size());
+  setg(bytes_.data(), bytes_.data(), bytes_.data() + source_->sgetn(bytes_.data(), size));
   return gptr() == egptr() ? traits_type::eof() : traits_type::to_int_type(*gptr());
 }
 
@@ -103,6 +101,10 @@ ResultFile::ResultFile(const std::string& name) : name_(name) {
   if (std::filesystem::is_directory(pwr::pathFromUtf8(name), ignored)) refuse("it is a folder");
   errno = 0;
   if (!buffer_.open(name)) refuse(std::generic_category().message(errno));
+}
+
+ResultFile::ResultFile(std::string name, std::streambuf& bytes) : name_(std::move(name)) {
+  buffer_.readFrom(bytes);
 }
 
 ResultFormat ResultFile::format() {

@@ -27,6 +27,9 @@ class ResultFile {
  public:
   /// `name` is UTF-8 on every system. Throws std::runtime_error: "cannot read NAME: cause".
   explicit ResultFile(const std::string& name);
+  /// A file whose bytes come from elsewhere. `bytes` is not owned; what it throws where it cannot
+  /// read is the cause of the fault then.
+  ResultFile(std::string name, std::streambuf& bytes);
 
   const std::string& name() const { return name_; }
   /// By its content; by the ending of its name where the content tells nothing, so that a damaged
@@ -42,14 +45,15 @@ class ResultFile {
   class Buffer : public std::streambuf {
    public:
     bool open(const std::string& name);
+    void readFrom(std::streambuf& source) { source_ = &source; }
     std::string_view head();
 
    protected:
     int_type underflow() override;
 
    private:
-    std::string name_;
-    std::ifstream file_;
+    std::filebuf file_;
+    std::streambuf* source_ = &file_;
     std::array<char, 65536> bytes_{};
   };
 

@@ -75,6 +75,8 @@ struct MetricCombination {
   std::uint32_t entity = kNone;  ///< position in `entities()`
   bool hasDescriptor = false;
   std::string_view descriptor;
+  std::string_view attributeText;  ///< of the descriptor, where the file has it
+  std::string_view description;    ///< of the descriptor, where the file has it
 };
 
 struct Metric {
@@ -92,7 +94,8 @@ struct Metric {
   std::string_view baseUnits;            ///< of the quantity then
   std::int64_t number = 0;               ///< that the file gives it
   std::vector<std::string_view> states;  ///< the values it can take, where they are few
-  /// What the file says to be measured on what, before any point; may be empty.
+  /// What the file says to be measured on what, before any point; may be empty. A timeline file
+  /// and the trace of a whole run tell descriptors without entities.
   std::vector<MetricCombination> combinations;
   std::vector<Fact> details;  ///< what else the file says of it
 };
@@ -103,6 +106,7 @@ struct Series {
   std::uint32_t entity = kNone;    ///< position in `entities()`
   std::string_view descriptor;     ///< "C6"; empty for none
   std::string_view attributeText;  ///< of the descriptor, where the file has it
+  std::string_view description;    ///< of the descriptor, where the file has it
   std::string_view label;          ///< how the file calls what was measured
 };
 

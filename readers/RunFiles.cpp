@@ -10,8 +10,10 @@
 #include <utility>
 
 #include "formats/ztbin_format.h"
+#include "formats/ztjson_format.h"
 #include "hostcommon/Utf8Path.h"
 #include "readers/ResultReader.h"
+#include "readers/ZtbinRecord.h"
 
 namespace tavrin {
 
@@ -75,6 +77,28 @@ Place placeOf(const std::string& name) {
   }
 }
 
+/// The start of the collection of a continuous run, in ticks, as a file of it says near its
+/// beginning.
+std::optional<std::uint64_t> startOf(const std::string& name) {
+  ResultFile file(name);
+  if (file.format() == ResultFormat::BinaryStream) {
+    ztbin::ZtbinRecord record(file.stream());
+    while (record.next() && record.type() == ztbin::RecordType::String) {
+    }
+    if (record.size() != ztbin::system_record::kSize) return std::nullopt;
+    return record.u64(ztbin::system_record::kStartTimestamp);
+  }
+  if (file.format() != ResultFormat::NumberedJson) return std::nullopt;
+  const std::string key = std::string("\"") + ztjson::kStartTimestamp + "\":\"";
+  const std::string_view head = file.head();
+  const std::size_t at = head.find(key);
+  if (at == std::string_view::npos) return std::nullopt;
+  std::uint64_t start = 0;
+  const char* const text = head.data() + at + key.size();
+  const auto [end, error] = std::from_chars(text, head.data() + head.size(), start);
+  return error == std::errc() ? std::optional(start) : std::nullopt;
+}
+
 /// The files of one base by their numbers; a file without a number alone.
 std::vector<std::vector<InputName>> groupByBase(const std::vector<std::string>& names) {
   std::vector<std::vector<InputName>> groups;
@@ -130,6 +154,23 @@ std::vector<RunFiles> sortIntoRuns(const std::vector<std::string>& names) {
   std::vector<RunFiles> runs;
   for (const auto& group : groupByBase(names)) addRuns(group, runs);
   return runs;
+}
+
+RunFiles withFollowing(const std::string& name) {
+  RunFiles run{name};
+  const InputName first = parse(name);
+  if (!first.number) return run;
+  const std::optional<std::uint64_t> start = startOf(name);
+  for (std::uint32_t number = *first.number + 1; start; ++number) {
+    std::string next = first.with(number);
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(pwr::pathFromUtf8(next), ignored) ||
+        placeOf(next).standsForItself || startOf(next) != start) {
+      break;
+    }
+    run.push_back(std::move(next));
+  }
+  return run;
 }
 
 std::string titleOf(const RunFiles& run) {

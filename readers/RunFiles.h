@@ -15,6 +15,10 @@ using RunFiles = std::vector<std::string>;
 /// one that a run needs is not among them.
 std::vector<RunFiles> sortIntoRuns(const std::vector<std::string>& names);
 
+/// A file with those that follow it in its folder, as far as they are of its run: of a numbered one
+/// all with higher numbers up to the first that is missing or was left over from another run.
+RunFiles withFollowing(const std::string& name);
+
 /// What to call the files of a run.
 std::string titleOf(const RunFiles& run);
 

@@ -138,8 +138,11 @@ void TimelineSource::completeMetrics() {
   std::unordered_map<std::uint32_t, std::string> fields;
   for (const Info& info : infos.all()) {
     if (info.type != InfoType::FieldOf) continue;
+    const Info& field = *infos.find(info.value);
     std::string& names = fields[info.parent];
-    names += (names.empty() ? "" : ", ") + infos.find(info.value)->longName;
+    names += (names.empty() ? "" : ", ") + field.longName;
+    metrics[placeOf(info.parent)].combinations.push_back(
+        {.hasDescriptor = true, .descriptor = field.longName, .description = field.description});
   }
   for (const Info& info : infos.all()) {
     if (info.type != InfoType::Metric) continue;
@@ -261,7 +264,10 @@ std::uint32_t TimelineSource::seriesOf(const Info& metric, const Info* entity, c
       known.entity = placeOf(entity->id);
       known.label = entity->longName;
     }
-    if (field != nullptr) known.descriptor = field->longName;
+    if (field != nullptr) {
+      known.descriptor = field->longName;
+      known.description = field->description;
+    }
   }
   return place->second;
 }

@@ -134,6 +134,7 @@ void ZtjsonReader::readGroup(std::string_view name, const JsonNode& group) {
       metric.states.emplace_back(state.text());
     });
   }
+  for (const std::string& state : metric.states) metric.combinations.push_back({"", state, ""});
   metrics_.push_back(std::move(metric));
 }
 

@@ -23,7 +23,7 @@ struct Rate {
   double factor = 1.0;
 };
 
-/// What a numbered file says to be measured on what.
+/// What a file says to be measured on what; in a trace, on anything.
 struct Combination {
   std::string entity;
   std::string descriptor;

@@ -76,13 +76,17 @@ constexpr const char* kWatchFooter =
 
 constexpr const char* kReportFooter =
     "FILE is a stream recorded with 'tavrin record --capture', or printed by any other tool\n"
-    "(docs/formats/recorded-stream.md); or a recording of kernel events: trace.dat, or text as\n"
-    "the kernel's file trace, 'trace-cmd report' and Android's systrace have it\n"
-    "(docs/formats/kernel-trace.md). Its content tells what it is, also where that is packed\n"
-    "(gzip, zstd); - reads standard input. A faulty line of a stream ends the replay with its\n"
-    "place and cause; what came before it is written to NAME.incomplete. A record that is cut\n"
-    "off by the end of the stream, as that of a recording that was killed, is left out with a\n"
-    "warning.\n"
+    "(docs/formats/recorded-stream.md); or what one of the writers bin, json and korvell wrote;\n"
+    "or a recording of kernel events: trace.dat, or text as the kernel's file trace,\n"
+    "'trace-cmd report' and Android's systrace have it (docs/formats/kernel-trace.md). Its\n"
+    "content tells what it is, also where that is packed (gzip, zstd); - reads standard input.\n"
+    "Of a continuous run give all files, or the first one: those that follow it in its folder\n"
+    "are read with it. What a format has lost is told at the start; where that is the clock,\n"
+    "it is taken for 1000 MHz unless --clock says another.\n"
+    "\n"
+    "A faulty line or record ends the replay with its place and cause; what came before it is\n"
+    "written to NAME.incomplete. A record of a stream that is cut off by its end, as that of a\n"
+    "recording that was killed, is left out with a warning.\n"
     "\n"
     "A signal ends standard input or a pipe, whose outputs are completed; the outputs of a\n"
     "file that is cut short are incomplete. The second one gives up at once.\n"
@@ -196,10 +200,16 @@ void addMachineOptions(CLI::App& app, Options& options) {
 }
 
 CLI::Option* addInput(CLI::App& app, Options& options) {
+  app.add_option("--clock", options.import.clockMHz,
+                 "Ticks per microsecond of a file that does not tell them")
+      ->type_name("MHz")
+      ->check(CLI::Range(1U, 1'000'000U));
   return app
-      .add_option("file", options.stream, "Recorded stream (JSON Lines), - for standard input")
+      .add_option("file", options.import.files,
+                  "Recorded stream, kernel recording, .ztbin, .ztjson or .pwr file, - for standard "
+                  "input; several are the numbered files of a continuous run")
       ->type_name("")
-      ->option_text("FILE|-")
+      ->option_text("FILE...|-")
       ->required();
 }
 
@@ -318,7 +328,7 @@ CLI::App* addWatch(CLI::App& app, Options& options) {
 }
 
 CLI::App* addReport(CLI::App& app, Options& options) {
-  CLI::App* const report = app.add_subcommand("report", "Replay a recorded stream into writers");
+  CLI::App* const report = app.add_subcommand("report", "Replay a recorded run into writers");
   addOutputOptions(*report, options);
   report->add_flag("--continuous", options.continuous,
                    "Open the outputs for continuous results and flush them where the stream says");

@@ -34,9 +34,10 @@ int runExport(const Options& options) {
   setUpHost(options);
   StopRequest stop;
   const Interrupt interrupt(stop);
-  const std::unique_ptr<PeekedSource> input = openInput(options.stream, &stop);
+  const ImportOptions inputs = inRunOrder(options.import);
+  const std::unique_ptr<PeekedSource> input = openInput(inputs.files.front(), &stop);
   PointTable table(choiceOf(options), stdout);
-  const std::unique_ptr<Import> import = openImport(*input, table, options.import);
+  const std::unique_ptr<Import> import = openImport(*input, table, inputs);
   std::string error;
   import->replay(error);
   table.finish();

@@ -46,7 +46,6 @@ struct Options {
   std::vector<std::string> hide;
 
   // Of report:
-  std::string stream;
   ImportOptions import;
 
   // Of export and compare:

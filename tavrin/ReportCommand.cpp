@@ -16,10 +16,13 @@ int runReport(const Options& options) {
   const PluginLibrary plugin(options.plugin);
   const std::vector<WriterPlugin*> writers = plugin.select(options.writers);
   const OutputNames names = nameOutputs(options, plugin, writers, options.continuous);
-  names.refuse(options.stream == "-" ? "/dev/stdin" : options.stream, "the input");
+  const ImportOptions inputs = inRunOrder(options.import);
+  for (const std::string& file : inputs.files) {
+    names.refuse(file == "-" ? "/dev/stdin" : file, "the input");
+  }
   StopRequest stop;
   const Interrupt interrupt(stop);
-  const std::unique_ptr<PeekedSource> input = openInput(options.stream, &stop);
+  const std::unique_ptr<PeekedSource> input = openInput(inputs.files.front(), &stop);
   const WrittenFiles written;
   // Owns the system description, which the writers use until they are closed.
   std::unique_ptr<Import> import;
@@ -28,7 +31,7 @@ int runReport(const Options& options) {
     names.makeFolder();
     session.open(names.baseName(), options.continuous);
   });
-  import = openImport(*input, session, options.import);
+  import = openImport(*input, session, inputs);
   std::string error;
   import->replay(error);
   const int replayed = replayStatus(*input, stop, *import, error);

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 
+#include "readers/ResultReader.h"
+#include "readers/RunFiles.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/import/Blanks.h"
 #include "tavrin/import/FtraceImport.h"
 #include "tavrin/import/RecordingImport.h"
 #include "tavrin/import/RecordingReader.h"
+#include "tavrin/import/ResultImport.h"
 #include "tavrin/import/UnpackedSource.h"
 #include "tavrin/packing/Packing.h"
 #include "tavrin/platform/InputFile.h"
@@ -60,8 +63,18 @@ std::unique_ptr<Import> openFtrace(PeekedSource& input, MessageSink& sink,
   return std::make_unique<FtraceImport>(input, options.events, sink);
 }
 
+bool isResult(const InputHead& head) {
+  return formatOf(head.bytes).has_value();
+}
+
+std::unique_ptr<Import> openResult(PeekedSource& input, MessageSink& sink,
+                                   const ImportOptions& options) {
+  return std::make_unique<ResultImport>(input, sink, options);
+}
+
 /// Every kind of input.
 constexpr InputKind kKinds[] = {
+    {"a .ztbin, .ztjson or .pwr file", isResult, openResult},
     {"a recorded stream", isStream, openStream},
     {"a kernel recording", [](const InputHead& head) { return isRecording(head.bytes); },
      openKernelRecording},
@@ -81,6 +94,21 @@ const InputKind* kindOf(const InputHead& head) {
 }
 
 }  // namespace
+
+ImportOptions inRunOrder(ImportOptions options) {
+  if (options.files.size() < 2) return options;
+  try {
+    const std::vector<RunFiles> runs = sortIntoRuns(options.files);
+    if (runs.size() > 1) {
+      throw CommandError(kExitUsage, runs[0].front() + " and " + runs[1].front() +
+                                         " are not numbered files of one run");
+    }
+    options.files = runs.front();
+  } catch (const ResultError& fault) {
+    throw CommandError(kExitIncomplete, fault.what());
+  }
+  return options;
+}
 
 std::unique_ptr<PeekedSource> openInput(const std::string& path, const StopRequest* stop) {
   auto input = std::make_unique<PeekedSource>(std::make_unique<InputFile>(path, stop));

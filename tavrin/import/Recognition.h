@@ -16,7 +16,15 @@ namespace tavrin {
 struct ImportOptions {
   /// Which events of a kernel recording become metrics of their own, as `EventImport` takes them.
   std::vector<std::string> events;
+  /// All files of the run, the first of which is the input: numbered ones of a continuous run.
+  std::vector<std::string> files;
+  /// Of the timestamp clock, for formats that do not tell it; 0 where the user says nothing.
+  unsigned int clockMHz = 0;
 };
+
+/// The same with the files in the order in which their run has written them. Throws CommandError
+/// where they are several, but not the numbered files of one run.
+ImportOptions inRunOrder(ImportOptions options);
 
 /// The first bytes of an input, as far as they have come.
 struct InputHead {
