@@ -8,8 +8,10 @@
 #include "MessageText.h"
 #include "RecordingBuilder.h"
 #include "TestSupport.h"
+#include "tavrin/common/CommandError.h"
 #include "tavrin/import/MergedEvents.h"
 #include "tavrin/import/PrintText.h"
+#include "tavrin/import/Recognition.h"
 #include "tavrin/import/RecordedEvents.h"
 #include "tavrin/import/RecordingImport.h"
 #include "tavrin/import/RecordingReader.h"
@@ -157,7 +159,8 @@ TEST(Recording, DamagedBytesDoNoHarm) {
     for (std::size_t place = random() % 3; place < file.size(); place += 3) {
       std::string damaged = file;
       damaged[place] = static_cast<char>(random());
-      if (place % 2 == 0) damaged[random() % file.size()] ^= static_cast<char>(1U << random() % 8);
+      char& other = damaged[random() % file.size()];
+      if (place % 2 == 0) other = static_cast<char>(other ^ static_cast<int>(1U << random() % 8));
       EXPECT_LT(linesOf(damaged).size(), 100U) << nameOf(shape) << " " << place;
     }
   }
@@ -279,6 +282,23 @@ TEST(Recording, TellsWhatCannotBeRead) {
     EXPECT_NE(told.find(one.error), std::string::npos) << told;
     EXPECT_NE(told.find("\n1 "), std::string::npos) << told;
   }
+}
+
+TEST(Recording, IsKnownByItsContentAndReadFromItsFileOnly) {
+  const TempFolder folder;
+  const std::string recording = RecordingBuilder({}).build();
+  folder.write("no name for a recording.jsonl", recording);
+  MessageText sink;
+  const auto input = openInput(folder.path("no name for a recording.jsonl"), nullptr);
+  const auto import = openImport(*input, sink, {});
+  std::string error;
+  EXPECT_EQ(import->replay(error), 0) << error;
+  EXPECT_TRUE(sink.lines.starts_with("system from 1000\n")) << sink.lines;
+
+  if (!whyNotPacked(Packing::Zstd).empty()) return;
+  folder.write("packed", shapes().back().pack(recording));
+  const auto packed = openInput(folder.path("packed"), nullptr);
+  EXPECT_THROW(openImport(*packed, sink, {}), CommandError);
 }
 
 TEST(PrintText, DoesWhatTheKernelLeftToTheReader) {
