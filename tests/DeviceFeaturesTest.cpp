@@ -451,7 +451,7 @@ TEST(DeviceFeatures, CountersOfSleepAreScaledToTime) {
   const pwr::MetricDescription* const metric = pwr::createMetric(counters.describe());
   SampleBatch batch;
   for (unsigned long long now : {0ULL, kTicksPerSecond}) {
-    counters.sample(now, metric, batch);
+    counters.sample(now, cpus, metric, batch);
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(20);
     while (std::chrono::steady_clock::now() < end) continue;
   }

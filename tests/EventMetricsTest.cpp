@@ -211,6 +211,19 @@ TEST(EventMetrics, ACpuThatIsGoneHasNoStateUntilItsNextEvent) {
             "Running Task CPU1@80+20 back PID=70 TID=71\n");
 }
 
+TEST(EventMetrics, ACpuThatComesIsWhatItIsToldToBe) {
+  EventMetrics metrics(twoCpus());
+  metrics.describe(EventGroup::Idle, 1, "cstate-trace");
+  MessageText sink;
+  metrics.addCpu(8, nullptr, {});
+  metrics.addCpu(8, pwr::createEntity({.name = "new CPU8", .level = "Thread"}), {});
+  metrics.add({10, 8, IdleEvent{8, 1}}, sink);
+  metrics.addCpu(8, pwr::createEntity({.name = "another CPU8", .level = "Thread"}), {"C1", "C9"});
+  metrics.add({20, 8, IdleEvent{8, 1}}, sink);
+  metrics.finish(30, sink);
+  EXPECT_EQ(sink.lines, "CPU Idle State new CPU8@10+10 state1\nCPU Idle State new CPU8@20+10 C9\n");
+}
+
 TEST(EventMetrics, LeavesGroupsAloneThatNobodyWants) {
   EventMetrics metrics(twoCpus());
   metrics.describe(EventGroup::Idle, 1, "cstate-trace");

@@ -2,14 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <set>
 
 #include "CollectSupport.h"
+#include "hostcommon/Descriptions.h"
+#include "tavrin/collect/CStateCounters.h"
 
 namespace tavrin {
 namespace {
 
 const std::string kCpu = "/sys/devices/system/cpu/";
+const std::string kSources = "/sys/bus/event_source/devices/";
 const std::string kState1 = kCpu + "cpu1/cpuidle/state1/";
 
 FileTable idleState(const std::string& folder, const std::string& time, const std::string& usage) {
@@ -159,7 +163,11 @@ TEST(JoiningCpus, TheirPlaceIsThatOfTheirTopology) {
   tree.write(kCpu + "online", "0-5");
   cpus.updateAt(1);
   EXPECT_EQ(cpus.cpus().size(), 1U) << "not all of their files may be there yet";
+  const pwr::EntityHandle* const early = cpus.entityOf(3);
+  EXPECT_EQ(cpus.find(3), nullptr);
+  EXPECT_EQ(cpus.entityOf(5), nullptr);
   cpus.updateAt(1000000000);
+  EXPECT_EQ(cpus.find(3)->entity, early);
   std::string paths;
   for (const CpuEntities::Cpu& cpu : cpus.cpus()) paths += pathOf(cpu.entity) + "\n";
   EXPECT_EQ(paths,
@@ -170,6 +178,61 @@ TEST(JoiningCpus, TheirPlaceIsThatOfTheirTopology) {
   cpus.describe(topology);
   EXPECT_EQ(topology.getNumThreads(), 5U);
   EXPECT_EQ(topology.getNumCores(), 3U);
+}
+
+/// A tree of two packages, of which the second one comes later. What its counters of sleep count is
+/// this machine's timestamp counter: all of the time.
+FileTable countedPackages() {
+  const SysRoot machine;
+  const std::string type = machine.readLine(kSources + "msr/type");
+  const std::string event = machine.readLine(kSources + "msr/events/tsc");
+  return together({{{kCpu + "online", "0"},
+                    {kSources + "msr/type", type},
+                    {kSources + "msr/events/tsc", event},
+                    {kSources + "cstate_pkg/type", type},
+                    {kSources + "cstate_pkg/cpumask", "0"},
+                    {kSources + "cstate_pkg/events/c6-residency", event}},
+                   topology("cpu0", "0", "0", "0"),
+                   topology("cpu1", "1", "0", "0")});
+}
+
+TEST(JoiningCpus, TheSleepOfAPackageIsCountedWhileACpuOfItIsOnline) {
+  const SysTree tree(countedPackages());
+  const SysRoot root(tree.folder());
+  CpuEntities cpus(root);
+  CStateCounters counters("cstate_pkg", "Package");
+  const int error = counters.open(root, cpus);
+  if (error != 0) GTEST_SKIP() << "no timestamp counter: " << error;
+  const pwr::MetricDescription* const metric = pwr::createMetric(counters.describe());
+  const auto at = [&](unsigned long long seconds, const std::string& online) {
+    tree.write(kCpu + "online", online);
+    tree.write(kSources + "cstate_pkg/cpumask", online);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(5);
+    while (std::chrono::steady_clock::now() < end) continue;
+    SampleBatch batch;
+    cpus.updateAt(seconds * kTicksPerSecond);
+    counters.sample(seconds * kTicksPerSecond, cpus, metric, batch);
+    std::string names;
+    for (const pwr::Metric& message : batch) {
+      for (const pwr::DataElement& element : message.getData().elements) {
+        names += element.getEntity()->getName() + " ";
+        double ticks = 0;
+        element.getValue()->toReal(ticks);
+        EXPECT_GT(ticks, 0.5 * static_cast<double>(kTicksPerSecond)) << names;
+      }
+    }
+    return names;
+  };
+  EXPECT_EQ(at(0, "0"), "");
+  EXPECT_EQ(at(1, "0-1"), "Package0 ");
+  EXPECT_EQ(at(2, "0-1"), "Package0 ") << "the first readings of the one that joins";
+  EXPECT_EQ(at(3, "0-1"), "Package0 Package1 ");
+  EXPECT_EQ(at(4, "1"), "") << "the clock moves to another CPU";
+  EXPECT_EQ(at(5, "1"), "");
+  EXPECT_EQ(at(6, "1"), "Package1 ");
+  EXPECT_EQ(at(7, "0-1"), "Package1 ");
+  EXPECT_EQ(at(8, "0-1"), "Package1 ");
+  EXPECT_EQ(at(9, "0-1"), "Package0 Package1 ");
 }
 
 }  // namespace

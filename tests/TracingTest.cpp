@@ -1,14 +1,17 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <set>
 #include <thread>
 
 #include "KernelBytes.h"
@@ -51,6 +54,14 @@ TEST(CpuBuffer, ReadsPagesAndTellsWhereEventsWereLost) {
   close(ends[1]);
 }
 
+/// Opens all buffers too.
+void openAll(TraceSource& source, const std::vector<EventGroup>& groups) {
+  source.open(groups);
+  for (long cpu = 0; cpu < sysconf(_SC_NPROCESSORS_CONF); ++cpu) {
+    source.addCpu(static_cast<unsigned int>(cpu));
+  }
+}
+
 /// What these tests need a kernel for.
 class LiveTracing : public testing::Test {
  protected:
@@ -70,7 +81,7 @@ class LiveTracing : public testing::Test {
 
 TEST_F(LiveTracing, TellsOfEveryForkExecAndExitWithTimesOfTheRun) {
   TraceSource source;
-  source.open({EventGroup::Process, EventGroup::Schedule});
+  openAll(source, {EventGroup::Process, EventGroup::Schedule});
   source.begin();
   const unsigned long long start = nowTicks();
   std::map<int, int> told;  // by task: forks, and times 100 its exits
@@ -103,12 +114,44 @@ TEST_F(LiveTracing, TellsOfEveryForkExecAndExitWithTimesOfTheRun) {
   }
 }
 
+TEST_F(LiveTracing, EventsOfACpuThatIsAddedHaveWaitedForIt) {
+  if (sysconf(_SC_NPROCESSORS_ONLN) < 2) GTEST_SKIP() << "one CPU";
+  TraceSource source;
+  source.open({EventGroup::Process});
+  ASSERT_EQ(source.addCpu(0), 0);
+  source.begin();
+  std::set<int> children;
+  for (const int cpu : {1, 0, 1}) {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(cpu, &one);
+    ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+    const int child = fork();
+    if (child == 0) _exit(0);
+    waitpid(child, nullptr, 0);
+    children.insert(child);
+  }
+  source.end();
+  EXPECT_EQ(source.addCpu(1), 0);
+  EXPECT_EQ(source.addCpu(1), 0) << "known";
+  EXPECT_EQ(source.addCpu(1U << 20U), ENOENT);
+  unsigned long long last = 0;
+  std::multiset<int> told;
+  source.take(~0ULL, ~std::size_t{0}, [&](const KernelEvent& event) {
+    EXPECT_GE(event.time, last);
+    last = event.time;
+    const auto* const forked = std::get_if<ForkEvent>(&event.what);
+    if (forked != nullptr && children.contains(forked->task)) told.insert(forked->task);
+  });
+  EXPECT_EQ(told, std::multiset<int>(children.begin(), children.end()));
+}
+
 TEST_F(LiveTracing, LeavesNothingBehindAndCleansUpAfterKilledRuns) {
   const fs::path leftover = folder_ / "tavrin-1";
   const int child = fork();
   if (child == 0) {  // a run that is killed while it traces
     TraceSource source;
-    source.open({EventGroup::Process});
+    openAll(source, {EventGroup::Process});
     source.begin();
     raise(SIGKILL);
   }
@@ -118,13 +161,13 @@ TEST_F(LiveTracing, LeavesNothingBehindAndCleansUpAfterKilledRuns) {
   fs::create_directory(leftover);
   {
     TraceSource first;
-    first.open({EventGroup::Process});
+    openAll(first, {EventGroup::Process});
     EXPECT_FALSE(fs::exists(killed));
     EXPECT_FALSE(fs::exists(leftover));
     EXPECT_TRUE(fs::exists(folder_ / own()));
     // Another run at the same time, here even with the same number, leaves it alone.
     TraceSource second;
-    second.open({EventGroup::Process});
+    openAll(second, {EventGroup::Process});
     EXPECT_TRUE(fs::exists(folder_ / own()));
     EXPECT_TRUE(fs::exists(folder_ / (own() + "-1")));
   }
@@ -136,7 +179,7 @@ TEST_F(LiveTracing, AnAbortRemovesTheInstanceAlsoWhileItIsRead) {
   const int child = fork();
   if (child == 0) {
     TraceSource source;
-    source.open({EventGroup::Schedule});
+    openAll(source, {EventGroup::Schedule});
     source.begin();
     std::thread reader([&source] {
       for (;;) source.take(~0ULL, 100, [](const KernelEvent& /*event*/) {});
@@ -150,7 +193,7 @@ TEST_F(LiveTracing, AnAbortRemovesTheInstanceAlsoWhileItIsRead) {
 
 TEST_F(LiveTracing, CountsWhatABufferLosesAndTellsWhere) {
   TraceSource source;
-  source.open({EventGroup::Schedule});
+  openAll(source, {EventGroup::Schedule});
   std::ofstream(folder_ / own() / "buffer_size_kb") << "8";
   source.begin();
   for (int i = 0; i < 5000; ++i) usleep(1);

@@ -74,12 +74,14 @@ bool CpuEventCounter::read(unsigned long long& count) const {
   return true;
 }
 
-int CStateCounters::openClock(const SysRoot& root, unsigned int cpu) {
+int CStateCounters::openClock(unsigned int cpu) {
   unsigned long long type = 0;
-  const CpuEvents events = readEvents(root, kClockSource);
+  const CpuEvents events = readEvents(*root_, kClockSource);
   const auto event = std::ranges::find(events, kClockEvent, &CpuEvents::value_type::first);
   const std::string file = std::string(kEventSources) + kClockSource + "/type";
-  if (event == events.end() || root.readNumber(file, type) != 0) return ENOENT;
+  if (event == events.end() || root_->readNumber(file, type) != 0) return ENOENT;
+  clock_ = CpuEventCounter();
+  clockCpu_ = cpu;
   return clock_.open(static_cast<std::uint32_t>(type), event->second, cpu);
 }
 
@@ -89,46 +91,86 @@ const pwr::EntityHandle* CStateCounters::unitOf(const CpuEntities::Cpu& cpu) con
   return entity;
 }
 
-int CStateCounters::openUnits(const SysRoot& root, const CpuEntities& cpus, std::uint32_t type,
-                              const CpuEvents& events) {
+/// Opens the unit's counters, where it has some already anew.
+int CStateCounters::openUnit(Unit& unit) {
+  unit.states.clear();
+  for (const auto& [name, config] : events_) {
+    State state;
+    const int error = state.counter.open(type_, config, unit.cpu);
+    if (error != 0) {
+      unit.states.clear();
+      return error;
+    }
+    unit.states.push_back(std::move(state));
+  }
+  unit.present.resize(unit.states.size());
+  return 0;
+}
+
+/// Opens the counters of units that have none. Returns 0, or the errno of a failure, which is their
+/// gap.
+int CStateCounters::openUnits(const CpuEntities& cpus) {
+  int failure = 0;
   std::vector<unsigned int> counting;
-  parseCpuList(root.readLine(kEventSources + source_ + "/cpumask"), counting);
+  parseCpuList(root_->readLine(kEventSources + source_ + "/cpumask"), counting);
   for (const CpuEntities::Cpu& cpu : cpus.cpus()) {
     const pwr::EntityHandle* const entity = unitOf(cpu);
-    // Where each die has counters of its own, those of the first one stand for the package.
-    const bool isKnown = std::ranges::count(counters_, entity, &Unit::entity) > 0;
-    if (!std::ranges::binary_search(counting, cpu.number) || entity == nullptr || isKnown) continue;
-    Unit unit{.entity = entity, .states = {}, .present = {}};
-    for (const auto& [name, config] : events) {
-      State state;
-      const int error = state.counter.open(type, config, cpu.number);
-      if (error != 0) return error;
-      unit.states.push_back(std::move(state));
+    if (!std::ranges::binary_search(counting, cpu.number) || entity == nullptr) continue;
+    auto unit = std::ranges::find(counters_, entity, &Unit::entity);
+    if (unit == counters_.end()) {
+      counters_.push_back({.entity = entity});
+      unit = counters_.end() - 1;
+      if (!states_.empty()) addRow(*unit);
+    } else if (!unit->states.empty()) {
+      // Where each die has counters of its own, those of the first one stand for the package.
+      continue;
     }
-    unit.present.resize(unit.states.size());
-    counters_.push_back(std::move(unit));
+    unit->cpu = cpu.number;
+    const int error = openUnit(*unit);
+    if (error != 0) failure = error;
   }
-  return counters_.empty() ? ENOENT : openClock(root, counting.front());
+  return failure;
 }
 
 int CStateCounters::open(const SysRoot& root, const CpuEntities& cpus) {
+  root_ = &root;
   unsigned long long type = 0;
-  const CpuEvents events = readEvents(root, source_);
-  if (events.empty() || root.readNumber(kEventSources + source_ + "/type", type) != 0)
+  events_ = readEvents(root, source_);
+  if (events_.empty() || root.readNumber(kEventSources + source_ + "/type", type) != 0)
     return ENOENT;
-  for (const auto& [name, config] : events) names_.push_back(stateName(name));
-  const int error = openUnits(root, cpus, static_cast<std::uint32_t>(type), events);
+  type_ = static_cast<std::uint32_t>(type);
+  int error = openUnits(cpus);
+  if (error == 0) error = counters_.empty() ? ENOENT : openClock(counters_.front().cpu);
   if (error != 0) counters_.clear();
   return error;
 }
 
-pwr::MetricDescription CStateCounters::describe() {
-  TimeTable::Descriptors states;
-  for (const std::string& name : names_) {
-    states.push_back(pwr::DataDescriptor::create(pwr::DataDescriptorBuilder(name, "")));
+/// The kernel stops counters of a CPU that goes offline, or moves them to another one. Neither is
+/// relied on.
+void CStateCounters::closeOffline(const OnlineCpus& online) {
+  for (Unit& unit : counters_) {
+    if (!online.contains(unit.cpu)) unit.states.clear();
   }
-  for (Unit& unit : counters_) unit.row = times_.add(unit.entity, states);
+}
+
+/// Returns false when the clock has begun anew, on another CPU.
+bool CStateCounters::followClock(const OnlineCpus& online) {
+  if (online.contains(clockCpu_)) return true;
+  openClock(online.cpus().front());
+  clock_.read(clockBefore_);
+  return false;
+}
+
+pwr::MetricDescription CStateCounters::describe() {
+  for (const auto& [name, config] : events_) {
+    states_.push_back(pwr::DataDescriptor::create(pwr::DataDescriptorBuilder(stateName(name), "")));
+  }
+  for (Unit& unit : counters_) addRow(unit);
   return times_.describe(level_);
+}
+
+void CStateCounters::addRow(Unit& unit) {
+  unit.row = times_.add(unit.entity, states_);
 }
 
 /// Brings the unit's ticks up to date. Returns false when a counter cannot be read.
@@ -145,16 +187,21 @@ bool CStateCounters::read(Unit& unit, double ticksPerCount) {
   return true;
 }
 
-void CStateCounters::sample(unsigned long long now, const pwr::MetricDescription* metric,
-                            SampleBatch& batch) {
+void CStateCounters::sample(unsigned long long now, const CpuEntities& cpus,
+                            const pwr::MetricDescription* metric, SampleBatch& batch) {
   const bool complete = interval_.advance(now);
+  closeOffline(cpus.online());
+  if (cpus.hasNews()) openUnits(cpus);
+  const bool clockLasts = followClock(cpus.online());
   unsigned long long clock = clockBefore_;
   const bool isRead = clock_.read(clock);
-  const unsigned long long growth = clock - std::exchange(clockBefore_, clock);
+  const unsigned long long growth = clockLasts ? clock - clockBefore_ : 0;
+  clockBefore_ = clock;
   const double ticksPerCount =
       complete && growth > 0 ? static_cast<double>(interval_.length()) / static_cast<double>(growth)
                              : 0.0;
   for (Unit& unit : counters_) {
+    if (unit.states.empty()) continue;
     if (read(unit, ticksPerCount) && isRead && (growth > 0 || !complete)) {
       times_.note(unit.row, unit.present);
     }

@@ -77,7 +77,10 @@ CpuEntities::CpuEntities(const SysRoot& root)
   readTopology();
   tellCoresOfDiesApart();
   dropMeaninglessModules();
-  for (Cpu& cpu : cpus_) createEntity(cpu);
+  for (Cpu& cpu : cpus_) {
+    createEntity(cpu);
+    known_.emplace(cpu.number, cpu);
+  }
 }
 
 CpuEntities::Cpu CpuEntities::readCpu(unsigned int number) const {
@@ -137,13 +140,30 @@ const CpuEntities::Cpu* CpuEntities::find(unsigned int number) const {
   return place != cpus_.end() && place->number == number ? &*place : nullptr;
 }
 
-void CpuEntities::join(unsigned int number) {
-  if (find(number) != nullptr || (isTopologyTold_ && !hasTopology(number))) return;
+/// With the mutex held. Null for a CPU that tells no topology where others do.
+const CpuEntities::Cpu* CpuEntities::meet(unsigned int number) {
+  const auto known = known_.find(number);
+  if (known != known_.end()) return &known->second;
+  if (isTopologyTold_ && !hasTopology(number)) return nullptr;
   Cpu cpu = readCpu(number);
   cpu.core = coreOf(cpu);
   if (!hasModules_) cpu.module = -1;
   createEntity(cpu);
-  cpus_.insert(std::ranges::lower_bound(cpus_, number, {}, &Cpu::number), cpu);
+  return &known_.emplace(number, cpu).first->second;
+}
+
+const pwr::EntityHandle* CpuEntities::entityOf(unsigned int number) {
+  const std::scoped_lock lock(mutex_);
+  const Cpu* const cpu = meet(number);
+  return cpu == nullptr ? nullptr : cpu->entity;
+}
+
+void CpuEntities::join(unsigned int number) {
+  if (find(number) != nullptr) return;
+  const std::scoped_lock lock(mutex_);
+  const Cpu* const cpu = meet(number);
+  if (cpu == nullptr) return;
+  cpus_.insert(std::ranges::lower_bound(cpus_, number, {}, &Cpu::number), *cpu);
 }
 
 void CpuEntities::updateAt(unsigned long long now) {
@@ -198,7 +218,8 @@ const pwr::EntityHandle* CpuEntities::findOrCreate(const std::string& name, cons
 }
 
 void CpuEntities::describe(pwr::TopTree& topology) const {
-  for (const Cpu& cpu : cpus_) {
+  const std::scoped_lock lock(mutex_);
+  for (const auto& [number, cpu] : known_) {
     topology.addThread(cpu.package, cpu.module, cpu.core, cpu.number);
   }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -77,6 +78,11 @@ class CpuEntities {
   const std::vector<Cpu>& cpus() const { return cpus_; }
   /// Null for a CPU that has not joined. Valid until the next update.
   const Cpu* find(unsigned int number) const;
+
+  /// The entity of a CPU, also of one that is about to join; null where its files have not come.
+  /// For any thread.
+  const pwr::EntityHandle* entityOf(unsigned int number);
+  /// Adds all CPUs that have an entity. For any thread.
   void describe(pwr::TopTree& topology) const;
 
  private:
@@ -88,6 +94,7 @@ class CpuEntities {
   void tellCoresOfDiesApart();
   void dropMeaninglessModules();
   void createEntity(Cpu& cpu);
+  const Cpu* meet(unsigned int number);
   void join(unsigned int number);
   unsigned int coreOf(const Cpu& cpu);
   const pwr::EntityHandle* findOrCreate(const std::string& name, const char* level,
@@ -102,8 +109,10 @@ class CpuEntities {
   bool hasNews_ = false;
   bool isTopologyTold_ = false;
   bool hasModules_ = false;
-  std::map<unsigned int, std::map<CoreOfDie, unsigned int>> cores_;  // by package: their numbers
   std::vector<Cpu> cpus_;
+  mutable std::mutex mutex_;  // of what follows
+  std::map<unsigned int, Cpu> known_;
+  std::map<unsigned int, std::map<CoreOfDie, unsigned int>> cores_;  // by package: their numbers
   std::map<std::pair<const pwr::EntityHandle*, std::string>, const pwr::EntityHandle*> parents_;
 };
 

@@ -1,10 +1,13 @@
 #include "tavrin/collect/KernelTracing.h"
 
 #include <algorithm>
+#include <cstring>
 #include <set>
 
 #include "tavrin/collect/Interval.h"
 #include "tavrin/collect/TextScan.h"
+#include "tavrin/common/CommandError.h"
+#include "tavrin/common/Messages.h"
 
 namespace tavrin {
 
@@ -14,6 +17,8 @@ constexpr std::string_view kCpuFolders = "/sys/devices/system/cpu/";
 constexpr const char* kTracedPolicies = "/sys/devices/system/cpu/cpufreq";
 /// Events that are written while they are looked for are taken the next time.
 constexpr unsigned long long kSettlingTicks = kTicksPerSecond / 100;
+/// The files of a CPU that comes online follow within this time.
+constexpr unsigned long long kComingTicks = 2 * kTicksPerSecond;
 /// At a time, so that samples do not wait for long.
 constexpr std::size_t kMostAtOnce = 20000;
 
@@ -88,13 +93,16 @@ std::string whyNothingHappens(EventGroup group, const SysRoot& root, const CpuEn
 
 }  // namespace
 
-std::string KernelTracing::probe(EventGroup group, const SysRoot& root, const CpuEntities& cpus,
+std::string KernelTracing::probe(EventGroup group, const SysRoot& root, CpuEntities& cpus,
                                  unsigned int containerId, const std::string& tag,
                                  std::vector<const pwr::MetricDescription*>& metrics) {
   if (!root.isThisMachine()) return "only the running kernel can be traced (not with --sysroot)";
   std::string reason = TraceSource::whyAbsent(group);
   if (reason.empty()) reason = whyNothingHappens(group, root, cpus);
   if (!reason.empty()) return reason;
+  root_ = &root;
+  cpus_ = &cpus;
+  for (const CpuEntities::Cpu& cpu : cpus.cpus()) followed_[cpu.number] = 0;
   if (metrics_ == nullptr) {
     EventFacts facts = factsOf(root, cpus);
     facts.processes = lives_.get();
@@ -109,6 +117,12 @@ void KernelTracing::start() {
   source_ = std::make_unique<TraceSource>();
   source_->open(groups_);
   online_.emplace(SysRoot());
+  for (const unsigned int cpu : online_->cpus()) {
+    const int error = source_->addCpu(cpu);
+    if (error == 0) continue;
+    throw CommandError(kExitIncomplete, "cannot trace the kernel: cannot open the buffer of CPU" +
+                                            std::to_string(cpu) + ": " + std::strerror(error));
+  }
   source_->begin();
 }
 
@@ -121,16 +135,31 @@ bool KernelTracing::take(unsigned long long time, std::size_t most, MessageSink&
   });
 }
 
+/// Takes the events of CPUs that have come online, from now on as all others in the order of time,
+/// and lets them have the entities and the names of states that the sampled features use.
+void KernelTracing::followCpus(unsigned long long now) {
+  online_->read();
+  for (const unsigned int cpu : online_->cpus()) {
+    const auto [place, isNew] = followed_.try_emplace(cpu, now + kComingTicks);
+    const int error = isNew ? source_->addCpu(cpu) : 0;
+    if (error != 0) {
+      warn("cannot take the kernel's events of CPU" + std::to_string(cpu) + ": " +
+           std::strerror(error));
+    }
+    if (now >= place->second) continue;
+    metrics_->addCpu(cpu, cpus_->entityOf(cpu), idleStateNames(*root_, cpu));
+  }
+}
+
 /// They sleep without an event that says so.
 void KernelTracing::forgetOfflineCpus(unsigned long long time, MessageSink& sink) {
-  online_->read();
-  for (const unsigned int cpu : wereOnline_) {
+  for (const auto& [cpu, until] : followed_) {
     if (!online_->contains(cpu)) metrics_->forgetCpu(cpu, time, sink);
   }
-  wereOnline_ = online_->cpus();
 }
 
 bool KernelTracing::deliver(unsigned long long nowTicks, MessageSink& sink) {
+  followCpus(nowTicks);
   const unsigned long long settled = nowTicks - kSettlingTicks;
   if (take(settled, kMostAtOnce, sink)) return true;
   forgetOfflineCpus(settled, sink);
@@ -144,6 +173,7 @@ void KernelTracing::stop(unsigned long long stopTicks) {
 }
 
 void KernelTracing::finish(MessageSink& sink) {
+  followCpus(stopTicks_);
   take(~0ULL, ~std::size_t{0}, sink);
   metrics_->finish(stopTicks_, sink);
   counts_ = source_->counts();

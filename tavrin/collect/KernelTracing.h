@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,7 +26,8 @@ class KernelTracing {
   explicit KernelTracing(std::shared_ptr<ProcessTable> lives) : lives_(std::move(lives)) {}
 
   /// Describes the metrics of the group, or tells why it cannot be traced: then `metrics` is empty.
-  std::string probe(EventGroup group, const SysRoot& root, const CpuEntities& cpus,
+  /// `root` and `cpus` must outlive this.
+  std::string probe(EventGroup group, const SysRoot& root, CpuEntities& cpus,
                     unsigned int containerId, const std::string& tag,
                     std::vector<const pwr::MetricDescription*>& metrics);
 
@@ -53,16 +55,20 @@ class KernelTracing {
  private:
   static constexpr unsigned long long kNotStopped = ~0ULL;
 
+  void followCpus(unsigned long long now);
   void forgetOfflineCpus(unsigned long long time, MessageSink& sink);
   bool take(unsigned long long time, std::size_t most, MessageSink& sink);
 
   const std::shared_ptr<ProcessTable> lives_;
+  const SysRoot* root_ = nullptr;
+  CpuEntities* cpus_ = nullptr;
   std::unique_ptr<TraceSource> source_;
   std::unique_ptr<EventMetrics> metrics_;
   std::vector<EventGroup> groups_;
   std::vector<TraceSource::Counts> counts_;
   std::optional<OnlineCpus> online_;
-  std::vector<unsigned int> wereOnline_;
+  /// CPUs that are or were there, and until when (ticks) their files may yet come.
+  std::map<unsigned int, unsigned long long> followed_;
   unsigned long long startTicks_ = 0;
   unsigned long long stopTicks_ = kNotStopped;
 };

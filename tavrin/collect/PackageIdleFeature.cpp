@@ -40,6 +40,7 @@ const pwr::MetricDescription* PackageIdleFeature::add(pwr::MetricDescription met
 
 std::string PackageIdleFeature::probe(const SysRoot& root, CpuEntities& cpus,
                                       unsigned int containerId) {
+  cpus_ = &cpus;
   int failure = ENOENT;
   for (Source& source : sources_) {
     // A copy's files say nothing about the counters of this machine.
@@ -63,8 +64,11 @@ std::string PackageIdleFeature::probe(const SysRoot& root, CpuEntities& cpus,
 }
 
 void PackageIdleFeature::sample(unsigned long long now, SampleBatch& batch) {
+  cpus_->updateAt(now);
   for (Source& source : sources_) {
-    if (source.description != nullptr) source.counters.sample(now, source.description, batch);
+    if (source.description != nullptr) {
+      source.counters.sample(now, *cpus_, source.description, batch);
+    }
   }
   if (timesMetric_ == nullptr) return;
   const bool complete = interval_.advance(now);

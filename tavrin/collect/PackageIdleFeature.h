@@ -37,6 +37,7 @@ class PackageIdleFeature : public Feature {
   const pwr::MetricDescription* add(pwr::MetricDescription metric, const char* name,
                                     unsigned int containerId);
 
+  CpuEntities* cpus_ = nullptr;
   Interval interval_;
   std::vector<File> files_;
   TimeTable times_;

@@ -90,6 +90,11 @@ void EventMetrics::add(const KernelEvent& event, MessageSink& sink) {
   }
 }
 
+void EventMetrics::addCpu(unsigned int cpu, const pwr::EntityHandle* entity,
+                          std::vector<std::string> idleStates) {
+  shared_->addCpu(cpu, entity, std::move(idleStates));
+}
+
 void EventMetrics::forgetCpu(unsigned int cpu, unsigned long long time, MessageSink& sink) {
   time_ = std::max(time_, time);
   for (auto& [kind, group] : groups_) group->forgetCpu(cpu, time_, sink);

@@ -56,8 +56,8 @@ struct EventFacts {
 /// among the facts, become entities when they first appear. An event of the group `Other` is one of
 /// a metric with its own name, which is created when it first appears.
 ///
-/// Calls: `describe` for the groups that are wanted, `add` for each event, and `forgetCpu`, then
-/// `finish`.
+/// Calls: `describe` for the groups that are wanted, `add` for each event, `addCpu` and
+/// `forgetCpu`, then `finish`.
 class EventMetrics {
  public:
   explicit EventMetrics(EventFacts facts);
@@ -79,6 +79,10 @@ class EventMetrics {
   /// Events have to come in the order of time; one that is too early counts as of the time of the
   /// one before. Events of groups that are not described have no effect.
   void add(const KernelEvent& event, MessageSink& sink);
+  /// A CPU has come that the facts do not have. `entity` may be null, `idleStates` empty, for what
+  /// is not known yet; each may be told again.
+  void addCpu(unsigned int cpu, const pwr::EntityHandle* entity,
+              std::vector<std::string> idleStates);
   /// At `time` (ticks) the CPU was found to be gone (offline): its states end.
   void forgetCpu(unsigned int cpu, unsigned long long time, MessageSink& sink);
   /// Ends all states at `time` (ticks), when no event follows.

@@ -20,6 +20,12 @@ class EventShared {
 
   const EventFacts& facts() const { return facts_; }
   TaskTable& tasks() { return tasks_; }
+  /// See `EventMetrics`. What an event has named already keeps its entity.
+  void addCpu(unsigned int number, const pwr::EntityHandle* entity,
+              std::vector<std::string> idleStates) {
+    if (entity != nullptr) facts_.cpus.try_emplace(number, entity);
+    if (!idleStates.empty()) facts_.idleStates[number] = std::move(idleStates);
+  }
   /// The CPU, which may be one that the facts do not have; null for a number that no CPU has.
   const pwr::EntityHandle* cpu(unsigned int number);
 

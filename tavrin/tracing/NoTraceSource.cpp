@@ -16,6 +16,10 @@ void TraceSource::open(const std::vector<EventGroup>& /*groups*/) {}
 void TraceSource::begin() {}
 void TraceSource::end() {}
 
+int TraceSource::addCpu(unsigned int /*cpu*/) {
+  return 0;
+}
+
 bool TraceSource::take(unsigned long long /*time*/, std::size_t /*most*/, const Taker& /*taker*/) {
   return false;
 }

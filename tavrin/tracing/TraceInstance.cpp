@@ -118,7 +118,9 @@ int TraceInstance::enable(const char* system, const char* event) {
 int TraceInstance::openBuffer(unsigned int cpu) {
   const std::string file = path("per_cpu/cpu" + std::to_string(cpu) + "/trace_pipe_raw");
   const int descriptor = open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor >= 0) buffers_.push_back(descriptor);
+  if (descriptor < 0) return descriptor;
+  const std::scoped_lock lock(mutex_);
+  buffers_.push_back(descriptor);
   return descriptor;
 }
 
@@ -137,6 +139,7 @@ int TraceInstance::remove() {
 /// While another thread may be reading: the descriptors stay, and lead nowhere.
 void TraceInstance::abandon() {
   const int nowhere = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  const std::scoped_lock lock(mutex_);
   for (const int descriptor : buffers_) dup3(nowhere, descriptor, O_CLOEXEC);
   removeFolder(folder_);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,7 @@ class TraceInstance {
   std::string name_;
   std::string folder_;
   int lock_ = -1;
+  std::mutex mutex_;  // of the next one: an abort comes in its own thread
   std::vector<int> buffers_;
   std::unique_ptr<tracefs_instance, Release> instance_;
   std::unique_ptr<AbortAction> abort_;

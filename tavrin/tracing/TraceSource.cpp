@@ -74,7 +74,6 @@ struct TraceSource::State {
   explicit State(const std::string& folder) : tracefs(folder), instance(folder) {}
 
   void enable(const std::vector<EventGroup>& groups);
-  void openBuffers();
   void require(int status, const std::string& what);
 
   const std::string tracefs;
@@ -127,7 +126,6 @@ void TraceSource::open(const std::vector<EventGroup>& groups) {
                            std::to_string(bufferKilobytes(sysconf(_SC_NPROCESSORS_CONF)))),
       "make room for events");
   state.enable(groups);
-  state.openBuffers();
 }
 
 void TraceSource::State::require(int status, const std::string& what) {
@@ -151,15 +149,14 @@ void TraceSource::State::enable(const std::vector<EventGroup>& groups) {
   }
 }
 
-void TraceSource::State::openBuffers() {
-  const auto most = static_cast<unsigned int>(std::max(1L, sysconf(_SC_NPROCESSORS_CONF)));
-  for (unsigned int cpu = 0; cpu < most; ++cpu) {
-    const int descriptor = instance.openBuffer(cpu);
-    if (descriptor < 0) require(errno == ENOENT ? 0 : 1, "open a buffer");
-    if (descriptor < 0) continue;
-    buffers.emplace_back(cpu, descriptor);
-    cpus.push_back(cpu);
-  }
+int TraceSource::addCpu(unsigned int cpu) {
+  State& state = *state_;
+  if (std::ranges::count(state.cpus, cpu) > 0) return 0;
+  const int descriptor = state.instance.openBuffer(cpu);
+  if (descriptor < 0) return errno;
+  state.buffers.emplace_back(cpu, descriptor);
+  state.cpus.push_back(cpu);
+  return 0;
 }
 
 void TraceSource::begin() {

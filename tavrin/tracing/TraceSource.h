@@ -14,8 +14,8 @@ namespace tavrin {
 /// clock `mono_raw`). They wait in buffers of the kernel's, one per CPU, until they are taken; of a
 /// buffer that is full the oldest ones are lost, which is counted.
 ///
-/// Calls: `whyAbsent` at any time; then `open`, `begin`, `take` again and again, `end`, and `take`
-/// until nothing is left.
+/// Calls: `whyAbsent` at any time; then `open`, `addCpu`, `begin`, `take` and `addCpu` again and
+/// again, `end`, and `take` until nothing is left.
 class TraceSource {
  public:
   using Taker = std::function<void(const KernelEvent&)>;
@@ -29,9 +29,11 @@ class TraceSource {
   /// "" when events of the group can be traced here, else why not. Mounts tracefs where it is not.
   static std::string whyAbsent(EventGroup group);
 
-  /// Prepares for the events of the groups, for as many CPUs as there are numbers (those that are
-  /// offline included). Throws CommandError.
+  /// Prepares for the events of the groups, without any CPU yet. Throws CommandError.
   void open(const std::vector<EventGroup>& groups);
+  /// Prepares to take the events of a CPU, also those that already wait; of a known one it does
+  /// nothing. Returns 0 or the errno of the failure.
+  int addCpu(unsigned int cpu);
   void begin();
   void end();
 
