@@ -589,12 +589,12 @@ class CommandLine(TavrinTest):
                         "live.jsonl", "--", "sleep", "0.3")
         self.assert_replayed()
 
-    def test_a_cpu_that_joins_is_in_all_outputs(self):
+    def test_a_cpu_and_a_zone_that_join_are_in_all_outputs(self):
         cpu = "sys/devices/system/cpu/cpu{}/"
         idle = cpu + "cpuidle/state1/"
         self.write_tree({idle.format(0) + "name": "C1\n", idle.format(0) + "time": "0\n",
                          idle.format(0) + "usage": "0\n"})
-        process = self.start("record", "--sysroot", "tree", "-f", "core-cstate,cpu-time",
+        process = self.start("record", "--sysroot", "tree", "-f", "core-cstate,cpu-time,thermal",
                              "-w", "all", "-i", "20", "-o", "live", "--capture", "live.jsonl")
         captured = lambda text: os.path.exists(self.path("live.jsonl")) and (
             text in self.report("live.jsonl"))
@@ -604,13 +604,17 @@ class CommandLine(TavrinTest):
             idle.format(1) + "name": "C1\n", idle.format(1) + "time": "7\n",
             idle.format(1) + "usage": "7\n", cpu.format(1) + "topology/core_id": "4\n",
             cpu.format(1) + "topology/physical_package_id": "1\n"})
-        self.write_tree({"sys/devices/system/cpu/online": "0-1\n"})
-        self.wait_for(lambda: captured('"CPU1"'))
+        zone = "sys/class/thermal/thermal_zone1/"
+        self.write_tree({"sys/devices/system/cpu/online": "0-1\n",
+                         zone + "temp": "5000\n", zone + "type": "late\n"})
+        self.wait_for(lambda: captured('"CPU1"') and captured('"late (thermal_zone1)"'))
         process.send_signal(signal.SIGINT)
         _, problems = process.communicate()
         self.assertEqual(process.returncode, 0, problems)
         for name in set(self.files()) - {"live_phm_events.csv"}:
-            self.assertIn(b"CPU1", read(self.path(name), "rb"), name)
+            content = read(self.path(name), "rb")
+            self.assertIn(b"CPU1", content, name)
+            self.assertIn(b"late (thermal_zone1)", content, name)
         self.assertRegex(self.report("live.txt"), "Package1/Core4/CPU1 C1")
         self.assert_replayed()
 

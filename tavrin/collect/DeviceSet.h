@@ -37,12 +37,11 @@ class NamedEntities {
   std::map<std::string, const pwr::EntityHandle*> entities_;
 };
 
-/// Devices that come and go, with what is needed to read them. Each second they are looked for, if
-/// any device of the machine has come, gone or changed since: the kernel counts what it tells user
-/// space of them (/sys/kernel/uevent_seqnum). To list all buses takes a millisecond, to read the
-/// count some microseconds.
-template <typename Device>
-class DeviceSet {
+/// When to look for devices that come and go: each second, if any device of the machine has come,
+/// gone or changed since. The kernel counts what it tells user space of them
+/// (/sys/kernel/uevent_seqnum). To list all buses takes a millisecond, to read the count some
+/// microseconds.
+class DeviceLooks {
  public:
   /// To be called before the first look. Where the kernel below `root` does not count, it is always
   /// time to look.
@@ -51,14 +50,39 @@ class DeviceSet {
     hasChanged();
   }
 
-  /// Whether the time has come, at `now` ticks, to look for devices: for `meet` to be called.
+  /// Whether the time has come, at `now` ticks.
   bool isDue(unsigned long long now) {
     if (now < next_) return false;
     // A little less than a second: passes are not quite regular.
     next_ = now + kTicksPerSecond / 100 * 95;
-    const bool isIncomplete = std::exchange(isIncomplete_, false);
-    return hasChanged() || isIncomplete;
+    const bool isWanted = std::exchange(isWanted_, false);
+    return hasChanged() || isWanted;
   }
+
+  /// One is due the next time whatever the kernel tells.
+  void want() { isWanted_ = true; }
+
+ private:
+  bool hasChanged() {
+    unsigned long long count = 0;
+    if (count_->readNumber(count) != 0) return true;
+    return std::exchange(lastCount_, count) != count;
+  }
+
+  std::optional<OpenFile> count_;  // of what the kernel has told of devices
+  unsigned long long lastCount_ = 0;
+  bool isWanted_ = false;
+  unsigned long long next_ = 0;  // time of the next look
+};
+
+/// Devices that come and go, with what is needed to read them.
+template <typename Device>
+class DeviceSet {
+ public:
+  /// See `DeviceLooks`. When a look is due, `meet` is to be called.
+  void follow(const SysRoot& root) { looks_.follow(root); }
+  bool isDue(unsigned long long now) { return looks_.isDue(now); }
+  void wantLook() { looks_.want(); }
 
   /// `keys` tell the devices that are there. Forgets all others, and opens new ones:
   /// `open(key)` returns an optional device, empty for one that supports nothing. That one is left
@@ -89,24 +113,15 @@ class DeviceSet {
   void forEach(const Use& use) {
     for (auto place = devices_.begin(); place != devices_.end();) {
       const bool isGone = !use(place->second);
-      isIncomplete_ = isIncomplete_ || isGone;
+      if (isGone) looks_.want();
       place = isGone ? devices_.erase(place) : std::next(place);
     }
   }
 
  private:
-  bool hasChanged() {
-    unsigned long long count = 0;
-    if (count_->readNumber(count) != 0) return true;
-    return std::exchange(lastCount_, count) != count;
-  }
-
   std::map<std::string, Device> devices_;
   std::set<std::string> unsupporting_;  // apart: there are hundreds, and passes do not care
-  std::optional<OpenFile> count_;       // of what the kernel has told of devices
-  unsigned long long lastCount_ = 0;
-  bool isIncomplete_ = false;    // some were closed since the last look
-  unsigned long long next_ = 0;  // time of the next look
+  DeviceLooks looks_;
 };
 
 }  // namespace tavrin

@@ -35,7 +35,9 @@ std::string EnergyCounters::open(const SysRoot& root) {
   root_ = &root;
   int failure = 0;
   const std::vector<PowerZone> present = findPowerZones(root);
+  looks_.follow(root);
   for (const PowerZone& zone : present) {
+    met_.insert(zone.key);
     zones_.push_back({.key = zone.key, .isPackage = zone.isPackage()});
     const int error = open(zones_.back(), zone.folder);
     if (error != 0) failure = error;
@@ -44,6 +46,7 @@ std::string EnergyCounters::open(const SysRoot& root) {
     const std::string where = std::string(" below ") + kPowerZones;
     const bool isNone = zones_.empty();
     zones_.clear();
+    met_.clear();
     root_ = nullptr;
     if (isNone) return "no energy counters" + where;
     // Usual on a machine that keeps the counters from all users but root.
@@ -106,6 +109,7 @@ void EnergyCounters::readAt(unsigned long long now) {
   if (now_ == now) return;
   now_ = now;
   isRead_ = interval_.advance(now) || isRead_;
+  if (looks_.isDue(now)) findNewZones();
   turns_.beginPass(now);
   for (Zone& zone : zones_) read(zone);
   if (std::ranges::any_of(zones_, &Zone::lost)) findLostZones();
@@ -119,6 +123,25 @@ void EnergyCounters::findLostZones() {
     const auto found = std::ranges::find(present, zone.key, &PowerZone::key);
     if (!zone.lost || found == present.end()) continue;
     zone.lost = open(zone, found->folder) != 0;
+  }
+}
+
+/// Whether a known zone is read there.
+bool EnergyCounters::isInFolder(const std::string& folder) const {
+  const std::string file = root_->path(folder + "/energy_uj");
+  return std::ranges::any_of(
+      zones_, [&](const Zone& zone) { return !zone.lost && zone.energy.path() == file; });
+}
+
+/// A zone whose name is taken gives all of the name other keys, so the known ones are known by
+/// their folders.
+void EnergyCounters::findNewZones() {
+  for (const PowerZone& present : findPowerZones(*root_)) {
+    if (isInFolder(present.folder) || !met_.insert(present.key).second) continue;
+    Zone zone{.key = present.key, .isPackage = present.isPackage()};
+    if (open(zone, present.folder) != 0) continue;
+    zone.entity = pwr::createEntity({.name = present.name, .level = "Power Zone"});
+    zones_.push_back(std::move(zone));
   }
 }
 

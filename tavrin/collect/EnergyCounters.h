@@ -1,9 +1,11 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "tavrin/collect/DeviceSet.h"
 #include "tavrin/collect/Interval.h"
 #include "tavrin/collect/OpenFile.h"
 #include "tavrin/collect/SysRoot.h"
@@ -17,6 +19,7 @@ namespace tavrin {
 /// have wrapped once at its range where that gives a power which the zone can have; otherwise, as
 /// when its driver began anew, the interval is a gap, as it is without a readable range. Where the
 /// files of zones cannot stay open, those of packages are read in every pass and others by turns.
+/// Zones that come with their drivers join.
 class EnergyCounters {
  public:
   struct Zone {
@@ -44,9 +47,9 @@ class EnergyCounters {
   /// Reads the counters at `now` (ticks).
   void readAt(unsigned long long now);
 
-  /// Those that could be read at the start.
+  /// Those that could be read when they were met; they keep their places.
   const std::vector<Zone>& zones() const { return zones_; }
-  /// Of all zones, readable or not.
+  /// Of all zones of the start, readable or not.
   const std::vector<const pwr::EntityHandle*>& entities() const { return entities_; }
   /// Of the packages' zones; others may have longer ones.
   const Interval& interval() const { return interval_; }
@@ -60,6 +63,8 @@ class EnergyCounters {
   void read(Zone& zone);
   static bool growth(Zone& zone, unsigned long long now, unsigned long long& microjoules);
   void findLostZones();
+  void findNewZones();
+  bool isInFolder(const std::string& folder) const;
 
   const SysRoot* root_ = nullptr;
   Interval interval_;
@@ -67,6 +72,8 @@ class EnergyCounters {
   Turns turns_;
   bool isRead_ = false;  // whether some interval has ended
   std::vector<Zone> zones_;
+  std::set<std::string> met_;  // keys of all zones, readable or not
+  DeviceLooks looks_;          // for new ones
   std::vector<const pwr::EntityHandle*> entities_;
 };
 

@@ -14,6 +14,16 @@ std::string sensorName(const std::string& chip, const std::string& label,
   return name.empty() ? folder : name + " (" + folder + ")";
 }
 
+std::vector<std::string> monitorKeys(const SysRoot& root) {
+  const std::string prefix = "hwmon";
+  std::vector<std::string> keys;
+  for (const unsigned int number : root.listNumbered(kMonitors, prefix)) {
+    const std::string monitor = prefix + std::to_string(number);
+    keys.push_back(monitor + " " + root.readLine(kMonitors + ("/" + monitor) + "/name"));
+  }
+  return keys;
+}
+
 std::vector<MonitorSensor> findSensors(const SysRoot& root, const std::string& monitor,
                                        const std::string& kind,
                                        const std::vector<const char*>& endings) {

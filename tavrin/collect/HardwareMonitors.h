@@ -21,6 +21,10 @@ constexpr const char* kMonitors = "/sys/class/hwmon";
 std::string sensorName(const std::string& chip, const std::string& label,
                        const std::string& folder);
 
+/// Of each monitor its folder, a blank and the name of its chip, as the kernel gives the numbers of
+/// monitors that are gone to others.
+std::vector<std::string> monitorKeys(const SysRoot& root);
+
 /// The sensors of one kind ("temp", "fan") of a monitor ("hwmon1") whose files can be opened: their
 /// values may come later, as those of a sleeping device do. Each has the first of the `endings`
 /// ("_input") for which it has a file.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,6 +33,10 @@ class OpenFile {
   /// Opens the file ahead of its first read, if it stays open. Returns 0 or the errno of the
   /// failure.
   int openAhead() { return finish(open()); }
+
+  /// Whether a read failed with `error` because what the file was about is gone. A file that is
+  /// found under the name later may be about something else.
+  static bool isGone(int error) { return error == ENOENT || error == ENODEV; }
 
   /// Each returns 0, or the errno of the failure: ENODATA when the file is empty, EINVAL when it
   /// does not start with a number that fits. The arguments are untouched then.

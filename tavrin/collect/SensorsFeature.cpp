@@ -73,14 +73,7 @@ std::optional<SensorsFeature::Monitor> SensorsFeature::open(std::string_view key
 }
 
 void SensorsFeature::findMonitors() {
-  const std::string prefix = "hwmon";
-  std::vector<std::string> keys;
-  for (const unsigned int number : root_->listNumbered(kMonitors, prefix)) {
-    const std::string monitor = prefix + std::to_string(number);
-    const std::string folder = std::string(kMonitors) + "/" + monitor;
-    keys.push_back(monitor + " " + root_->readLine(folder + "/name"));
-  }
-  monitors_.meet(keys, [this](const std::string& key) { return open(key); });
+  monitors_.meet(monitorKeys(*root_), [this](const std::string& key) { return open(key); });
 }
 
 void SensorsFeature::read() {

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 #include "hostcommon/Descriptions.h"
 #include "tavrin/collect/HardwareMonitors.h"
 #include "tavrin/collect/SysRoot.h"
@@ -11,6 +13,7 @@ namespace tavrin {
 namespace {
 
 constexpr const char* kZones = "/sys/class/thermal";
+constexpr const char* kZone = "thermal_zone";
 
 /// Whether the file can be opened. Its value may come later: that of a sleeping device, for
 /// example.
@@ -23,33 +26,44 @@ bool isReadable(const std::string& path) {
 ThermalFeature::ThermalFeature()
     : Feature("thermal", "Temperature", "Temperatures of thermal zones and hardware monitors") {}
 
-void ThermalFeature::addZones(const SysRoot& root) {
-  const std::string prefix = "thermal_zone";
-  for (const unsigned int number : root.listNumbered(kZones, prefix)) {
-    const std::string zone = prefix + std::to_string(number);
-    const std::string folder = std::string(kZones).append("/").append(zone);
-    const std::string path = root.path(folder + "/temp");
-    if (!isReadable(path)) continue;
-    gauges_.add(path,
-                pwr::createEntity({.name = sensorName("", root.readLine(folder + "/type"), zone),
-                                   .level = "Thermal Zone"}));
-  }
+GaugeSet::Numbers ThermalFeature::openZone(const std::string& zone) {
+  const std::string folder = std::string(kZones).append("/").append(zone);
+  const std::string path = root_->path(folder + "/temp");
+  if (!isReadable(path)) return {};
+  const pwr::EntityHandle* const entity =
+      zones_.of(sensorName("", root_->readLine(folder + "/type"), zone));
+  if (entity == nullptr) return {};
+  return {gauges_.add(path, entity)};
 }
 
-void ThermalFeature::addMonitors(const SysRoot& root) {
-  const std::string prefix = "hwmon";
-  for (const unsigned int number : root.listNumbered(kMonitors, prefix)) {
-    const std::string monitor = prefix + std::to_string(number);
-    for (const MonitorSensor& sensor : findSensors(root, monitor, "temp", {"_input"})) {
-      gauges_.add(sensor.path, pwr::createEntity({.name = sensor.name, .level = "Sensor"}));
-    }
+GaugeSet::Numbers ThermalFeature::openMonitor(const std::string& monitor) {
+  GaugeSet::Numbers gauges;
+  for (const MonitorSensor& sensor : findSensors(*root_, monitor, "temp", {"_input"})) {
+    const pwr::EntityHandle* const entity = sensors_.of(sensor.name);
+    if (entity != nullptr) gauges.push_back(gauges_.add(sensor.path, entity));
   }
+  return gauges;
+}
+
+/// The key of a zone is its folder.
+GaugeSet::Numbers ThermalFeature::open(const std::string& key) {
+  return key.starts_with(kZone) ? openZone(key) : openMonitor(key.substr(0, key.find(' ')));
+}
+
+void ThermalFeature::findDevices() {
+  std::vector<std::string> keys;
+  for (const unsigned int number : root_->listNumbered(kZones, kZone)) {
+    keys.push_back(kZone + std::to_string(number));
+  }
+  for (std::string& key : monitorKeys(*root_)) keys.push_back(std::move(key));
+  gauges_.meet(keys, [this](const std::string& key) { return open(key); });
 }
 
 std::string ThermalFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                                   unsigned int containerId) {
-  addZones(root);
-  addMonitors(root);
+  root_ = &root;
+  gauges_.follow(root);
+  findDevices();
   if (gauges_.empty()) {
     return std::string("no readable temperatures below ") + kZones + " and " + kMonitors;
   }
@@ -67,6 +81,7 @@ std::string ThermalFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
 }
 
 void ThermalFeature::sample(unsigned long long now, SampleBatch& batch) {
+  if (gauges_.isDue(now)) findDevices();
   gauges_.sample(now, metrics().front(), batch);
 }
 

@@ -1,13 +1,17 @@
 #pragma once
 
+#include <string>
+
+#include "tavrin/collect/DeviceSet.h"
 #include "tavrin/collect/Feature.h"
 #include "tavrin/collect/GaugeSet.h"
 
 namespace tavrin {
 
-/// Temperatures in degrees Celsius, of the thermal zones and of the hardware monitors. Neither the
-/// types of zones nor the names of monitors are unique, so entities are named after both the sensor
-/// and its folder: "board (thermal_zone0)", "chip Core 0 (hwmon1)".
+/// Temperatures in degrees Celsius, of the thermal zones (Documentation/ABI/testing/
+/// sysfs-class-thermal) and of the hardware monitors. Neither the types of zones nor the names of
+/// monitors are unique, so entities are named after both the sensor and its folder: "board
+/// (thermal_zone0)", "chip Core 0 (hwmon1)". Both come and go with their drivers.
 class ThermalFeature : public Feature {
  public:
   ThermalFeature();
@@ -17,10 +21,15 @@ class ThermalFeature : public Feature {
   void sample(unsigned long long now, SampleBatch& batch) override;
 
  private:
-  void addZones(const SysRoot& root);
-  void addMonitors(const SysRoot& root);
+  void findDevices();
+  GaugeSet::Numbers open(const std::string& key);
+  GaugeSet::Numbers openZone(const std::string& zone);
+  GaugeSet::Numbers openMonitor(const std::string& monitor);
 
+  const SysRoot* root_ = nullptr;
   GaugeSet gauges_{"Temperature"};
+  NamedEntities zones_{"Thermal Zone"};
+  NamedEntities sensors_{"Sensor"};
 };
 
 }  // namespace tavrin

@@ -29,16 +29,25 @@ UncoreFreqFeature::UncoreFreqFeature()
     : Feature("uncore-freq", "Uncore Frequency",
               "Frequencies of caches and interconnects of packages") {}
 
+GaugeSet::Numbers UncoreFreqFeature::open(const std::string& folder) {
+  const std::string path = std::string(kUncores) + "/" + folder;
+  const std::string file = path + "/current_freq_khz";
+  unsigned long long kilohertz = 0;
+  if (root_->readNumber(file, kilohertz) != 0) return {};
+  const pwr::EntityHandle* const entity = entities_.of(uncoreName(*root_, folder, path));
+  if (entity == nullptr) return {};
+  return {gauges_.add(root_->path(file), entity)};
+}
+
+void UncoreFreqFeature::findUncores() {
+  gauges_.meet(root_->list(kUncores), [this](const std::string& folder) { return open(folder); });
+}
+
 std::string UncoreFreqFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
                                      unsigned int containerId) {
-  for (const std::string& folder : root.list(kUncores)) {
-    const std::string path = std::string(kUncores) + "/" + folder;
-    const std::string file = path + "/current_freq_khz";
-    unsigned long long kilohertz = 0;
-    if (root.readNumber(file, kilohertz) != 0) continue;
-    gauges_.add(root.path(file),
-                pwr::createEntity({.name = uncoreName(root, folder, path), .level = "Uncore"}));
-  }
+  root_ = &root;
+  gauges_.follow(root);
+  findUncores();
   if (gauges_.empty()) return std::string("no readable frequencies below ") + kUncores;
   addMetric(pwr::createMetric(
       {.containerId = containerId,
@@ -54,6 +63,7 @@ std::string UncoreFreqFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
 }
 
 void UncoreFreqFeature::sample(unsigned long long now, SampleBatch& batch) {
+  if (gauges_.isDue(now)) findUncores();
   gauges_.sample(now, metrics().front(), batch);
 }
 
