@@ -45,7 +45,8 @@ constexpr std::size_t kQueueCapacity = 256;
 /// So many passes, or those of `kLoopPeriod`, are written together: each wake of the writer thread
 /// takes some 30 us of the processors, whatever it finds.
 constexpr std::size_t kPassesTogether = 64;
-constexpr std::chrono::milliseconds kLoopPeriod{250};
+constexpr std::chrono::milliseconds kLoopPeriod{1000};
+constexpr std::chrono::milliseconds kProgressPeriod{250};
 /// Kernel events wait no longer, so that the kernel's buffers have room for more.
 constexpr std::chrono::milliseconds kTracePeriod{50};
 
@@ -171,7 +172,7 @@ void Recording::describe(const Sampler& sampler) {
 
 void Recording::showProgress(Clock::time_point now) {
   if (now < nextProgress_) return;
-  nextProgress_ = now + kLoopPeriod;
+  nextProgress_ = now + kProgressPeriod;
   std::string text = "recording " + withDecimals(Seconds(now - start_).count(), 1) + " s";
   const double duration = Seconds(times_.duration).count();
   if (duration > 0.0) text += " of " + withDecimals(duration, 1) + " s";
@@ -197,7 +198,7 @@ void Recording::drain(SampleQueue& queue, const Sampler& sampler) {
   while (!queue.isDone()) {
     const auto now = Clock::now();
     if (command_ && command_->hasEnded()) stop_.request();
-    auto wake = now + kLoopPeriod;
+    auto wake = now + (progress_.isShown() ? kProgressPeriod : kLoopPeriod);
     if (options_.continuousSec > 0.0) wake = std::min(wake, nextFlush_);
     if (tracing_ != nullptr) wake = std::min(wake, nextTrace_);
     // Rounded up, so that the wait does not end just before the time that it waits for.

@@ -26,6 +26,7 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
   void show(const std::string& text);
+  bool isShown() const { return enabled_; }
 
  private:
   bool enabled_;
