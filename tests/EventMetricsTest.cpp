@@ -268,6 +268,7 @@ TEST(EventMetrics, BoundsMetricsAndFieldsOfOtherEvents) {
   std::vector<std::string> names;
   for (std::size_t i = 0; i < OtherGroup::kMostFields + 9; ++i) names.push_back(std::to_string(i));
   std::vector<EventField> fields;
+  fields.reserve(names.size());
   for (const std::string& name : names) fields.push_back({name, 1LL});
   metrics.add({1, 0, other(fields), "wide"}, sink);
   EXPECT_EQ(std::ranges::count(sink.lines, '='), 3 + static_cast<long>(OtherGroup::kMostFields));
