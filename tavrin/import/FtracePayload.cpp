@@ -14,7 +14,7 @@ using What = KernelEvent::What;
 using MaybeWhat = std::optional<What>;
 using MaybeText = std::optional<std::string_view>;
 
-constexpr std::size_t kNone = std::string_view::npos;
+constexpr std::size_t kNowhere = std::string_view::npos;
 constexpr unsigned long long kThreadFlag = 0x00010000;  // CLONE_THREAD
 
 /// The number that the text is, as a whole.
@@ -31,10 +31,10 @@ std::optional<Number> numberOf(std::string_view text, int base = 10) {
 /// what follows these texts has not.
 MaybeText wordBehind(std::string_view payload, std::string_view key) {
   std::size_t place = payload.rfind(key);
-  while (place != kNone && place != 0 && payload[place - 1] != ' ') {
-    place = place == 0 ? kNone : payload.rfind(key, place - 1);
+  while (place != kNowhere && place != 0 && payload[place - 1] != ' ') {
+    place = place == 0 ? kNowhere : payload.rfind(key, place - 1);
   }
-  if (place == kNone) return std::nullopt;
+  if (place == kNowhere) return std::nullopt;
   const std::string_view rest = payload.substr(place + key.size());
   return rest.substr(0, rest.find(' '));
 }
@@ -48,7 +48,7 @@ std::optional<Number> numberBehind(std::string_view payload, std::string_view ke
 /// The text from `begin`, with which the payload begins, to the last `end`.
 MaybeText textBetween(std::string_view payload, std::string_view begin, std::string_view end) {
   const std::size_t place = payload.rfind(end);
-  if (!payload.starts_with(begin) || place == kNone || place < begin.size()) return std::nullopt;
+  if (!payload.starts_with(begin) || place == kNowhere || place < begin.size()) return std::nullopt;
   return payload.substr(begin.size(), place - begin.size());
 }
 
@@ -69,10 +69,10 @@ MaybeWhat frequency(const FtraceLine& line) {
 /// "sshd:1977 [120]"
 MaybeWhat shortSwitch(std::string_view next) {
   const std::size_t bracket = next.rfind(" [");
-  if (bracket == kNone || !next.ends_with(']')) return std::nullopt;
+  if (bracket == kNowhere || !next.ends_with(']')) return std::nullopt;
   const std::string_view task = next.substr(0, bracket);
   const std::size_t colon = task.rfind(':');
-  if (colon == kNone) return std::nullopt;
+  if (colon == kNowhere) return std::nullopt;
   const auto number = numberOf<int>(task.substr(colon + 1));
   if (!number) return std::nullopt;
   return SwitchEvent{.task = *number, .name = task.substr(0, colon)};
@@ -83,7 +83,7 @@ MaybeWhat taskSwitch(const FtraceLine& line) {
   constexpr std::string_view kArrow = " ==> ";
   constexpr std::string_view kName = "next_comm=";
   const std::size_t arrow = line.payload.find(kArrow);
-  if (arrow == kNone || line.payload.rfind(kArrow) != arrow) return std::nullopt;
+  if (arrow == kNowhere || line.payload.rfind(kArrow) != arrow) return std::nullopt;
   const std::string_view next = line.payload.substr(arrow + kArrow.size());
   if (!next.starts_with(kName)) return shortSwitch(next);
   const MaybeText name = textBetween(next, kName, " next_pid=");
@@ -104,7 +104,7 @@ MaybeWhat newTask(const FtraceLine& line) {
 MaybeWhat forked(const FtraceLine& line) {
   constexpr std::string_view kChild = " child_comm=";
   const std::size_t child = line.payload.find(kChild);
-  if (child == kNone || line.payload.rfind(kChild) != child) return std::nullopt;
+  if (child == kNowhere || line.payload.rfind(kChild) != child) return std::nullopt;
   const auto parent = numberBehind<int>(line.payload.substr(0, child), "pid=");
   const std::string_view rest = line.payload.substr(child + 1);
   const MaybeText name = textBetween(rest, "child_comm=", " child_pid=");
@@ -181,11 +181,11 @@ MaybeWhat callbackBegin(const FtraceLine& line) {
   const MaybeText driven = textBetween(line.payload, "", ", parent: ");
   const std::size_t bracket = line.payload.rfind('[');
   const std::size_t comma = line.payload.rfind(", ");
-  if (!driven || bracket == kNone || comma > bracket || !line.payload.ends_with(']')) {
+  if (!driven || bracket == kNowhere || comma > bracket || !line.payload.ends_with(']')) {
     return std::nullopt;
   }
   const std::size_t blank = driven->find(' ');
-  if (blank == kNone || driven->rfind(' ') != blank) return std::nullopt;
+  if (blank == kNowhere || driven->rfind(' ') != blank) return std::nullopt;
   const std::string_view operations = line.payload.substr(comma + 2, bracket - comma - 2);
   return DeviceCallbackEvent{
       .device = driven->substr(blank + 1),
@@ -198,7 +198,7 @@ MaybeWhat callbackBegin(const FtraceLine& line) {
 MaybeWhat callbackEnd(const FtraceLine& line) {
   const MaybeText driven = textBetween(line.payload, "", ", err=");
   const std::size_t blank = driven.value_or("").find(' ');
-  if (blank == kNone || driven->rfind(' ') != blank) return std::nullopt;
+  if (blank == kNowhere || driven->rfind(' ') != blank) return std::nullopt;
   return DeviceCallbackEvent{.device = driven->substr(blank + 1)};
 }
 
@@ -222,7 +222,7 @@ MaybeWhat clock(const FtraceLine& line) {
 /// "uart_clk 48000000"
 MaybeWhat clockRate(const FtraceLine& line) {
   const std::size_t blank = line.payload.rfind(' ');
-  if (blank == kNone) return std::nullopt;
+  if (blank == kNowhere) return std::nullopt;
   const auto hertz = numberOf<unsigned long long>(line.payload.substr(blank + 1));
   if (!hertz) return std::nullopt;
   return ClockRateEvent{.clock = line.payload.substr(0, blank), .hertz = *hertz};
@@ -315,7 +315,7 @@ bool FtracePayload::readFields(std::string_view payload) {
   while (!payload.empty()) {
     const std::string_view word = payload.substr(0, payload.find(' '));
     const std::size_t sign = word.find('=');
-    if (sign == kNone || !isKey(word.substr(0, sign))) return false;
+    if (sign == kNowhere || !isKey(word.substr(0, sign))) return false;
     fields_.push_back({word.substr(0, sign), valueOf(word.substr(sign + 1))});
     payload.remove_prefix(word.size());
     payload.remove_prefix(std::min(payload.find_first_not_of(' '), payload.size()));
