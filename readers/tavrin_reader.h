@@ -27,8 +27,8 @@
 #ifndef TAVRIN_READER_H
 #define TAVRIN_READER_H
 
-#include <stddef.h>
-#include <stdint.h>
+#include <stddef.h> /* NOLINT(modernize-deprecated-headers): for C, too */
+#include <stdint.h> /* NOLINT(modernize-deprecated-headers) */
 
 #if defined(_WIN32)
 #if defined(TAVRIN_READER_BUILD)

@@ -128,6 +128,7 @@ TEST(EventImport, BoundsTheNamesThatItCounts) {
     names.push_back("name" + std::to_string(i));
   }
   std::vector<KernelEvent> events;
+  events.reserve(names.size() + 1);
   for (const std::string& name : names) events.push_back({1, 0, OtherEvent{}, name});
   events.push_back({1, 64, OtherEvent{}, "name0"});
   import({}, events, sink);

@@ -55,15 +55,17 @@ std::string manyLines() {
 
 TEST(Packing, InputsAreUnpackedByTheirContent) {
   const std::string lines = manyLines();
+  const std::string whole = lines + "a\n" + lines;
+  const std::string filling(5000, '\0');
   for (const Packing packing : kPackings) {
     if (!isHere(packing)) continue;
     std::string text;
     const std::string bytes = packed(packing, {lines, "a\n", lines});
     EXPECT_LT(bytes.size(), lines.size());
     EXPECT_EQ(readInput(bytes, text), 0) << text;
-    EXPECT_EQ(text, lines + "a\n" + lines);
-    EXPECT_EQ(readInput(bytes + std::string(5000, '\0'), text), 0) << text;  // filled up
-    EXPECT_EQ(text, lines + "a\n" + lines);
+    EXPECT_EQ(text, whole);
+    EXPECT_EQ(readInput(bytes + filling, text), 0) << text;
+    EXPECT_EQ(text, whole);
   }
   std::string text;
   for (const std::string plain : {"", "\x1F", "\x28\xB5\x2F", "\x28\xB5plain"}) {

@@ -61,7 +61,7 @@ TEST_F(ResultImportTest, WhatIsLostIsToldOnce) {
 TEST_F(ResultImportTest, ANumberedRunIsReadFromItsFirstFile) {
   // A flush in the middle makes two files, of which the second has new points of known series.
   const std::string stream = readFile(recorded("recorded.jsonl"));
-  const std::size_t middle = stream.find("\n", stream.size() * 2 / 3) + 1;
+  const std::size_t middle = stream.find('\n', stream.size() * 2 / 3) + 1;
   folder_.write("two", stream.substr(0, middle) + "{\"type\":\"flush\"}\n" + stream.substr(middle));
   ASSERT_EQ(report({folder_.path("two")}, "run", true), "");
   for (const std::string ending : {".ztbin", ".ztjson"}) {
