@@ -168,23 +168,23 @@ MetricTotals inOrderOfCpus(const MetricTotals& totals) {
 
 }  // namespace
 
-MetricTotals withWholeMachine(const MetricTotals& unordered) {
-  const MetricTotals totals = inOrderOfCpus(unordered);
-  const bool hasTexts = totals.isCategorical() && !totals.hasStates();
-  if (!addsUp(totals) && !(hasTexts && isOfCpus(*totals.metric()))) return totals;
-  const Groups groups(totals);
-  const bool addsTimes = totals.metric()->type != Type::SampledDelta;
+MetricTotals withWholeMachine(const MetricTotals& totals) {
+  MetricTotals ordered = inOrderOfCpus(totals);
+  const bool hasTexts = ordered.isCategorical() && !ordered.hasStates();
+  if (!addsUp(ordered) && !(hasTexts && isOfCpus(*ordered.metric()))) return ordered;
+  const Groups groups(ordered);
+  const bool addsTimes = ordered.metric()->type != Type::SampledDelta;
   std::vector<SeriesTotals> all;
   if (hasTexts && groups.contains(allCpus())) {
-    appendGroup(all, allCpus(), groups, totals.series(), addsTimes);
-    return totals.withSeries(std::move(all));
+    appendGroup(all, allCpus(), groups, ordered.series(), addsTimes);
+    return ordered.withSeries(std::move(all));
   }
-  std::vector<SeriesTotals> series = busySeries(totals);
-  series.insert(series.end(), totals.series().begin(), totals.series().end());
+  std::vector<SeriesTotals> series = busySeries(ordered);
+  series.insert(series.end(), ordered.series().begin(), ordered.series().end());
   for (const Entity group : groups.order()) appendGroup(all, group, groups, series, addsTimes);
   const bool hasCpuRows = groups.cpus() <= kMostCpuRows;
   if (hasCpuRows) all.insert(all.end(), series.begin(), series.end());
-  return totals.withSeries(std::move(all));
+  return ordered.withSeries(std::move(all));
 }
 
 }  // namespace tavrin
