@@ -234,7 +234,7 @@ TEST(RingPage, ReadsEveryKindOfRecord) {
 }
 
 TEST(RingPage, EndsAtWhatNoKernelWrites) {
-  const PageShape shape{.size = 64};
+  const PageShape shape{.longSize = 8, .size = 64};
   const Bytes good = recordOf(5, Bytes::event(1, 0));
   struct Case {
     Bytes page;

@@ -214,13 +214,11 @@ std::string runOf(const std::string& bytes) {
   };
   const TempFolder folder;
   folder.write("trace.dat", bytes);
-  static std::vector<std::unique_ptr<RecordingImport>> imports;  // own what the sink has seen
   Facts facts;
-  imports.push_back(std::make_unique<RecordingImport>(
-      folder.path("trace.dat"), std::vector<std::string>{"*"}, facts, [] { return false; }));
+  RecordingImport import(folder.path("trace.dat"), {"*"}, facts, [] { return false; });
   std::string error;
-  const int status = imports.back()->replay(error);
-  for (const std::string& warning : imports.back()->warnings()) facts.lines += warning + "\n";
+  const int status = import.replay(error);
+  for (const std::string& warning : import.warnings()) facts.lines += warning + "\n";
   return facts.lines + "\n" + std::to_string(status) + " " + error;
 }
 
@@ -330,7 +328,7 @@ TEST(PrintText, DoesWhatTheKernelLeftToTheReader) {
       {"%", none(), "%"},
   };
   for (const Case& one : kCases) {
-    EXPECT_EQ(printText(one.format, one.values.content, {},
+    EXPECT_EQ(printText(one.format, one.values.content, {.longSize = 8},
                         [](std::uint64_t at) { return at == 0x1000 ? "symbol" : std::string(); }),
               one.text)
         << one.format;
