@@ -1,6 +1,6 @@
-// Feeds the cases of a folder to a target where there is no libFuzzer: all that was ever found
-// stays found. A folder that is missing or empty is a mistake.
-//   TARGET_corpus FOLDER
+// Feeds the cases of folders to a target where there is no libFuzzer: all that was ever found
+// stays found. A folder that is missing is a mistake, and so is it that there are no cases.
+//   TARGET_corpus FOLDER...
 
 #include <algorithm>
 #include <cstdio>
@@ -9,11 +9,13 @@
 #include "fuzz/FuzzTarget.h"
 
 int main(int argc, char** argv) {
-  if (argc != 2 || !std::filesystem::is_directory(argv[1])) return 2;
   std::vector<std::filesystem::path> cases;
-  for (const auto& entry :
-       std::filesystem::directory_iterator(std::filesystem::absolute(argv[1]))) {
-    cases.push_back(entry.path());
+  for (int i = 1; i < argc; ++i) {
+    if (!std::filesystem::is_directory(argv[i])) return 2;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::filesystem::absolute(argv[i]))) {
+      cases.push_back(entry.path());
+    }
   }
   std::ranges::sort(cases);
   for (const std::filesystem::path& path : cases) {

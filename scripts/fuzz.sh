@@ -24,6 +24,7 @@ for target in pwr ztbin ztjson; do
   [ ! -d "$work/seeds/$target" ] || cp "$tests/golden/recorded.$target" "$work/seeds/$target"
 done
 [ ! -d "$work/seeds/stream" ] || cp "$tests"/*.jsonl "$work/seeds/stream"
+[ ! -d "$work/seeds/ftrace" ] || cp "$tests"/ftrace/* "$work/seeds/ftrace"
 [ ! -d "$work/seeds/config" ] || cp config/tavrin-output.toml "$work/seeds/config"
 
 found=()

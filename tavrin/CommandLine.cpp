@@ -11,6 +11,7 @@
 
 #include "hostcommon/Version.h"
 #include "tavrin/Commands.h"
+#include "tavrin/HelpTexts.h"
 #include "tavrin/Options.h"
 #include "tavrin/UsageError.h"
 #include "tavrin/common/CommandError.h"
@@ -21,139 +22,6 @@
 namespace tavrin {
 
 namespace {
-
-constexpr const char* kDescription =
-    "Tavrin records power and performance telemetry and writes it in several formats.\n"
-    "\n"
-    "Examples:\n"
-    "  tavrin record -- make -j8            measure a command; report in tavrin.csv\n"
-    "  tavrin record -d 10s -o out/idle     measure 10 s; report in out/idle.csv\n"
-    "  tavrin record -f core-cstate,cpu-time -i 20ms -d 5s --capture run.jsonl\n"
-    "  tavrin watch                         the same, live on the terminal\n"
-    "  tavrin report -w all -o again run.jsonl\n"
-    "  mytool | tavrin report -o mytool -   report what another tool measured\n"
-    "  tavrin list features                 what this machine offers\n"
-    "  tavrin inspect again.ztbin           verify a recorded output and tell what is in it";
-
-constexpr const char* kRecordFooter =
-    "To measure a command: tavrin record [OPTIONS] -- COMMAND ARGS...\n"
-    "\n"
-    "Collects until the command ends, the duration has passed, or Ctrl-C. The first Ctrl-C\n"
-    "(also SIGTERM, SIGHUP) ends the collection and completes every output, the second gives\n"
-    "up at once. A command that still runs is asked to end (SIGTERM) and killed 5 seconds\n"
-    "later; after a Ctrl-C, one that handles it has 5 seconds before that.\n"
-    "\n"
-    "A file appears under its name when it is complete; what could be written of another\n"
-    "stands in NAME.incomplete. The capture is a journal: it is written in place, and a run\n"
-    "that is killed leaves all but its last second for 'tavrin report'.\n"
-    "\n"
-    "The writers 'json' and 'bin' keep the run in memory, about 33 and 13 bytes for each value,\n"
-    "until it ends; with --continuous until the next flush. The others stage it on disk.\n"
-    "\n"
-    "Exit status: that of the command, 128 + N if signal N ended it, 127 if it cannot be\n"
-    "started; 1 if an output is incomplete or a flush of continuous results failed, 2 for a\n"
-    "usage error, 130 after a second Ctrl-C, else 0.\n"
-    "\n"
-    "Environment: PW_DO_TIMELINE_TSC=1 writes times, PW_DO_TIMELINE_RESIDENCY_TICKS=1\n"
-    "residencies of the data trace, as ticks of the timestamp clock;\n"
-    "PW_ENABLE_LEGACY_KORVELL=1 makes timeline files for old analyzers, without the fractions\n"
-    "of reals; NO_COLOR keeps colours off the terminal.";
-
-constexpr const char* kWatchFooter =
-    "Examples:\n"
-    "  tavrin watch                         everything, once a second, until Ctrl-C\n"
-    "  tavrin watch --show CPU,Power        sleep states and use of CPUs, power of zones\n"
-    "  tavrin watch -f cpu-time --hide steal,nice -i 200ms\n"
-    "  tavrin watch -n 10 | tee watch.txt   ten intervals as plain rows\n"
-    "\n"
-    "Features and metrics are those of 'tavrin record'; no files are written. Residencies are\n"
-    "shown in percent of the interval, counters per second, in the unit of their rate where\n"
-    "they have one, readings as they are. 'Busy' is the time without sleep or idleness. The row\n"
-    "'all' has the CPUs' means, of counters their sums. On a terminal each interval takes the\n"
-    "place of the one before; elsewhere every row begins with its time in seconds.\n"
-    "\n"
-    "Exit status: 0, 1 if nothing can be measured or printed, 2 for a usage error.";
-
-constexpr const char* kReportFooter =
-    "FILE is a stream recorded with 'tavrin record --capture', or printed by any other tool\n"
-    "(docs/formats/recorded-stream.md); or what one of the writers bin, json and korvell wrote;\n"
-    "or a recording of kernel events: trace.dat, or text as the kernel's file trace,\n"
-    "'trace-cmd report' and Android's systrace have it (docs/formats/kernel-trace.md). Its\n"
-    "content tells what it is, also where that is packed (gzip, zstd); - reads standard input.\n"
-    "Of a continuous run give all files, or the first one: those that follow it in its folder\n"
-    "are read with it. What a format has lost is told at the start; where that is the clock,\n"
-    "it is taken for 1000 MHz unless --clock says another.\n"
-    "\n"
-    "A faulty line or record ends the replay with its place and cause; what came before it is\n"
-    "written to NAME.incomplete. A record of a stream that is cut off by its end, as that of a\n"
-    "recording that was killed, is left out with a warning.\n"
-    "\n"
-    "A signal ends standard input or a pipe, whose outputs are completed; the outputs of a\n"
-    "file that is cut short are incomplete. The second one gives up at once.\n"
-    "\n"
-    "Exit status: 0 if all is written, 1 if the stream is faulty, an output is incomplete or\n"
-    "a flush failed, 2 for a usage error, 128 + N when signal N ended the replay, 130 after a\n"
-    "second one.";
-
-constexpr const char* kExportFooter =
-    "Examples:\n"
-    "  tavrin export run.jsonl > points.csv\n"
-    "  tavrin export --metric 'CPU*' --entity '*CPU3' --from 2s --to 3s run.jsonl\n"
-    "  tavrin export -c time,metric,value,attributes --format jsonl --metric process run.jsonl\n"
-    "\n"
-    "FILE is whatever 'tavrin report' reads. Each value is a line, in the order in which they\n"
-    "come; numbers have all of their digits. Columns:\n"
-    "  time        seconds from the start of the collection\n"
-    "  ticks       the same moment on the timestamp clock\n"
-    "  duration    seconds that the value is about; nothing where that is unknown\n"
-    "  feature, kind, metric, entity, descriptor, unit\n"
-    "              what was measured, how, and on what: kind is delta, residency, value,\n"
-    "              transition or event; an entity stands behind those it is part of\n"
-    "  value       a number or a text; times in milliseconds\n"
-    "  attributes  what else is known of it, such as the process, as a JSON object\n"
-    "In a PATTERN '*' stands for any letters and '?' for one. CSV is as RFC 4180 has it, in\n"
-    "UTF-8 and with line feeds; in JSON Lines what is not there is null.\n"
-    "\n"
-    "Exit status: 0 if all is printed, 1 if the input is faulty (what came before is printed)\n"
-    "or standard output cannot be written, 2 for a usage error.";
-
-constexpr const char* kCompareFooter =
-    "Examples:\n"
-    "  tavrin compare before.jsonl after.jsonl\n"
-    "  tavrin compare before-*.jsonl -- after-*.jsonl\n"
-    "  tavrin compare --metric '*Energy*' --fail-above +5% base-*.jsonl -- new-*.jsonl\n"
-    "\n"
-    "The files are whatever 'tavrin report' reads; those that tell the same start are one run,\n"
-    "and of a numbered one the first brings those that follow it.\n"
-    "Figures are the mean of a value over time, the share of the time spent in a state, the\n"
-    "rate and the total of a counter, each in the mean over the runs of its side. What changed\n"
-    "most comes first. The spread is from the least run to the largest one, of the side where\n"
-    "it is larger. From four runs on each side on, a change is 'real' or 'chance' by a rank\n"
-    "test, with at most 5 % of the real ones expected to be wrong; with fewer it is only told\n"
-    "whether it is beyond the spread. --fail-above counts changes beyond the spread that are\n"
-    "not called chance.\n"
-    "\n"
-    "Exit status: 0, 1 if a file cannot be read or nothing is to be compared, 2 for a usage\n"
-    "error, 3 if a figure changed by more than --fail-above allows.";
-
-constexpr const char* kInspectFooter =
-    "Examples:\n"
-    "  tavrin inspect run.ztbin             one file of a whole run\n"
-    "  tavrin inspect run_*.ztbin           a continuous run; later files need the earlier ones\n"
-    "  tavrin inspect --points run.ztjson | cut -f 3,6\n"
-    "  tavrin inspect --records run.pwr     a timeline file, record by record\n"
-    "\n"
-    "Checks every byte of the files and prints what they hold: the system, the metrics, and\n"
-    "how many points of which series. Their content tells the format, whatever they are called.\n"
-    "Files called BASE_N are one run, read in the order of the numbers; all others stand for\n"
-    "themselves. With --points each value (of a .pwr file\n"
-    "each record) is a line of fields separated by tabs, with control characters and\n"
-    "backslashes of names as \\xNN. Times are ticks of the timestamp clock, in the .ztjson\n"
-    "file of a whole run microseconds from its start; durations are microseconds, in a .pwr\n"
-    "file ticks.\n"
-    "\n"
-    "Exit status: 0 if all files are sound, 1 if one is not (with the place, what the format\n"
-    "expects there and what was found) or cannot be read, 2 for a usage error.";
 
 void addCommonOptions(CLI::App& app, Options& options) {
   app.add_option("--plugin", options.plugin, "Plugin library to load instead of the tool's own")

@@ -180,7 +180,7 @@ void Session::deliverHeader() {
 void warnOfLostEvents(const std::vector<pwr::LostEvents>& events) {
   for (const pwr::LostEvents& lost : events) {
     if (lost.count == 0) continue;
-    warn(std::to_string(lost.count) + " events of " + lost.source + " came too fast and are lost");
+    warn(std::to_string(lost.count) + " events of " + lost.source + " are lost");
   }
 }
 

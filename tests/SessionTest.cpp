@@ -72,7 +72,7 @@ TEST(Session, LostEventsAreWarnedOf) {
   session.system(metadata);
   metadata.edit().lostEvents = {{"CPU0", 7}, {"CPU1", 0}};
   session.finish();
-  EXPECT_EQ(log.general(), "tavrin: warning: 7 events of CPU0 came too fast and are lost\n");
+  EXPECT_EQ(log.general(), "tavrin: warning: 7 events of CPU0 are lost\n");
 }
 
 TEST(Session, OfManyMetricsThatAreNotFiniteAFewAreNamed) {

@@ -4,7 +4,7 @@
 
 #include "hostcommon/Descriptions.h"
 #include "tavrin/collect/HardwareMonitors.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

@@ -2,7 +2,7 @@
 
 #include "hostcommon/Descriptions.h"
 #include "tavrin/collect/SysRoot.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

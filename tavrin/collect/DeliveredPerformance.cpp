@@ -1,7 +1,7 @@
 #include "tavrin/collect/DeliveredPerformance.h"
 
 #include "tavrin/collect/SysRoot.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

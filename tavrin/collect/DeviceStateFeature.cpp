@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

@@ -7,7 +7,7 @@
 
 #include "tavrin/collect/Counting.h"
 #include "tavrin/collect/SysRoot.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

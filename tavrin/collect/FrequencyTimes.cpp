@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "hostcommon/NumberText.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

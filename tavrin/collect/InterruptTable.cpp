@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "tavrin/collect/CpuEntities.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

@@ -5,9 +5,9 @@
 #include <set>
 
 #include "tavrin/collect/Interval.h"
-#include "tavrin/collect/TextScan.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

@@ -1,7 +1,7 @@
 #include "tavrin/collect/KeyedCounters.h"
 
 #include "tavrin/collect/Counting.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

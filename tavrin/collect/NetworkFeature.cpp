@@ -3,7 +3,7 @@
 #include <array>
 
 #include "tavrin/collect/Counting.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

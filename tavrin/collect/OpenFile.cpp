@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

@@ -10,7 +10,7 @@
 #include <ctime>
 
 #include "hostcommon/Utf8Text.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

@@ -1,7 +1,7 @@
 #include "tavrin/collect/ScaledDevices.h"
 
 #include "hostcommon/NumberText.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

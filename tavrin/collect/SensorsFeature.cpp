@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "tavrin/collect/HardwareMonitors.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

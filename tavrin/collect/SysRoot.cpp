@@ -5,7 +5,7 @@
 #include <system_error>
 
 #include "tavrin/collect/OpenFile.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

@@ -6,7 +6,7 @@
 #include <charconv>
 
 #include "tavrin/collect/Interval.h"
-#include "tavrin/collect/TextScan.h"
+#include "tavrin/common/TextScan.h"
 
 namespace tavrin {
 

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cstdlib>
 
+#include "tavrin/common/TextScan.h"
+
 namespace tavrin {
 
 namespace {
@@ -27,13 +29,6 @@ std::string textOf(FieldCursor& data, const char* what) {
   std::string text = data.bytes(data.left(), kLongestDescription, what);
   text.resize(std::min(text.find('\0'), text.size()));
   return text;
-}
-
-std::string_view takeLine(std::string_view& text) {
-  const std::size_t end = std::min(text.find('\n'), text.size());
-  const std::string_view line = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  return line;
 }
 
 /// "0x… : "text"" of `printk_formats`.

@@ -55,11 +55,6 @@ const std::vector<std::string>& pointColumnNames() {
   return names;
 }
 
-std::size_t PointTable::KeyHash::operator()(const Key& key) const {
-  const std::hash<const void*> hash;
-  return hash(key.entity) * 31 + hash(key.descriptor);
-}
-
 PointTable::PointTable(PointChoice choice, std::FILE* out) : choice_(std::move(choice)), out_(out) {
   std::ranges::copy_if(choice_.columns, std::back_inserter(own_), isOwn);
 }
@@ -77,7 +72,7 @@ double PointTable::secondsOf(unsigned long long timestamp) const {
 
 /// What of a column the lines of a series have in common.
 void PointTable::appendCommon(std::string& text, PointColumn column,
-                              const pwr::MetricDescription& metric, const Key& key) const {
+                              const pwr::MetricDescription& metric, const SeriesKey& key) const {
   const auto append = [&](const std::string& cell) {
     cell.empty() ? appendNothing(text, choice_.format) : appendText(text, cell, choice_.format);
   };
@@ -100,7 +95,7 @@ void PointTable::appendCommon(std::string& text, PointColumn column,
 }
 
 PointTable::Series PointTable::describe(const pwr::MetricDescription& metric,
-                                        const Key& key) const {
+                                        const SeriesKey& key) const {
   const bool isJson = choice_.format == PointFormat::JsonLines;
   Series series{.key = key, .isChosen = isEntityChosen(choice_.entities, key.entity)};
   std::string text = isJson ? "{" : "";
@@ -130,7 +125,7 @@ PointTable::KnownMetric& PointTable::knownMetric(const pwr::MetricDescription& m
 
 /// Messages mostly have the series of the one before in the same order.
 PointTable::Series& PointTable::seriesOf(KnownMetric& known, const pwr::MetricDescription& metric,
-                                         const Key& key) {
+                                         const SeriesKey& key) {
   if (known.next >= known.series.size()) known.next = 0;
   if (known.next < known.series.size() && known.series[known.next].key == key) {
     return known.series[known.next++];
@@ -210,7 +205,6 @@ void PointTable::metric(pwr::Metric& metric) {
       appendOwn(column, known, element);
     }
     lines_ += series.texts.back();
-    ++points_;
   }
   if (lines_.size() >= kPrintedAtOnce) print();
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tavrin/common/MessageSink.h"
+#include "tavrin/common/SeriesKey.h"
 #include "tavrin/points/PointText.h"
 
 namespace tavrin {
@@ -64,21 +65,11 @@ class PointTable final : public MessageSink {
 
   /// Prints the head, if no system has come, and what still waits.
   void finish();
-  /// Points printed.
-  unsigned long long points() const { return points_; }
 
  private:
-  struct Key {
-    const pwr::EntityHandle* entity;
-    const pwr::DataDescriptor* descriptor;
-    bool operator==(const Key&) const = default;
-  };
-  struct KeyHash {
-    std::size_t operator()(const Key& key) const;
-  };
   /// What the lines of a series have in common: the texts before each cell that differs.
   struct Series {
-    Key key{};
+    SeriesKey key{};
     bool isChosen = false;
     std::vector<std::string> texts;
   };
@@ -88,14 +79,14 @@ class PointTable final : public MessageSink {
     bool isRate = false;  ///< its durations are not
     std::vector<Series> series;
     std::size_t next = 0;  ///< the place in `series` after the one found last
-    std::unordered_map<Key, std::size_t, KeyHash> places;
+    std::unordered_map<SeriesKey, std::size_t, SeriesKeyHash> places;
   };
 
   KnownMetric& knownMetric(const pwr::MetricDescription& metric);
-  Series& seriesOf(KnownMetric& known, const pwr::MetricDescription& metric, const Key& key);
-  Series describe(const pwr::MetricDescription& metric, const Key& key) const;
+  Series& seriesOf(KnownMetric& known, const pwr::MetricDescription& metric, const SeriesKey& key);
+  Series describe(const pwr::MetricDescription& metric, const SeriesKey& key) const;
   void appendCommon(std::string& text, PointColumn column, const pwr::MetricDescription& metric,
-                    const Key& key) const;
+                    const SeriesKey& key) const;
   void appendOwn(PointColumn column, const KnownMetric& known, const pwr::DataElement& element);
   void appendAttributes(const pwr::DataElement& element);
   void printHead();
@@ -112,7 +103,6 @@ class PointTable final : public MessageSink {
   std::string time_;                  // its text
   std::string lines_;                 // not printed yet
   bool hasHead_ = false;
-  unsigned long long points_ = 0;
 };
 
 }  // namespace tavrin

@@ -53,11 +53,6 @@ pwr::Data SeriesTotals::total() const {
   return sum > kSurelyPositive ? pwr::Data(wholeSum) : pwr::Data(static_cast<long long>(wholeSum));
 }
 
-std::size_t MetricTotals::KeyHash::operator()(const Key& key) const {
-  const std::hash<const void*> hash;
-  return hash(key.entity) * 31 + hash(key.descriptor);
-}
-
 MetricTotals::MetricTotals(const pwr::MetricDescription* metric)
     : MetricTotals(metric, isTransition(*metric) && !metric->finiteSet.empty()) {
   const bool isTemperature = metric->quantity != nullptr &&
@@ -69,10 +64,10 @@ MetricTotals::MetricTotals(const pwr::MetricDescription* metric)
 
 /// Messages mostly have the series of the one before in the same order.
 SeriesTotals& MetricTotals::find(const pwr::DataElement& element) {
-  const Key key{element.getEntity(), element.getDescriptor()};
+  const SeriesKey key{element.getEntity(), element.getDescriptor()};
   if (next_ == series_.size()) next_ = 0;
   if (next_ < series_.size() && !series_[next_].isText &&
-      key == Key{series_[next_].entity, series_[next_].descriptor}) {
+      key == SeriesKey{series_[next_].entity, series_[next_].descriptor}) {
     return series_[next_++];
   }
   const auto [found, isNew] = numeric_.try_emplace(key, series_.size());
@@ -88,7 +83,7 @@ const SeriesTotals* MetricTotals::find(const pwr::EntityHandle* entity,
 }
 
 /// The place of the series with the value in `text_`.
-std::size_t MetricTotals::findText(const Key& key, Category& category) {
+std::size_t MetricTotals::findText(const SeriesKey& key, Category& category) {
   const auto found = category.byText.find(text_);
   if (found != category.byText.end()) return found->second;
   if (texts_ == kMostTexts) return kOthers;
@@ -116,7 +111,7 @@ void MetricTotals::addNumber(const pwr::DataElement& element, double number) {
 }
 
 void MetricTotals::addText(const pwr::DataElement& element, unsigned long long timestamp) {
-  const Key key{element.getEntity(), element.getDescriptor()};
+  const SeriesKey key{element.getEntity(), element.getDescriptor()};
   Category& category = categories_[key];
   element.getValue()->toFormattedString(text_);
   const std::size_t index = findText(key, category);
@@ -169,7 +164,7 @@ std::vector<pwr::Metric::EntityDescCombo> MetricTotals::silent() const {
   if (metric_->type == pwr::Metric::MetricType::TracedEvent) return {};
   std::set<std::pair<const void*, const void*>> known;
   for (const SeriesTotals& series : series_) known.emplace(series.entity, series.descriptor);
-  for (const Key& key : leftOut_) known.emplace(key.entity, key.descriptor);
+  for (const SeriesKey& key : leftOut_) known.emplace(key.entity, key.descriptor);
   std::vector<pwr::Metric::EntityDescCombo> silent;
   for (const pwr::Metric::EntityDescCombo& combination : metric_->combinations) {
     const bool isNew = known.emplace(combination.entity, combination.descriptor).second;
@@ -186,7 +181,8 @@ MetricTotals MetricTotals::withSeries(std::vector<SeriesTotals> series) const {
   other.categorical_ = categorical_;
   for (const SeriesTotals& one : series_) other.leftOut_.push_back({one.entity, one.descriptor});
   for (std::size_t i = 0; i < series.size(); ++i) {
-    if (!series[i].isText) other.numeric_.emplace(Key{series[i].entity, series[i].descriptor}, i);
+    if (!series[i].isText)
+      other.numeric_.emplace(SeriesKey{series[i].entity, series[i].descriptor}, i);
   }
   other.series_ = std::move(series);
   return other;

@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "tavrin/common/SeriesKey.h"
 #include "writers/host/Metric.h"
 
 namespace tavrin {
@@ -81,14 +82,6 @@ class MetricTotals {
   const MetricTotals* levels() const { return levels_.get(); }
 
  private:
-  struct Key {
-    const pwr::EntityHandle* entity;
-    const pwr::DataDescriptor* descriptor;
-    bool operator==(const Key&) const = default;
-  };
-  struct KeyHash {
-    std::size_t operator()(const Key& key) const;
-  };
   /// The texts of an entity and descriptor, and which of them lasts.
   struct Category {
     std::map<std::string, std::size_t> byText;
@@ -105,7 +98,7 @@ class MetricTotals {
   void addNumber(const pwr::DataElement& element, double number);
   void addText(const pwr::DataElement& element, unsigned long long timestamp);
   SeriesTotals& find(const pwr::DataElement& element);
-  std::size_t findText(const Key& key, Category& category);
+  std::size_t findText(const SeriesKey& key, Category& category);
   SeriesTotals& at(std::size_t index) { return index == kOthers ? others_ : series_[index]; }
   void end(Category& category, unsigned long long timestamp);
 
@@ -115,10 +108,10 @@ class MetricTotals {
   std::set<std::string> levelValues_;
   std::vector<SeriesTotals> series_;
   SeriesTotals others_;
-  std::vector<Key> leftOut_;
+  std::vector<SeriesKey> leftOut_;
   std::size_t next_ = 0;  // the place in series_ after the one found last
-  std::unordered_map<Key, std::size_t, KeyHash> numeric_;
-  std::unordered_map<Key, Category, KeyHash> categories_;
+  std::unordered_map<SeriesKey, std::size_t, SeriesKeyHash> numeric_;
+  std::unordered_map<SeriesKey, Category, SeriesKeyHash> categories_;
   std::size_t texts_ = 0;
   std::string text_;  // reused
   unsigned long long messages_ = 0;

@@ -79,7 +79,7 @@ void SummaryTables::deliver(const pwr::SystemMetadata& system, const ContainerSi
   samples.deliver(tables);
   if (system.getLostEvents().empty()) return;
   TableBuilder losses(own, 2, "Collection Summary: Lost Events",
-                      "Events that came too fast to be collected.");
+                      "Events that came too fast to be collected or that a recording has lost.");
   losses.column("Source");
   losses.column("Events");
   for (const pwr::LostEvents& lost : system.getLostEvents()) {

@@ -16,10 +16,10 @@ inline std::string_view takeLine(std::string_view& text) {
 }
 
 inline std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks{" \t\r\n\0", 5};  // device-tree texts end with a NUL
-  const std::size_t first = text.find_first_not_of(kBlanks);
+  constexpr std::string_view kTrimmed{" \t\r\n\0", 5};  // device-tree texts end with a NUL
+  const std::size_t first = text.find_first_not_of(kTrimmed);
   if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  return text.substr(first, text.find_last_not_of(kTrimmed) - first + 1);
 }
 
 constexpr bool isBlank(char c) {
