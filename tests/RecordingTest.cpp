@@ -392,6 +392,8 @@ TEST_F(RealRecordings, HaveTheEventsThatTheirOwnToolCounts) {
 }
 
 TEST_F(RealRecordings, AreTheSameInBothVersions) {
+  const std::string why = whyNotPacked(Packing::Zstd);
+  if (!why.empty()) GTEST_SKIP() << "one of the two is packed: " << why;
   FileBytes flat(folder_ + "trace_idle.dat");
   FileBytes sections(folder_ + "trace_idle_v7.dat");
   EXPECT_EQ(linesOf(flat), linesOf(sections));
