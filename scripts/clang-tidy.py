@@ -26,7 +26,8 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "analyse"
 CACHE = ROOT / "build" / "clang-tidy"
-FOLDERS = ("examples", "formats", "fuzz", "hostcommon", "readers", "tavrin", "tests", "writers")
+FOLDERS = ("examples", "exporters", "formats", "fuzz", "hostcommon", "readers", "tavrin", "tests",
+           "writers")
 # The analyser does not follow calls into the standard library: it takes a third of the time, and what
 # it finds there is not ours.
 ANALYSER = ("-Xclang", "-analyzer-config", "-Xclang", "c++-stdlib-inlining=false")

@@ -9,8 +9,7 @@ seconds=${1:-60}
 targets=("${@:2}")
 [ ${#targets[@]} -gt 0 ] || targets=(config pwr recording stream sysfs trace_events ztbin ztjson)
 
-scripts/install-packages.sh clang libclang-rt-14-dev cmake ninja-build \
-  rapidjson-dev libcli11-dev libtomlplusplus-dev pkg-config libtracefs-dev libtraceevent-dev libzstd-dev zlib1g-dev
+scripts/install-packages.sh clang libclang-rt-14-dev
 scripts/build.sh fuzz
 
 work=$PWD/build/fuzz

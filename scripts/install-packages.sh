@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
-# Installs those of the named Debian packages that are missing. Prints nothing when none is.
+# Installs what a build needs and the named Debian packages, as far as they are missing. Prints nothing
+# when none is.
 set -euo pipefail
 
+build=(g++ cmake ninja-build pkg-config rapidjson-dev libcli11-dev libtomlplusplus-dev libtracefs-dev
+  libtraceevent-dev libzstd-dev zlib1g-dev libprotozero-dev libsqlite3-dev esbuild libjs-dygraphs)
 missing=()
-for package in "$@"; do
+for package in "${build[@]}" "$@"; do
   dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed ||
     missing+=("$package")
 done

@@ -8,39 +8,38 @@
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/WriterDispatch.h"
+#include "tavrin/PluginLibrary.h"
 #include "writers/host/PluginCapability.h"
 #include "writers/host/Quantity.h"
-#include "writers/host/WriterPluginList.h"
-
-extern "C" {
-WriterPluginList* createPlugins(void);
-void destroyPlugins(WriterPluginList* list);
-}
 
 namespace {
 
 namespace fs = std::filesystem;
 
-/// The writers of the registry, made anew for each test.
-struct Library {
-  WriterPluginList* list = createPlugins();
-  ~Library() { destroyPlugins(list); }
-  WriterPlugin& writer(int index) const {
-    return static_cast<WriterPlugin&>(*list->plugins[index]);
+/// The writers of both plugin libraries, made anew for each test.
+class Library {
+ public:
+  Library() : writers_(plain_.writers()) {
+    writers_.insert(writers_.end(), further_.writers().begin(), further_.writers().end());
   }
+  const std::vector<WriterPlugin*>& writers() const { return writers_; }
+  WriterPlugin& writer(int index) const { return *writers_[static_cast<std::size_t>(index)]; }
+
+ private:
+  tavrin::PluginLibrary plain_{PW_PLUGIN_LIBRARY};
+  tavrin::PluginLibrary further_{PW_EXPORTER_LIBRARY};
+  std::vector<WriterPlugin*> writers_;
 };
 
-const pwr::WriterPluginCapability& capabilityOf(const WriterPlugin& writer) {
-  return dynamic_cast<const pwr::WriterPluginCapability&>(*writer.getCapabilities().front());
+std::string nameOf(const WriterPlugin& writer) {
+  return tavrin::PluginLibrary::capability(writer).getName();
 }
 
 std::vector<std::string> writerNames() {
   const Library library;
   std::vector<std::string> names;
-  names.reserve(static_cast<std::size_t>(library.list->count));
-  for (int i = 0; i < library.list->count; ++i) {
-    names.push_back(capabilityOf(library.writer(i)).getName());
-  }
+  names.reserve(library.writers().size());
+  for (const WriterPlugin* writer : library.writers()) names.push_back(nameOf(*writer));
   return names;
 }
 
@@ -97,7 +96,7 @@ class WriterFaultTest : public testing::TestWithParam<int> {
   void SetUp() override { fs::current_path(folder_.path()); }
 
   WriterPlugin& writer() { return library_.writer(GetParam()); }
-  std::string name() { return capabilityOf(writer()).getName(); }
+  std::string name() { return nameOf(writer()); }
   /// The outputs under `base`, each with its text. The shared line of the automation writer names
   /// the base and grows: its last line counts, without that.
   std::map<std::string, std::string> outputs(const std::string& base) const {

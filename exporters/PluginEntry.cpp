@@ -1,0 +1,14 @@
+#include "writers/common/PluginList.h"
+
+extern "C" {
+
+PW_PLUGIN_EXPORT WriterPluginList* createPlugins(void) {
+  // The registry, without the writers that this build leaves out.
+  return makePluginList({});
+}
+
+PW_PLUGIN_EXPORT void destroyPlugins(WriterPluginList* list) {
+  releasePluginList(list);
+}
+
+}  // extern "C"
