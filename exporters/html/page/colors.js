@@ -1,0 +1,149 @@
+// One colour per state and task, wherever it is drawn. Blues are idle states, the deeper the
+// darker; orange is awake; tasks and other states have the rest of a palette whose neighbours
+// differ for the colour-blind too (after Okabe and Ito), in lightness where hue does not tell.
+
+/** @typedef {{css: string, rgb: [number, number, number], pixel: number, ink: string}} Color */
+/** @typedef {import("./model.js").State} State */
+
+const idleRamp = {
+  light: ["#b5dcf5", "#5aa9de", "#0b3d91"],
+  dark: ["#c6e5f8", "#57a6de", "#2257bb"],
+};
+const quietNames = /^(off|suspended|inactive|disabled|unsupported)$/i;
+
+/** @param {string} hex @returns {[number, number, number]} */
+function rgbOf(hex) {
+  const number = parseInt(hex.slice(1), 16);
+  return [number >> 16, (number >> 8) & 255, number & 255];
+}
+
+/**
+ * Relative luminance, 0 ... 1.
+ * @param {number[]} rgb
+ */
+export function luminanceOf(rgb) {
+  const [r, g, b] = rgb.map((part) => {
+    const unit = part / 255;
+    return unit <= 0.04045 ? unit / 12.92 : ((unit + 0.055) / 1.055) ** 2.4;
+  });
+  return 0.2126 * r + 0.7152 * g + 0.0722 * b;
+}
+
+/** @param {[number, number, number]} rgb @returns {Color} */
+function colorOf(rgb) {
+  const [r, g, b] = rgb;
+  return { css: `#${rgb.map((part) => part.toString(16).padStart(2, "0")).join("")}`, rgb,
+    // As a pixel of image data, little endian.
+    pixel: (0xff000000 | (b << 16) | (g << 8) | r) >>> 0,
+    ink: luminanceOf(rgb) > 0.18 ? "#000" : "#fff" };
+}
+
+/** @param {string[]} ramp @param {number} depth 0 ... 1 @returns {Color} */
+function onRamp(ramp, depth) {
+  const place = Math.min(1, Math.max(0, depth)) * (ramp.length - 1);
+  const low = Math.min(ramp.length - 2, Math.floor(place));
+  const [a, b] = [rgbOf(ramp[low]), rgbOf(ramp[low + 1])];
+  const mixed = a.map((part, i) => Math.round(part + (b[i] - part) * (place - low)));
+  return colorOf(/** @type {[number, number, number]} */ (mixed));
+}
+
+const namedColors = ["#009e73", "#d55e00", "#cc79a7", "#b3a100", "#8a3a8f", "#7fcbae", "#8c4a1f",
+  "#f2a07b", "#5f7a2e", "#a3325b", "#d9c34a", "#dcb0d3"].map((hex) => colorOf(rgbOf(hex)));
+export const awake = colorOf(rgbOf("#e69f00"));
+export const others = colorOf(rgbOf("#8f8f8f"));
+const quiet = colorOf(rgbOf("#9fb0bd"));
+
+/**
+ * The same for the same name in every run.
+ * @param {string} name
+ */
+function hashOf(name) {
+  let hash = 2166136261;
+  for (let i = 0; i < name.length; i++) hash = Math.imul(hash ^ name.charCodeAt(i), 16777619);
+  return (hash ^ (hash >>> 15)) >>> 0;
+}
+
+/** Places of names in the palette that `assignColors` gave. @type {Map<string, number>} */
+let places = new Map();
+
+/**
+ * Places of names in the palette: where the name's hash says, or the next that is free, as long as
+ * one is. The names that matter most come first.
+ * @param {Iterable<string>} names @returns {Map<string, number>}
+ */
+export function placesOf(names) {
+  const found = new Map();
+  const taken = new Set();
+  for (const name of names) {
+    if (found.has(name)) continue;
+    let place = hashOf(name) % namedColors.length;
+    while (taken.size < namedColors.length && taken.has(place)) {
+      place = (place + 1) % namedColors.length;
+    }
+    taken.add(place);
+    found.set(name, place);
+  }
+  return found;
+}
+
+/** Whether a task is none: the processor idles. */
+export const isIdleTask = (/** @type {string} */ name) =>
+  name === "idle" || /^swapper(\/\d+)?$/.test(name);
+
+/** @param {import("./model.js").Run} run */
+function* namesOf(run) {
+  for (const { name } of run.processes) yield name;
+  const listed = new Set();
+  for (const { states } of run.series) {
+    if (listed.has(states)) continue;
+    listed.add(states);
+    for (const { name, depth } of states) {
+      if (depth === null && !isIdleTask(name) && !quietNames.test(name)) yield name;
+    }
+  }
+}
+
+/**
+ * Keeps the colours of the run's names apart, as far as the palette goes. Without it, names have
+ * the colour of their hash.
+ * @param {import("./model.js").Run} run
+ */
+export function assignColors(run) {
+  places = placesOf(namesOf(run));
+}
+
+/**
+ * An idle state's blue; at depth 0, the orange of awake.
+ * @param {number} depth @param {boolean} dark @returns {Color}
+ */
+export function idleShade(depth, dark) {
+  return depth <= 0 ? awake : onRamp(dark ? idleRamp.dark : idleRamp.light, depth);
+}
+
+/**
+ * Of a task, a process, a state that is no idle state.
+ * @param {string} name @param {boolean} dark @returns {Color}
+ */
+export function nameShade(name, dark) {
+  if (isIdleTask(name)) return idleShade(0.05, dark);
+  if (quietNames.test(name)) return quiet;
+  return namedColors[places.get(name) ?? hashOf(name) % namedColors.length];
+}
+
+/**
+ * @param {State|undefined} state undefined: all others
+ * @param {boolean} dark @returns {Color}
+ */
+export function stateShade(state, dark) {
+  if (!state) return others;
+  return state.depth === null ? nameShade(state.name, dark) : idleShade(state.depth, dark);
+}
+
+/** @param {string} name @param {boolean} dark @returns {string} "#rrggbb" */
+export const nameColor = (name, dark) => nameShade(name, dark).css;
+
+/**
+ * @param {{states: State[]}} series @param {number} state its index @param {boolean} dark
+ * @returns {string} "#rrggbb"
+ */
+export const stateColor = (series, state, dark) => stateShade(series.states[state], dark).css;
