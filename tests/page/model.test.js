@@ -128,6 +128,7 @@ function checkShares(series, points, from, to) {
       if (state === series.states.length) return;
       near(share, (expected.get(state) ?? 0) / width, 1e-4, `share of state ${state}`);
     });
+    shares.delete(series.states.length);
     const longest = Math.max(0, ...expected.values());
     near(Math.max(0, ...shares.values()), longest / width, 1e-4, "the longest");
   }
