@@ -1,0 +1,199 @@
+// Line plots of the series that no lane shows, below the same time axis. Only those on the screen
+// are drawn, one per frame, after the lanes. dygraphs gets numbers alone: no text of the run.
+
+import Dygraph from "dygraphs";
+import { byId, element, shown } from "./dom.js";
+import { shownInLanes } from "./lanelist.js";
+import { attachNavigation } from "./navigate.js";
+import { axisOf, extent, plotRows } from "./plotdata.js";
+import { formatNumber, formatValue } from "./units.js";
+
+/** @typedef {import("./model.js").Run} Run */
+/** @typedef {import("./model.js").Series} Series */
+/** @typedef {import("./view.js").View} View */
+/** @typedef {{series: Series, root: HTMLElement, area: HTMLElement, over: HTMLElement, value: HTMLElement,
+ *   ticks: HTMLElement, graph: any, drawn: string, onScreen: boolean}} Plot */
+
+// Of its parts only the grid: the others set styles in ways that the page's policy refuses.
+Dygraph.PLUGINS = [Dygraph.Plugins.Grid];
+
+/** Plots stand open until there are so many; further groups are folded. */
+const OPEN_PLOTS = 16;
+
+/** @param {Series} series @returns {Plot} */
+function makePlot(series) {
+  const value = element("span", { class: "value" });
+  const ticks = element("span", { class: "ticks", "aria-hidden": "true" });
+  const area = element("div", { class: "plot-area" });
+  const over = element("div", { class: "plot-over", role: "img" }, element("span", { class: "cross" }));
+  const root = element("div", { class: "plot" },
+    element("div", { class: "plot-label" },
+      element("span", { class: "name", title: shown(series.label, 2000) }, shown(series.label)), value, ticks),
+    element("div", { class: "plot-frame" }, area, over));
+  return { series, root, area, over, value, ticks, graph: null, drawn: "", onScreen: false };
+}
+
+/** @param {Plot} plot @param {{low: number, high: number, ticks: number[]}} axis */
+function drawTicks(plot, axis) {
+  const unit = plot.series.unit;
+  plot.ticks.replaceChildren(...axis.ticks.map((at) => {
+    const tick = element("span", null, formatValue(at, unit));
+    tick.style.bottom = `${((at - axis.low) / (axis.high - axis.low) * 100).toFixed(2)}%`;
+    return tick;
+  }));
+}
+
+/**
+ * The words for those who do not see the line.
+ * @param {Series} series @param {number} fromSec @param {number} toSec
+ */
+function describe(series, fromSec, toSec) {
+  const { minimum, mean, maximum } = series.totals(fromSec, toSec);
+  if (!Number.isFinite(mean)) return `${shown(series.label)}: nothing in this window`;
+  const [low, middle, high] = [minimum, mean, maximum].map((one) => formatValue(one, series.unit));
+  return `${shown(series.label)}: from ${low} to ${high}, mean ${middle}`;
+}
+
+/** @param {string} name */
+function token(name) {
+  return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
+}
+
+/** @param {Plot} plot @param {View} view */
+function drawPlot(plot, view) {
+  const { fromSec, toSec } = view;
+  const width = plot.area.clientWidth;
+  if (width === 0) return;
+  const columns = plot.series.columns?.(fromSec, toSec, width);
+  if (!columns) return;
+  const axis = axisOf(extent(columns));
+  const options = {
+    dateWindow: [fromSec, toSec], valueRange: [axis.low, axis.high],
+    colors: [token("--accent")], gridLineColor: token("--line"),
+    axes: { x: { drawAxis: false, drawGrid: false },
+      y: { drawAxis: false, ticker: () => axis.ticks.map((v) => ({ v, label: "" })) } },
+  };
+  const rows = plotRows(columns, fromSec, toSec);
+  if (plot.graph) {
+    plot.graph.resize();
+    plot.graph.updateOptions({ file: rows, ...options });
+  } else {
+    plot.graph = new Dygraph(plot.area, rows, {
+      labels: ["s", "value"], customBars: true, fillAlpha: 0.25, strokeWidth: 1.25, 
+      showLabelsOnHighlight: false, interactionModel: {}, rightGap: 0, axisLineColor: "transparent",
+      ...options,
+    });
+  }
+  drawTicks(plot, axis);
+  plot.over.setAttribute("aria-label", describe(plot.series, fromSec, toSec));
+}
+
+/**
+ * The value at the time that is hovered, or pinned.
+ * @param {Plot} plot @param {View} view
+ */
+function tellValue(plot, view) {
+  const sec = view.cursorSec ?? view.pinnedSec;
+  const inside = sec !== null && sec >= view.fromSec && sec <= view.toSec;
+  const cross = /** @type {HTMLElement} */ (plot.over.firstElementChild);
+  cross.hidden = !inside;
+  if (!inside) {
+    plot.value.textContent = "";
+    return;
+  }
+  cross.style.left = `${((sec - view.fromSec) / (view.toSec - view.fromSec) * 100).toFixed(3)}%`;
+  const at = plot.series.at(sec);
+  const value = at?.value ?? at?.mean;
+  plot.value.textContent = value === undefined ? "no data" : formatValue(value, plot.series.unit);
+}
+
+/**
+ * Draws the plots on the screen that are not up to date, one per frame.
+ * @param {Plot[]} plots @param {View} view
+ */
+function createDrawing(plots, view) {
+  let waiting = false;
+  const state = (/** @type {Plot} */ plot) =>
+    `${view.fromSec} ${view.toSec} ${view.dark} ${plot.area.clientWidth}`;
+  const step = () => {
+    waiting = false;
+    const next = plots.find((plot) => plot.onScreen && !plot.root.hidden && plot.drawn !== state(plot));
+    if (!next) return;
+    next.drawn = state(next);
+    drawPlot(next, view);
+    request();
+  };
+  const request = () => {
+    if (!waiting) requestAnimationFrame(step);
+    waiting = true;
+  };
+  return request;
+}
+
+/** @param {Plot[]} plots @param {() => void} request */
+function watchScreen(plots, request) {
+  const byRoot = new Map(plots.map((plot) => [plot.root, plot]));
+  const screen = new IntersectionObserver((entries) => {
+    for (const { target, isIntersecting } of entries) {
+      const plot = byRoot.get(/** @type {HTMLElement} */ (target));
+      if (plot) plot.onScreen = isIntersecting;
+    }
+    request();
+  }, { rootMargin: "100px" });
+  const sizes = new ResizeObserver(request);
+  for (const { root } of plots) {
+    screen.observe(root);
+    sizes.observe(root);
+  }
+}
+
+/** @param {Plot[]} plots @param {string} words */
+function filterPlots(plots, words) {
+  const wanted = words.toLowerCase().split(/\s+/);
+  for (const { root, series } of plots) {
+    const text = `${series.label} ${series.metric} ${series.feature}`.toLowerCase();
+    root.hidden = !wanted.every((word) => text.includes(word));
+  }
+  for (const group of byId("plots").querySelectorAll("details")) {
+    group.hidden = !group.querySelector(".plot:not([hidden])");
+  }
+}
+
+/** @param {Plot[]} plots */
+function placeGroups(plots) {
+  /** @type {Map<string, Plot[]>} */
+  const groups = new Map();
+  for (const plot of plots) {
+    groups.set(plot.series.feature, [...groups.get(plot.series.feature) ?? [], plot]);
+  }
+  let open = 0;
+  for (const [feature, members] of groups) {
+    const group = element("details", { class: "plots" }, element("summary", null, shown(feature),
+      element("span", { class: "soft" }, ` ${formatNumber(members.length)}`)), ...members.map(({ root }) => root));
+    group.open = open < OPEN_PLOTS;
+    open += members.length;
+    byId("plots").append(group);
+  }
+}
+
+/**
+ * @param {Run} run
+ * @param {View} view
+ */
+export function createPlots(run, view) {
+  const inLanes = shownInLanes(run);
+  const plots = run.series.filter((series) => series.kind === "value" && !inLanes.has(series)).map(makePlot);
+  const power = plots.filter(({ series }) => series.role === "power");
+  byId("power").append(...power.map(({ root }) => root));
+  placeGroups(plots.filter((plot) => !power.includes(plot)));
+  for (const { over } of plots) attachNavigation(over, view);
+  const request = createDrawing(plots, view);
+  watchScreen(plots, request);
+  let words = "";
+  view.subscribe(() => {
+    if (words !== view.filter) filterPlots(plots, view.filter);
+    words = view.filter;
+    for (const plot of plots) if (plot.onScreen) tellValue(plot, view);
+    request();
+  });
+}
