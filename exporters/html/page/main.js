@@ -1,7 +1,6 @@
 // Starts the page: reads the run out of its two blocks and hands it to the parts. A part that fails
 // says so and leaves the others alone; without the points, the report and the facts still show.
 
-import { assignColors } from "./colors.js";
 import { byId } from "./dom.js";
 import { showFacts } from "./facts.js";
 import { reportFault } from "./faults.js";
@@ -39,7 +38,6 @@ function attempt(what, show) {
  */
 async function showPicture(json) {
   const run = openRun(json, await readPoints(byId("points").textContent ?? "", json.data));
-  assignColors(run);
   const view = createView(run);
   view.setDark(isDark());
   onTheme = (dark) => view.setDark(dark);
