@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <sstream>
@@ -23,9 +24,34 @@ namespace tavrin {
 
 namespace {
 
+/// Turns a number of bytes, which may end in K or M for thousands or millions, into that number. It
+/// has to be from `least` to `most`.
+CLI::Validator sizeIn(std::uint64_t least, std::uint64_t most) {
+  const auto convert = [=](std::string& text) -> std::string {
+    std::uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    const std::string_view suffix(rest, end);
+    const std::uint64_t unit = suffix == "M" ? 1'000'000 : suffix == "K" ? 1'000 : 1;
+    if (error != std::errc() || (unit == 1 && !suffix.empty())) {
+      return "'" + text + "' is not a size such as 3M, 500K or a number of bytes";
+    }
+    if (number < least / unit || number > most / unit) {
+      return "'" + text + "' is not from " + std::to_string(least) + " to " + std::to_string(most) +
+             " bytes";
+    }
+    text = std::to_string(number * unit);
+    return {};
+  };
+  return {convert, ""};
+}
+
 void addCommonOptions(CLI::App& app, Options& options) {
-  app.add_option("--plugin", options.plugin, "Plugin library to load instead of the tool's own")
-      ->type_name("PATH");
+  app.add_option("--plugin", options.plugins,
+                 "Plugin library to load beside the tool's own, or in the place of the one with "
+                 "the same file name; may be repeated")
+      ->type_name("PATH")
+      ->allow_extra_args(false);
   app.add_option("--verbosity", options.verbosity,
                  "Log lines to show: 0 notes only, 1 errors, 2 warnings, 3 debug, 4 info")
       ->type_name("N")
@@ -51,7 +77,8 @@ void addOutputOptions(CLI::App& app, Options& options) {
       ->type_name("BASE")
       ->capture_default_str();
   app.add_option("-w,--writer", options.writers,
-                 "Writers to use, separated by commas, or 'all'; see 'tavrin list writers'")
+                 "Writers to use, separated by commas; 'all' are those of the tool's own formats, "
+                 "'every' is all that are loaded; see 'tavrin list writers'")
       ->type_name("NAME,...")
       ->delimiter(',')
       ->allow_extra_args(false)
@@ -59,6 +86,10 @@ void addOutputOptions(CLI::App& app, Options& options) {
   app.add_option("--output-config", options.outputConfig,
                  "Order of features and metrics in the report (TOML); default: the installed one")
       ->type_name("FILE");
+  app.add_option("--page-size", options.pageSize,
+                 "Most bytes of data in the page of the writer 'html': 3M (default), 500K, ...")
+      ->type_name("SIZE")
+      ->transform(sizeIn(10'000, 1'000'000'000));
 }
 
 void addMachineOptions(CLI::App& app, Options& options) {

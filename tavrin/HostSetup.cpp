@@ -19,6 +19,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kConfigName = "tavrin-output.toml";
+constexpr const char* kPageWriter = "html";
 
 std::string channelList() {
   std::string list;
@@ -54,7 +55,7 @@ void setUpHost(const Options& options) {
   }
 }
 
-OutputNames nameOutputs(const Options& options, const PluginLibrary& library,
+OutputNames nameOutputs(const Options& options, const PluginLibraries& plugins,
                         const std::vector<WriterPlugin*>& writers, bool continuous) {
   const auto hasContinuousResults = [](const WriterPlugin* writer) {
     return PluginLibrary::capability(*writer).getFlag();
@@ -62,10 +63,21 @@ OutputNames nameOutputs(const Options& options, const PluginLibrary& library,
   if (continuous && std::ranges::none_of(writers, hasContinuousResults)) {
     warn("--continuous has no effect: none of the chosen writers has continuous results");
   }
-  OutputNames names(options.output, library, writers, continuous);
+  const auto isPage = [](const WriterPlugin* writer) {
+    return PluginLibrary::nameOf(*writer) == kPageWriter;
+  };
+  if (options.pageSize != 0 && std::ranges::none_of(writers, isPage)) {
+    warn("--page-size has no effect: the writer 'html' is not chosen");
+  }
+  OutputNames names(options.output, plugins, writers, continuous);
   names.refuseSharedFiles();
   if (!options.outputConfig.empty()) names.refuse(options.outputConfig, "the output configuration");
   return names;
+}
+
+std::vector<std::string> writerOptions(const Options& options) {
+  if (options.pageSize == 0) return {};
+  return {"--page-size=" + std::to_string(options.pageSize)};
 }
 
 int replayStatus(const ByteSource& input, const StopRequest& stop, const Import& replayed,

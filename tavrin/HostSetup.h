@@ -18,8 +18,11 @@ void setUpHost(const Options& options);
 
 /// The names of the files that the writers will write. Tells the user of options that have no
 /// effect on them. Throws CommandError when two are the same file, or one is the configuration's.
-OutputNames nameOutputs(const Options& options, const PluginLibrary& library,
+OutputNames nameOutputs(const Options& options, const PluginLibraries& plugins,
                         const std::vector<WriterPlugin*>& writers, bool continuous);
+
+/// What the writers are offered of the options: those that one of them knows.
+std::vector<std::string> writerOptions(const Options& options);
 
 /// How an import ended, told to the user: the exit status that the input and the signals ask for.
 /// `error` is that of its replay.

@@ -4,7 +4,7 @@
 
 #include "tavrin/Commands.h"
 #include "tavrin/HostSetup.h"
-#include "tavrin/PluginLibrary.h"
+#include "tavrin/PluginLibraries.h"
 
 #if defined(__linux__)
 #include "tavrin/collect/CpuEntities.h"
@@ -26,16 +26,21 @@ std::string filesOf(const WriterPlugin& writer) {
 }
 
 void listWriters(const Options& options) {
-  std::puts("Writers (-w), with their files for the base name BASE; with --continuous BASE_N:");
-  const PluginLibrary plugin(options.plugin);
+  std::puts("Writers (-w), with their files for the base name BASE; with --continuous BASE_N.");
+  const PluginLibraries plugins(options.plugins);
   std::size_t width = 0;
-  for (const WriterPlugin* writer : plugin.writers()) {
+  for (const WriterPlugin* writer : plugins.writers()) {
     width = std::max(width, filesOf(*writer).size());
   }
-  for (const WriterPlugin* writer : plugin.writers()) {
-    const pwr::WriterPluginCapability& capability = PluginLibrary::capability(*writer);
-    std::printf("  %-8s %-*s  %s\n", capability.getName().c_str(), static_cast<int>(width),
-                filesOf(*writer).c_str(), capability.getDescription().c_str());
+  const char* note = "; 'all' are these, 'every' those of all libraries";
+  for (const auto& library : plugins.libraries()) {
+    std::printf("Of %s%s:\n", library->path().c_str(), note);
+    note = "";
+    for (const WriterPlugin* writer : library->writers()) {
+      const pwr::WriterPluginCapability& capability = PluginLibrary::capability(*writer);
+      std::printf("  %-8s %-*s  %s\n", capability.getName().c_str(), static_cast<int>(width),
+                  filesOf(*writer).c_str(), capability.getDescription().c_str());
+    }
   }
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 
-#include "tavrin/PluginLibrary.h"
 #include "tavrin/collect/FeatureRegistry.h"
 #include "tavrin/common/CommandError.h"
 
@@ -13,6 +12,7 @@ namespace {
 
 /// All but those that are on demand.
 constexpr const char* kDefaultFeatures = "default";
+constexpr const char* kAllFeatures = "all";
 
 }  // namespace
 
@@ -20,7 +20,7 @@ LiveFeatures::LiveFeatures(const Options& options, const ChildProcess* command)
     : root_(options.sysroot), cpus_(root_), features_(createFeatures(command)) {
   std::vector<std::string> known;
   for (const auto& feature : features_) known.push_back(feature->tag());
-  known.emplace_back(kDefaultFeatures);
+  known.insert(known.end(), {kDefaultFeatures, kAllFeatures});
   requireKnown(options.features, known, "feature");
   const auto isAskedFor = [&](const std::string& name) {
     return std::ranges::count(options.features, name) > 0;
@@ -30,7 +30,7 @@ LiveFeatures::LiveFeatures(const Options& options, const ChildProcess* command)
     ++containerId;
     const bool named = isAskedFor(feature->tag());
     const bool inGroup =
-        isAskedFor("all") || (isAskedFor(kDefaultFeatures) && !feature->isOnDemand());
+        isAskedFor(kAllFeatures) || (isAskedFor(kDefaultFeatures) && !feature->isOnDemand());
     if (!inGroup && !named) continue;
     const std::string whyAbsent = feature->probe(root_, cpus_, containerId);
     if (whyAbsent.empty()) {

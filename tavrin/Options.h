@@ -13,12 +13,13 @@ struct Options {
   // Of every command:
   int verbosity = 2;
   std::vector<std::string> debugChannels;
-  std::string plugin;
+  std::vector<std::string> plugins;  ///< beside those that are found
 
   // Of record and report:
   std::string output = "tavrin";
   std::vector<std::string> writers{"sum"};
   std::string outputConfig;
+  unsigned long long pageSize = 0;  ///< bytes; 0: what the writer itself takes
 
   // Of record, watch and list:
   std::string sysroot;

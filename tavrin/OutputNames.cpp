@@ -22,9 +22,9 @@ std::string endingOf(const std::string& file) {
 }
 
 /// What is left of a name that is that of a writer's file: the longest ending counts.
-std::string withoutEnding(const std::string& name, const PluginLibrary& library) {
+std::string withoutEnding(const std::string& name, const PluginLibraries& plugins) {
   std::size_t longest = 0;
-  for (const WriterPlugin* writer : library.writers()) {
+  for (const WriterPlugin* writer : plugins.writers()) {
     for (const std::string& file : PluginLibrary::capability(*writer).getFiles()) {
       const std::string ending = endingOf(file);
       if (name.ends_with(ending)) longest = std::max(longest, ending.size());
@@ -52,9 +52,9 @@ bool isSameFile(const fs::path& one, const fs::path& other) {
 
 }  // namespace
 
-OutputNames::OutputNames(const std::string& given, const PluginLibrary& library,
+OutputNames::OutputNames(const std::string& given, const PluginLibraries& plugins,
                          const std::vector<WriterPlugin*>& chosen, bool continuous)
-    : baseName_(withoutEnding(given, library)) {
+    : baseName_(withoutEnding(given, plugins)) {
   const std::string name = pwr::utf8FromPath(pwr::pathFromUtf8(baseName_).filename());
   if (name.empty() || name == "." || name == "..") {
     throw CommandError(kExitUsage, "'" + given + "' is no base name of outputs (-o)");

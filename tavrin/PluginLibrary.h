@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -8,37 +9,36 @@
 
 namespace tavrin {
 
-/// The plugin library, loaded at run time, and the writers that it made. The writers live until the
+/// A plugin library, loaded at run time, and the writers that it made. The writers live until the
 /// library is destroyed.
 class PluginLibrary {
  public:
-  /// Loads `path`, or when it is empty the library beside the executable or in ../lib from there.
-  /// Throws CommandError when that fails.
-  explicit PluginLibrary(const std::string& path);
+  /// Loads the file. Null when it is a library of another kind, which does not export
+  /// `createPlugins` and `destroyPlugins`. Throws CommandError when it cannot be loaded.
+  static std::unique_ptr<PluginLibrary> load(const std::string& path);
   ~PluginLibrary();
   PluginLibrary(const PluginLibrary&) = delete;
   PluginLibrary& operator=(const PluginLibrary&) = delete;
 
+  /// As it was given to `load`.
+  const std::string& path() const { return path_; }
   /// All writers in registry order.
   const std::vector<WriterPlugin*>& writers() const { return writers_; }
 
-  /// The writers with the given names, in registry order; "all" stands for every one. Throws
-  /// CommandError for an unknown name.
-  std::vector<WriterPlugin*> select(const std::vector<std::string>& names) const;
-
   /// The one writer capability of a writer.
   static const pwr::WriterPluginCapability& capability(const WriterPlugin& writer);
+  /// By which users choose it.
+  static const std::string& nameOf(const WriterPlugin& writer);
 
  private:
-  void* handle_ = nullptr;
-  DestroyPluginsFunction destroy_ = nullptr;
-  WriterPluginList* list_ = nullptr;
+  PluginLibrary(std::string path, void* handle, CreatePluginsFunction create,
+                DestroyPluginsFunction destroy);
+
+  const std::string path_;
+  void* const handle_;
+  const DestroyPluginsFunction destroy_;
+  WriterPluginList* const list_;
   std::vector<WriterPlugin*> writers_;
 };
-
-/// Checks that every one of `names` is "all" or among `known`; throws CommandError that lists the
-/// known ones otherwise. `kind` names what they are ("writer").
-void requireKnown(const std::vector<std::string>& names, const std::vector<std::string>& known,
-                  const std::string& kind);
 
 }  // namespace tavrin

@@ -19,7 +19,7 @@
 #include "tavrin/Capture.h"
 #include "tavrin/HostSetup.h"
 #include "tavrin/LiveFeatures.h"
-#include "tavrin/PluginLibrary.h"
+#include "tavrin/PluginLibraries.h"
 #include "tavrin/Session.h"
 #include "tavrin/WrittenFiles.h"
 #include "tavrin/collect/KernelTracing.h"
@@ -92,7 +92,7 @@ class Recording {
   const Options& options_;
   const SamplingTimes times_;
   const std::unique_ptr<ChildProcess> command_;  ///< null where none is measured
-  PluginLibrary plugin_;
+  PluginLibraries plugins_;
   std::vector<WriterPlugin*> writers_;
   OutputNames names_;
   StopRequest stop_;
@@ -113,9 +113,9 @@ Recording::Recording(const Options& options)
     : options_(options),
       times_(samplingTimes(options.intervalMs, options)),
       command_(options.command.empty() ? nullptr : std::make_unique<ChildProcess>(options.command)),
-      plugin_(options.plugin),
-      writers_(plugin_.select(options.writers)),
-      names_(nameOutputs(options, plugin_, writers_, options.continuousSec > 0.0)),
+      plugins_(options.plugins),
+      writers_(plugins_.select(options.writers)),
+      names_(nameOutputs(options, plugins_, writers_, options.continuousSec > 0.0)),
       interrupt_(stop_,
                  [this] {
                    if (command_ && command_->hasEnded()) stop_.request();
@@ -123,7 +123,7 @@ Recording::Recording(const Options& options)
       features_(options, command_.get()),
       tracing_(features_.tracing()),
       metadata_(probeSystem(features_.root(), features_.cpus())),
-      session_(writers_),
+      session_(writers_, writerOptions(options)),
       progress_(options.verbosity > 0 && (options.command.empty() || options.progress)) {
   refuseCapture();
 }

@@ -2,7 +2,7 @@
 
 #include "tavrin/Commands.h"
 #include "tavrin/HostSetup.h"
-#include "tavrin/PluginLibrary.h"
+#include "tavrin/PluginLibraries.h"
 #include "tavrin/Session.h"
 #include "tavrin/WrittenFiles.h"
 #include "tavrin/common/CommandError.h"
@@ -13,9 +13,9 @@ namespace tavrin {
 
 int runReport(const Options& options) {
   setUpHost(options);
-  const PluginLibrary plugin(options.plugin);
-  const std::vector<WriterPlugin*> writers = plugin.select(options.writers);
-  const OutputNames names = nameOutputs(options, plugin, writers, options.continuous);
+  const PluginLibraries plugins(options.plugins);
+  const std::vector<WriterPlugin*> writers = plugins.select(options.writers);
+  const OutputNames names = nameOutputs(options, plugins, writers, options.continuous);
   const ImportOptions inputs = inRunOrder(options.import);
   for (const std::string& file : inputs.files) {
     names.refuse(file == "-" ? "/dev/stdin" : file, "the input");
@@ -26,7 +26,7 @@ int runReport(const Options& options) {
   const WrittenFiles written;
   // Owns the system description, which the writers use until they are closed.
   std::unique_ptr<Import> import;
-  Session session(writers);
+  Session session(writers, writerOptions(options));
   session.beforeSystem([&] {
     names.makeFolder();
     session.open(names.baseName(), options.continuous);

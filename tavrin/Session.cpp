@@ -26,10 +26,6 @@ bool isFinite(const pwr::Data& value) {
   return true;
 }
 
-std::string nameOf(const WriterPlugin& writer) {
-  return PluginLibrary::capability(writer).getName();
-}
-
 std::string shortest(double number) {
   std::string text;
   pwr::appendShortest(text, number);
@@ -58,13 +54,14 @@ void Session::open(const std::string& baseName, bool continuous) {
   std::vector<std::string> failed;
   std::string cause;
   for (WriterPlugin* writer : writers_) {
+    for (const std::string& option : options_) writer->handleBroadcastOption(option);
     WriterDispatch::notifyOptionsSet(*writer);
     errno = 0;  // writers tell success or failure only
     if (writer->openOutput(baseName, continuous) == 0) {
       open_.push_back(writer);
     } else {
       if (cause.empty() && errno != 0) cause = ": " + std::generic_category().message(errno);
-      failed.push_back(nameOf(*writer));
+      failed.push_back(PluginLibrary::nameOf(*writer));
     }
   }
   if (failed.empty()) return;
@@ -150,7 +147,7 @@ void Session::flushWriters() {
   for (WriterPlugin* writer : open_) {
     if (!continuous_ || !PluginLibrary::capability(*writer).getFlag()) continue;
     if (writer->flushContinuousResults(*metadata_)) continue;
-    warn("writer " + nameOf(*writer) + " could not write its continuous results");
+    warn("writer " + PluginLibrary::nameOf(*writer) + " could not write its continuous results");
     unflushedWriters_.insert(writer);
   }
 }
@@ -202,7 +199,8 @@ std::vector<std::string> Session::close() {
   std::vector<std::string> incomplete;
   for (WriterPlugin* writer : open_) {
     const bool isClosed = writer->closeOutput() == 0;
-    if (!isClosed || unflushedWriters_.contains(writer)) incomplete.push_back(nameOf(*writer));
+    if (!isClosed || unflushedWriters_.contains(writer))
+      incomplete.push_back(PluginLibrary::nameOf(*writer));
   }
   open_.clear();
   g_pluginEnvironment->setRunIncomplete(false);

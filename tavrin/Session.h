@@ -23,8 +23,10 @@ void warnOfLostEvents(const std::vector<pwr::LostEvents>& events);
 /// is destroyed without `finish` leaves its outputs to the writers, which discard them.
 class Session final : public MessageSink {
  public:
-  /// The writers are not owned and must outlive the session.
-  explicit Session(std::vector<WriterPlugin*> writers) : writers_(std::move(writers)) {}
+  /// The writers are not owned and must outlive the session. Each of them is offered each of the
+  /// options ("--name=value") before it is opened.
+  explicit Session(std::vector<WriterPlugin*> writers, std::vector<std::string> options = {})
+      : writers_(std::move(writers)), options_(std::move(options)) {}
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
@@ -72,6 +74,7 @@ class Session final : public MessageSink {
   std::vector<std::string> close();
 
   std::vector<WriterPlugin*> writers_;
+  std::vector<std::string> options_;
   std::vector<WriterPlugin*> open_;
   std::set<WriterPlugin*> unflushedWriters_;  ///< those of which a flush has failed
   MessageSink* recorder_ = nullptr;

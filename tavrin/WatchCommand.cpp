@@ -9,7 +9,6 @@
 
 #include "tavrin/HostSetup.h"
 #include "tavrin/LiveFeatures.h"
-#include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
 #include "tavrin/collect/Interval.h"
 #include "tavrin/collect/KernelTracing.h"
@@ -35,7 +34,8 @@ LiveTable::Choice choiceOf(const Options& options, const LiveFeatures& features)
       for (std::string& name : LiveTable::namesOf(*metric)) known.insert(std::move(name));
     }
   }
-  const std::vector<std::string> names(known.begin(), known.end());
+  std::vector<std::string> names(known.begin(), known.end());
+  names.emplace_back("all");
   requireKnown(options.show, names, "column");
   requireKnown(options.hide, names, "column");
   return {options.show, options.hide};

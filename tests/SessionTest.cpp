@@ -9,7 +9,6 @@
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
 #include "tavrin/OutputNames.h"
-#include "tavrin/PluginLibrary.h"
 #include "tavrin/Session.h"
 #include "tavrin/WrittenFiles.h"
 #include "tavrin/common/CommandError.h"
@@ -92,30 +91,9 @@ TEST(Session, OfManyMetricsThatAreNotFiniteAFewAreNamed) {
       << text;
 }
 
-TEST(PluginLibrary, IsLoadedAndChecked) {
-  const PluginLibrary library(PW_PLUGIN_LIBRARY);
-  EXPECT_EQ(library.select({"all"}).size(), library.writers().size());
-  EXPECT_EQ(library.select({"sum"}).front(), library.writers().front());
-  try {
-    library.select({"sum", "nonsense"});
-    FAIL() << "an unknown name must be refused";
-  } catch (const CommandError& error) {
-    EXPECT_EQ(error.status(), kExitUsage);
-    EXPECT_EQ(std::string(error.what()).find("unknown writer 'nonsense'; known are: sum, "), 0U);
-  }
-  EXPECT_THROW(PluginLibrary("/no/such/library.so"), CommandError);
-  EXPECT_THROW(PluginLibrary("libm.so.6"), CommandError) << "only a path leads to a library";
-  try {
-    const PluginLibrary other(PW_HOST_LIBRARY);
-    FAIL() << "a library without the entry points must be refused";
-  } catch (const CommandError& error) {
-    EXPECT_NE(std::string(error.what()).find(" is not a plugin library: "), std::string::npos);
-  }
-}
-
 TEST(OutputNames, BaseNamesAreCutToWhatAllWritersShare) {
   const LogCapture log;
-  const PluginLibrary library(PW_PLUGIN_LIBRARY);
+  const PluginLibraries plugins({});
   const std::pair<const char*, const char*> cases[] = {
       {"run", "run"},
       {"run.csv", "run"},
@@ -127,24 +105,24 @@ TEST(OutputNames, BaseNamesAreCutToWhatAllWritersShare) {
       {".hidden", ".hidden"},
   };
   for (const auto& [given, wanted] : cases) {
-    EXPECT_EQ(OutputNames(given, library, {}, false).baseName(), wanted);
+    EXPECT_EQ(OutputNames(given, plugins, {}, false).baseName(), wanted);
   }
   EXPECT_NE(log.all().find("the base name of the outputs is 'run': each"), std::string::npos);
   for (const char* wrong : {"", ".", "..", "dir/", "dir/.", ".csv", "dir/.pwr"}) {
-    EXPECT_THROW(OutputNames(wrong, library, {}, false), CommandError) << wrong;
+    EXPECT_THROW(OutputNames(wrong, plugins, {}, false), CommandError) << wrong;
   }
 }
 
 TEST(OutputNames, FilesWithAnotherUseAreRefused) {
   const TempFolder folder;
-  const PluginLibrary library(PW_PLUGIN_LIBRARY);
+  const PluginLibraries plugins({});
   folder.write("input", "");
   std::filesystem::create_hard_link(folder.path("input"), folder.path("hard.csv"));
   folder.write("run_7.ztbin", "");
   folder.write("run_07x.ztbin", "");
   folder.write("run_.ztbin", "");
   const auto refuses = [&](const std::string& base, const std::string& other) {
-    const OutputNames names(folder.path(base), library, library.select({"all"}), true);
+    const OutputNames names(folder.path(base), plugins, plugins.select({"all"}), true);
     try {
       names.refuseSharedFiles();
       names.refuse(folder.path(other), "the input");
@@ -163,10 +141,10 @@ TEST(OutputNames, FilesWithAnotherUseAreRefused) {
   EXPECT_FALSE(refuses("run", "input"));
   EXPECT_FALSE(refuses("run", "run_.ztbin"));
   EXPECT_FALSE(refuses("run", "other_12.ztbin"));
-  const OutputNames names(folder.path("run"), library, library.select({"bin"}), true);
+  const OutputNames names(folder.path("run"), plugins, plugins.select({"bin"}), true);
   ASSERT_EQ(names.leftovers().size(), 1U);
   EXPECT_EQ(names.leftovers().front().filename(), "run_7.ztbin");
-  const OutputNames whole(folder.path("run"), library, library.select({"bin"}), false);
+  const OutputNames whole(folder.path("run"), plugins, plugins.select({"bin"}), false);
   EXPECT_TRUE(whole.leftovers().empty());
 }
 

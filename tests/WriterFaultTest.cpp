@@ -8,7 +8,7 @@
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/WriterDispatch.h"
-#include "tavrin/PluginLibrary.h"
+#include "tavrin/PluginLibraries.h"
 #include "writers/host/PluginCapability.h"
 #include "writers/host/Quantity.h"
 
@@ -16,30 +16,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The writers of both plugin libraries, made anew for each test.
+/// The writers that the command has, made anew for each test.
 class Library {
  public:
-  Library() : writers_(plain_.writers()) {
-    writers_.insert(writers_.end(), further_.writers().begin(), further_.writers().end());
-  }
   const std::vector<WriterPlugin*>& writers() const { return writers_; }
   WriterPlugin& writer(int index) const { return *writers_[static_cast<std::size_t>(index)]; }
 
  private:
-  tavrin::PluginLibrary plain_{PW_PLUGIN_LIBRARY};
-  tavrin::PluginLibrary further_{PW_EXPORTER_LIBRARY};
-  std::vector<WriterPlugin*> writers_;
+  const tavrin::PluginLibraries libraries_{{}};
+  const std::vector<WriterPlugin*> writers_ = libraries_.writers();
 };
-
-std::string nameOf(const WriterPlugin& writer) {
-  return tavrin::PluginLibrary::capability(writer).getName();
-}
 
 std::vector<std::string> writerNames() {
   const Library library;
   std::vector<std::string> names;
   names.reserve(library.writers().size());
-  for (const WriterPlugin* writer : library.writers()) names.push_back(nameOf(*writer));
+  for (const WriterPlugin* writer : library.writers())
+    names.push_back(tavrin::PluginLibrary::nameOf(*writer));
   return names;
 }
 
@@ -96,7 +89,7 @@ class WriterFaultTest : public testing::TestWithParam<int> {
   void SetUp() override { fs::current_path(folder_.path()); }
 
   WriterPlugin& writer() { return library_.writer(GetParam()); }
-  std::string name() { return nameOf(writer()); }
+  std::string name() { return tavrin::PluginLibrary::nameOf(writer()); }
   /// The outputs under `base`, each with its text. The shared line of the automation writer names
   /// the base and grows: its last line counts, without that.
   std::map<std::string, std::string> outputs(const std::string& base) const {

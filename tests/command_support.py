@@ -50,6 +50,10 @@ class TavrinTest(unittest.TestCase):
             with open(path, "w") as file:
                 file.write(text)
 
+    def write(self, name, text):
+        with open(os.path.join(self.folder, name), "w") as file:
+            file.write(text)
+
     def start(self, *arguments, **options):
         return subprocess.Popen([TAVRIN, *arguments], cwd=self.folder, text=True,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)

@@ -27,7 +27,8 @@ class PW_HOST_API Plugin {
   /// Appends (name, version) pairs. The base appends the plugin's id and the host library's
   /// version.
   virtual void getVersion(std::vector<std::pair<std::string, std::string>>& versions);
-  /// Offers an option that the host does not know itself. The base ignores it.
+  /// Offers an option of the writers, as "--name=value"; all are offered each that was given. The
+  /// base ignores it.
   virtual void handleBroadcastOption(const std::string& option);
   /// Tells that measuring starts anew at `timestamp` (ticks). The base returns NotSupported.
   virtual ResetReturnCode reset(ResetReason reason, unsigned long long timestamp,

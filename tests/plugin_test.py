@@ -1,0 +1,79 @@
+#!/usr/bin/python3
+"""Runs the tavrin command with further plugin libraries.
+
+usage: plugin_test.py TAVRIN TESTS_FOLDER LIBRARY [Plugins.TEST...], with the library of the writer "probe"
+"""
+
+import os
+import shutil
+import subprocess
+import sys
+import unittest
+
+from command_support import STREAM, TAVRIN, TavrinTest
+
+PROBE = os.path.abspath(sys.argv[3])
+BINARIES = os.path.dirname(TAVRIN)
+
+
+class Plugins(TavrinTest):
+    def test_named_libraries(self):
+        listed = self.run_tavrin("list", "writers", "--plugin", PROBE).stdout
+        own, *others = listed.split("\nOf ")[1:]
+        self.assertTrue(own.startswith(f"{BINARIES}/libtavrin_writers.so; 'all' are these"), listed)
+        self.assertTrue(others[0].startswith(f"{PROBE}:\n  probe    BASE.probe "), listed)
+        cases = [(("-w", "probe"), ["run.probe"]), (("-w", "probe,raw"), ["run.probe", "run.txt"]),
+                 ((), ["run.csv"])]
+        for options, files in cases:
+            with self.subTest(options):
+                self.run_tavrin("report", "--plugin", PROBE, *options, "-o", "run", STREAM)
+                self.assertEqual(self.files(), files)
+                for name in files:
+                    os.remove(self.path(name))
+        self.run_tavrin("report", "--plugin", PROBE, "-w", "every", "-o", "run", STREAM)
+        self.assertTrue({"run.csv", "run.ztbin", "run.probe"} < set(self.files()), self.files())
+        self.run_tavrin("report", "--plugin", PROBE, "-w", "all", "-o", "own/run", STREAM)
+        self.assertNotIn("run.probe", os.listdir(self.path("own")))
+
+    def test_sizes_of_pages(self):
+        report = ("report", "--plugin", PROBE, "-w", "probe", "-o", "run", STREAM, "--page-size")
+        for size, bytes_ in (("3M", 3_000_000), ("12K", 12_000), ("10001", 10_001)):
+            with self.subTest(size):
+                done = self.run_tavrin(*report, size)
+                self.assertEqual(self.report("run.probe"), f"--page-size={bytes_}\n")
+                self.assertIn("--page-size has no effect: the writer 'html' is not", done.stderr)
+        for size, text in (("3X", "'3X' is not a size such as 3M"), ("-1", "'-1' is not a size"),
+                           ("", "'' is not a size"), ("9K", "'9K' is not from 10000 to 1000000000"),
+                           ("99999999999999999M", "is not from"), ("1e6", "is not a size")):
+            with self.subTest(size):
+                self.assertIn(text, self.run_tavrin(*report, size, status=2).stderr)
+
+    def test_libraries_beside_the_command(self):
+        for name in ("tavrin", "libhostcommon.so", "libtavrin_writers.so"):
+            shutil.copy(os.path.join(BINARIES, name), self.folder)
+        self.write("libtavrin_damaged.so", "no library")
+        shutil.copy(PROBE, self.path("libtavrin_third.so"))
+
+        def report(status, *options):
+            done = subprocess.run(["./tavrin", "report", "-o", "run", *options, STREAM], text=True,
+                                  cwd=self.folder, capture_output=True, timeout=120)
+            self.assertEqual(done.returncode, status, done.stderr)
+            return done.stderr
+
+        warned = report(0, "-w", "probe,sum")
+        self.assertIn(f"warning: cannot load the plugin library {self.path('libtavrin_damaged.so')}: ",
+                      warned)
+        self.assertTrue({"run.csv", "run.probe"} < set(self.files()))
+        twins = report(2, "--plugin", PROBE)
+        self.assertIn(f"two writers have the name 'probe': one of {PROBE}, one of "
+                      + self.path("libtavrin_third.so"), twins)
+        self.assertIn("cannot load the plugin library ./none.so: ", report(1, "--plugin", "./none.so"))
+        self.assertIn("unknown writer 'nope'; known are: sum, korvell, json, bin, raw, int, phm-csv, "
+                      "auto, probe, all, every", report(2, "-w", "nope"))
+        os.makedirs(self.path("lib"))
+        os.remove(self.path("libtavrin_writers.so"))
+        self.assertIn("cannot find the plugin library libtavrin_writers.so", report(1))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1] + sys.argv[4:], verbosity=2)
