@@ -11,10 +11,12 @@ import json
 import os
 import select
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
 import time
+import zlib
 
 # Gives the browser the descriptors 3 and 4, whatever the numbers of ours.
 LAUNCH = """import fcntl, os, sys
@@ -28,6 +30,28 @@ KEYS = {"ArrowLeft": 37, "ArrowUp": 38, "ArrowRight": 39, "ArrowDown": 40, "Ente
 
 class BrowserError(Exception):
     pass
+
+
+def first_row(png):
+    """The colours of the first row of a PNG image of 8 bits without interlace."""
+    at, packed, header = 8, b"", None
+    while at < len(png):
+        length, kind = struct.unpack(">I4s", png[at:at + 8])
+        if kind == b"IHDR":
+            header = struct.unpack(">IIBBBBB", png[at + 8:at + 21])
+        elif kind == b"IDAT":
+            packed += png[at + 8:at + 8 + length]
+        at += length + 12
+    size = {2: 3, 6: 4}[header[3]]
+    data = zlib.decompress(packed)
+    kind, row = data[0], bytearray(data[1:1 + header[0] * size])
+    # Without a row above, "up" adds nothing, "Paeth" is "left", and "average" halves the left one.
+    for at in range(size, len(row)):
+        if kind in (1, 4):
+            row[at] = row[at] + row[at - size] & 255
+        elif kind == 3:
+            row[at] = row[at] + row[at - size] // 2 & 255
+    return ["#" + row[at:at + 3].hex() for at in range(0, len(row), size)]
 
 
 class Chromium:
@@ -249,6 +273,12 @@ class Page:
         shot = self.call("Page.captureScreenshot", format="png", captureBeyondViewport=whole)
         with open(path, "wb") as file:
             file.write(base64.b64decode(shot["data"]))
+
+    def colors(self, x, y, width=1):
+        """The colours of pixels of the screen from (x, y) to the right, "#rrggbb" each."""
+        clip = {"x": x, "y": y, "width": width, "height": 1, "scale": 1}
+        shot = self.call("Page.captureScreenshot", format="png", clip=clip)
+        return first_row(base64.b64decode(shot["data"]))
 
     def pdf(self):
         return base64.b64decode(self.call("Page.printToPDF", printBackground=False,

@@ -11,16 +11,17 @@ export function swatch(color) {
 
 /**
  * One line of a ranking: name, bar, value.
- * @param {{name: string, value: string, part: number, color: string}} line part: 0 to 1 of the longest
+ * @param {{name: string, values: string[], part: number, color: string}} line
+ *   part: 0 to 1 of the longest
  */
-export function rankedBar({ name, value, part, color }) {
+export function rankedBar({ name, values, part, color }) {
   const bar = element("span", { class: "bar", "aria-hidden": "true" });
   bar.style.width = `${(Math.max(0, Math.min(1, part)) * 100).toFixed(2)}%`;
   bar.style.backgroundColor = color;
   return element("li", { class: "ranked" },
     element("span", { class: "name", title: shown(name, 2000) }, shown(name)),
     element("span", { class: "track" }, bar),
-    element("span", { class: "value" }, value));
+    element("span", { class: "value" }, ...values.map((text) => element("span", null, text))));
 }
 
 /**

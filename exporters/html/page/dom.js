@@ -26,8 +26,8 @@ export function byId(id) {
 }
 
 /**
- * A text from the run for a line of its own: long ones end in "…", what would turn the direction of
- * the text around it or hide in it stands as a code.
+ * A text from the run for a line of its own: long ones end in "…", what would turn the direction
+ * of the text around it or hide in it stands as a code.
  * @param {string} text
  * @param {number} [limit] characters
  */

@@ -15,7 +15,10 @@ function exactness(json) {
   return finest ? `bins of ${formatSpan(finest)}` : "bins";
 }
 
-/** @param {string} unixNs "YYYY-MM-DD hh:mm:ss UTC" of a time that is known, else "" */
+/**
+ * "YYYY-MM-DD hh:mm:ss UTC" of a time that is known, else "".
+ * @param {string} unixNs
+ */
 export function formatStart(unixNs) {
   if (!/^\d+$/.test(unixNs ?? "") || unixNs === "0") return "";
   const iso = new Date(Number(BigInt(unixNs) / 1000000n)).toISOString();
@@ -28,8 +31,9 @@ export function showHeader(json) {
   document.title = title;
   byId("title").textContent = title;
   const cpus = json.entities.filter((/** @type {any} */ one) => one.level === "cpu").length;
+  const start = formatStart(json.startUnixNs);
   byId("summary").textContent = [
-    formatStart(json.startUnixNs), formatSpan(json.durationSec),
+    title.includes(start.slice(0, 19)) ? "" : start, formatSpan(json.durationSec),
     ...(cpus > 0 ? [counted(cpus, "CPU", "CPUs")] : []),
     counted(json.series.length, "series", "series"), exactness(json),
   ].filter((text) => text !== "").join(" · ");

@@ -17,7 +17,8 @@ function line(title, entries) {
   const items = entries.slice(0, NAMES).map(({ name, color }) =>
     element("li", null, swatch(color), shown(name, 40)));
   if (entries.length > NAMES) {
-    items.push(element("li", { class: "soft" }, `and ${formatNumber(entries.length - NAMES)} more`));
+    const rest = formatNumber(entries.length - NAMES);
+    items.push(element("li", { class: "soft" }, `and ${rest} more`));
   }
   return element("div", { class: "legend" }, element("span", { class: "soft" }, title),
     element("ul", { class: "key" }, ...items));

@@ -30,12 +30,12 @@ export function extent({ minimum, maximum }) {
 }
 
 /**
- * The largest of 1, 2, 5, 10, 20 ... that is not above `most`.
- * @param {number} most
+ * The smallest of 1, 2, 5, 10, 20 ... that is not below `least`.
+ * @param {number} least
  */
-function roundStep(most) {
-  const power = 10 ** Math.floor(Math.log10(most));
-  return power * ([5, 2].find((factor) => factor * power <= most) ?? 1);
+function roundStep(least) {
+  const power = 10 ** Math.floor(Math.log10(least));
+  return power * ([1, 2, 5].find((factor) => factor * power >= least) ?? 10);
 }
 
 /**
@@ -48,9 +48,9 @@ export function axisOf(found) {
   const begin = low >= 0 && low <= high / 2 ? 0 : low;
   const span = high - begin || Math.abs(high) || 1;
   const range = { low: begin === 0 ? 0 : begin - span * 0.15, high: high + span * 0.15 };
-  const step = roundStep((range.high - range.low) / 2);
+  const step = roundStep((range.high - range.low) / 3);
   // Not where their text would leave the plot.
-  const edge = (range.high - range.low) * 0.06;
+  const edge = (range.high - range.low) * 0.1;
   const ticks = [];
   for (let at = Math.ceil((range.low + edge) / step); at * step <= range.high - edge; ++at) {
     ticks.push(at * step);

@@ -11,8 +11,10 @@ import { formatNumber, formatValue } from "./units.js";
 /** @typedef {import("./model.js").Run} Run */
 /** @typedef {import("./model.js").Series} Series */
 /** @typedef {import("./view.js").View} View */
-/** @typedef {{series: Series, root: HTMLElement, area: HTMLElement, over: HTMLElement, value: HTMLElement,
- *   ticks: HTMLElement, graph: any, drawn: string, onScreen: boolean}} Plot */
+/**
+ * @typedef {{series: Series, root: HTMLElement, area: HTMLElement, over: HTMLElement,
+ *   value: HTMLElement, ticks: HTMLElement, graph: any, drawn: string, onScreen: boolean}} Plot
+ */
 
 // Of its parts only the grid: the others set styles in ways that the page's policy refuses.
 Dygraph.PLUGINS = [Dygraph.Plugins.Grid];
@@ -25,10 +27,12 @@ function makePlot(series) {
   const value = element("span", { class: "value" });
   const ticks = element("span", { class: "ticks", "aria-hidden": "true" });
   const area = element("div", { class: "plot-area" });
-  const over = element("div", { class: "plot-over", role: "img" }, element("span", { class: "cross" }));
+  const name = element("span", { class: "name", title: shown(series.label, 2000) },
+    shown(series.label));
+  const cross = element("span", { class: "cross", hidden: "" });
+  const over = element("div", { class: "plot-over", role: "img" }, cross);
   const root = element("div", { class: "plot" },
-    element("div", { class: "plot-label" },
-      element("span", { class: "name", title: shown(series.label, 2000) }, shown(series.label)), value, ticks),
+    element("div", { class: "plot-label" }, name, value, ticks),
     element("div", { class: "plot-frame" }, area, over));
   return { series, root, area, over, value, ticks, graph: null, drawn: "", onScreen: false };
 }
@@ -117,7 +121,8 @@ function createDrawing(plots, view) {
     `${view.fromSec} ${view.toSec} ${view.dark} ${plot.area.clientWidth}`;
   const step = () => {
     waiting = false;
-    const next = plots.find((plot) => plot.onScreen && !plot.root.hidden && plot.drawn !== state(plot));
+    const next = plots.find((plot) =>
+      plot.onScreen && !plot.root.hidden && plot.drawn !== state(plot));
     if (!next) return;
     next.drawn = state(next);
     drawPlot(next, view);
@@ -168,8 +173,9 @@ function placeGroups(plots) {
   }
   let open = 0;
   for (const [feature, members] of groups) {
-    const group = element("details", { class: "plots" }, element("summary", null, shown(feature),
-      element("span", { class: "soft" }, ` ${formatNumber(members.length)}`)), ...members.map(({ root }) => root));
+    const count = element("span", { class: "soft" }, ` ${formatNumber(members.length)}`);
+    const group = element("details", { class: "plots" },
+      element("summary", null, shown(feature), count), ...members.map(({ root }) => root));
     group.open = open < OPEN_PLOTS;
     open += members.length;
     byId("plots").append(group);
@@ -182,7 +188,8 @@ function placeGroups(plots) {
  */
 export function createPlots(run, view) {
   const inLanes = shownInLanes(run);
-  const plots = run.series.filter((series) => series.kind === "value" && !inLanes.has(series)).map(makePlot);
+  const plots = run.series.filter((series) => series.kind === "value" && !inLanes.has(series))
+    .map(makePlot);
   const power = plots.filter(({ series }) => series.role === "power");
   byId("power").append(...power.map(({ root }) => root));
   placeGroups(plots.filter((plot) => !power.includes(plot)));

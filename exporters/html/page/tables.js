@@ -6,7 +6,10 @@ import { formatNumber } from "./units.js";
 
 /** @typedef {import("./tableorder.js").Row} Row */
 /** @typedef {{name: string, numeric: boolean}} Column */
-/** @typedef {{feature: string, title: string, notes: string[], columns: Column[], rows: Row[]}} Table */
+/**
+ * @typedef {{feature: string, title: string, notes: string[], columns: Column[],
+ *   rows: Row[]}} Table
+ */
 
 /** Rows of a table at first, and how many more a press shows. */
 const FIRST = 16;
@@ -18,7 +21,8 @@ const WIDE = 6;
 /** Rows that go to paper. */
 const PRINTED = 40;
 
-const twoDigits = new Intl.NumberFormat("en", { maximumFractionDigits: 2, minimumFractionDigits: 2 });
+const twoDigits = new Intl.NumberFormat("en",
+  { maximumFractionDigits: 2, minimumFractionDigits: 2 });
 const whole = new Intl.NumberFormat("en", { maximumFractionDigits: 0 });
 
 /** @param {number} value @param {boolean} fractions whether its column has some */
@@ -45,10 +49,11 @@ function cellText(cell, fractions) {
 /** @param {Row} row @param {Column[]} columns @param {boolean[]} fractions */
 function rowElement(row, columns, fractions) {
   const cells = columns.map((column, index) => {
-    const text = cellText(row[index], fractions[index] ?? false);
+    const value = row[index];
+    const text = cellText(value, fractions[index] ?? false);
     if (index === 0) return element("th", { scope: "row" }, text);
     const cell = element("td", column.numeric ? { class: "number" } : null, text);
-    if (typeof row[index] === "number" && text !== String(row[index])) cell.title = String(row[index]);
+    if (typeof value === "number" && text !== String(value)) cell.title = String(value);
     return cell;
   });
   return element("tr", null, ...cells);
@@ -100,7 +105,8 @@ class TablePanel {
     return element("details", { class: `table${wide}` },
       element("summary", null, element("h4", null, title),
         element("span", { class: "soft" }, `${formatNumber(this.table.rows.length)} rows`)),
-      element("div", { class: "scrolled", role: "region", tabindex: "0", "aria-label": title }, grid),
+      element("div", { class: "scrolled", role: "region", tabindex: "0", "aria-label": title },
+        grid),
       this.rest,
       ...this.table.notes.map((note) => element("p", { class: "soft small" }, shown(note, 2000))));
   }
@@ -123,13 +129,16 @@ class TablePanel {
     const left = this.rows.length - this.limit;
     this.rest.replaceChildren();
     if (this.rows.length > PRINTED) {
+      const unprinted = formatNumber(this.rows.length - Math.min(this.limit, PRINTED));
       this.rest.append(element("span", { class: "printed" },
-        `${formatNumber(this.rows.length - Math.min(this.limit, PRINTED))} more rows are not printed.`));
+        `${unprinted} more rows are not printed.`));
     }
     if (left <= 0) return;
     this.rest.append(element("span", { class: "soft" },
       `${formatNumber(this.limit)} of ${formatNumber(this.rows.length)} rows `));
-    for (const more of left > MORE ? [MORE, left] : [left]) this.rest.append(this.moreButton_(more, left));
+    for (const more of left > MORE ? [MORE, left] : [left]) {
+      this.rest.append(this.moreButton_(more, left));
+    }
   }
 
   /** @param {number} more @param {number} left */
@@ -147,7 +156,8 @@ class TablePanel {
 
 /** @param {TablePanel[]} panels */
 function filterField(panels) {
-  const field = element("input", { type: "search", placeholder: "Words of a title or a row", size: "28" });
+  const field = element("input",
+    { type: "search", placeholder: "Words of a title or a row", size: "28" });
   const found = element("output", { class: "soft" });
   field.addEventListener("input", () => {
     const rows = panels.reduce((sum, panel) => sum + panel.filter(field.value), 0);

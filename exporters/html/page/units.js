@@ -98,9 +98,9 @@ export function formatSpan(seconds) {
   if (Math.abs(seconds) < 100) return formatValue(seconds, "s");
   const sign = seconds < 0 ? "−" : "";
   const whole = Math.round(Math.abs(seconds));
-  const [hours, minutes, rest] = [Math.floor(whole / 3600), Math.floor(whole / 60) % 60, whole % 60];
+  const [hours, minutes] = [Math.floor(whole / 3600), Math.floor(whole / 60) % 60];
   if (hours > 0) return `${sign}${hours} h ${minutes} min`;
-  return `${sign}${minutes} min ${rest} s`;
+  return `${sign}${minutes} min ${whole % 60} s`;
 }
 
 /**

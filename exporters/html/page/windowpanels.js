@@ -19,16 +19,21 @@ const opened = new Set();
 
 /**
  * A titled list, of which the first `limit` lines stand open.
- * @param {string} title @param {HTMLElement[]} lines @param {number} limit @param {HTMLElement[]} foot
+ * @template Item
+ * @param {string} title @param {Item[]} items @param {number} limit
+ * @param {(item: Item) => HTMLElement} lineOf @param {HTMLElement[]} foot
  */
-function card(title, lines, limit, ...foot) {
-  const list = element("ol", null, ...(opened.has(title) ? lines : lines.slice(0, limit)));
-  const root = element("section", { class: "card" }, element("h3", null, shown(title)), list, ...foot);
-  if (lines.length > list.childElementCount) {
-    const more = element("button", { type: "button" }, `Show all ${formatNumber(lines.length)}`);
+function card(title, items, limit, lineOf, ...foot) {
+  const open = opened.has(title) ? items.length : limit;
+  const list = element("ol", null, ...items.slice(0, open).map(lineOf));
+  const root = element("section", { class: "card" },
+    element("h3", null, shown(title)), list, ...foot);
+  if (items.length > open) {
+    const more = element("button", { type: "button", class: "small" },
+      `Show all ${formatNumber(items.length)}`);
     more.addEventListener("click", () => {
       opened.add(title);
-      list.replaceChildren(...lines);
+      list.append(...items.slice(open).map(lineOf));
       more.remove();
     });
     root.append(more);
@@ -36,20 +41,24 @@ function card(title, lines, limit, ...foot) {
   return root;
 }
 
-/** @param {import("./windowsums.js").Ranking} ranking @param {number} windowSec @param {boolean} dark */
+/**
+ * @param {import("./windowsums.js").Ranking} ranking
+ * @param {number} windowSec @param {boolean} dark
+ */
 function rankingCard({ title, unit, uses }, windowSec, dark) {
   const longest = uses[0]?.amount ?? 1;
   const total = uses.reduce((sum, { amount }) => sum + amount, 0);
-  const lines = uses.map(({ name, amount }) => rankedBar({
-    name,
-    value: `${formatValue(amount, unit)} · ${formatShare(amount / (unit === "s" ? windowSec : total))}`,
-    part: amount / longest,
-    color: nameColor(name, dark),
-  }));
-  if (lines.length === 0) lines.push(element("li", { class: "soft" }, "none in this window"));
+  const whole = unit === "s" ? windowSec : total;
+  const lineOf = (/** @type {import("./windowsums.js").Use} */ { name, amount }) => rankedBar({
+    name, part: amount / longest, color: nameColor(name, dark),
+    values: [formatValue(amount, unit), formatShare(amount / whole)],
+  });
+  if (uses.length === 0) {
+    return card(title, [], 0, lineOf, element("p", null, "None in this window."));
+  }
   const measure = unit === "s" ? "100 % is one CPU for the whole window." :
     `The shares are of ${formatValue(total, unit)}.`;
-  return card(title, lines, RANKED, element("p", { class: "soft small" }, measure));
+  return card(title, uses, RANKED, lineOf, element("p", { class: "soft small" }, measure));
 }
 
 /** @param {import("./windowsums.js").Stack} stack @param {boolean} dark */
@@ -70,15 +79,17 @@ function stackLine({ name, parts, unknownSec }, dark) {
 
 /** @param {import("./windowsums.js").StateGroup} group @param {boolean} dark */
 function stateCard({ title, stacks }, dark) {
-  const known = new Map(stacks.flatMap(({ parts }) => parts.map(({ name, state }) => [name, state])));
+  const known = new Map(stacks.flatMap(({ parts }) =>
+    parts.map(({ name, state }) => [name, state])));
   const key = element("ul", { class: "key" }, ...[...known].map(([name, state]) =>
     element("li", null, swatch(stateShade(state, dark).css), shown(name))));
-  return card(title, stacks.map((stack) => stackLine(stack, dark)), STACKED, key);
+  return card(title, stacks, STACKED, (stack) => stackLine(stack, dark), key);
 }
 
-/** @param {Run} run @param {number} fromSec @param {number} toSec @returns {Generator<void, any>} */
+/** @param {Run} run @param {number} fromSec @param {number} toSec */
 function* sums(run, fromSec, toSec) {
-  return { used: yield* rankings(run, fromSec, toSec), states: yield* stateGroups(run, fromSec, toSec) };
+  const used = yield* rankings(run, fromSec, toSec);
+  return { used, states: yield* stateGroups(run, fromSec, toSec) };
 }
 
 /**
@@ -91,10 +102,11 @@ export function createWindowPanels(run, view) {
     giveUp();
     const { fromSec, toSec, dark } = view;
     giveUp = inSlices(sums(run, fromSec, toSec), ({ used, states }) => {
-      byId("window-span").textContent = `${formatSpan(toSec - fromSec)} of ${formatSpan(run.durationSec)}`;
-      byId("usage").replaceChildren(...used.map((/** @type {any} */ one) =>
-        rankingCard(one, toSec - fromSec, dark)));
-      byId("states").replaceChildren(...states.map((/** @type {any} */ one) => stateCard(one, dark)));
+      const windowSec = toSec - fromSec;
+      byId("window-span").textContent =
+        `${formatSpan(windowSec)} of ${formatSpan(run.toSec - run.fromSec)}`;
+      byId("usage").replaceChildren(...used.map((one) => rankingCard(one, windowSec, dark)));
+      byId("states").replaceChildren(...states.map((one) => stateCard(one, dark)));
       byId("window").hidden = used.length + states.length === 0;
     });
   };

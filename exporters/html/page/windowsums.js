@@ -10,7 +10,10 @@ import { inBase } from "./units.js";
 /** @typedef {{name: string, amount: number}} Use amount in `unit` of its ranking */
 /** @typedef {{title: string, unit: string, uses: Use[]}} Ranking the largest first */
 /** @typedef {{name: string, index: number, state: State | undefined, seconds: number}} Part */
-/** @typedef {{name: string, parts: Part[], unknownSec: number}} Stack */
+/**
+ * `members`: how many it stands for, whose mean it is.
+ * @typedef {{name: string, parts: Part[], unknownSec: number, members: number}} Stack
+ */
 /** @typedef {{title: string, stacks: Stack[]}} StateGroup */
 
 /** @param {Map<string, number>} amounts @returns {Use[]} */
@@ -39,7 +42,7 @@ function* taskTimes(run, fromSec, toSec) {
   for (const series of run.series.filter(({ role }) => role === "task")) {
     for (const [state, seconds] of series.totals(fromSec, toSec).seconds) {
       const name = series.stateName(state);
-      if (!isIdleTask(name)) add(sums, name, seconds);
+      if (!isIdleTask(name)) add(sums, name, seconds * (series.aggregate || 1));
     }
     yield;
   }
@@ -83,18 +86,24 @@ export function* rankings(run, fromSec, toSec) {
   return found;
 }
 
-/** @param {Run} run @param {Series} series @param {number} fromSec @param {number} toSec @returns {Stack} */
+/**
+ * @param {Run} run @param {Series} series @param {number} fromSec @param {number} toSec
+ * @returns {Stack}
+ */
 function stackOf(run, series, fromSec, toSec) {
   const { seconds } = series.totals(fromSec, toSec);
   /** @type {Part[]} */
   const parts = [];
   let known = 0;
   for (const [state, time] of seconds) {
+    if (time <= 0) continue;
     known += time;
-    parts.push({ name: series.stateName(state), index: state, state: series.states[state], seconds: time });
+    const name = series.stateName(state);
+    parts.push({ name, index: state, state: series.states[state], seconds: time });
   }
   parts.sort((one, other) => one.index - other.index);
-  return { name: entityName(run, series), parts, unknownSec: Math.max(0, toSec - fromSec - known) };
+  return { name: entityName(run, series), parts, members: series.aggregate || 1,
+    unknownSec: Math.max(0, toSec - fromSec - known) };
 }
 
 /**
@@ -104,13 +113,18 @@ function stackOf(run, series, fromSec, toSec) {
 function together(name, stacks) {
   /** @type {Map<string, Part>} */
   const parts = new Map();
-  for (const part of stacks.flatMap((stack) => stack.parts)) {
-    const known = parts.get(part.name);
-    if (known) known.seconds += part.seconds;
-    else parts.set(part.name, { ...part });
+  let [unknownSec, count] = [0, 0];
+  for (const stack of stacks) {
+    unknownSec += stack.unknownSec * stack.members;
+    count += stack.members;
+    for (const part of stack.parts) {
+      const known = parts.get(part.name) ?? { ...part, seconds: 0 };
+      known.seconds += part.seconds * stack.members;
+      parts.set(part.name, known);
+    }
   }
-  return { name, parts: [...parts.values()],
-    unknownSec: stacks.reduce((sum, stack) => sum + stack.unknownSec, 0) };
+  const ordered = [...parts.values()].sort((one, other) => one.index - other.index);
+  return { name, parts: ordered, unknownSec, members: count };
 }
 
 /**
@@ -122,7 +136,8 @@ export function* stateGroups(run, fromSec, toSec) {
   /** @type {Map<string, Stack[]>} */
   const groups = new Map();
   for (const series of run.series) {
-    if (series.role !== "idle" || series.kind !== "states") continue;
+    const isOfCpus = series.role === "idle" || series.role === "cpuTime";
+    if (!isOfCpus || series.kind !== "states") continue;
     const stack = stackOf(run, series, fromSec, toSec);
     groups.set(series.metric, [...groups.get(series.metric) ?? [], stack]);
     yield;
