@@ -29,6 +29,15 @@ test("the shallowest and the deepest state differ at a look, on either ground", 
   }
 });
 
+test("several awake states are told apart by their names", () => {
+  const fixture = createFixture();
+  fixture.states({ role: "cpuTime" }, [["user", 0], ["system", 0], ["idle", 1]], [[0, 1, 0]]);
+  const [series] = openRun(fixture.json(), fixture.buffer()).series;
+  const colors = [0, 1, 2].map((state) => stateColor(series, state, false));
+  assert.equal(new Set([...colors, awake.css]).size, 4);
+  assert.equal(colors[0], nameColor("user", false));
+});
+
 test("texts on colours have contrast", () => {
   for (const name of Array.from({ length: 60 }, (_, i) => `name ${i}`)) {
     const { rgb, ink } = nameShade(name, false);
@@ -54,6 +63,7 @@ test("states of series, tasks and processes of one name share their colour", () 
   assignColors(run);
   const colors = [0, 1, 2, 3].map((state) => stateColor(run.series[0], state, false));
   assert.equal(colors[2], nameColor("make", false));
+  assert.equal(colors[2], nameColor("make (77)", false));
   assert.equal(new Set(colors).size, 4);
   assert.match(colors[0], /^#[0-9a-f]{6}$/);
   assert.ok(isBlue(nameShade("idle", false)));

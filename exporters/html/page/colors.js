@@ -63,7 +63,10 @@ function hashOf(name) {
   return (hash ^ (hash >>> 15)) >>> 0;
 }
 
-/** Places of names in the palette that `assignColors` gave. @type {Map<string, number>} */
+/**
+ * Places of names in the palette that `assignColors` gave.
+ * @type {Map<string, number>}
+ */
 let places = new Map();
 
 /**
@@ -86,19 +89,25 @@ export function placesOf(names) {
   return found;
 }
 
+/**
+ * The name of a process without its number: "make" of "make (123)".
+ * @param {string} name
+ */
+const taskOf = (name) => name.replace(/ \(\d+\)$/, "");
+
 /** Whether a task is none: the processor idles. */
 export const isIdleTask = (/** @type {string} */ name) =>
   name === "idle" || /^swapper(\/\d+)?$/.test(name);
 
 /** @param {import("./model.js").Run} run */
 function* namesOf(run) {
-  for (const { name } of run.processes) yield name;
+  for (const { name } of run.processes) yield taskOf(name);
   const listed = new Set();
   for (const { states } of run.series) {
     if (listed.has(states)) continue;
     listed.add(states);
-    for (const { name, depth } of states) {
-      if (depth === null && !isIdleTask(name) && !quietNames.test(name)) yield name;
+    for (const { name, depth, apart } of states) {
+      if ((depth === null || apart) && !isIdleTask(name) && !quietNames.test(name)) yield taskOf(name);
     }
   }
 }
@@ -127,7 +136,8 @@ export function idleShade(depth, dark) {
 export function nameShade(name, dark) {
   if (isIdleTask(name)) return idleShade(0.05, dark);
   if (quietNames.test(name)) return quiet;
-  return namedColors[places.get(name) ?? hashOf(name) % namedColors.length];
+  const task = taskOf(name);
+  return namedColors[places.get(task) ?? hashOf(task) % namedColors.length];
 }
 
 /**
@@ -136,7 +146,8 @@ export function nameShade(name, dark) {
  */
 export function stateShade(state, dark) {
   if (!state) return others;
-  return state.depth === null ? nameShade(state.name, dark) : idleShade(state.depth, dark);
+  const isNamed = state.depth === null || state.apart;
+  return isNamed ? nameShade(state.name, dark) : idleShade(state.depth ?? 0, dark);
 }
 
 /** @param {string} name @param {boolean} dark @returns {string} "#rrggbb" */

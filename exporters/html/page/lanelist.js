@@ -1,7 +1,224 @@
-// Until there are lanes.
+// Which lanes a run has: a tree of packages, cores and CPUs, of devices, processes and events.
+
+import { shown } from "./dom.js";
+
+/** @typedef {import("./model.js").Run} Run */
+/** @typedef {import("./model.js").Series} Series */
+/** @typedef {import("./model.js").Process} Process */
+/**
+ * What a lane draws, at most one series of each.
+ * @typedef {{task?: Series, idle?: Series, cpuTime?: Series, frequency?: Series, states?: Series,
+ *   events?: Series, processTime?: Series, processEnergy?: Series, process?: Process}} Parts
+ */
+/**
+ * `level` is that of the entity, or "section" of a line that only heads others. `cpus` are the
+ * lanes below that an aggregate is of.
+ * @typedef {{id: string, label: string, detail: string, level: string, parts: Parts,
+ *   children: Lane[], parent: Lane|null, depth: number, words: string, cpus: Lane[],
+ *   folded: boolean}} Lane
+ */
+
+const processorRoles = ["task", "idle", "cpuTime", "frequency"];
+const processorLevels = ["package", "die", "core", "cpu"];
+/** So many processes stand open; the others are folded. */
+const openProcesses = 12;
+/** More CPUs than these begin folded to their packages. */
+const openCpus = 64;
 
 /**
- * @param {import("./model.js").Run} _run
- * @returns {Set<import("./model.js").Series>}
+ * @param {string} id @param {string} label @param {string} level
+ * @param {Partial<Lane>} rest @returns {Lane}
  */
-export const shownInLanes = (_run) => new Set();
+function makeLane(id, label, level, rest = {}) {
+  return { id, label: shown(label, 80), detail: "", level, parts: {}, children: [], parent: null,
+    depth: 0, words: label, cpus: [], folded: false, ...rest };
+}
+
+/**
+ * What a search finds a series by.
+ * @param {Series} series
+ */
+const wordsOf = (series) => `${series.label} ${series.metric} ${series.feature} ${series.descriptor}`;
+
+/** @param {Run} run @param {Series} series */
+function isProcessorSeries(run, series) {
+  const entity = run.entities[series.entity];
+  return entity !== undefined && processorLevels.includes(entity.level) &&
+    (series.kind === "states" || (series.role === "frequency" && series.kind === "value"));
+}
+
+/**
+ * The first series of each role are the lane's own, further ones are lanes below it.
+ * @param {Lane} lane @param {Series[]} series
+ */
+function giveSeries(lane, series) {
+  for (const one of series) {
+    const role = /** @type {"task"|"idle"|"cpuTime"|"frequency"} */ (one.role);
+    const fits = role === "frequency" ? one.kind === "value" : one.kind === "states";
+    if (processorRoles.includes(role) && fits && !lane.parts[role]) {
+      lane.parts[role] = one;
+      lane.words += ` ${wordsOf(one)}`;
+    } else lane.children.push(seriesLane(one, one.metric));
+  }
+}
+
+/**
+ * A lane of one series.
+ * @param {Series} series @param {string} label
+ */
+function seriesLane(series, label) {
+  const parts = series.kind === "events" ? { events: series }
+    : series.kind === "states" ? { states: series } : { frequency: series };
+  return makeLane(`series ${series.index}`, label, "series", { parts, words: `${label} ${wordsOf(series)}` });
+}
+
+/** @param {Run} run @returns {Lane[]} */
+function processorLanes(run) {
+  const own = new Map();
+  for (const series of run.series.filter((one) => isProcessorSeries(run, one))) {
+    own.set(series.entity, [...own.get(series.entity) ?? [], series]);
+  }
+  /** @type {Map<number, Lane>} */
+  const lanes = new Map();
+  /** @type {Lane[]} */
+  const roots = [];
+  /** @param {number} index @returns {Lane} */
+  const laneOf = (index) => {
+    const known = lanes.get(index);
+    if (known) return known;
+    const entity = run.entities[index];
+    const lane = makeLane(`entity ${index}`, entity.name, entity.level,
+      { words: `${entity.path} ${entity.level}` });
+    lanes.set(index, lane);
+    const parent = run.entities[entity.parent];
+    if (parent && processorLevels.includes(parent.level)) laneOf(parent.index).children.push(lane);
+    else roots.push(lane);
+    return lane;
+  };
+  const indices = [...own.keys()].sort((a, b) => a - b);
+  for (const index of indices) giveSeries(laneOf(index), own.get(index));
+  return roots.map(simplified);
+}
+
+/**
+ * Cores and dies of one CPU that have nothing of their own are left out.
+ * @param {Lane} lane @returns {Lane}
+ */
+function simplified(lane) {
+  lane.children = lane.children.map(simplified);
+  const isPlain = Object.keys(lane.parts).length === 0 && lane.children.length === 1;
+  if (isPlain && (lane.level === "core" || lane.level === "die")) {
+    const [only] = lane.children;
+    only.words += ` ${lane.label}`;
+    return only;
+  }
+  return lane;
+}
+
+/** @param {Run} run @param {Series[]} taken @returns {Lane[]} */
+function stateLanes(run, taken) {
+  const rest = run.series.filter((one) => one.kind === "states" && !taken.includes(one));
+  const sections = new Map();
+  for (const series of rest) {
+    const entity = run.entities[series.entity];
+    const section = entity?.level === "device" || series.role === "deviceState" ? "Devices" : "States";
+    const lane = seriesLane(series, entity && !series.aggregate ? entity.name : series.label);
+    lane.detail = lane.label === series.metric ? "" : shown(series.metric, 60);
+    sections.set(section, [...sections.get(section) ?? [], lane]);
+  }
+  return [...sections].map(([label, lanes]) => sectionOf(label, lanes));
+}
+
+/** @param {Run} run @returns {Lane[]} */
+function eventLanes(run) {
+  const lanes = run.series.filter(({ kind }) => kind === "events").map((series) => {
+    const lane = seriesLane(series, series.label);
+    lane.detail = shown(series.feature, 60);
+    return lane;
+  });
+  return lanes.length > 0 ? [sectionOf("Events", lanes)] : [];
+}
+
+/** @param {Run} run @returns {Lane[]} */
+function processLanes(run) {
+  const byEntity = (/** @type {string} */ role) => new Map(run.series
+    .filter((one) => one.role === role && one.kind === "value" && one.entity >= 0)
+    .map((one) => [one.entity, one]));
+  const [times, energies] = [byEntity("processTime"), byEntity("processEnergy")];
+  const lanes = run.processes.map((process, index) => {
+    const [processTime, processEnergy] = [times, energies].map((of) => of.get(process.entity));
+    const parts = { process, ...(processTime && { processTime }), ...(processEnergy && { processEnergy }) };
+    return makeLane(`process ${index}`, process.name || `PID ${process.pid}`, "process", { parts,
+      detail: process.pid >= 0 ? `PID ${process.pid}` : "",
+      words: `${process.name} ${process.pid} process` });
+  });
+  if (lanes.length === 0) return [];
+  const rest = lanes.splice(openProcesses + 3 < lanes.length ? openProcesses : lanes.length);
+  if (rest.length > 0) {
+    lanes.push(sectionOf(`${rest.length} more processes`, rest, { folded: true }));
+  }
+  return [sectionOf("Processes", lanes)];
+}
+
+/** @param {string} label @param {Lane[]} children @param {Partial<Lane>} rest */
+function sectionOf(label, children, rest = {}) {
+  return makeLane(`section ${label}`, label, "section", { children, ...rest });
+}
+
+/**
+ * The lanes of CPUs below one.
+ * @param {Lane} lane @returns {Lane[]}
+ */
+function cpusBelow(lane) {
+  return lane.children.flatMap((child) => (child.level === "cpu" ? [child] : cpusBelow(child)));
+}
+
+/** @param {Lane[]} lanes @param {Lane|null} parent */
+function link(lanes, parent) {
+  for (const lane of lanes) {
+    lane.parent = parent;
+    lane.depth = parent ? parent.depth + 1 : 0;
+    lane.words = lane.words.toLowerCase();
+    lane.cpus = cpusBelow(lane);
+    link(lane.children, lane);
+  }
+}
+
+/**
+ * The lanes of a run, as a tree.
+ * @param {Run} run @returns {Lane[]}
+ */
+export function lanesOf(run) {
+  const processors = processorLanes(run);
+  const loose = processors.filter(({ level }) => level === "cpu");
+  const grouped = processors.filter(({ level }) => level !== "cpu");
+  const cpus = loose.length > 1 ? [...grouped, makeLane("section CPUs", "CPUs", "package",
+    { children: loose })] : processors;
+  const taken = run.series.filter((one) => isProcessorSeries(run, one));
+  const roots = [...cpus, ...stateLanes(run, taken), ...processLanes(run), ...eventLanes(run)];
+  link(roots, null);
+  const count = cpus.reduce((sum, lane) => sum + lane.cpus.length, 0);
+  for (const lane of cpus) lane.folded = count > openCpus;
+  return roots;
+}
+
+/**
+ * The series of a lane.
+ * @param {Lane} lane @returns {Series[]}
+ */
+export const seriesOf = ({ parts }) => [parts.task, parts.idle, parts.cpuTime, parts.frequency,
+  parts.states, parts.events, parts.processTime, parts.processEnergy].flatMap((one) => one ?? []);
+
+/**
+ * The series that lanes draw; the others are for the line plots.
+ * @param {Run} run @returns {Set<Series>}
+ */
+export function shownInLanes(run) {
+  const found = new Set();
+  const gather = (/** @type {Lane} */ lane) => {
+    for (const series of seriesOf(lane)) found.add(series);
+    lane.children.forEach(gather);
+  };
+  lanesOf(run).forEach(gather);
+  return found;
+}

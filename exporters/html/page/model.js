@@ -7,7 +7,10 @@ import { exactStates } from "./exactstates.js";
 import { exactEvents } from "./events.js";
 import { binnedEvents, binnedStates, binnedValues } from "./binned.js";
 
-/** @typedef {{name: string, depth: number|null}} State depth: 0 awake ... 1 deepest, null no idle state */
+/**
+ * `depth`: 0 awake ... 1 deepest, null no idle state; `apart`: one of several that are awake.
+ * @typedef {{name: string, depth: number|null, apart: boolean}} State
+ */
 /** @typedef {{index: number, name: string, path: string, parent: number, level: string}} Entity */
 /**
  * @typedef {{entity: number, pid: number, name: string, fromSec: number|null,
@@ -112,8 +115,11 @@ const tablesOf = (json) => listOf(json).map((table) => ({
 }));
 
 /** @param {any} json @returns {State[][]} */
-const stateSetsOf = (json) => listOf(json).map((states) => listOf(states).map((state) => ({
-  name: textOf(state?.name), depth: numberOrNull(state?.depth) })));
+const stateSetsOf = (json) => listOf(json).map((states) => {
+  const several = listOf(states).filter((state) => state?.depth === 0).length > 1;
+  return listOf(states).map((state) => ({ name: textOf(state?.name),
+    depth: numberOrNull(state?.depth), apart: several && state?.depth === 0 }));
+});
 
 /** @param {any} data @returns {Level[]} */
 function levelsOf(data) {

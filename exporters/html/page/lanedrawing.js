@@ -1,0 +1,160 @@
+// Draws one lane for a window into a canvas.
+
+import { nameShade } from "./colors.js";
+import { groundOf, paintEvents, paintLine, paintProcess, paintStack, paintUnknown, wideStretches }
+  from "./painter.js";
+import { showsAverage } from "./readings.js";
+import { averageOf, processorComposer, statesComposer } from "./stack.js";
+
+/** @typedef {import("./lanelist.js").Lane} Lane */
+/** @typedef {import("./model.js").Series} Series */
+/** @typedef {import("./painter.js").Pixels} Pixels */
+/** @typedef {import("./stack.js").Stack} Stack */
+/** @typedef {{fromSec: number, toSec: number, width: number, dark: boolean, scale: number}} Frame */
+
+/**
+ * Keeps the answer to the last question about each thing.
+ * @returns {(thing: object, question: string, find: () => any) => any}
+ */
+function lastAnswers() {
+  /** @type {WeakMap<object, {question: string, answer: any}>} */
+  const known = new WeakMap();
+  return (thing, question, find) => {
+    const last = known.get(thing);
+    if (last?.question === question) return last.answer;
+    const answer = find();
+    known.set(thing, { question, answer });
+    return answer;
+  };
+}
+
+/**
+ * The highest frequency of the run: all lines have one scale.
+ * @param {import("./model.js").Run} run
+ */
+function highestFrequency(run) {
+  const highest = run.series.filter(({ role, kind }) => role === "frequency" && kind === "value")
+    .map((series) => (Number.isFinite(series.maximum) ? series.maximum
+      : series.totals(run.fromSec, run.toSec).maximum));
+  return Math.max(...highest.filter(Number.isFinite), 1e-9);
+}
+
+/**
+ * Images to paint lanes on, one of each size, and that of nothing known.
+ * @param {CanvasRenderingContext2D} context @param {Frame} frame @param {number} height
+ */
+function makeImage(context, { width, dark, scale }, height) {
+  const image = context.createImageData(width, height);
+  const pixels = { data: new Uint32Array(image.data.buffer), width, height };
+  paintUnknown(pixels, groundOf(dark), scale);
+  return { image, pixels, unknown: pixels.data.slice() };
+}
+
+/** @param {CanvasRenderingContext2D} context @param {Stack} stack @param {number} height @param {number} scale */
+function writeNames(context, stack, height, scale) {
+  const size = Math.round(Math.min(11, height / scale - 6) * scale);
+  if (size < 7 * scale) return;
+  context.font = `${size}px system-ui, sans-serif`;
+  context.textBaseline = "middle";
+  context.lineJoin = "round";
+  context.lineWidth = 4 * scale;
+  const padding = 5 * scale;
+  for (const { from, to, layer } of wideStretches(stack, size * 2 + padding)) {
+    const { name, shade } = stack.layers[layer];
+    const text = name.length > 40 ? `${name.slice(0, 40)}…` : name;
+    if (context.measureText(text).width + 2 * padding > to - from) continue;
+    // Its ground goes with it where a line crosses.
+    context.strokeStyle = shade.css;
+    context.strokeText(text, from + padding, height / 2 + scale * 0.5);
+    context.fillStyle = shade.ink;
+    context.fillText(text, from + padding, height / 2 + scale * 0.5);
+  }
+}
+
+/** @param {import("./model.js").Run} run */
+export function createLaneDrawing(run) {
+  const highest = highestFrequency(run);
+  const composers = lastAnswers();
+  const shares = lastAnswers();
+  const stacks = lastAnswers();
+  const images = new Map();
+  let imagesOf = "";
+
+  /** @param {CanvasRenderingContext2D} context @param {Frame} frame @param {number} height */
+  const imageOf = (context, frame, height) => {
+    const question = `${frame.width} ${frame.dark} ${frame.scale}`;
+    if (question !== imagesOf) images.clear();
+    imagesOf = question;
+    if (!images.has(height)) images.set(height, makeImage(context, frame, height));
+    return images.get(height);
+  };
+
+  /** @param {Frame} frame */
+  const questionOf = ({ fromSec, toSec, width, dark }) => `${fromSec} ${toSec} ${width} ${dark}`;
+  /** @param {Series|undefined} series @param {Frame} frame */
+  const sharesOf = (series, frame) => series?.shares
+    ? shares(series, questionOf(frame), () => series.shares?.(frame.fromSec, frame.toSec, frame.width))
+    : null;
+  /** @param {Lane} lane @param {Frame} frame @returns {Stack|null} */
+  const ownStack = (lane, frame) => {
+    const { task, idle, cpuTime, states } = lane.parts;
+    const busy = task ?? cpuTime;
+    if (states) {
+      const compose = composers(lane, String(frame.dark), () => statesComposer(states, frame.dark));
+      return compose(sharesOf(states, frame));
+    }
+    if (!busy && !idle) return null;
+    const compose = composers(lane, String(frame.dark), () => processorComposer(busy, idle, frame.dark));
+    return compose(sharesOf(busy, frame), sharesOf(idle, frame), frame.width);
+  };
+  /** @param {Lane} lane @param {Frame} frame @returns {Stack|null} */
+  const stackOf = (lane, frame) => {
+    const average = showsAverage(lane);
+    return stacks(lane, `${questionOf(frame)} ${average}`, () => {
+      if (!average) return ownStack(lane, frame);
+      const below = lane.cpus.flatMap((cpu) => stackOf(cpu, frame) ?? []);
+      return below.length > 0 ? averageOf(below, frame.width) : null;
+    });
+  };
+
+  /** @param {import("./lanelist.js").Process} process @param {Series|undefined} time @param {Frame} frame @param {Pixels} pixels */
+  const paintLife = (process, time, { fromSec, toSec, width, dark }, pixels) => {
+    const columnOf = (/** @type {number} */ sec) => ((sec - fromSec) / (toSec - fromSec)) * width;
+    const life = { from: columnOf(process.fromSec ?? run.fromSec),
+      to: columnOf(process.toSec ?? run.toSec) };
+    const full = time?.unit === "%" ? Math.max(100, time.maximum || 0) : time?.maximum || 1;
+    const use = time?.columns?.(fromSec, toSec, width).mean.map((one) => Math.min(1, one / full));
+    paintProcess(pixels, life, use ?? null, nameShade(process.name, dark).pixel, groundOf(dark));
+  };
+  /** @param {Lane} lane @param {Stack|null} stack @param {Frame} frame @param {Pixels} pixels */
+  const paint = (lane, stack, frame, pixels) => {
+    const { fromSec, toSec, width, dark } = frame;
+    const ground = groundOf(dark);
+    const { events, process, processTime, frequency } = lane.parts;
+    if (events?.counts) {
+      const { pixel } = nameShade(events.metric, dark);
+      paintEvents(pixels, events.counts(fromSec, toSec, width), pixel, ground.ground);
+    } else if (process) paintLife(process, processTime, frame, pixels);
+    if (stack) paintStack(pixels, stack);
+    if (frequency?.columns && !showsAverage(lane)) {
+      paintLine(pixels, frequency.columns(fromSec, toSec, width).mean, highest, ground,
+        frame.scale);
+    }
+  };
+
+  /**
+   * Draws a lane into a canvas of the frame's width.
+   * @param {Lane} lane @param {HTMLCanvasElement} canvas @param {Frame} frame
+   */
+  return (lane, canvas, frame) => {
+    const context = canvas.getContext("2d", { alpha: false });
+    if (!context) return;
+    const { image, pixels, unknown } = imageOf(context, frame, canvas.height);
+    const stack = stackOf(lane, frame);
+    pixels.data.set(unknown);
+    paint(lane, stack, frame, pixels);
+    context.putImageData(image, 0, 0);
+    if (stack) writeNames(context, stack, canvas.height, frame.scale);
+  };
+}
+/** @typedef {ReturnType<typeof createLaneDrawing>} LaneDrawing */
