@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "formats/kernel_metrics.h"
 #include "hostcommon/Descriptions.h"
 
 namespace tavrin {
@@ -18,7 +19,7 @@ std::shared_ptr<const pwr::Field> field(const char* name) {
 
 /// "Active", then the idle states by their first appearance.
 std::vector<pwr::Data> idleStates(const EventFacts& facts) {
-  std::vector<std::string> names{IdleGroup::kActive};
+  std::vector<std::string> names{std::string(kernel_metrics::kNotIdle)};
   for (const auto& [cpu, states] : facts.idleStates) {
     for (const std::string& state : states) {
       if (std::ranges::count(names, state) == 0) names.push_back(state);
@@ -34,7 +35,7 @@ std::vector<pwr::Data> idleStates(const EventFacts& facts) {
 
 IdleGroup::IdleGroup(EventShared& shared, const Place& place)
     : shared_(shared),
-      states_(addMetric({.name = "CPU Idle State",
+      states_(addMetric({.name = std::string(kernel_metrics::kIdleState),
                          .type = Type::TracedValueTransition,
                          .quantity = stateQuantity(),
                          .entityGroup = field("CPU"),
@@ -53,18 +54,18 @@ void IdleGroup::add(const KernelEvent& event, MessageSink& sink) {
 }
 
 pwr::Data IdleGroup::state(const IdleEvent& event) const {
-  if (event.state == IdleEvent::kLeft) return pwr::Data(kActive);
+  if (event.state == IdleEvent::kLeft) return pwr::Data(std::string(kernel_metrics::kNotIdle));
   const auto& known = shared_.facts().idleStates;
   const auto cpu = known.find(event.cpu);
   if (cpu == known.end() || event.state >= cpu->second.size()) {
-    return pwr::Data("state" + std::to_string(event.state));
+    return pwr::Data(std::string(kernel_metrics::kNamelessState) + std::to_string(event.state));
   }
   return pwr::Data(cpu->second[event.state]);
 }
 
 FrequencyGroup::FrequencyGroup(EventShared& shared, const Place& place)
     : states_(addMetric(
-                  {.name = "CPU Frequency Changes",
+                  {.name = std::string(kernel_metrics::kFrequency),
                    .type = Type::TracedValueTransition,
                    .quantity = pwr::createQuantity(
                        {.type = pwr::QuantityType::Frequency, .name = "Frequency", .units = "MHz"}),
@@ -92,7 +93,7 @@ void FrequencyGroup::add(const KernelEvent& event, MessageSink& sink) {
 
 ScheduleGroup::ScheduleGroup(EventShared& shared, const Place& place)
     : shared_(shared),
-      states_(addMetric({.name = "Running Task",
+      states_(addMetric({.name = std::string(kernel_metrics::kRunningTask),
                          .type = Type::TracedValueTransition,
                          .quantity = stateQuantity(),
                          .entityGroup = field("CPU"),

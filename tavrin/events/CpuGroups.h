@@ -7,8 +7,6 @@ namespace tavrin {
 /// The idle state of each CPU, or that it is active.
 class IdleGroup final : public MetricGroup {
  public:
-  static constexpr const char* kActive = "Active";
-
   IdleGroup(EventShared& shared, const Place& place);
   void add(const KernelEvent& event, MessageSink& sink) override;
   void forgetCpu(unsigned int cpu, unsigned long long time, MessageSink& sink) override {

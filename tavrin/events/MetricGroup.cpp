@@ -1,5 +1,6 @@
 #include "tavrin/events/MetricGroup.h"
 
+#include "formats/kernel_metrics.h"
 #include "hostcommon/Descriptions.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/common/PlainText.h"
@@ -16,7 +17,9 @@ const pwr::EntityHandle* EventShared::cpu(unsigned int number) {
   if (number >= kMostCpus) return nullptr;
   const pwr::EntityHandle*& entity = facts_.cpus[number];
   if (entity == nullptr) {
-    entity = pwr::createEntity({.name = "CPU" + std::to_string(number), .level = "Thread"});
+    entity =
+        pwr::createEntity({.name = std::string(kernel_metrics::kCpuName) + std::to_string(number),
+                           .level = std::string(kernel_metrics::kCpuLevel)});
   }
   return entity;
 }

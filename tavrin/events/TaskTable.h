@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "formats/kernel_metrics.h"
 #include "tavrin/events/TracedMetric.h"
 #include "writers/host/Attribute.h"
 #include "writers/host/Data.h"
@@ -59,7 +60,7 @@ class TaskTable {
   ProcessOf processOf_;
   std::unordered_map<int, Task> tasks_;
   std::unordered_set<std::string> names_;
-  Appearance idle_{pwr::Data("idle"), nullptr};
+  Appearance idle_{pwr::Data(std::string(kernel_metrics::kIdleTask)), nullptr};
 };
 
 }  // namespace tavrin

@@ -4,8 +4,15 @@
 #include <cstdint>
 
 #include "formats/pwr_format.h"
+#include "writers/common/EventAttributes.h"
 #include "writers/common/LittleEndian.h"
-#include "writers/timeline/EventAttributes.h"
+
+/// The process and the thread that an event belongs to, by the ids of their descriptions. One that
+/// is not told has none.
+struct OwnerIds {
+  std::uint64_t process = 0;
+  std::uint64_t thread = 0;
+};
 
 /// The process and the thread in the data record of an event. While the run goes on the record has
 /// their numbers; whose they were at that time is known at the end, and takes their place then.

@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "writers/host/SystemMetadata.h"
-#include "writers/timeline/EventAttributes.h"
 #include "writers/timeline/InfoRecords.h"
 #include "writers/timeline/Lifetimes.h"
+#include "writers/timeline/OwnedRecord.h"
 
 /// Writes what describes processes and threads into the timeline file, and finds those that an
 /// event belongs to. A number is given again when its owner has ended: whose it was tells the time,

@@ -1,6 +1,6 @@
 #include "writers/timeline/SampleConverter.h"
 
-#include "writers/timeline/EventAttributes.h"
+#include "writers/common/EventAttributes.h"
 #include "writers/timeline/OwnedRecord.h"
 
 using pwrfile::AttributeType;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -52,10 +51,4 @@ struct EventOwner {
     if (!isWhole || !isOwner || value.toInt(number) != 0) return std::nullopt;
     return number;
   }
-};
-
-/// The same by the ids of their descriptions. One that is not told has none.
-struct OwnerIds {
-  std::uint64_t process = 0;
-  std::uint64_t thread = 0;
 };
