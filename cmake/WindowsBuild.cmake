@@ -22,7 +22,7 @@ function(link_host_headers)
   set(CMAKE_FIND_ROOT_PATH ${CMAKE_FIND_ROOT_PATH} ${root} PARENT_SCOPE)
 endfunction()
 if(CMAKE_CROSSCOMPILING)
-  link_host_headers(rapidjson toml++ CLI)
+  link_host_headers(rapidjson toml++ CLI protozero)
   # Only the tests need the emulator, not the build.
   set(CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE PRE_TEST)
 endif()

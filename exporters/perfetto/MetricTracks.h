@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "exporters/perfetto/SeriesTracks.h"
+#include "exporters/perfetto/Trace.h"
+#include "writers/common/SeriesIndex.h"
+#include "writers/host/Metric.h"
+
+namespace pftrace {
+
+/// The tracks of one metric: of each series a counter for its numbers, slices for its other values,
+/// or instants where the metric is one of events.
+class MetricTracks {
+ public:
+  explicit MetricTracks(const pwr::Metric& metric);
+
+  void add(Trace& trace, const pwr::Metric& metric);
+  /// Ends what is open; at `end` (ticks) where nothing tells when.
+  void close(Trace& trace, unsigned long long end);
+
+ private:
+  /// Whose a value without an entity is: a process, or what else an attribute names.
+  struct Owner {
+    std::optional<std::int32_t> pid;
+    std::string name;
+  };
+  using OwnerKey = std::tuple<const pwr::DataDescriptor*, std::optional<std::int32_t>, std::string>;
+
+  bool isEvent() const { return type_ == pwr::Metric::MetricType::TracedEvent; }
+  bool isTransition() const { return type_ == pwr::Metric::MetricType::TracedValueTransition; }
+  void addElement(Trace& trace, const pwr::DataElement& element, const Span& span);
+  void addEvent(Trace& trace, SeriesTracks& series, const pwr::DataElement& element,
+                const Span& span);
+  void addNumber(Trace& trace, SeriesTracks& series, const pwr::DataElement& element,
+                 const Span& span, unsigned long long length);
+  void addState(Trace& trace, SeriesTracks& series, const pwr::DataElement& element,
+                const Span& span);
+  void collectAnnotations(const pwr::DataElement& element);
+  bool isGap(const CounterTrack& counter, unsigned long long time) const;
+  void addGap(Trace& trace, unsigned long long from, unsigned long long to);
+  void leaveOut(Trace& trace, const pwr::DataElement& element, const char* cause) const;
+
+  SeriesTracks& find(Trace& trace, const pwr::DataElement& element);
+  SeriesTracks& findOwned(Trace& trace, const pwr::DataElement& element, const Owner& owner);
+  Owner ownerOf(const pwr::DataElement& element) const;
+  std::string nameOf(const pwr::DataDescriptor* descriptor) const;
+  std::int32_t rankOf(const pwr::DataDescriptor* descriptor) const;
+
+  const pwr::MetricDescription* const description_;
+  const pwr::Metric::MetricType type_;
+  const CounterUnit unit_;
+  /// What the series that have a length are shown as; none where they are shown as they came.
+  std::optional<CounterUnit> scaledUnit_;
+  double rateFactor_ = 1.0;
+  std::vector<const pwr::DataDescriptor*> descriptors_;  // different ones, in the order announced
+  std::vector<std::unique_ptr<SeriesTracks>> series_;
+  SeriesIndex<SeriesTracks*> index_;
+  std::map<OwnerKey, SeriesTracks> owned_;
+  std::unique_ptr<TrackSequence> gaps_;
+  unsigned long long gapsEnd_ = 0;
+  std::vector<Annotation> annotations_;  // of the element at hand
+  pwr::Data lengthOfEvent_;
+  std::string text_;
+};
+
+}  // namespace pftrace
