@@ -58,6 +58,13 @@ bool toAmount(const pwr::Data& value, Amount& amount) {
   return value.toReal(amount.real) == 0 && std::isfinite(amount.real);
 }
 
+/// Whether it says nothing: no value, or a handle of nothing.
+bool isNothing(const pwr::Data& value) {
+  const pwr::DataHandle* handle = nullptr;
+  const bool isHandle = value.getType() == pwr::DataType::Handle && value.toHandle(handle) == 0;
+  return value.getType() == pwr::DataType::None || (isHandle && handle == nullptr);
+}
+
 double realOf(const Amount& amount) {
   return amount.isWhole ? static_cast<double>(amount.whole) : amount.real;
 }
@@ -79,7 +86,7 @@ void MetricTracks::add(Trace& trace, const pwr::Metric& metric) {
   const unsigned long long time = metric.getData().timestamp;
   const bool hasTicks = !pwr::isRate(description_->quantity);
   for (const pwr::DataElement& element : metric.getData().elements) {
-    if (element.getValue()->getType() == pwr::DataType::None) continue;
+    if (isNothing(*element.getValue())) continue;
     addElement(trace, element, {time, hasTicks ? element.getDuration() : 0});
   }
 }
@@ -170,7 +177,7 @@ void MetricTracks::collectAnnotations(const pwr::DataElement& element) {
   if (element.getAttributes() == nullptr && element.getAdditionalInfo() == nullptr) return;
   forEachAttribute(element, [this](const std::string& name, const pwr::Quantity* /*quantity*/,
                                    const pwr::Data& value) {
-    if (value.getType() != pwr::DataType::None) annotations_.push_back({name, &value});
+    if (!isNothing(value)) annotations_.push_back({name, &value});
   });
 }
 
