@@ -55,7 +55,7 @@ def first_row(png):
 
 
 class Chromium:
-    def __init__(self, program, timeout=60):
+    def __init__(self, program, *extra, timeout=60):
         self.timeout = timeout
         self.folder = tempfile.TemporaryDirectory(prefix="tavrin-page-")
         ours_in, theirs_out = os.pipe()
@@ -64,7 +64,7 @@ class Chromium:
         options = ["--headless", "--remote-debugging-pipe", f"--user-data-dir={self.folder.name}",
                    "--no-first-run", "--disable-gpu", "--hide-scrollbars", "--mute-audio",
                    "--disable-dev-shm-usage", "--force-color-profile=srgb",
-                   "--enable-precise-memory-info"]
+                   *extra]
         if os.geteuid() == 0:
             options.append("--no-sandbox")
         self.log = open(os.path.join(self.folder.name, "log"), "wb")
@@ -198,12 +198,9 @@ class Page:
         return answer["result"].get("value")
 
     def until(self, expression, seconds=10):
-        """Waits until the expression is true; returns its value."""
+        """Waits until the expression, or what its promise becomes, is true."""
         deadline = time.monotonic() + seconds
-        while True:
-            value = self.evaluate(expression)
-            if value:
-                return value
+        while not self.evaluate(f"Promise.resolve({expression}).then(Boolean)"):
             if time.monotonic() > deadline:
                 raise BrowserError(f"not true in {seconds} s: {expression}")
             self.frames(2)

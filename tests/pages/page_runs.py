@@ -76,7 +76,7 @@ def known_run(path):
                            legacy="counter", entityGroup={"name": "Zone"})
     room = stream.metric(3, "Room", "room", [[None, air]], quantity=celsius, legacy="value")
     pid = stream.define("attribute", name="PID", values="int")
-    milliseconds = stream.define("quantity", kind="time", name="Time", units="ms")
+    milliseconds = stream.define("quantity", kind="other", name="CPU Time", units="ms")
     times = stream.metric(4, "Process CPU Time", "process", [[None, None]], kind="event",
                           quantity=milliseconds, valueGroup={"name": "Process", "attributes": [pid]})
     rails = [stream.define("entity", name=f"rail {one}", level="Regulator") for one in range(40)]
@@ -122,7 +122,7 @@ def hostile_run(path):
     stream.write(path)
 
 
-def long_run(path, points):
+def long_run(path, points=400000):
     """So many points of 64 series, which do not fit into a page as they are."""
     series, period = 64, 0.01
     rounds = points // series

@@ -29,12 +29,14 @@ function line(title, entries) {
  * @param {Run} run @param {string} role @param {boolean} dark
  */
 function states(run, role, dark) {
+  /** @type {Map<string, import("./model.js").State>} */
   const found = new Map();
   for (const series of run.series) {
     if (series.kind !== "states" || series.role !== role) continue;
-    for (const state of series.states) found.set(state.name, stateShade(state, dark).css);
+    for (const state of series.states) found.set(state.name, state);
   }
-  return [...found].map(([name, color]) => ({ name, color }));
+  const ordered = [...found.values()].sort((one, other) => (one.depth ?? 2) - (other.depth ?? 2));
+  return ordered.map((state) => ({ name: state.name, color: stateShade(state, dark).css }));
 }
 
 /**

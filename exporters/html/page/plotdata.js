@@ -30,12 +30,17 @@ export function extent({ minimum, maximum }) {
 }
 
 /**
- * The smallest of 1, 2, 5, 10, 20 ... that is not below `least`.
- * @param {number} least
+ * Multiples of 1, 2, 5, 10, 20 ... of the largest step of which two are between.
+ * @param {number} low @param {number} high
  */
-function roundStep(least) {
-  const power = 10 ** Math.floor(Math.log10(least));
-  return power * ([1, 2, 5].find((factor) => factor * power >= least) ?? 10);
+function roundTicks(low, high) {
+  const power = 10 ** Math.floor(Math.log10(high - low));
+  for (const step of [power * 5, power * 2, power, power / 2, power / 5]) {
+    const first = Math.ceil(low / step);
+    const count = Math.floor(high / step) - first + 1;
+    if (count > 1) return Array.from({ length: count }, (_, at) => (first + at) * step);
+  }
+  return [];
 }
 
 /**
@@ -48,12 +53,7 @@ export function axisOf(found) {
   const begin = low >= 0 && low <= high / 2 ? 0 : low;
   const span = high - begin || Math.abs(high) || 1;
   const range = { low: begin === 0 ? 0 : begin - span * 0.15, high: high + span * 0.15 };
-  const step = roundStep((range.high - range.low) / 3);
   // Not where their text would leave the plot.
   const edge = (range.high - range.low) * 0.1;
-  const ticks = [];
-  for (let at = Math.ceil((range.low + edge) / step); at * step <= range.high - edge; ++at) {
-    ticks.push(at * step);
-  }
-  return { ...range, ticks };
+  return { ...range, ticks: roundTicks(range.low + edge, range.high - edge) };
 }

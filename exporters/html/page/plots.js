@@ -30,7 +30,8 @@ function makePlot(series) {
   const name = element("span", { class: "name", title: shown(series.label, 2000) },
     shown(series.label));
   const cross = element("span", { class: "cross", hidden: "" });
-  const over = element("div", { class: "plot-over", role: "img" }, cross);
+  const over = element("div",
+    { class: "plot-over", role: "img", "aria-label": shown(series.label) }, cross);
   const root = element("div", { class: "plot" },
     element("div", { class: "plot-label" }, name, value, ticks),
     element("div", { class: "plot-frame" }, area, over));

@@ -79,8 +79,7 @@ function stackLine({ name, parts, unknownSec }, dark) {
 
 /** @param {import("./windowsums.js").StateGroup} group @param {boolean} dark */
 function stateCard({ title, stacks }, dark) {
-  const known = new Map(stacks.flatMap(({ parts }) =>
-    parts.map(({ name, state }) => [name, state])));
+  const known = new Map(stacks[0]?.parts.map(({ name, state }) => [name, state]));
   const key = element("ul", { class: "key" }, ...[...known].map(([name, state]) =>
     element("li", null, swatch(stateShade(state, dark).css), shown(name))));
   return card(title, stacks, STACKED, (stack) => stackLine(stack, dark), key);

@@ -87,6 +87,13 @@ export function* rankings(run, fromSec, toSec) {
 }
 
 /**
+ * Awake first, then the deeper the later.
+ * @param {Part} one @param {Part} other
+ */
+const byDepth = (one, other) =>
+  (one.state?.depth ?? 2) - (other.state?.depth ?? 2) || one.index - other.index;
+
+/**
  * @param {Run} run @param {Series} series @param {number} fromSec @param {number} toSec
  * @returns {Stack}
  */
@@ -101,7 +108,7 @@ function stackOf(run, series, fromSec, toSec) {
     const name = series.stateName(state);
     parts.push({ name, index: state, state: series.states[state], seconds: time });
   }
-  parts.sort((one, other) => one.index - other.index);
+  parts.sort(byDepth);
   return { name: entityName(run, series), parts, members: series.aggregate || 1,
     unknownSec: Math.max(0, toSec - fromSec - known) };
 }
@@ -123,8 +130,7 @@ function together(name, stacks) {
       parts.set(part.name, known);
     }
   }
-  const ordered = [...parts.values()].sort((one, other) => one.index - other.index);
-  return { name, parts: ordered, unknownSec, members: count };
+  return { name, parts: [...parts.values()].sort(byDepth), unknownSec, members: count };
 }
 
 /**
@@ -141,6 +147,9 @@ export function* stateGroups(run, fromSec, toSec) {
     const stack = stackOf(run, series, fromSec, toSec);
     groups.set(series.metric, [...groups.get(series.metric) ?? [], stack]);
     yield;
+  }
+  for (const stacks of groups.values()) {
+    stacks.sort((one, other) => one.name.localeCompare(other.name, "en", { numeric: true }));
   }
   return [...groups].map(([title, stacks]) => ({
     title, stacks: stacks.length > 1 ? [together("all", stacks), ...stacks] : stacks,
