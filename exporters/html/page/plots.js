@@ -19,6 +19,8 @@ import { formatNumber, formatValue } from "./units.js";
 // Of its parts only the grid: the others set styles in ways that the page's policy refuses.
 Dygraph.PLUGINS = [Dygraph.Plugins.Grid];
 
+/** Columns of a plot: more are not told apart. */
+const MOST_COLUMNS = 1200;
 /** Plots stand open until there are so many; further groups are folded. */
 const OPEN_PLOTS = 16;
 
@@ -49,6 +51,28 @@ function drawTicks(plot, axis) {
 }
 
 /**
+ * Fills between minimum and maximum: a polygon for each run of columns without a gap. The library's
+ * own way, a quadrangle for each column, takes several times as long.
+ * @param {import("dygraphs").PlotterData} data
+ */
+function drawBand({ drawingContext: context, color, plotArea, points }) {
+  context.save();
+  context.globalAlpha = 0.25;
+  context.fillStyle = color;
+  const yOf = (/** @type {number} */ part) => plotArea.y + plotArea.h * part;
+  for (let from = 0, to = 0; from < points.length; from = to + 1) {
+    for (to = from; to < points.length && points[to].y !== null;) ++to;
+    const run = points.slice(from, to);
+    if (!run.some((point) => point.y_top !== point.y_bottom)) continue;
+    context.beginPath();
+    for (const point of run) context.lineTo(point.canvasx, yOf(point.y_top));
+    for (const point of run.reverse()) context.lineTo(point.canvasx, yOf(point.y_bottom));
+    context.fill();
+  }
+  context.restore();
+}
+
+/**
  * The words for those who do not see the line.
  * @param {Series} series @param {number} fromSec @param {number} toSec
  */
@@ -69,7 +93,7 @@ function drawPlot(plot, view) {
   const { fromSec, toSec } = view;
   const width = plot.area.clientWidth;
   if (width === 0) return;
-  const columns = plot.series.columns?.(fromSec, toSec, width);
+  const columns = plot.series.columns?.(fromSec, toSec, Math.min(width, MOST_COLUMNS));
   if (!columns) return;
   const axis = axisOf(extent(columns));
   const options = {
@@ -84,8 +108,9 @@ function drawPlot(plot, view) {
     plot.graph.updateOptions({ file: rows, ...options });
   } else {
     plot.graph = new Dygraph(plot.area, rows, {
-      labels: ["s", "value"], customBars: true, fillAlpha: 0.25, strokeWidth: 1.25, 
-      showLabelsOnHighlight: false, interactionModel: {}, rightGap: 0, axisLineColor: "transparent",
+      labels: ["s", "value"], customBars: true, strokeWidth: 1.25,
+      plotter: [drawBand, Dygraph.Plotters.linePlotter], showLabelsOnHighlight: false,
+      interactionModel: {}, rightGap: 0, axisLineColor: "transparent",
       ...options,
     });
   }
