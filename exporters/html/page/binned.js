@@ -93,7 +93,11 @@ function valueSum({ minimum, mean, maximum, covered }) {
     if (minimum[bin] < sum.low) sum.low = minimum[bin];
     if (maximum[bin] > sum.high) sum.high = maximum[bin];
   };
-  const clear = () => Object.assign(sum, { low: Infinity, high: -Infinity, weighted: 0, covered: 0 });
+  const clear = () => {
+    sum.low = Infinity;
+    sum.high = -Infinity;
+    sum.weighted = sum.covered = 0;
+  };
   return { sum, add, clear };
 }
 
@@ -109,7 +113,7 @@ function scaleOf(scale) {
  */
 export function binnedValues({ read, data, facts, levels: all }) {
   const { columns, levels } = readLevels(data, all, (level) => ({ minimum: read(level.minimum),
-    mean: read(level.mean), maximum: read(level.maximum), covered: read(level.covered) }));
+    mean: read(level.mean), maximum: read(level.maximum), covered: Uint8Array.from(read(level.covered)) }));
   const sums = columns.map(valueSum);
   const real = scaleOf(data.scale);
 
@@ -163,21 +167,22 @@ export function binnedValues({ read, data, facts, levels: all }) {
  */
 export function binnedStates({ read, data, facts, levels: all }) {
   const { columns, levels } = readLevels(data, all, (level) => (Array.isArray(level.slots)
-    ? level.slots.map((/** @type {any} */ slot) => ({ state: read(slot?.state), share: read(slot?.share) }))
+    ? level.slots.map((/** @type {any} */ slot) => ({ state: Uint16Array.from(read(slot?.state)),
+      share: Uint16Array.from(read(slot?.share)) }))
     : []));
   const others = facts.states.length;
   const parts = new Float64Array(others + 1);
   const adders = columns.map((slots) => (/** @type {number} */ bin, /** @type {number} */ weight) => {
     for (let i = 0; i < slots.length; i++) {
-      const share = slots[i].share[bin];
-      if (!(share > 0)) break;
-      parts[Math.min(slots[i].state[bin] ?? others, others)] += (share / wholeBin) * weight;
+      const { state, share } = slots[i];
+      if (!(share[bin] > 0)) break;
+      parts[Math.min(state[bin] ?? others, others)] += (share[bin] / wholeBin) * weight;
     }
   });
 
   return {
-    shares(fromSec, toSec, count) {
-      const result = emptyShares(count, others);
+    shares(fromSec, toSec, count, into) {
+      const result = emptyShares(count, others, into);
       if (levels.length === 0) return result;
       const level = levelFor(levels, (toSec - fromSec) / count);
       forEachBin(levels[level], levels[level].bins, fromSec, toSec, count, adders[level],

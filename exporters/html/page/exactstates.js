@@ -101,8 +101,8 @@ export function exactStates(source) {
   };
 
   return {
-    shares(fromSec, toSec, count) {
-      const result = emptyShares(count, facts.states.length);
+    shares(fromSec, toSec, count, into) {
+      const result = emptyShares(count, facts.states.length, into);
       forEachColumn(intervals, fromSec * clock.ticksPerSec, toSec * clock.ticksPerSec, count,
         (column, low, high, from, to) => {
           collect(low, high, from, to);

@@ -13,8 +13,8 @@ import { averageOf, processorComposer, statesComposer } from "./stack.js";
 /** @typedef {{fromSec: number, toSec: number, width: number, dark: boolean, scale: number}} Frame */
 
 /**
- * Keeps the answer to the last question about each thing.
- * @returns {(thing: object, question: string, find: () => any) => any}
+ * Keeps the answer to the last question about each thing; `find` gets it to use it again.
+ * @returns {(thing: object, question: string, find: (last: any) => any) => any}
  */
 function lastAnswers() {
   /** @type {WeakMap<object, {question: string, answer: any}>} */
@@ -22,7 +22,7 @@ function lastAnswers() {
   return (thing, question, find) => {
     const last = known.get(thing);
     if (last?.question === question) return last.answer;
-    const answer = find();
+    const answer = find(last?.answer);
     known.set(thing, { question, answer });
     return answer;
   };
@@ -93,25 +93,26 @@ export function createLaneDrawing(run) {
   const questionOf = ({ fromSec, toSec, width, dark }) => `${fromSec} ${toSec} ${width} ${dark}`;
   /** @param {Series|undefined} series @param {Frame} frame */
   const sharesOf = (series, frame) => series?.shares
-    ? shares(series, questionOf(frame), () => series.shares?.(frame.fromSec, frame.toSec, frame.width))
+    ? shares(series, questionOf(frame), (last) => series.shares?.(frame.fromSec, frame.toSec,
+      frame.width, last))
     : null;
-  /** @param {Lane} lane @param {Frame} frame @returns {Stack|null} */
-  const ownStack = (lane, frame) => {
+  /** @param {Lane} lane @param {Frame} frame @param {Stack|undefined} last @returns {Stack|null} */
+  const ownStack = (lane, frame, last) => {
     const { task, idle, cpuTime, states } = lane.parts;
     const busy = task ?? cpuTime;
     if (states) {
       const compose = composers(lane, String(frame.dark), () => statesComposer(states, frame.dark));
-      return compose(sharesOf(states, frame));
+      return compose(sharesOf(states, frame), last);
     }
     if (!busy && !idle) return null;
     const compose = composers(lane, String(frame.dark), () => processorComposer(busy, idle, frame.dark));
-    return compose(sharesOf(busy, frame), sharesOf(idle, frame), frame.width);
+    return compose(sharesOf(busy, frame), sharesOf(idle, frame), frame.width, last);
   };
   /** @param {Lane} lane @param {Frame} frame @returns {Stack|null} */
   const stackOf = (lane, frame) => {
     const average = showsAverage(lane);
-    return stacks(lane, `${questionOf(frame)} ${average}`, () => {
-      if (!average) return ownStack(lane, frame);
+    return stacks(lane, `${questionOf(frame)} ${average}`, (last) => {
+      if (!average) return ownStack(lane, frame, last);
       const below = lane.cpus.flatMap((cpu) => stackOf(cpu, frame) ?? []);
       return below.length > 0 ? averageOf(below, frame.width) : null;
     });

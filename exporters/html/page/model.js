@@ -40,9 +40,10 @@ import { binnedEvents, binnedStates, binnedValues } from "./binned.js";
  *   seconds: Map<number, number>, count: number}} Totals
  */
 /**
- * Values have columns, states have shares, events have counts; all have the rest.
+ * Values have columns, states have shares (`into` the last ones, which are then used again), events
+ * have counts; all have the rest.
  * @typedef {{columns?: (fromSec: number, toSec: number, count: number) => ValueColumns,
- *   shares?: (fromSec: number, toSec: number, count: number) => StateColumns,
+ *   shares?: (fromSec: number, toSec: number, count: number, into?: StateColumns) => StateColumns,
  *   counts?: (fromSec: number, toSec: number, count: number) => Float64Array,
  *   at: (sec: number, withinSec?: number) => Reading|null,
  *   totals: (fromSec: number, toSec: number) => Totals}} Queries

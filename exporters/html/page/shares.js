@@ -9,8 +9,16 @@
 
 const mostSlots = 8;
 
-/** @param {number} count @param {number} states @returns {StateColumns} */
-export function emptyShares(count, states) {
+/**
+ * @param {number} count @param {number} states
+ * @param {StateColumns} [into] one of as many states that is used again where its length fits
+ * @returns {StateColumns}
+ */
+export function emptyShares(count, states, into) {
+  if (into?.count === count) {
+    into.share.fill(0);
+    return into;
+  }
   const slots = Math.min(mostSlots, states + 2);
   return { count, slots, state: new Uint16Array(count * slots),
     share: new Float32Array(count * slots) };

@@ -17,8 +17,16 @@ import { awake, idleShade, isIdleTask, others, stateShade } from "./colors.js";
 
 const mostSlots = 12;
 
-/** @param {number} width @param {Layer[]} layers @returns {Stack} */
-export function emptyStack(width, layers) {
+/**
+ * @param {number} width @param {Layer[]} layers
+ * @param {Stack} [into] one of the same layers that is used again where its width fits
+ * @returns {Stack}
+ */
+export function emptyStack(width, layers, into) {
+  if (into?.width === width && into.layers === layers) {
+    into.used.fill(0);
+    return into;
+  }
   const slots = Math.max(1, Math.min(mostSlots, layers.length));
   return { width, slots, layers, used: new Uint8Array(width),
     layer: new Uint16Array(width * slots), share: new Float32Array(width * slots) };
@@ -71,12 +79,12 @@ function layersOfStates(series, dark) {
 
 /**
  * @param {Series} series @param {boolean} dark
- * @returns {(shares: StateColumns) => Stack}
+ * @returns {(shares: StateColumns, into?: Stack) => Stack}
  */
 export function statesComposer(series, dark) {
   const { layers, place } = layersOfStates(series, dark);
-  return ({ count, slots, state, share }) => {
-    const stack = emptyStack(count, layers);
+  return ({ count, slots, state, share }, into) => {
+    const stack = emptyStack(count, layers, into);
     for (let i = 0; i < count * slots; i++) {
       if (share[i] > 0) addShare(stack, (i / slots) | 0, place[state[i]], share[i]);
     }
@@ -110,50 +118,64 @@ function processorLayers(busy, idle, dark) {
 }
 
 /**
- * @param {StateColumns} columns @param {number} column
- * @param {(state: number, share: number) => void} visit
+ * Adds the shares of a column that have a layer, so much of each; returns the sum of the others.
+ * @param {Stack} stack @param {StateColumns} columns @param {number} column
+ * @param {number[]} layerOf state to layer, -1 none @param {number} scale
  */
-function eachShare({ slots, state, share }, column, visit) {
-  for (let i = column * slots; i < (column + 1) * slots && share[i] > 0; i++) {
-    visit(state[i], share[i]);
+function addLayers(stack, { slots, state, share }, column, layerOf, scale) {
+  let others = 0;
+  const end = (column + 1) * slots;
+  for (let i = column * slots; i < end && share[i] > 0; i++) {
+    const layer = layerOf[state[i]];
+    if (layer < 0) others += share[i];
+    else if (scale > 0) addShare(stack, column, layer, share[i] * scale);
   }
+  return others;
 }
 
 /**
+ * The sum of a column's shares that have a layer.
+ * @param {StateColumns} columns @param {number} column @param {number[]} layerOf
+ */
+function sumOfLayers({ slots, state, share }, column, layerOf) {
+  let sum = 0;
+  const end = (column + 1) * slots;
+  for (let i = column * slots; i < end && share[i] > 0; i++) {
+    if (layerOf[state[i]] >= 0) sum += share[i];
+  }
+  return sum;
+}
+
+// Shares are kept in 32 bits; less than this is rounding.
+const least = 1e-3;
+
+/**
  * @param {Series|undefined} busy @param {Series|undefined} idle @param {boolean} dark
- * @returns {(busyShares: StateColumns|null, idleShares: StateColumns|null, width: number) => Stack}
+ * @returns {(busyShares: StateColumns|null, idleShares: StateColumns|null, width: number,
+ *   into?: Stack) => Stack}
  */
 export function processorComposer(busy, idle, dark) {
   const { layers, ofBusy, ofIdle, awakeLayer, idleLayer } = processorLayers(busy, idle, dark);
-  return (busyShares, idleShares, width) => {
-    const stack = emptyStack(width, layers);
+  // Kinds of time tell how the CPU slept where nothing else does.
+  const ofBoth = idle ? ofBusy : ofBusy.map((layer, state) => (layer < 0 ? ofIdle[state] ?? -1 : layer));
+  return (busyShares, idleShares, width, into) => {
+    const stack = emptyStack(width, layers, into);
     for (let column = 0; column < width; column++) {
       let [used, resting, awakeShare, slept] = [0, 0, 0, 0];
       if (busyShares) {
-        eachShare(busyShares, column, (state, share) => {
-          const layer = ofBusy[state];
-          if (layer >= 0) addShare(stack, column, layer, share);
-          if (layer >= 0) used += share;
-          else if (idle || ofIdle[state] < 0) resting += share;
-          else addShare(stack, column, ofIdle[state], share);
-        });
+        used = sumOfLayers(busyShares, column, ofBoth);
+        resting = addLayers(stack, busyShares, column, ofBoth, 1);
       }
+      const room = Math.max(0, 1 - used);
       if (idleShares) {
-        const room = Math.max(0, 1 - used);
-        eachShare(idleShares, column, (state, share) => {
-          if (ofIdle[state] < 0) awakeShare += share;
-          else slept += share;
-        });
-        const scale = slept > room ? room / slept : 1;
-        eachShare(idleShares, column, (state, share) => {
-          if (ofIdle[state] >= 0 && scale > 0) addShare(stack, column, ofIdle[state], share * scale);
-        });
+        slept = sumOfLayers(idleShares, column, ofIdle);
+        awakeShare = addLayers(stack, idleShares, column, ofIdle, slept > room ? room / slept : 1);
+        slept = Math.min(slept, room);
       }
-      slept = Math.min(slept, Math.max(0, 1 - used));
-      const unnamed = Math.min(awakeShare - used, 1 - used - slept);
-      if (unnamed > 1e-3) addShare(stack, column, awakeLayer, unnamed);
-      const asleep = Math.min(resting - slept, 1 - used - slept - Math.max(0, unnamed));
-      if (asleep > 1e-3) addShare(stack, column, idleLayer, asleep);
+      const unnamed = Math.max(0, Math.min(awakeShare - used, room - slept));
+      if (unnamed > least) addShare(stack, column, awakeLayer, unnamed);
+      const asleep = Math.min(resting - slept, room - slept - unnamed);
+      if (asleep > least) addShare(stack, column, idleLayer, asleep);
     }
     return stack;
   };
