@@ -54,6 +54,15 @@ test("a name has one colour in every run as long as no other needs it", () => {
   assert.equal(placesOf([...names, "one more"]).size, 13);
 });
 
+test("the tasks that ran longest have colours that no other has", () => {
+  const names = Array.from({ length: 40 }, (_, i) => `task ${String.fromCharCode(97 + i % 26)}${i}x`);
+  const fixture = createFixture({ durationSec: 100 });
+  fixture.states({ role: "task" }, names, names.map((_, i) => [i, i < 30 ? 0.1 : 0.9, i]));
+  assignColors(openRun(fixture.json(), fixture.buffer()));
+  const colors = names.slice(30).map((name) => nameColor(name, false));
+  assert.equal(new Set(colors).size, 10);
+});
+
 test("states of series, tasks and processes of one name share their colour", () => {
   const fixture = createFixture();
   fixture.states({ role: "task" }, ["idle", "sh", "make"], [[0, 1, 1]]);

@@ -48,11 +48,11 @@ test("cores of one CPU are left out, CPUs without a package have a line of their
   assert.deepEqual(labels(order.rows("")).slice(0, 3), ["Package0", "  CPU0", "  CPU1"]);
   assert.deepEqual(labels(order.rows("core1")), ["Package0", "  CPU1"]);
   const fixture = createFixture();
-  for (const name of ["CPU0", "CPU1"]) {
+  for (const name of ["CPU10", "CPU2"]) {
     fixture.states({ role: "idle", entity: fixture.entity(name, "cpu") }, idle, [[0, 1, 0]]);
   }
   const loose = lanesOf(openRun(fixture.json(), fixture.buffer()));
-  assert.deepEqual(labels(createLaneOrder(loose).rows("")), ["CPUs", "  CPU0", "  CPU1"]);
+  assert.deepEqual(labels(createLaneOrder(loose).rows("")), ["CPUs", "  CPU2", "  CPU10"], "by number");
 });
 
 test("further series of a role are lanes of their own; every series of states or events has one", () => {
@@ -82,6 +82,20 @@ test("a process has the lane of its lifetime and use; many are folded behind the
   assert.equal(order.rows("").at(-1).label, "28 more processes");
   assert.deepEqual(seriesOf(order.rows("")[3]), [run.series[2]]);
   assert.deepEqual(labels(order.rows("sh 39")), ["Processes", "  28 more processes", "    sh"]);
+});
+
+test("states of several metrics have a section each, folded behind the first", () => {
+  const fixture = createFixture();
+  for (const metric of ["Device D-State", "Device Status"]) {
+    for (let i = 0; i < 10; i++) {
+      const entity = fixture.entity(`pci ${i}`, "device");
+      fixture.states({ role: "deviceState", metric, entity }, ["D0"], [[0, 1, 0]]);
+    }
+  }
+  const order = createLaneOrder(lanesOf(openRun(fixture.json(), fixture.buffer())));
+  assert.equal(order.rows("").length, 1 + 1 + 10 + 1);
+  assert.deepEqual(labels(order.rows("")).slice(0, 3), ["Devices", "  Device D-State", "    pci 0"]);
+  assert.deepEqual(labels(order.rows("status 3")), ["Devices", "  Device Status", "    pci 3"]);
 });
 
 test("folding by level shows packages, cores or CPUs; a large machine begins with packages", () => {

@@ -99,8 +99,28 @@ const taskOf = (name) => name.replace(/ \(\d+\)$/, "");
 export const isIdleTask = (/** @type {string} */ name) =>
   name === "idle" || /^swapper(\/\d+)?$/.test(name);
 
-/** @param {import("./model.js").Run} run */
+/**
+ * Tasks, those that ran longest first.
+ * @param {import("./model.js").Run} run
+ */
+function rankedTasks(run) {
+  /** @type {Map<string, number>} */
+  const seconds = new Map();
+  for (const series of run.series.filter(({ role, kind }) => role === "task" && kind === "states")) {
+    for (const [state, sec] of series.totals(run.fromSec, run.toSec).seconds) {
+      const name = series.states[state]?.name;
+      if (name !== undefined) seconds.set(name, (seconds.get(name) ?? 0) + sec);
+    }
+  }
+  return [...seconds].sort((a, b) => b[1] - a[1]).map(([name]) => name);
+}
+
+/**
+ * What has a colour by its name, the most important first.
+ * @param {import("./model.js").Run} run
+ */
 function* namesOf(run) {
+  for (const name of rankedTasks(run)) if (!isIdleTask(name)) yield taskOf(name);
   for (const { name } of run.processes) yield taskOf(name);
   const listed = new Set();
   for (const { states } of run.series) {

@@ -22,6 +22,8 @@ const processorRoles = ["task", "idle", "cpuTime", "frequency"];
 const processorLevels = ["package", "die", "core", "cpu"];
 /** So many processes stand open; the others are folded. */
 const openProcesses = 12;
+/** So many lanes of states of devices, or so, stand open. */
+const openStates = 16;
 /** More CPUs than these begin folded to their packages. */
 const openCpus = 64;
 
@@ -100,12 +102,17 @@ function processorLanes(run) {
   return roots.map(simplified);
 }
 
+const natural = new Intl.Collator("en", { numeric: true });
+/** @param {Lane} one @param {Lane} other */
+const byName = (one, other) => natural.compare(one.label, other.label);
+
 /**
  * Cores and dies of one CPU that have nothing of their own are left out.
  * @param {Lane} lane @returns {Lane}
  */
 function simplified(lane) {
-  lane.children = lane.children.map(simplified);
+  const entities = lane.children.filter(({ level }) => level !== "series").map(simplified);
+  lane.children = [...lane.children.filter(({ level }) => level === "series"), ...entities.sort(byName)];
   const isPlain = Object.keys(lane.parts).length === 0 && lane.children.length === 1;
   if (isPlain && (lane.level === "core" || lane.level === "die")) {
     const [only] = lane.children;
@@ -115,27 +122,42 @@ function simplified(lane) {
   return lane;
 }
 
+/**
+ * Lanes of states in a section; of several metrics, one for each of these.
+ * @param {string} title @param {Map<string, Lane[]>} metrics
+ */
+function statesSection(title, metrics) {
+  const all = [...metrics.values()].flat();
+  if (metrics.size === 1 || all.length <= 8) {
+    if (metrics.size > 1) for (const [metric, lanes] of metrics) for (const lane of lanes) lane.detail = shown(metric, 60);
+    return sectionOf(title, all);
+  }
+  let open = 0;
+  return sectionOf(title, [...metrics].map(([metric, lanes]) => {
+    open += lanes.length;
+    return sectionOf(metric, lanes, { id: `section ${title} ${metric}`, folded: open > openStates });
+  }));
+}
+
 /** @param {Run} run @param {Series[]} taken @returns {Lane[]} */
 function stateLanes(run, taken) {
   const rest = run.series.filter((one) => one.kind === "states" && !taken.includes(one));
+  /** @type {Map<string, Map<string, Lane[]>>} */
   const sections = new Map();
   for (const series of rest) {
     const entity = run.entities[series.entity];
-    const section = entity?.level === "device" || series.role === "deviceState" ? "Devices" : "States";
+    const title = entity?.level === "device" || series.role === "deviceState" ? "Devices" : "States";
     const lane = seriesLane(series, entity && !series.aggregate ? entity.name : series.label);
-    lane.detail = lane.label === series.metric ? "" : shown(series.metric, 60);
-    sections.set(section, [...sections.get(section) ?? [], lane]);
+    const metrics = sections.get(title) ?? new Map();
+    sections.set(title, metrics.set(series.metric, [...metrics.get(series.metric) ?? [], lane]));
   }
-  return [...sections].map(([label, lanes]) => sectionOf(label, lanes));
+  return [...sections].map(([title, metrics]) => statesSection(title, metrics));
 }
 
 /** @param {Run} run @returns {Lane[]} */
 function eventLanes(run) {
-  const lanes = run.series.filter(({ kind }) => kind === "events").map((series) => {
-    const lane = seriesLane(series, series.label);
-    lane.detail = shown(series.feature, 60);
-    return lane;
-  });
+  const lanes = run.series.filter(({ kind }) => kind === "events")
+    .map((series) => seriesLane(series, series.label));
   return lanes.length > 0 ? [sectionOf("Events", lanes)] : [];
 }
 
@@ -149,7 +171,7 @@ function processLanes(run) {
     const [processTime, processEnergy] = [times, energies].map((of) => of.get(process.entity));
     const parts = { process, ...(processTime && { processTime }), ...(processEnergy && { processEnergy }) };
     return makeLane(`process ${index}`, process.name || `PID ${process.pid}`, "process", { parts,
-      detail: process.pid >= 0 ? `PID ${process.pid}` : "",
+      detail: process.pid >= 0 && process.name ? `PID ${process.pid}` : "",
       words: `${process.name} ${process.pid} process` });
   });
   if (lanes.length === 0) return [];
@@ -190,8 +212,8 @@ function link(lanes, parent) {
  */
 export function lanesOf(run) {
   const processors = processorLanes(run);
-  const loose = processors.filter(({ level }) => level === "cpu");
-  const grouped = processors.filter(({ level }) => level !== "cpu");
+  const loose = processors.filter(({ level }) => level === "cpu").sort(byName);
+  const grouped = processors.filter(({ level }) => level !== "cpu").sort(byName);
   const cpus = loose.length > 1 ? [...grouped, makeLane("section CPUs", "CPUs", "package",
     { children: loose })] : processors;
   const taken = run.series.filter((one) => isProcessorSeries(run, one));

@@ -27,7 +27,8 @@ function makeLabel(lane, value) {
   if (lane.children.length > 0) label.append(button(lane, "fold", "Fold or unfold", ""));
   else label.append(element("span", { class: "lane-indent" }));
   const name = element("span", { class: "lane-name", title: `${lane.label} ${lane.detail}` }, lane.label);
-  if (lane.detail) name.append(element("span", { class: "soft" }, ` ${lane.detail}`));
+  const detail = isHeading(lane) ? String(lane.children.length) : lane.detail;
+  if (detail) name.append(element("span", { class: "soft" }, ` ${detail}`));
   label.append(name, value, button(lane, "hide", "Hide", "×"));
   return label;
 }
@@ -38,7 +39,7 @@ export function makeRow(lane) {
   const label = makeLabel(lane, value);
   const height = heights[/** @type {keyof typeof heights} */ (lane.level)] ?? 20;
   const canvas = isHeading(lane) ? null : element("canvas", { class: "lane-canvas", role: "img",
-    width: "0", height: "0" });
+    "aria-label": lane.label, width: "0", height: "0" });
   const cell = element("div", { class: "lane-drawing", role: "gridcell" }, ...(canvas ? [canvas] : []));
   const root = element("div", { class: `lane lane-of-${lane.level}`, role: "row", tabindex: "-1",
     "aria-level": String(lane.depth + 1) }, label, cell);
