@@ -1,11 +1,20 @@
 #include "exporters/perfetto/PerfettoWriter.h"
 #include "writers/common/PluginList.h"
 
+#if defined(PW_EXPORTER_HTML)
+#include "exporters/html/HtmlWriter.h"
+#endif
+
 extern "C" {
 
 PW_PLUGIN_EXPORT WriterPluginList* createPlugins(void) {
   // The registry, without the writers that this build leaves out.
-  return makePluginList({new PerfettoWriter});
+  return makePluginList({
+#if defined(PW_EXPORTER_HTML)
+    new HtmlWriter,
+#endif
+        new PerfettoWriter,
+  });
 }
 
 PW_PLUGIN_EXPORT void destroyPlugins(WriterPluginList* list) {

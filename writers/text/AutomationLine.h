@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "writers/common/TimeScale.h"
 #include "writers/host/SystemMessage.h"
-#include "writers/text/TimeScale.h"
 
 /// The line that a run adds to the file which the runs of a test series share: its columns, until
 /// the output is closed. Runs that end at once take turns.

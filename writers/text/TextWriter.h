@@ -3,8 +3,8 @@
 #include <string>
 
 #include "writers/common/RunWriter.h"
+#include "writers/common/TimeScale.h"
 #include "writers/text/TextOutputManager.h"
-#include "writers/text/TimeScale.h"
 
 /// What a text writer keeps while its output is open, and does with the messages that all text
 /// writers treat alike. A derived run hands the order of the containers to `outputs()` before it

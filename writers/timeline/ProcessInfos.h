@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "writers/common/EventAttributes.h"
 #include "writers/host/SystemMetadata.h"
 #include "writers/timeline/InfoRecords.h"
 #include "writers/timeline/Lifetimes.h"

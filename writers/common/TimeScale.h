@@ -40,8 +40,7 @@ class TimeScale {
     if (cell != nullptr) milliseconds(*cell).toFormattedString(text);
   }
 
- private:
-  /// None when the cell is a text.
+  /// A cell that is a time, or a range of times, in milliseconds. None when it is a text.
   pwr::Data milliseconds(const pwr::Data& cell) const {
     double ticks = 0.0;
     if (cell.toReal(ticks) == 0) return pwr::Data(ticks / ticksPerMillisecond_);
@@ -52,6 +51,7 @@ class TimeScale {
         pwr::Data::RealPair(ends.first / ticksPerMillisecond_, ends.second / ticksPerMillisecond_));
   }
 
+ private:
   const bool showsTicks_ = pwr::showsTicks();
   double ticksPerMillisecond_ = 1000.0;
 };

@@ -1,0 +1,172 @@
+#include "exporters/html/BinnedRun.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kMostBins = 16384;
+constexpr std::size_t kFewestBins = 64;
+
+/// The weight of a value without a length, in ticks: it counts where nothing else is.
+constexpr double kInstant = 0x1p-20;
+
+std::size_t bytesOf(const PageSeries& series) {
+  switch (series.kind) {
+    case SeriesKind::Value:
+      return sizeof(ValueBin);
+    case SeriesKind::States:
+      return sizeof(StateBin);
+    default:
+      return sizeof(EventBin);
+  }
+}
+
+std::size_t bytesOf(const std::vector<PageSeries*>& series) {
+  std::size_t bytes = 0;
+  for (const PageSeries* const one : series) bytes += bytesOf(*one);
+  return bytes;
+}
+
+std::size_t capacityFor(std::size_t bytesPerBin, std::size_t mostMemory) {
+  std::size_t capacity = kMostBins;
+  while (capacity > kFewestBins && capacity * bytesPerBin > mostMemory) capacity /= 2;
+  return capacity;
+}
+
+template <typename Change>
+void changeBins(const std::vector<PageSeries*>& series, const Change& change) {
+  for (PageSeries* const one : series) {
+    if (one->values != nullptr) change(*one->values);
+    if (one->states != nullptr) change(*one->states);
+    if (one->events != nullptr) change(*one->events);
+  }
+}
+
+}  // namespace
+
+BinnedRun::BinnedRun(long long origin, long long end, const std::vector<PageSeries*>& joining,
+                     std::size_t mostMemory)
+    : mostMemory_(mostMemory),
+      grid_(origin, end, capacityFor(bytesOf(joining), mostMemory)),
+      series_(joining),
+      bytesPerBin_(bytesOf(joining)),
+      latest_(std::max(end, origin + 1)) {
+  for (PageSeries* const series : series_) makeBins(*series);
+}
+
+void BinnedRun::makeBins(PageSeries& series) const {
+  series.values.reset();
+  series.states.reset();
+  series.events.reset();
+  if (series.kind == SeriesKind::Value) {
+    series.values = std::make_unique<ValueBins>(grid_.capacity());
+  } else if (series.kind == SeriesKind::States) {
+    series.states = std::make_unique<StateBins>(grid_.capacity());
+  } else {
+    series.events = std::make_unique<EventBins>(grid_.capacity());
+  }
+}
+
+void BinnedRun::join(PageSeries& series) {
+  bytesPerBin_ += bytesOf(series);
+  while (isTooLarge() && grid_.capacity() > kFewestBins) {
+    if (grid_.startOf(grid_.capacity() / 2) <= latest_) widen();
+    shrink();
+  }
+  series_.push_back(&series);
+  makeBins(series);
+}
+
+void BinnedRun::add(PageSeries& series, const PagePoint& point) {
+  const long long start = std::max(point.start, grid_.origin());
+  const long long end = point.start + point.length;
+  if (end < start) {
+    ++beforeOrigin_;
+    return;
+  }
+  if (end >= grid_.end() && !makeRoom(series, point, end)) return;
+  latest_ = std::max(latest_, end);
+  put(series, point, start, end);
+}
+
+void BinnedRun::put(PageSeries& series, const PagePoint& point, long long start, long long end) {
+  if (series.kind == SeriesKind::Events) {
+    if (point.start == start) (*series.events)[grid_.binOf(start)].count += 1.0;
+    return;
+  }
+  if (series.kind == SeriesKind::States) return putStates(series, point, start, end);
+  const bool isRate = series.metric->meaning.scale.isRate;
+  ValueBins& bins = *series.values;
+  if (start == end) {
+    if (!isRate) bins[grid_.binOf(start)].add(point.value, kInstant);
+    return;
+  }
+  const double value = isRate ? point.value / static_cast<double>(point.length) : point.value;
+  forEachBin(grid_, start, end,
+             [&](std::size_t bin, double ticks) { bins[bin].add(value, ticks); });
+}
+
+void BinnedRun::putStates(PageSeries& series, const PagePoint& point, long long start,
+                          long long end) {
+  if (start == end) return;
+  StateBins& bins = *series.states;
+  const auto length = static_cast<double>(point.length);
+  forEachBin(grid_, start, end, [&](std::size_t bin, double ticks) {
+    if (point.ticks.empty()) bins[bin].add(static_cast<std::uint16_t>(point.value), ticks);
+    for (std::size_t state = 0; state < point.ticks.size(); ++state) {
+      if (point.ticks[state] <= 0.0) continue;
+      bins[bin].add(static_cast<std::uint16_t>(state), point.ticks[state] * ticks / length);
+    }
+  });
+}
+
+/// One time that is far from all others must not cost the resolution: such ones wait until it shows
+/// whether the run goes on there. False for one that waits.
+bool BinnedRun::makeRoom(PageSeries& series, const PagePoint& point, long long end) {
+  constexpr long long kFar = 64;
+  constexpr std::size_t kMostWaiting = 1024;
+  if ((end - grid_.origin()) / kFar > latest_ - grid_.origin()) {
+    late_.push_back({&series, point, {point.ticks.begin(), point.ticks.end()}});
+    if (late_.size() == kMostWaiting) addLate(end);
+    return false;
+  }
+  while (end >= grid_.end()) widen();
+  return true;
+}
+
+/// Takes what has waited, as far as it begins before `end`.
+void BinnedRun::addLate(long long end) {
+  for (LatePoint& waiting : std::exchange(late_, {})) {
+    PagePoint point = waiting.point;
+    if (point.start >= end) {
+      ++afterEnd_;
+      continue;
+    }
+    point.ticks = waiting.ticks;
+    const long long whole = point.start + point.length;
+    const long long until = std::min(whole, end);
+    while (until >= grid_.end()) widen();
+    latest_ = std::max(latest_, until);
+    put(*waiting.series, point, std::max(point.start, grid_.origin()), until);
+  }
+}
+
+void BinnedRun::finish(long long end) {
+  addLate(end);
+}
+
+void BinnedRun::widen() {
+  grid_.widen();
+  changeBins(series_, [](auto& bins) { bins.mergePairs(); });
+}
+
+void BinnedRun::shrink() {
+  grid_.setCapacity(grid_.capacity() / 2);
+  changeBins(series_, [this](auto& bins) { bins.shrink(grid_.capacity()); });
+}
+
+void BinnedRun::halve() {
+  widen();
+  shrink();
+}
