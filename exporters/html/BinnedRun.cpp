@@ -6,7 +6,7 @@
 namespace {
 
 constexpr std::size_t kMostBins = 16384;
-constexpr std::size_t kFewestBins = 64;
+constexpr std::size_t kLeastCapacity = 64;
 
 /// The weight of a value without a length, in ticks: it counts where nothing else is.
 constexpr double kInstant = 0x1p-20;
@@ -30,7 +30,7 @@ std::size_t bytesOf(const std::vector<PageSeries*>& series) {
 
 std::size_t capacityFor(std::size_t bytesPerBin, std::size_t mostMemory) {
   std::size_t capacity = kMostBins;
-  while (capacity > kFewestBins && capacity * bytesPerBin > mostMemory) capacity /= 2;
+  while (capacity > kLeastCapacity && capacity * bytesPerBin > mostMemory) capacity /= 2;
   return capacity;
 }
 
@@ -70,7 +70,7 @@ void BinnedRun::makeBins(PageSeries& series) const {
 
 void BinnedRun::join(PageSeries& series) {
   bytesPerBin_ += bytesOf(series);
-  while (isTooLarge() && grid_.capacity() > kFewestBins) {
+  while (isTooLarge() && grid_.capacity() > kLeastCapacity) {
     if (grid_.startOf(grid_.capacity() / 2) <= latest_) widen();
     shrink();
   }
