@@ -4,6 +4,9 @@
 #if defined(PW_EXPORTER_HTML)
 #include "exporters/html/HtmlWriter.h"
 #endif
+#if defined(PW_EXPORTER_SQLITE)
+#include "exporters/sqlite/SqliteWriter.h"
+#endif
 
 extern "C" {
 
@@ -14,6 +17,9 @@ PW_PLUGIN_EXPORT WriterPluginList* createPlugins(void) {
     new HtmlWriter,
 #endif
         new PerfettoWriter,
+#if defined(PW_EXPORTER_SQLITE)
+        new SqliteWriter,
+#endif
   });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -30,8 +31,12 @@ inline std::size_t utf8Size(std::string_view text) {
 inline std::string validUtf8(std::string_view text) {
   std::string valid;
   valid.reserve(text.size());
+  const auto isAscii = [](char letter) { return static_cast<unsigned char>(letter) < 0x80; };
   while (!text.empty()) {
-    const std::size_t size = utf8Size(text);
+    // Most texts have nothing else.
+    const auto ascii =
+        static_cast<std::size_t>(std::ranges::find_if_not(text, isAscii) - text.begin());
+    const std::size_t size = ascii == 0 ? utf8Size(text) : ascii;
     valid.append(size == 0 ? std::string_view("\xEF\xBF\xBD") : text.substr(0, size));
     text.remove_prefix(size == 0 ? 1 : size);
   }
