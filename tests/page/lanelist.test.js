@@ -79,9 +79,9 @@ test("a process has the lane of its lifetime and use; many are folded behind the
   const run = openRun(fixture.json(), fixture.buffer());
   const order = createLaneOrder(lanesOf(run));
   assert.equal(order.rows("").length, 1 + 12 + 1);
-  assert.equal(order.rows("").at(-1).label, "28 more processes");
+  assert.equal(order.rows("").at(-1).label, "Others");
   assert.deepEqual(seriesOf(order.rows("")[3]), [run.series[2]]);
-  assert.deepEqual(labels(order.rows("sh 39")), ["Processes", "  28 more processes", "    sh"]);
+  assert.deepEqual(labels(order.rows("sh 39")), ["Processes", "  Others", "    sh"]);
 });
 
 test("states of several metrics have a section each, folded behind the first", () => {

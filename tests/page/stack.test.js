@@ -134,7 +134,8 @@ test("a process is pale while it lives and full where it is used", () => {
   const count = (x, pixel) => Array.from({ length: height }, (_, y) => pixels.data[y * width + x])
     .filter((one) => one === pixel).length;
   assert.equal(count(1, ground.ground), height);
-  assert.equal(count(2, mixed(ground.ground, color, 0.22)), height - 2);
+  assert.equal(count(2, color), height - 2, "its begin");
+  assert.equal(count(3, mixed(ground.ground, color, 0.25)), height - 2);
   assert.equal(count(4, color), height - 2);
   assert.equal(count(5, color), 1, "the least use shows");
   assert.equal(count(8, ground.ground), height);

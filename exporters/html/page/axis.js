@@ -64,15 +64,17 @@ function drawTicks(scale, view) {
   const width = scale.clientWidth;
   // Texts of short steps are long.
   const guess = tickStep(view.lengthSec, Math.max(2, width / 90));
-  const room = 34 + 8 * formatTime(view.toSec, guess).length;
-  const count = Math.max(1, Math.floor(width / room));
+  const room = 10 + 7 * formatTime(view.toSec, guess).length;
+  const count = Math.max(1, Math.floor(width / (1.5 * room)));
   const step = tickStep(view.lengthSec, count);
+  const stepWidth = (step / view.lengthSec) * width;
   scale.replaceChildren(...ticks(view.fromSec, view.toSec, count).map((sec) => {
-    const tick = element("span", { class: "tick" }, formatTime(sec, step));
     const part = (sec - view.fromSec) / view.lengthSec;
+    // Texts stand to the right of their line; the last one to its left, if there is room.
+    const isLast = width * (1 - part) < room;
+    const tick = element("span", { class: isLast ? "tick last" : "tick" },
+      isLast && stepWidth < 2 * room ? "" : formatTime(sec, step));
     tick.style.left = `${(part * 100).toFixed(3)}%`;
-    // Texts stand to the right of their line, the last one to its left.
-    if (width * (1 - part) < room - 20) tick.classList.add("last");
     return tick;
   }));
 }
@@ -111,7 +113,8 @@ export function createAxis(view) {
   const thumb = element("span", { class: "axis-thumb" });
   const bar = element("div", { class: "axis-run", "aria-hidden": "true" }, thumb);
   const frame = element("div", { class: "axis-frame" }, scale, bar);
-  byId("axis").append(element("div", { class: "axis-label" }, "Time"), frame);
+  const label = element("div", { class: "axis-label" }, "Time");
+  byId("axis").append(label, frame);
   attachNavigation(scale, view, () => 0, { dragSelects: true, keys: true });
   attachOverview(bar, view);
   const draw = () => {
@@ -123,5 +126,11 @@ export function createAxis(view) {
     scale.setAttribute("aria-valuetext",
       `${formatTime(view.fromSec, step)} to ${formatTime(view.toSec, step)}`);
   };
-  return { draw };
+  return {
+    draw,
+    /** The width of the labels of all rows, and that of all drawings. */
+    gutter: () => label.getBoundingClientRect().width,
+    width: () => frame.clientWidth,
+  };
 }
+/** @typedef {ReturnType<typeof createAxis>} Axis */

@@ -118,8 +118,8 @@ export function binnedValues({ read, data, facts, levels: all }) {
   const real = scaleOf(data.scale);
 
   return {
-    columns(fromSec, toSec, count) {
-      const result = emptyColumns(count);
+    columns(fromSec, toSec, count, into) {
+      const result = emptyColumns(count, into);
       if (levels.length === 0) return result;
       const level = levelFor(levels, (toSec - fromSec) / count);
       const { sum, add, clear } = sums[level];

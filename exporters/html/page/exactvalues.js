@@ -89,8 +89,8 @@ export function exactValues(source) {
   const summaryOf = summariser(intervals, values);
 
   return {
-    columns(fromSec, toSec, count) {
-      const result = emptyColumns(count);
+    columns(fromSec, toSec, count, into) {
+      const result = emptyColumns(count, into);
       forEachColumn(intervals, fromSec * clock.ticksPerSec, toSec * clock.ticksPerSec, count,
         (column, low, high, from, to) => {
           const { minimum, mean, maximum } = summaryOf(low, high, from, to);
@@ -119,8 +119,16 @@ export function exactValues(source) {
   };
 }
 
-/** @param {number} count @returns {ValueColumns} */
-export function emptyColumns(count) {
+/**
+ * @param {number} count
+ * @param {ValueColumns} [into] those that are used again where they are as many
+ * @returns {ValueColumns}
+ */
+export function emptyColumns(count, into) {
+  if (into?.mean.length === count) {
+    for (const values of [into.minimum, into.mean, into.maximum]) values.fill(NaN);
+    return into;
+  }
   return { minimum: new Float64Array(count).fill(NaN), mean: new Float64Array(count).fill(NaN),
     maximum: new Float64Array(count).fill(NaN) };
 }

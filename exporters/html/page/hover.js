@@ -111,6 +111,12 @@ export function createReadout(view, root, gutter, rows) {
   });
   root.addEventListener("pointerleave", () => { pointer = null; });
 
+  /** @param {Row} row @param {number} sec */
+  const placeOf = (row, sec) => {
+    const { left, bottom, width } = row.root.getBoundingClientRect();
+    const part = (sec - view.fromSec) / view.lengthSec;
+    return { x: left + gutter() + part * (width - gutter()), y: bottom };
+  };
   const drawBox = () => {
     const row = pointer ? pointer.row : focused;
     const sec = view.cursorSec;
@@ -119,10 +125,8 @@ export function createReadout(view, root, gutter, rows) {
     const told = linesOf(view, row, sec);
     fillBox(box, told);
     say([told.head, ...told.lines.map(({ title, text, span }) => `${title} ${text}${span && `, ${span}`}`)].join("; "));
-    const { left, top } = row.root.getBoundingClientRect();
-    const from = left + gutter();
-    const x = from + ((sec - view.fromSec) / view.lengthSec) * (root.clientWidth - gutter());
-    placeBox(box, pointer?.x ?? x, pointer?.y ?? top + row.height);
+    const { x, y } = pointer ?? placeOf(row, sec);
+    placeBox(box, x, y);
   };
   return {
     draw() {

@@ -76,6 +76,7 @@ export function createLaneDrawing(run) {
   const highest = highestFrequency(run);
   const composers = lastAnswers();
   const shares = lastAnswers();
+  const columns = lastAnswers();
   const stacks = lastAnswers();
   const images = new Map();
   let imagesOf = "";
@@ -96,6 +97,9 @@ export function createLaneDrawing(run) {
     ? shares(series, questionOf(frame), (last) => series.shares?.(frame.fromSec, frame.toSec,
       frame.width, last))
     : null;
+  /** @param {Series} series @param {Frame} frame @returns {Float64Array|undefined} */
+  const meansOf = (series, frame) => columns(series, questionOf(frame), (last) =>
+    series.columns?.(frame.fromSec, frame.toSec, frame.width, last))?.mean;
   /** @param {Lane} lane @param {Frame} frame @param {Stack|undefined} last @returns {Stack|null} */
   const ownStack = (lane, frame, last) => {
     const { task, idle, cpuTime, states } = lane.parts;
@@ -119,12 +123,13 @@ export function createLaneDrawing(run) {
   };
 
   /** @param {import("./lanelist.js").Process} process @param {Series|undefined} time @param {Frame} frame @param {Pixels} pixels */
-  const paintLife = (process, time, { fromSec, toSec, width, dark }, pixels) => {
+  const paintLife = (process, time, frame, pixels) => {
+    const { fromSec, toSec, width, dark } = frame;
     const columnOf = (/** @type {number} */ sec) => ((sec - fromSec) / (toSec - fromSec)) * width;
     const life = { from: columnOf(process.fromSec ?? run.fromSec),
       to: columnOf(process.toSec ?? run.toSec) };
     const full = time?.unit === "%" ? Math.max(100, time.maximum || 0) : time?.maximum || 1;
-    const use = time?.columns?.(fromSec, toSec, width).mean.map((one) => Math.min(1, one / full));
+    const use = time && meansOf(time, frame)?.map((one) => Math.min(1, one / full));
     paintProcess(pixels, life, use ?? null, nameShade(process.name, dark).pixel, groundOf(dark));
   };
   /** @param {Lane} lane @param {Stack|null} stack @param {Frame} frame @param {Pixels} pixels */
@@ -137,10 +142,8 @@ export function createLaneDrawing(run) {
       paintEvents(pixels, events.counts(fromSec, toSec, width), pixel, ground.ground);
     } else if (process) paintLife(process, processTime, frame, pixels);
     if (stack) paintStack(pixels, stack);
-    if (frequency?.columns && !showsAverage(lane)) {
-      paintLine(pixels, frequency.columns(fromSec, toSec, width).mean, highest, ground,
-        frame.scale);
-    }
+    const line = frequency && !showsAverage(lane) ? meansOf(frequency, frame) : undefined;
+    if (line) paintLine(pixels, line, highest, ground, frame.scale);
   };
 
   /**

@@ -177,7 +177,7 @@ function processLanes(run) {
   if (lanes.length === 0) return [];
   const rest = lanes.splice(openProcesses + 3 < lanes.length ? openProcesses : lanes.length);
   if (rest.length > 0) {
-    lanes.push(sectionOf(`${rest.length} more processes`, rest, { folded: true }));
+    lanes.push(sectionOf("Others", rest, { id: "section other processes", folded: true }));
   }
   return [sectionOf("Processes", lanes)];
 }

@@ -16,6 +16,10 @@ export function isHeading(lane) {
   return Object.keys(lane.parts).length === 0 && lane.cpus.length === 0;
 }
 
+/** @param {Lane} lane @returns {number} */
+const lanesBelow = (lane) => lane.children.reduce((sum, child) =>
+  sum + (isHeading(child) ? lanesBelow(child) : 1), 0);
+
 /** @param {Lane} lane @param {string} name @param {string} title @param {string} text */
 const button = (lane, name, title, text) => element("button", { class: `lane-${name}`, type: "button",
   tabindex: "-1", "data-action": name, title, "aria-label": `${title}: ${lane.label}` }, text);
@@ -23,11 +27,11 @@ const button = (lane, name, title, text) => element("button", { class: `lane-${n
 /** @param {Lane} lane @param {HTMLElement} value */
 function makeLabel(lane, value) {
   const label = element("div", { class: "lane-label", role: "rowheader" });
-  label.style.paddingLeft = `${0.35 + 0.8 * lane.depth}rem`;
+  label.style.setProperty("--depth", String(lane.depth));
   if (lane.children.length > 0) label.append(button(lane, "fold", "Fold or unfold", ""));
   else label.append(element("span", { class: "lane-indent" }));
   const name = element("span", { class: "lane-name", title: `${lane.label} ${lane.detail}` }, lane.label);
-  const detail = isHeading(lane) ? String(lane.children.length) : lane.detail;
+  const detail = isHeading(lane) ? String(lanesBelow(lane)) : lane.detail;
   if (detail) name.append(element("span", { class: "soft" }, ` ${detail}`));
   label.append(name, value, button(lane, "hide", "Hide", "×"));
   return label;

@@ -78,17 +78,19 @@ function rowsOnScreen(root, rows) {
   });
 }
 
-/** @param {Run} run @param {View} view @param {HTMLElement} root @param {Rows} rows */
-function createPainting(run, view, root, rows) {
+/**
+ * @param {Run} run @param {View} view @param {HTMLElement} root @param {Rows} rows
+ * @param {import("./axis.js").Axis} axis
+ */
+function createPainting(run, view, root, rows, axis) {
   const draw = createLaneDrawing(run);
   /** @type {Set<Row>} */
   let drawn = new Set();
   let size = { width: 0, scale: 1 };
 
   const measure = () => {
-    const cell = root.querySelector(".lane-drawing");
     const scale = Math.min(3, Math.max(1, devicePixelRatio || 1));
-    size = { scale, width: Math.min(mostColumns, Math.round((cell?.clientWidth ?? 0) * scale)) };
+    size = { scale, width: Math.min(mostColumns, Math.round(axis.width() * scale)) };
   };
   /** @param {Row} row */
   const drawRow = (row) => {
@@ -147,17 +149,17 @@ export function createLanes(run, view) {
   rows.arrange(view.filter);
   const axis = createAxis(view);
   const tools = createLaneTools(order, view);
-  const painting = createPainting(run, view, list, rows);
-  const gutter = () => (list.querySelector(".lane-label")?.getBoundingClientRect().width ?? 0);
-  const readout = createReadout(view, root, gutter, rows);
-  attachNavigation(root, view, gutter, { ignore: (event) =>
-    event.clientX < root.getBoundingClientRect().left + gutter() });
+  const painting = createPainting(run, view, list, rows, axis);
+  const readout = createReadout(view, root, axis.gutter, rows);
+  attachNavigation(root, view, axis.gutter, { ignore: (event) =>
+    event.clientX < root.getBoundingClientRect().left + axis.gutter() });
   attachLaneActions(root, order, view, rows, readout);
 
   const summarise = settled(() => tellSummaries(view, painting.onScreen), 400, 2000);
   const draw = () => {
-    axis.draw();
+    // What asks where things are goes before what changes them.
     painting.draw();
+    axis.draw();
     tellValues(view, painting.onScreen);
     readout.draw();
     summarise();

@@ -116,19 +116,23 @@ export function paintLine({ data, width, height }, values, highest, { ink, halo 
 }
 
 /**
- * A process: pale while it lives, as high as its use.
+ * A process: pale while it lives, between its begin and its end, as high as its use.
  * @param {Pixels} pixels @param {{from: number, to: number}} life columns
  * @param {Float64Array|null} use 0 ... 1 of the height, NaN unknown
  * @param {number} color @param {Ground} ground
  */
 export function paintProcess({ data, width, height }, life, use, color, { ground }) {
   data.fill(ground);
-  const pale = mixed(ground, color, 0.22);
+  const pale = mixed(ground, color, use ? 0.25 : 0.55);
   const rim = Math.max(1, Math.round(height * 0.12));
   const first = Math.max(0, Math.floor(life.from));
   const last = Math.min(width, Math.max(first + 1, Math.ceil(life.to)));
   if (last <= first) return;
-  for (let y = rim; y < height - rim; y++) data.fill(pale, y * width + first, y * width + last);
+  for (let y = rim; y < height - rim; y++) {
+    data.fill(pale, y * width + first, y * width + last);
+    if (life.from >= 0) data[y * width + first] = color;
+    if (life.to <= width) data[y * width + last - 1] = color;
+  }
   if (!use) return;
   for (let x = first; x < last; x++) {
     if (!(use[x] > 0)) continue;
