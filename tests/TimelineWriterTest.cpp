@@ -478,6 +478,7 @@ TEST(StateColors, DarkerTheDeeperAndStableForOtherNames) {
       {"Guest", "cpu-sleep-0", "cpu-sleep-1", "cluster-sleep-0", "suspend"},
       {"L0", "L0s", "L1", "L1.2", "L2", "L3"},
       {"running", "standby", "Suspend"},
+      {"Active", "state0", "state1", "state2"},
   };
   for (const auto& names : kFromLightToDark) {
     for (std::size_t n = 1; n < names.size(); ++n) {

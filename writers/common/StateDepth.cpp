@@ -35,7 +35,8 @@ struct Family {
 };
 
 // Core, module and package C-states come before the C-states whose prefix theirs begin with.
-constexpr std::array<Family, 11> kFamilies{{
+// "state0" is the lightest idle state where only their numbers are known.
+constexpr std::array<Family, 12> kFamilies{{
     {"cc", 0.0, 1 / 10.0},
     {"mc", 0.0, 1 / 10.0},
     {"pc", 0.0, 1 / 10.0},
@@ -45,6 +46,7 @@ constexpr std::array<Family, 11> kFamilies{{
     {"d", 0.0, 1 / 3.0},
     {"s", 0.0, 1 / 5.0},
     {"l", 0.0, 1 / 3.0},
+    {"state", 0.2, 0.25},
     {"cpu-sleep-", 0.7, 0.1},
     {"cluster-sleep-", 0.9, 0.1},
 }};
