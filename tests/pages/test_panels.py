@@ -21,13 +21,14 @@ class Panels(PageTest):
     def test_sums_are_those_of_the_visible_window(self):
         page = self.open(page_file("known"))
         self.window(page, "8 s of 8 s")
-        self.assertEqual(self.uses(page), [["make", "1 s", "12.5 %"], ["cc", "800 ms", "10.0 %"]])
+        self.assertEqual(self.uses(page), [["make (10)", "1 s", "12.5 %"],
+                                           ["cc (11)", "800 ms", "10.0 %"]])
         states = self.states(page)
         self.assertEqual(states["CPU0"], "Busy 50.0 %, C6 50.0 %")
         self.assertEqual(states["CPU1"], "C1 100.0 %")
         page.evaluate("location.hash = '#t=4,8'")
         self.window(page, "4 s of 8 s")
-        self.assertEqual(self.uses(page), [["cc", "400 ms", "10.0 %"]])
+        self.assertEqual(self.uses(page), [["cc (11)", "400 ms", "10.0 %"]])
         self.assertEqual(self.states(page)["CPU0"], "C6 100.0 %")
 
     def test_tasks_are_ranked(self):

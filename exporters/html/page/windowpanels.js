@@ -42,6 +42,12 @@ function card(title, items, limit, lineOf, ...foot) {
 }
 
 /**
+ * The name of a process as its tasks have it, and its lane: "make" of "make (10)".
+ * @param {string} name
+ */
+const withoutPid = (name) => name.replace(/ \(\d+\)$/, "");
+
+/**
  * @param {import("./windowsums.js").Ranking} ranking
  * @param {number} windowSec @param {boolean} dark
  */
@@ -50,7 +56,7 @@ function rankingCard({ title, unit, uses }, windowSec, dark) {
   const total = uses.reduce((sum, { amount }) => sum + amount, 0);
   const whole = unit === "s" ? windowSec : total;
   const lineOf = (/** @type {import("./windowsums.js").Use} */ { name, amount }) => rankedBar({
-    name, part: amount / longest, color: nameColor(name, dark),
+    name, part: amount / longest, color: nameColor(withoutPid(name), dark),
     values: [formatValue(amount, unit), formatShare(amount / whole)],
   });
   if (uses.length === 0) {
