@@ -58,14 +58,17 @@ test("cores of one CPU are left out, CPUs without a package have a line of their
 test("further series of a role are lanes of their own; every series of states or events has one", () => {
   const fixture = createFixture();
   const entity = fixture.entity("CPU0", "cpu");
-  fixture.states({ role: "idle", metric: "CPU Idle State", entity }, idle, [[0, 1, 0]]);
-  fixture.states({ role: "idle", metric: "Core C-State", entity }, idle, [[0, 1, 0]]);
+  fixture.states({ role: "idle", metric: "CPU Idle State", entity }, idle, [[9, 1, 0]]);
+  fixture.states({ role: "idle", metric: "Core C-State", entity }, idle, [[0, 10, 0]]);
   fixture.states({ role: "other", metric: "Throttling", entity: -1 }, ["on"], [[0, 1, 0]]);
   fixture.values({ role: "power" }, [[0, 1, 5]]);
   fixture.values({ role: "frequency", entity: -1 }, [[0, 1, 5]]);
   const run = openRun(fixture.json(), fixture.buffer());
-  assert.deepEqual(labels(createLaneOrder(lanesOf(run)).rows("")),
-    ["CPU0", "  Core C-State", "States", "  Metric"]);
+  const order = createLaneOrder(lanesOf(run));
+  assert.deepEqual(labels(order.rows("")), ["CPU0", "States", "  Metric"]);
+  assert.equal(find(order, "CPU0").parts.idle.metric, "Core C-State", "known for longer");
+  order.fold(find(order, "CPU0"));
+  assert.deepEqual(labels(order.rows("")).slice(0, 2), ["CPU0", "  CPU Idle State"]);
   assert.deepEqual([...shownInLanes(run)].map(({ index }) => index).sort(), [0, 1, 2]);
 });
 

@@ -200,6 +200,25 @@ test("binned states are those of the bins, whatever the level", () => {
   assert.ok(series.at(5).shares[0].share > 0);
 });
 
+test("a last bin that ends behind the run tells of the run alone", () => {
+  const fixture = createFixture({ durationSec: 4.5 });
+  fixture.binned(1, 2);
+  assert.deepEqual(fixture.run.data.levels.map(({ bins }) => bins), [5, 2]);
+  fixture.binnedStates({}, ["Active", "C6"], [[0, 4.5, 1]]);
+  fixture.binnedValues({}, [0, 10], [[0, 4.5, 5]]);
+  const [states, values] = open(fixture).series;
+  for (const count of [1, 5, 9, 45]) {
+    const shares = states.shares(0, 4.5, count);
+    near(sharesOfColumn(shares, count - 1).get(1), 1, 0.01, `the last of ${count} columns`);
+  }
+  near(states.totals(0, 4.5).seconds.get(1), 4.5, 0.01, "in C6");
+  near(states.totals(4.25, 4.5).seconds.get(1), 0.25, 0.01, "in C6 at the end");
+  near(values.totals(0, 4.5).coveredSec, 4.5, 0.01, "covered");
+  assert.equal(states.at(4.2).toSec, 4.5);
+  near(states.at(4.2).shares[0].share, 1, 0.01, "share at the end");
+  assert.equal(states.at(4.6), null);
+});
+
 test("gaps of bins are gaps", () => {
   const fixture = createFixture({ durationSec: 4 });
   fixture.binned(1, 1);

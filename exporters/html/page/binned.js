@@ -25,12 +25,20 @@ export function levelFor(levels, columnSec) {
 }
 
 /**
- * Visits the bins of each column, with the share of the bin that is within.
- * @param {Level} level @param {number} bins @param {number} fromSec @param {number} toSec
+ * How much of a bin is within the run: the last one may end behind it, and what it tells is then of
+ * that part.
+ * @param {Level} level @param {number} bin
+ */
+const partOf = ({ end }, bin) => Math.min(1, end - bin);
+
+/**
+ * Visits the bins of each column, with the part of the bin's content that is within.
+ * @param {Level} level @param {number} fromSec @param {number} toSec
  * @param {number} count @param {VisitBin} visit
  * @param {(column: number, columnBins: number) => void} finish after the bins of a column
  */
-function forEachBin({ binSec, fromSec: origin }, bins, fromSec, toSec, count, visit, finish) {
+function forEachBin(level, fromSec, toSec, count, visit, finish) {
+  const { binSec, fromSec: origin, end } = level;
   const from = (fromSec - origin) / binSec;
   const width = (toSec - fromSec) / binSec / count;
   const slack = Math.min(1e-9, width / 1000);
@@ -38,9 +46,9 @@ function forEachBin({ binSec, fromSec: origin }, bins, fromSec, toSec, count, vi
     const left = from + column * width;
     const right = left + width;
     const low = Math.max(0, Math.floor(left + slack));
-    const high = Math.min(bins, Math.ceil(right - slack));
+    const high = Math.ceil(Math.min(end, right) - slack);
     for (let bin = low; bin < high; bin++) {
-      visit(bin, Math.min(bin + 1, right) - Math.max(bin, left));
+      visit(bin, (Math.min(bin + 1, right, end) - Math.max(bin, left)) / partOf(level, bin));
     }
     if (low < high) finish(column, width);
   }
@@ -56,14 +64,15 @@ export function coverByBins(levels, fromSec, toSec, visit) {
   const { binSec, fromSec: origin } = levels[0];
   const ratio = levels.map((level) => Math.round(level.binSec / binSec));
   const from = Math.max(0, (fromSec - origin) / binSec);
-  const to = Math.min(levels[0].bins, (toSec - origin) / binSec);
+  const to = Math.min(levels[0].end, (toSec - origin) / binSec);
   let bin = Math.floor(from);
   while (bin < to) {
     let level = 0;
     while (level + 1 < levels.length && bin >= from && bin % ratio[level + 1] === 0 &&
       bin + ratio[level + 1] <= to) level++;
     const end = bin + ratio[level];
-    visit(level, bin / ratio[level], (Math.min(end, to) - Math.max(bin, from)) / ratio[level]);
+    const part = ratio[level] * partOf(levels[level], bin / ratio[level]);
+    visit(level, bin / ratio[level], (Math.min(end, to) - Math.max(bin, from)) / part);
     bin = end;
   }
 }
@@ -71,10 +80,12 @@ export function coverByBins(levels, fromSec, toSec, visit) {
 /** Which bin of the finest level is at a time. */
 function binAt(/** @type {Level[]} */ [finest], /** @type {number} */ sec) {
   if (!finest) return null;
-  const bin = Math.floor((sec - finest.fromSec) / finest.binSec);
-  if (bin < 0 || bin >= finest.bins) return null;
+  const place = (sec - finest.fromSec) / finest.binSec;
+  if (!(place >= 0 && place < finest.end)) return null;
+  const bin = Math.floor(place);
+  const part = partOf(finest, bin);
   const fromSec = finest.fromSec + bin * finest.binSec;
-  return { bin, span: { fromSec, toSec: fromSec + finest.binSec, binned: true } };
+  return { bin, part, span: { fromSec, toSec: fromSec + part * finest.binSec, binned: true } };
 }
 
 /**
@@ -123,7 +134,7 @@ export function binnedValues({ read, data, facts, levels: all }) {
       if (levels.length === 0) return result;
       const level = levelFor(levels, (toSec - fromSec) / count);
       const { sum, add, clear } = sums[level];
-      forEachBin(levels[level], levels[level].bins, fromSec, toSec, count, add, (column) => {
+      forEachBin(levels[level], fromSec, toSec, count, add, (column) => {
         if (sum.covered > 0) {
           result.minimum[column] = real(sum.low);
           result.mean[column] = real(sum.weighted / sum.covered);
@@ -138,7 +149,7 @@ export function binnedValues({ read, data, facts, levels: all }) {
       if (!place || !(columns[0].mean[place.bin] < nothing)) return null;
       const { minimum, mean, maximum, covered } = columns[0];
       return { ...place.span, minimum: real(minimum[place.bin]), mean: real(mean[place.bin]),
-        maximum: real(maximum[place.bin]), covered: (covered[place.bin] ?? 255) / 255 };
+        maximum: real(maximum[place.bin]), covered: Math.min(1, (covered[place.bin] ?? 255) / 255 / place.part) };
     },
     totals(fromSec, toSec) {
       let [low, high, weighted, covered, count] = [Infinity, -Infinity, 0, 0, 0];
@@ -185,7 +196,7 @@ export function binnedStates({ read, data, facts, levels: all }) {
       const result = emptyShares(count, others, into);
       if (levels.length === 0) return result;
       const level = levelFor(levels, (toSec - fromSec) / count);
-      forEachBin(levels[level], levels[level].bins, fromSec, toSec, count, adders[level],
+      forEachBin(levels[level], fromSec, toSec, count, adders[level],
         (column, whole) => takeLargest(result, column, parts, whole));
       return result;
     },
@@ -193,7 +204,7 @@ export function binnedStates({ read, data, facts, levels: all }) {
       const place = binAt(levels, sec);
       if (!place) return null;
       adders[0](place.bin, 1);
-      const shares = sharesOf(parts, 1);
+      const shares = sharesOf(parts, place.part);
       parts.fill(0);
       return shares.length === 0 ? null : { ...place.span, shares };
     },
@@ -227,7 +238,7 @@ export function binnedEvents({ read, data, levels: all }) {
       if (levels.length === 0) return counts;
       const level = levelFor(levels, (toSec - fromSec) / count);
       let sum = 0;
-      forEachBin(levels[level], levels[level].bins, fromSec, toSec, count,
+      forEachBin(levels[level], fromSec, toSec, count,
         (bin, weight) => { sum += countOf(level, bin) * weight; },
         (column) => {
           counts[column] = sum;

@@ -50,7 +50,20 @@ function isProcessorSeries(run, series) {
 }
 
 /**
- * The first series of each role are the lane's own, further ones are lanes below it.
+ * Idle states that are known for most of the run come first: what was traced may begin late.
+ * @param {Run} run @param {Series[]} series of one entity
+ */
+function bestFirst(run, series) {
+  const idle = series.filter(({ role }) => role === "idle");
+  if (idle.length < 2) return series;
+  const known = new Map(idle.map((one) =>
+    [one, Math.round(4 * one.totals(run.fromSec, run.toSec).coveredSec / (run.toSec - run.fromSec))]));
+  const ranked = idle.sort((a, b) => (known.get(b) ?? 0) - (known.get(a) ?? 0) || b.points - a.points);
+  return [...ranked, ...series.filter(({ role }) => role !== "idle")];
+}
+
+/**
+ * The first series of each role are the lane's own, further ones are lanes below it, folded.
  * @param {Lane} lane @param {Series[]} series
  */
 function giveSeries(lane, series) {
@@ -62,6 +75,7 @@ function giveSeries(lane, series) {
       lane.words += ` ${wordsOf(one)}`;
     } else lane.children.push(seriesLane(one, one.metric));
   }
+  lane.folded = lane.level === "cpu";
 }
 
 /**
@@ -98,7 +112,7 @@ function processorLanes(run) {
     return lane;
   };
   const indices = [...own.keys()].sort((a, b) => a - b);
-  for (const index of indices) giveSeries(laneOf(index), own.get(index));
+  for (const index of indices) giveSeries(laneOf(index), bestFirst(run, own.get(index)));
   return roots.map(simplified);
 }
 
@@ -220,7 +234,7 @@ export function lanesOf(run) {
   const roots = [...cpus, ...stateLanes(run, taken), ...processLanes(run), ...eventLanes(run)];
   link(roots, null);
   const count = cpus.reduce((sum, lane) => sum + lane.cpus.length, 0);
-  for (const lane of cpus) lane.folded = count > openCpus;
+  if (count > openCpus) for (const lane of cpus) lane.folded = true;
   return roots;
 }
 

@@ -21,7 +21,10 @@ import { binnedEvents, binnedStates, binnedValues } from "./binned.js";
  * @typedef {{feature: string, title: string, notes: string[],
  *   columns: {name: string, numeric: boolean}[], rows: (string|number|null)[][]}} Table
  */
-/** @typedef {{binSec: number, bins: number, fromSec: number}} Level */
+/**
+ * Bins of one width; the run is at its end `end` bins behind its begin.
+ * @typedef {{binSec: number, fromSec: number, end: number}} Level
+ */
 /** NaN where nothing is known. Rates are in the unit of the rate. */
 /** @typedef {{minimum: Float64Array, mean: Float64Array, maximum: Float64Array}} ValueColumns */
 /** @typedef {import("./shares.js").StateColumns} StateColumns */
@@ -122,11 +125,14 @@ const stateSetsOf = (json) => listOf(json).map((states) => {
     depth: numberOrNull(state?.depth), apart: several && state?.depth === 0 }));
 });
 
-/** @param {any} data @returns {Level[]} */
-function levelsOf(data) {
+/** @param {any} data @param {number} toSec @returns {Level[]} */
+function levelsOf(data, toSec) {
   const fromSec = numberOf(data?.fromSec, 0);
-  const levels = listOf(data?.levels).map((level) => ({ fromSec,
-    binSec: numberOf(level?.binSec, 0), bins: Math.max(0, numberOf(level?.bins, 0)) }));
+  const levels = listOf(data?.levels).map((level) => {
+    const binSec = numberOf(level?.binSec, 0);
+    const bins = Math.max(0, numberOf(level?.bins, 0));
+    return { fromSec, binSec, end: Math.max(0, Math.min(bins, (toSec - fromSec) / binSec)) };
+  });
   return levels.every(({ binSec }) => binSec > 0) ? levels : [];
 }
 
@@ -180,7 +186,7 @@ export function openRun(json, buffer) {
   const durationSec = Math.max(0, numberOf(json?.durationSec, 0));
   const toSec = Math.max(durationSec, 1e-6);
   const mode = json?.data?.mode === "binned" ? "binned" : "exact";
-  const levels = levelsOf(json?.data);
+  const levels = levelsOf(json?.data, toSec);
   const entities = entitiesOf(json?.entities);
   const stateSets = stateSetsOf(json?.stateSets);
   const read = columnReader(buffer);
