@@ -29,6 +29,12 @@ def end():
     FOLDER.cleanup()
 
 
+def ordinary_pages():
+    """Names of the pages of usual runs; the recording is among them where there is one."""
+    recorded = "sched_load.dat"
+    return ["known"] + [recorded] * os.path.exists(os.path.join(RECORDINGS, recorded))
+
+
 @functools.cache
 def page_file(name, *options):
     """The page of a run of page_runs ("known", "hostile") or of a recording ("sched_load.dat")."""
@@ -37,7 +43,7 @@ def page_file(name, *options):
         source = base + ".jsonl"
         getattr(page_runs, name + "_run")(source)
     else:
-        source = os.path.join(RECORDINGS, "ftrace", name)
+        source = os.path.join(RECORDINGS, name)
         if not os.path.exists(source):
             raise unittest.SkipTest(f"TAVRIN_TEST_DATA has no {name}")
     subprocess.run([TAVRIN, "report", "-w", "html", *options, "-o", base, source], check=True,

@@ -4,14 +4,14 @@ import re
 
 from chromium import Chromium
 from page_runs import HOSTILE
-from page_support import CHROMIUM, PageTest, changed_page, page_file
+from page_support import CHROMIUM, PageTest, changed_page, ordinary_pages, page_file
 
 SIZES = (400, 1280, 2560)
 
 
 class Document(PageTest):
     def test_loads_without_a_word(self):
-        for name in ("known", "sched_load.dat"):
+        for name in ordinary_pages():
             for width in SIZES:
                 page = self.open(page_file(name), width=width)
                 self.assertEqual(page.evaluate("document.documentElement.scrollWidth"), width)
@@ -92,12 +92,12 @@ class Document(PageTest):
         self.assertEqual(page.evaluate(paper), dark)
 
     def test_prints_on_a_few_pages(self):
-        for name, most in (("known", 6), ("sched_load.dat", 6)):
+        for name in ordinary_pages():
             page = self.open(page_file(name), media={"scheme": "dark"})
             page.until("!document.getElementById('facts').hidden")
             pdf = page.pdf()
             pages = len(re.findall(rb"/Type\s*/Page\b", pdf))
-            self.assertTrue(1 <= pages <= most, f"{name}: {pages} pages")
+            self.assertTrue(1 <= pages <= 6, f"{name}: {pages} pages")
             page.frames()
             self.assertFalse(page.evaluate("document.documentElement.className"))
 
@@ -119,7 +119,7 @@ class Accessibility(PageTest):
                 if not node["ignored"] and "role" in node]
 
     def test_every_control_has_a_name(self):
-        for name in ("known", "sched_load.dat"):
+        for name in ordinary_pages():
             page = self.open(page_file(name))
             page.until("!document.getElementById('facts').hidden")
             page.until("document.querySelector('#states li')")

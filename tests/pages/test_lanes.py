@@ -23,9 +23,9 @@ class LaneTest(PageTest):
     def legend(self, page):
         """The colour of each state, as the page says."""
         page.until("document.querySelector('#legend li')")
-        return dict(page.evaluate("""[...document.querySelectorAll("#legend li")].map((one) => [
-            one.textContent, "#" + getComputedStyle(one.querySelector(".swatch") ?? one)
-              .backgroundColor.match(/\\d+/g).map((part) => (+part).toString(16).padStart(2, "0"))
+        return dict(page.evaluate("""[...document.querySelectorAll("#legend li .swatch")].map((one) => [
+            one.parentElement.textContent, "#" + getComputedStyle(one).backgroundColor
+              .match(/\\d+/g).map((part) => (+part).toString(16).padStart(2, "0"))
               .join("").slice(0, 6)])"""))
 
     def window(self, page):
@@ -77,7 +77,7 @@ class Hovering(LaneTest):
         """What the command tells of a recording: state or task with its time and length."""
         lines = subprocess.run(
             [TAVRIN, "export", "--format", "jsonl", "-c", "time,duration,metric,value",
-             "--entity", entity, f"{RECORDINGS}/ftrace/{name}"],
+             "--entity", entity, f"{RECORDINGS}/{name}"],
             check=True, capture_output=True, text=True, timeout=60).stdout.splitlines()
         return [point for point in map(json.loads, lines)
                 if point["metric"] in ("CPU Idle State", "Running Task")]

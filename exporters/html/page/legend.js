@@ -52,6 +52,20 @@ function tasks(run, dark) {
 }
 
 /**
+ * What else is drawn over CPUs.
+ * @param {Run} run
+ */
+function signs(run) {
+  const line = element("span", { class: "swatch sign-line", "aria-hidden": "true" });
+  const hatched = element("span", { class: "swatch sign-unknown", "aria-hidden": "true" });
+  const hasFrequency = run.series.some(({ role }) => role === "frequency");
+  return element("div", { class: "legend" }, element("span", { class: "soft" }, "Signs"),
+    element("ul", { class: "key" },
+      ...(hasFrequency ? [element("li", null, line, "frequency, at the top the run's highest")] : []),
+      element("li", null, hatched, "nothing known")));
+}
+
+/**
  * @param {Run} run
  * @param {View} view
  */
@@ -67,7 +81,7 @@ export function showLegend(run, view) {
       { title: "Devices", entries: states(run, "deviceState", view.dark) },
     ];
     byId("legend").replaceChildren(...lines.filter(({ entries }) => entries.length > 0)
-      .map(({ title, entries }) => line(title, entries)));
+      .map(({ title, entries }) => line(title, entries)), signs(run));
   };
   view.subscribe(draw);
   draw();
