@@ -93,6 +93,26 @@ class Moving(LanesTest):
         page.mouse("mouseReleased", x1, y, button="left", clickCount=1, modifiers=SHIFT)
         self.assert_window(page, 2.5, 3.5)
 
+    def test_two_fingers_zoom_and_one_moves(self):
+        page = self.open(page_file("known"))
+        page.call("Emulation.setTouchEmulationEnabled", enabled=True, maxTouchPoints=2)
+
+        def touch(kind, *parts):
+            spots = [self.spot(page, "CPU0", part) for part in parts]
+            page.call("Input.dispatchTouchEvent", type=kind, touchPoints=[
+                {"x": x, "y": y, "id": at} for at, (x, y) in enumerate(spots)])
+        touch("touchStart", 0.45)
+        touch("touchStart", 0.45, 0.55)
+        for step in range(1, 6):
+            touch("touchMove", 0.45 - step * 0.01, 0.55 + step * 0.01)
+        touch("touchEnd")
+        self.assert_window(page, 2, 6, 0.05)
+        touch("touchStart", 0.6)
+        for step in range(1, 6):
+            touch("touchMove", 0.6 - step * 0.05)
+        touch("touchEnd")
+        self.assert_window(page, 3, 7, 0.05)
+
     def test_the_keyboard_reads_a_lane_moment_by_moment(self):
         page = self.open(page_file("known"))
         page.evaluate("document.querySelector('#lanes .lane').focus()")

@@ -109,7 +109,7 @@ function attachOverview(/** @type {HTMLElement} */ bar, /** @type {View} */ view
  */
 export function createAxis(view) {
   const scale = element("div", { class: "axis-scale", tabindex: "0", role: "slider",
-    "aria-label": "Time axis: arrows move the window, plus and minus zoom, 0 shows the whole run" });
+    "aria-label": "Time axis: arrows move the window, plus and minus zoom, 0 shows all" });
   const thumb = element("span", { class: "axis-thumb" });
   const bar = element("div", { class: "axis-run", "aria-hidden": "true" }, thumb);
   const frame = element("div", { class: "axis-frame" }, scale, bar);
@@ -121,8 +121,9 @@ export function createAxis(view) {
     drawTicks(scale, view);
     drawThumb(thumb, view);
     const step = view.lengthSec / 1000;
-    const whole = view.limits.toSec - view.limits.fromSec;
-    scale.setAttribute("aria-valuenow", String(Math.round(((view.fromSec - view.limits.fromSec) / whole) * 100)));
+    const { fromSec, toSec } = view.limits;
+    const percent = Math.round(((view.fromSec - fromSec) / (toSec - fromSec)) * 100);
+    scale.setAttribute("aria-valuenow", String(percent));
     scale.setAttribute("aria-valuetext",
       `${formatTime(view.fromSec, step)} to ${formatTime(view.toSec, step)}`);
   };

@@ -123,8 +123,9 @@ function scaleOf(scale) {
  * @returns {import("./model.js").Queries}
  */
 export function binnedValues({ read, data, facts, levels: all }) {
-  const { columns, levels } = readLevels(data, all, (level) => ({ minimum: read(level.minimum),
-    mean: read(level.mean), maximum: read(level.maximum), covered: Uint8Array.from(read(level.covered)) }));
+  const { columns, levels } = readLevels(data, all, (level) => ({
+    minimum: read(level.minimum), mean: read(level.mean), maximum: read(level.maximum),
+    covered: Uint8Array.from(read(level.covered)) }));
   const sums = columns.map(valueSum);
   const real = scaleOf(data.scale);
 
@@ -147,9 +148,10 @@ export function binnedValues({ read, data, facts, levels: all }) {
     at(sec) {
       const place = binAt(levels, sec);
       if (!place || !(columns[0].mean[place.bin] < nothing)) return null;
+      const { bin, part, span } = place;
       const { minimum, mean, maximum, covered } = columns[0];
-      return { ...place.span, minimum: real(minimum[place.bin]), mean: real(mean[place.bin]),
-        maximum: real(maximum[place.bin]), covered: Math.min(1, (covered[place.bin] ?? 255) / 255 / place.part) };
+      return { ...span, minimum: real(minimum[bin]), mean: real(mean[bin]),
+        maximum: real(maximum[bin]), covered: Math.min(1, (covered[bin] ?? 255) / 255 / part) };
     },
     totals(fromSec, toSec) {
       let [low, high, weighted, covered, count] = [Infinity, -Infinity, 0, 0, 0];
@@ -183,13 +185,15 @@ export function binnedStates({ read, data, facts, levels: all }) {
     : []));
   const others = facts.states.length;
   const parts = new Float64Array(others + 1);
-  const adders = columns.map((slots) => (/** @type {number} */ bin, /** @type {number} */ weight) => {
+  /** @param {{state: Uint16Array, share: Uint16Array}[]} slots @returns {VisitBin} */
+  const adderOf = (slots) => (bin, weight) => {
     for (let i = 0; i < slots.length; i++) {
       const { state, share } = slots[i];
       if (!(share[bin] > 0)) break;
       parts[Math.min(state[bin] ?? others, others)] += (share[bin] / wholeBin) * weight;
     }
-  });
+  };
+  const adders = columns.map(adderOf);
 
   return {
     shares(fromSec, toSec, count, into) {

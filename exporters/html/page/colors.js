@@ -106,7 +106,8 @@ export const isIdleTask = (/** @type {string} */ name) =>
 function rankedTasks(run) {
   /** @type {Map<string, number>} */
   const seconds = new Map();
-  for (const series of run.series.filter(({ role, kind }) => role === "task" && kind === "states")) {
+  const traced = run.series.filter(({ role, kind }) => role === "task" && kind === "states");
+  for (const series of traced) {
     for (const [state, sec] of series.totals(run.fromSec, run.toSec).seconds) {
       const name = series.states[state]?.name;
       if (name !== undefined) seconds.set(name, (seconds.get(name) ?? 0) + sec);
@@ -127,7 +128,8 @@ function* namesOf(run) {
     if (listed.has(states)) continue;
     listed.add(states);
     for (const { name, depth, apart } of states) {
-      if ((depth === null || apart) && !isIdleTask(name) && !quietNames.test(name)) yield taskOf(name);
+      const isNamed = (depth === null || apart) && !isIdleTask(name) && !quietNames.test(name);
+      if (isNamed) yield taskOf(name);
     }
   }
 }

@@ -1,6 +1,7 @@
 // States that are stored as they are: traced, one per interval, or sampled, their ticks in each.
 
-import { forEachColumn, inOrder, indexAt, indicesWithin, intervalsOf, overlapOf } from "./intervals.js";
+import { forEachColumn, inOrder, indexAt, indicesWithin, intervalsOf, overlapOf }
+  from "./intervals.js";
 import { emptyShares, sharesOf, takeLargest } from "./shares.js";
 import { noTotals } from "./exactvalues.js";
 
@@ -37,7 +38,9 @@ function sampledAdder(ticks) {
 function adder({ read, data, facts }, intervals) {
   const states = facts.states.length;
   const { start, order } = intervals;
-  if (!Array.isArray(data.ticks)) return tracedAdder(intervals, inOrder(read(data.state), order), states);
+  if (!Array.isArray(data.ticks)) {
+    return tracedAdder(intervals, inOrder(read(data.state), order), states);
+  }
   return sampledAdder(data.ticks.slice(0, states).map((/** @type {any} */ column) => {
     const ticks = inOrder(read(column), order);
     return ticks.length < start.length ? new Float64Array(start.length) : ticks;
@@ -61,15 +64,12 @@ function blockSums(intervals, width, add) {
 }
 
 /**
- * @param {import("./model.js").SeriesSource} source
- * @returns {import("./model.js").Queries}
+ * Adds up the ticks of states in a range of intervals: those at its ends in part, those between by
+ * whole blocks where there are many.
+ * @param {Intervals} intervals @param {number} width @param {AddIntervals} add
  */
-export function exactStates(source) {
-  const { read, data, facts, clock } = source;
-  const intervals = intervalsOf(read(data.start), read(data.length), clock.lastTick);
+function collector(intervals, width, add) {
   const { start, end } = intervals;
-  const add = adder(source, intervals);
-  const width = facts.states.length + 1;
   const parts = new Float64Array(width);
   /** @type {ReturnType<typeof blockSums>|null} */
   let blocks = null;
@@ -79,8 +79,8 @@ export function exactStates(source) {
     const length = end[i] - start[i];
     if (length > 0) add(parts, i, i + 1, overlapOf(intervals, i, from, to) / length);
   };
-  /** Adds whole intervals. */
-  const addMany = (/** @type {number} */ low, /** @type {number} */ high) => {
+  /** @param {number} low @param {number} high */
+  const addWhole = (low, high) => {
     blocks ??= blockSums(start.length, width, add);
     const { block, sums } = blocks;
     const first = Math.ceil(low / block);
@@ -93,17 +93,33 @@ export function exactStates(source) {
     for (let s = 0; s < width; s++) parts[s] += sums[last * width + s] - sums[first * width + s];
     add(parts, last * block, high, 1);
   };
-  /** @param {number} low @param {number} high @param {number} from @param {number} to */
-  const collect = (low, high, from, to) => {
-    addOverlap(low, from, to);
-    if (high - low > 2) addMany(low + 1, high - 1);
-    if (high - low > 1) addOverlap(high - 1, from, to);
+  return {
+    parts,
+    /** @param {number} low @param {number} high @param {number} from @param {number} to */
+    collect(low, high, from, to) {
+      addOverlap(low, from, to);
+      if (high - low > 2) addWhole(low + 1, high - 1);
+      if (high - low > 1) addOverlap(high - 1, from, to);
+    },
   };
+}
+
+/**
+ * @param {import("./model.js").SeriesSource} source
+ * @returns {import("./model.js").Queries}
+ */
+export function exactStates(source) {
+  const { read, data, facts, clock } = source;
+  const { ticksPerSec } = clock;
+  const intervals = intervalsOf(read(data.start), read(data.length), clock.lastTick);
+  const add = adder(source, intervals);
+  const { parts, collect } = collector(intervals, facts.states.length + 1, add);
+  const isSampled = Array.isArray(data.ticks);
 
   return {
     shares(fromSec, toSec, count, into) {
       const result = emptyShares(count, facts.states.length, into);
-      forEachColumn(intervals, fromSec * clock.ticksPerSec, toSec * clock.ticksPerSec, count,
+      forEachColumn(intervals, fromSec * ticksPerSec, toSec * ticksPerSec, count,
         (column, low, high, from, to) => {
           collect(low, high, from, to);
           takeLargest(result, column, parts, to - from);
@@ -111,22 +127,20 @@ export function exactStates(source) {
       return result;
     },
     at(sec) {
-      const i = indexAt(intervals, sec * clock.ticksPerSec);
-      const length = i < 0 ? 0 : end[i] - start[i];
+      const i = indexAt(intervals, sec * ticksPerSec);
       if (i < 0) return null;
-      add(parts.fill(0), i, i + 1, 1);
-      const shares = sharesOf(parts, length);
+      const [from, to] = [intervals.start[i], intervals.end[i]];
+      add(parts, i, i + 1, 1);
+      const shares = sharesOf(parts, to - from);
       parts.fill(0);
-      const sampled = Array.isArray(data.ticks);
-      return { ...clock.span(start[i], end[i]),
-        ...(sampled || shares.length === 0 ? { shares } : { state: shares[0].state }) };
+      return { ...clock.span(from, to),
+        ...(isSampled || shares.length === 0 ? { shares } : { state: shares[0].state }) };
     },
     totals(fromSec, toSec) {
-      const from = fromSec * clock.ticksPerSec;
-      const to = toSec * clock.ticksPerSec;
+      const [from, to] = [fromSec * ticksPerSec, toSec * ticksPerSec];
       const [low, high] = indicesWithin(intervals, from, to);
       if (low < high) collect(low, high, from, to);
-      const totals = secondsOf(parts, clock.ticksPerSec);
+      const totals = secondsOf(parts, ticksPerSec);
       parts.fill(0);
       return { ...totals, count: high - low };
     },

@@ -1,7 +1,8 @@
 // Values that are stored as they are: lowest, mean and highest per column of pixels.
 
 import { extremesOf, widen, widenByGroups } from "./extremes.js";
-import { forEachColumn, inOrder, indexAt, indicesWithin, intervalsOf, overlapOf } from "./intervals.js";
+import { forEachColumn, inOrder, indexAt, indicesWithin, intervalsOf, overlapOf }
+  from "./intervals.js";
 
 /** @typedef {import("./intervals.js").Intervals} Intervals */
 /** @typedef {import("./model.js").ValueColumns} ValueColumns */

@@ -54,8 +54,9 @@ function createPinFlag(view) {
 
 /** @param {View} view @param {Row} row @param {number} sec */
 function linesOf(view, row, sec) {
-  const pinned = view.pinnedSec !== null && view.pinnedSec !== sec
-    ? `, ${formatSpan(Math.abs(sec - view.pinnedSec))} ${sec > view.pinnedSec ? "after" : "before"} the pin` : "";
+  const away = view.pinnedSec === null ? 0 : sec - view.pinnedSec;
+  const pinned = away === 0 ? ""
+    : `, ${formatSpan(Math.abs(away))} ${away > 0 ? "after" : "before"} the pin`;
   return { head: `${row.lane.label} at ${timeText(view, sec)}${pinned}`,
     lines: readingsAt(row.lane, sec, view.lengthSec / 200) };
 }
@@ -80,37 +81,69 @@ function placeBox(box, x, y) {
 }
 
 /**
+ * In one sentence.
+ * @param {ReturnType<typeof linesOf>} told
+ */
+const sentenceOf = ({ head, lines }) => [head, ...lines.map(({ title, text, span }) =>
+  `${title} ${text}${span && `, ${span}`}`)].join("; ");
+
+/** The box, and the same in words that screen readers speak when they have settled. */
+function createBox() {
+  const box = element("div", { class: "readout-box", "aria-hidden": "true" });
+  const live = element("div", { class: "unseen", role: "status", "aria-live": "polite" });
+  byId("readout").append(box, live);
+  box.hidden = true;
+  let said = "";
+  const tell = settled(() => { live.textContent = said; }, 250, 1000);
+  return {
+    hide() { box.hidden = true; },
+    /** @param {ReturnType<typeof linesOf>} told @param {number} x @param {number} y */
+    show(told, x, y) {
+      box.hidden = false;
+      fillBox(box, told);
+      placeBox(box, x, y);
+      const sentence = sentenceOf(told);
+      if (sentence === said) return;
+      said = sentence;
+      tell();
+    },
+  };
+}
+
+/**
+ * The lines of the cursor and the pin, in the axis and in the lanes.
+ * @param {HTMLElement} root of the lanes @param {() => number} gutter @param {View} view
+ */
+function createLines(root, gutter, view) {
+  const axis = /** @type {HTMLElement} */ (byId("axis").querySelector(".axis-frame"));
+  const cursors = [createLine(root, "cursor", gutter), createLine(axis, "cursor", () => 0)];
+  const pins = [createLine(root, "pin", gutter), createLine(axis, "pin", () => 0)];
+  const drawFlag = createPinFlag(view);
+  return () => {
+    for (const draw of cursors) draw(view, view.cursorSec);
+    for (const draw of pins) draw(view, view.pinnedSec);
+    drawFlag();
+  };
+}
+
+/**
  * Fills `#readout`.
  * @param {View} view @param {HTMLElement} root of the lanes @param {() => number} gutter
  * @param {import("./lanes.js").Rows} rows
  */
 export function createReadout(view, root, gutter, rows) {
-  const box = element("div", { class: "readout-box", "aria-hidden": "true" });
-  const live = element("div", { class: "unseen", role: "status", "aria-live": "polite" });
-  byId("readout").append(box, live);
-  box.hidden = true;
-  const axis = /** @type {HTMLElement} */ (byId("axis").querySelector(".axis-frame"));
-  const drawLines = [createLine(root, "cursor", gutter), createLine(axis, "cursor", () => 0)];
-  const drawPins = [createLine(root, "pin", gutter), createLine(axis, "pin", () => 0)];
-  const drawFlag = createPinFlag(view);
+  const box = createBox();
+  const drawLines = createLines(root, gutter, view);
   /** @type {{row: Row|null, x: number, y: number}|null} */
   let pointer = null;
   /** @type {Row|null} */
   let focused = null;
-  let said = "";
 
-  const tell = settled(() => { live.textContent = said; }, 250, 1000);
-  const say = (/** @type {string} */ text) => {
-    if (text === said) return;
-    said = text;
-    tell();
-  };
   root.addEventListener("pointermove", (event) => {
     const row = rows.rowAt(document.elementFromPoint(event.clientX, event.clientY));
     pointer = { row, x: event.clientX, y: event.clientY };
   });
   root.addEventListener("pointerleave", () => { pointer = null; });
-
   /** @param {Row} row @param {number} sec */
   const placeOf = (row, sec) => {
     const { left, bottom, width } = row.root.getBoundingClientRect();
@@ -120,19 +153,16 @@ export function createReadout(view, root, gutter, rows) {
   const drawBox = () => {
     const row = pointer ? pointer.row : focused;
     const sec = view.cursorSec;
-    box.hidden = row === null || sec === null || !row.canvas;
-    if (row === null || sec === null || box.hidden) return;
-    const told = linesOf(view, row, sec);
-    fillBox(box, told);
-    say([told.head, ...told.lines.map(({ title, text, span }) => `${title} ${text}${span && `, ${span}`}`)].join("; "));
+    if (!row?.canvas || sec === null) {
+      box.hide();
+      return;
+    }
     const { x, y } = pointer ?? placeOf(row, sec);
-    placeBox(box, x, y);
+    box.show(linesOf(view, row, sec), x, y);
   };
   return {
     draw() {
-      for (const draw of drawLines) draw(view, view.cursorSec);
-      for (const draw of drawPins) draw(view, view.pinnedSec);
-      drawFlag();
+      drawLines();
       drawBox();
     },
     /** The lane that the keyboard is on. */

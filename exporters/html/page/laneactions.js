@@ -19,12 +19,16 @@ function focusRow(rows, row) {
  */
 function moveCursor(view, part) {
   const from = view.cursorSec ?? view.pinnedSec ?? (view.fromSec + view.toSec) / 2;
-  const sec = Math.min(view.limits.toSec, Math.max(view.limits.fromSec, from + part * view.lengthSec));
+  const { fromSec, toSec } = view.limits;
+  const sec = Math.min(toSec, Math.max(fromSec, from + part * view.lengthSec));
   if (sec < view.fromSec || sec > view.toSec) view.pan(part < 0 ? -0.5 : 0.5);
   view.setCursor(sec);
 }
 
-/** @param {KeyboardEvent} event @param {Row} row @param {LaneOrder} order @param {View} view @param {import("./lanes.js").Rows} rows */
+/**
+ * @param {KeyboardEvent} event @param {Row} row @param {LaneOrder} order @param {View} view
+ * @param {import("./lanes.js").Rows} rows
+ */
 function followRowKey(event, row, order, view, rows) {
   const at = rows.all.indexOf(row);
   const { lane } = row;
@@ -47,10 +51,14 @@ function followRowKey(event, row, order, view, rows) {
   }
 }
 
-/** @param {Row} row @param {LaneOrder} order @param {View} view @param {import("./lanes.js").Rows} rows */
+/**
+ * @param {Row} row @param {LaneOrder} order @param {View} view
+ * @param {import("./lanes.js").Rows} rows
+ */
 function hideRow(row, order, view, rows) {
   const at = rows.all.indexOf(row);
-  const next = rows.all.slice(at + 1).find(({ lane }) => lane.depth <= row.lane.depth) ?? rows.all[at - 1];
+  const next = rows.all.slice(at + 1).find(({ lane }) => lane.depth <= row.lane.depth) ??
+    rows.all[at - 1];
   order.hide(row.lane);
   if (next && row.root.contains(document.activeElement)) focusRow(rows, next);
   view.lanesChanged();
@@ -58,13 +66,16 @@ function hideRow(row, order, view, rows) {
 
 /**
  * Labels are dragged among those of the same parent.
- * @param {HTMLElement} root @param {LaneOrder} order @param {View} view @param {import("./lanes.js").Rows} rows
+ * @param {HTMLElement} root @param {LaneOrder} order @param {View} view
+ * @param {import("./lanes.js").Rows} rows
  */
 function attachDragging(root, order, view, rows) {
   /** @type {{row: Row, y: number, pointer: number, target: Row|null, behind: boolean}|null} */
   let drag = null;
   const mark = () => {
-    for (const { root: one } of rows.all) one.classList.remove("drop-before", "drop-behind", "dragged");
+    for (const { root: one } of rows.all) {
+      one.classList.remove("drop-before", "drop-behind", "dragged");
+    }
     if (!drag) return;
     drag.row.root.classList.add("dragged");
     drag.target?.root.classList.add(drag.behind ? "drop-behind" : "drop-before");
@@ -72,7 +83,8 @@ function attachDragging(root, order, view, rows) {
   root.addEventListener("pointerdown", (event) => {
     const target = /** @type {Element} */ (event.target);
     const row = rows.rowAt(target);
-    if (!row || event.button !== 0 || !target.closest(".lane-label") || target.closest("button")) return;
+    if (!row || event.button !== 0) return;
+    if (!target.closest(".lane-label") || target.closest("button")) return;
     focusRow(rows, row);
     event.preventDefault();
     drag = { row, y: event.clientY, pointer: event.pointerId, target: null, behind: false };

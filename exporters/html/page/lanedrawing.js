@@ -10,7 +10,9 @@ import { averageOf, processorComposer, statesComposer } from "./stack.js";
 /** @typedef {import("./model.js").Series} Series */
 /** @typedef {import("./painter.js").Pixels} Pixels */
 /** @typedef {import("./stack.js").Stack} Stack */
-/** @typedef {{fromSec: number, toSec: number, width: number, dark: boolean, scale: number}} Frame */
+/**
+ * @typedef {{fromSec: number, toSec: number, width: number, dark: boolean, scale: number}} Frame
+ */
 
 /**
  * Keeps the answer to the last question about each thing; `find` gets it to use it again.
@@ -50,7 +52,10 @@ function makeImage(context, { width, dark, scale }, height) {
   return { image, pixels, unknown: pixels.data.slice() };
 }
 
-/** @param {CanvasRenderingContext2D} context @param {Stack} stack @param {number} height @param {number} scale */
+/**
+ * @param {CanvasRenderingContext2D} context @param {Stack} stack @param {number} height
+ * @param {number} scale
+ */
 function writeNames(context, stack, height, scale) {
   const size = Math.round(Math.min(11, height / scale - 6) * scale);
   if (size < 7 * scale) return;
@@ -71,46 +76,32 @@ function writeNames(context, stack, height, scale) {
   }
 }
 
-/** @param {import("./model.js").Run} run */
-export function createLaneDrawing(run) {
-  const highest = highestFrequency(run);
+/** @param {Frame} frame */
+const questionOf = ({ fromSec, toSec, width, dark }) => `${fromSec} ${toSec} ${width} ${dark}`;
+
+/** Stacks of lanes, each made once for a frame however many lanes show it. */
+function createStacks() {
   const composers = lastAnswers();
   const shares = lastAnswers();
-  const columns = lastAnswers();
   const stacks = lastAnswers();
-  const images = new Map();
-  let imagesOf = "";
 
-  /** @param {CanvasRenderingContext2D} context @param {Frame} frame @param {number} height */
-  const imageOf = (context, frame, height) => {
-    const question = `${frame.width} ${frame.dark} ${frame.scale}`;
-    if (question !== imagesOf) images.clear();
-    imagesOf = question;
-    if (!images.has(height)) images.set(height, makeImage(context, frame, height));
-    return images.get(height);
-  };
-
-  /** @param {Frame} frame */
-  const questionOf = ({ fromSec, toSec, width, dark }) => `${fromSec} ${toSec} ${width} ${dark}`;
   /** @param {Series|undefined} series @param {Frame} frame */
   const sharesOf = (series, frame) => series?.shares
-    ? shares(series, questionOf(frame), (last) => series.shares?.(frame.fromSec, frame.toSec,
-      frame.width, last))
+    ? shares(series, questionOf(frame), (last) =>
+      series.shares?.(frame.fromSec, frame.toSec, frame.width, last))
     : null;
-  /** @param {Series} series @param {Frame} frame @returns {Float64Array|undefined} */
-  const meansOf = (series, frame) => columns(series, questionOf(frame), (last) =>
-    series.columns?.(frame.fromSec, frame.toSec, frame.width, last))?.mean;
   /** @param {Lane} lane @param {Frame} frame @param {Stack|undefined} last @returns {Stack|null} */
   const ownStack = (lane, frame, last) => {
     const { task, idle, cpuTime, states } = lane.parts;
+    const { dark, width } = frame;
     const busy = task ?? cpuTime;
     if (states) {
-      const compose = composers(lane, String(frame.dark), () => statesComposer(states, frame.dark));
+      const compose = composers(lane, String(dark), () => statesComposer(states, dark));
       return compose(sharesOf(states, frame), last);
     }
     if (!busy && !idle) return null;
-    const compose = composers(lane, String(frame.dark), () => processorComposer(busy, idle, frame.dark));
-    return compose(sharesOf(busy, frame), sharesOf(idle, frame), frame.width, last);
+    const compose = composers(lane, String(dark), () => processorComposer(busy, idle, dark));
+    return compose(sharesOf(busy, frame), sharesOf(idle, frame), width, last);
   };
   /** @param {Lane} lane @param {Frame} frame @returns {Stack|null} */
   const stackOf = (lane, frame) => {
@@ -121,42 +112,83 @@ export function createLaneDrawing(run) {
       return below.length > 0 ? averageOf(below, frame.width) : null;
     });
   };
+  return stackOf;
+}
 
-  /** @param {import("./lanelist.js").Process} process @param {Series|undefined} time @param {Frame} frame @param {Pixels} pixels */
-  const paintLife = (process, time, frame, pixels) => {
-    const { fromSec, toSec, width, dark } = frame;
-    const columnOf = (/** @type {number} */ sec) => ((sec - fromSec) / (toSec - fromSec)) * width;
-    const life = { from: columnOf(process.fromSec ?? run.fromSec),
-      to: columnOf(process.toSec ?? run.toSec) };
-    const full = time?.unit === "%" ? Math.max(100, time.maximum || 0) : time?.maximum || 1;
-    const use = time && meansOf(time, frame)?.map((one) => Math.min(1, one / full));
-    paintProcess(pixels, life, use ?? null, nameShade(process.name, dark).pixel, groundOf(dark));
+/** Images of all heights for frames of one kind, made when they are needed. */
+function createImages() {
+  /** @type {Map<number, ReturnType<typeof makeImage>>} */
+  const images = new Map();
+  let kind = "";
+  return (/** @type {CanvasRenderingContext2D} */ context, /** @type {Frame} */ frame,
+    /** @type {number} */ height) => {
+    const now = `${frame.width} ${frame.dark} ${frame.scale}`;
+    if (now !== kind) images.clear();
+    kind = now;
+    const image = images.get(height) ?? makeImage(context, frame, height);
+    images.set(height, image);
+    return image;
   };
-  /** @param {Lane} lane @param {Stack|null} stack @param {Frame} frame @param {Pixels} pixels */
-  const paint = (lane, stack, frame, pixels) => {
-    const { fromSec, toSec, width, dark } = frame;
-    const ground = groundOf(dark);
-    const { events, process, processTime, frequency } = lane.parts;
-    if (events?.counts) {
-      const { pixel } = nameShade(events.metric, dark);
-      paintEvents(pixels, events.counts(fromSec, toSec, width), pixel, ground.ground);
-    } else if (process) paintLife(process, processTime, frame, pixels);
-    if (stack) paintStack(pixels, stack);
-    const line = frequency && !showsAverage(lane) ? meansOf(frequency, frame) : undefined;
-    if (line) paintLine(pixels, line, highest, ground, frame.scale);
-  };
+}
 
-  /**
-   * Draws a lane into a canvas of the frame's width.
-   * @param {Lane} lane @param {HTMLCanvasElement} canvas @param {Frame} frame
-   */
-  return (lane, canvas, frame) => {
+/**
+ * What lanes show beside stacks: lines, lives and events.
+ * @param {import("./model.js").Run} run
+ */
+function createPainters(run) {
+  const highest = highestFrequency(run);
+  const columns = lastAnswers();
+
+  /** @param {Series} series @param {Frame} frame @returns {Float64Array|undefined} */
+  const meansOf = (series, frame) => columns(series, questionOf(frame), (last) =>
+    series.columns?.(frame.fromSec, frame.toSec, frame.width, last))?.mean;
+  return {
+    /** @param {import("./lanelist.js").Parts} parts @param {Frame} frame @param {Pixels} pixels */
+    life({ process, processTime }, frame, pixels) {
+      if (!process) return;
+      const { fromSec, toSec, width, dark } = frame;
+      const columnOf = (/** @type {number} */ sec) => ((sec - fromSec) / (toSec - fromSec)) * width;
+      const life = { from: columnOf(process.fromSec ?? run.fromSec),
+        to: columnOf(process.toSec ?? run.toSec) };
+      const highestUse = processTime?.maximum || 1;
+      const full = processTime?.unit === "%" ? Math.max(100, highestUse) : highestUse;
+      const use = processTime && meansOf(processTime, frame)?.map((one) => Math.min(1, one / full));
+      const { pixel } = nameShade(process.name, dark);
+      paintProcess(pixels, life, use ?? null, pixel, groundOf(dark));
+    },
+    /** @param {Series} events @param {Frame} frame @param {Pixels} pixels */
+    events(events, { fromSec, toSec, width, dark }, pixels) {
+      const counts = events.counts?.(fromSec, toSec, width) ?? new Float64Array(width);
+      paintEvents(pixels, counts, nameShade(events.metric, dark).pixel, groundOf(dark).ground);
+    },
+    /** @param {Series} frequency @param {Frame} frame @param {Pixels} pixels */
+    frequency(frequency, frame, pixels) {
+      const line = meansOf(frequency, frame);
+      if (line) paintLine(pixels, line, highest, groundOf(frame.dark), frame.scale);
+    },
+  };
+}
+
+/**
+ * Draws lanes into canvases of the frame's width.
+ * @param {import("./model.js").Run} run
+ */
+export function createLaneDrawing(run) {
+  const stackOf = createStacks();
+  const imageOf = createImages();
+  const paint = createPainters(run);
+  return (/** @type {Lane} */ lane, /** @type {HTMLCanvasElement} */ canvas,
+    /** @type {Frame} */ frame) => {
     const context = canvas.getContext("2d", { alpha: false });
     if (!context) return;
+    const { events, process, frequency } = lane.parts;
     const { image, pixels, unknown } = imageOf(context, frame, canvas.height);
     const stack = stackOf(lane, frame);
     pixels.data.set(unknown);
-    paint(lane, stack, frame, pixels);
+    if (events) paint.events(events, frame, pixels);
+    if (process) paint.life(lane.parts, frame, pixels);
+    if (stack) paintStack(pixels, stack);
+    if (frequency && !showsAverage(lane)) paint.frequency(frequency, frame, pixels);
     context.putImageData(image, 0, 0);
     if (stack) writeNames(context, stack, canvas.height, frame.scale);
   };

@@ -40,7 +40,8 @@ function makeLane(id, label, level, rest = {}) {
  * What a search finds a series by.
  * @param {Series} series
  */
-const wordsOf = (series) => `${series.label} ${series.metric} ${series.feature} ${series.descriptor}`;
+const wordsOf = ({ label, metric, feature, descriptor }) =>
+  `${label} ${metric} ${feature} ${descriptor}`;
 
 /** @param {Run} run @param {Series} series */
 function isProcessorSeries(run, series) {
@@ -56,9 +57,11 @@ function isProcessorSeries(run, series) {
 function bestFirst(run, series) {
   const idle = series.filter(({ role }) => role === "idle");
   if (idle.length < 2) return series;
-  const known = new Map(idle.map((one) =>
-    [one, Math.round(4 * one.totals(run.fromSec, run.toSec).coveredSec / (run.toSec - run.fromSec))]));
-  const ranked = idle.sort((a, b) => (known.get(b) ?? 0) - (known.get(a) ?? 0) || b.points - a.points);
+  // In quarters of the run.
+  const known = (/** @type {Series} */ one) =>
+    Math.round((4 * one.totals(run.fromSec, run.toSec).coveredSec) / (run.toSec - run.fromSec));
+  const ranked = idle.map((one) => ({ one, known: known(one) }))
+    .sort((a, b) => b.known - a.known || b.one.points - a.one.points).map(({ one }) => one);
   return [...ranked, ...series.filter(({ role }) => role !== "idle")];
 }
 
@@ -85,7 +88,8 @@ function giveSeries(lane, series) {
 function seriesLane(series, label) {
   const parts = series.kind === "events" ? { events: series }
     : series.kind === "states" ? { states: series } : { frequency: series };
-  return makeLane(`series ${series.index}`, label, "series", { parts, words: `${label} ${wordsOf(series)}` });
+  return makeLane(`series ${series.index}`, label, "series",
+    { parts, words: `${label} ${wordsOf(series)}` });
 }
 
 /** @param {Run} run @returns {Lane[]} */
@@ -125,8 +129,9 @@ const byName = (one, other) => natural.compare(one.label, other.label);
  * @param {Lane} lane @returns {Lane}
  */
 function simplified(lane) {
-  const entities = lane.children.filter(({ level }) => level !== "series").map(simplified);
-  lane.children = [...lane.children.filter(({ level }) => level === "series"), ...entities.sort(byName)];
+  const own = lane.children.filter(({ level }) => level === "series");
+  const below = lane.children.filter(({ level }) => level !== "series").map(simplified);
+  lane.children = [...own, ...below.sort(byName)];
   const isPlain = Object.keys(lane.parts).length === 0 && lane.children.length === 1;
   if (isPlain && (lane.level === "core" || lane.level === "die")) {
     const [only] = lane.children;
@@ -142,14 +147,18 @@ function simplified(lane) {
  */
 function statesSection(title, metrics) {
   const all = [...metrics.values()].flat();
-  if (metrics.size === 1 || all.length <= 8) {
-    if (metrics.size > 1) for (const [metric, lanes] of metrics) for (const lane of lanes) lane.detail = shown(metric, 60);
+  if (metrics.size === 1) return sectionOf(title, all);
+  if (all.length <= 8) {
+    metrics.forEach((lanes, metric) => {
+      for (const lane of lanes) lane.detail = shown(metric, 60);
+    });
     return sectionOf(title, all);
   }
   let open = 0;
   return sectionOf(title, [...metrics].map(([metric, lanes]) => {
     open += lanes.length;
-    return sectionOf(metric, lanes, { id: `section ${title} ${metric}`, folded: open > openStates });
+    const folded = open > openStates;
+    return sectionOf(metric, lanes, { id: `section ${title} ${metric}`, folded });
   }));
 }
 
@@ -160,7 +169,8 @@ function stateLanes(run, taken) {
   const sections = new Map();
   for (const series of rest) {
     const entity = run.entities[series.entity];
-    const title = entity?.level === "device" || series.role === "deviceState" ? "Devices" : "States";
+    const isDevice = entity?.level === "device" || series.role === "deviceState";
+    const title = isDevice ? "Devices" : "States";
     const lane = seriesLane(series, entity && !series.aggregate ? entity.name : series.label);
     const metrics = sections.get(title) ?? new Map();
     sections.set(title, metrics.set(series.metric, [...metrics.get(series.metric) ?? [], lane]));
@@ -183,7 +193,8 @@ function processLanes(run) {
   const [times, energies] = [byEntity("processTime"), byEntity("processEnergy")];
   const lanes = run.processes.map((process, index) => {
     const [processTime, processEnergy] = [times, energies].map((of) => of.get(process.entity));
-    const parts = { process, ...(processTime && { processTime }), ...(processEnergy && { processEnergy }) };
+    const parts = { process, ...(processTime && { processTime }),
+      ...(processEnergy && { processEnergy }) };
     return makeLane(`process ${index}`, process.name || `PID ${process.pid}`, "process", { parts,
       detail: process.pid >= 0 && process.name ? `PID ${process.pid}` : "",
       words: `${process.name} ${process.pid} process` });

@@ -21,8 +21,9 @@ const lanesBelow = (lane) => lane.children.reduce((sum, child) =>
   sum + (isHeading(child) ? lanesBelow(child) : 1), 0);
 
 /** @param {Lane} lane @param {string} name @param {string} title @param {string} text */
-const button = (lane, name, title, text) => element("button", { class: `lane-${name}`, type: "button",
-  tabindex: "-1", "data-action": name, title, "aria-label": `${title}: ${lane.label}` }, text);
+const button = (lane, name, title, text) => element("button", { class: `lane-${name}`,
+  type: "button", tabindex: "-1", "data-action": name, title,
+  "aria-label": `${title}: ${lane.label}` }, text);
 
 /** @param {Lane} lane @param {HTMLElement} value */
 function makeLabel(lane, value) {
@@ -30,7 +31,8 @@ function makeLabel(lane, value) {
   label.style.setProperty("--depth", String(lane.depth));
   if (lane.children.length > 0) label.append(button(lane, "fold", "Fold or unfold", ""));
   else label.append(element("span", { class: "lane-indent" }));
-  const name = element("span", { class: "lane-name", title: `${lane.label} ${lane.detail}` }, lane.label);
+  const title = `${lane.label} ${lane.detail}`;
+  const name = element("span", { class: "lane-name", title }, lane.label);
   const detail = isHeading(lane) ? String(lanesBelow(lane)) : lane.detail;
   if (detail) name.append(element("span", { class: "soft" }, ` ${detail}`));
   label.append(name, value, button(lane, "hide", "Hide", "×"));
@@ -44,7 +46,8 @@ export function makeRow(lane) {
   const height = heights[/** @type {keyof typeof heights} */ (lane.level)] ?? 20;
   const canvas = isHeading(lane) ? null : element("canvas", { class: "lane-canvas", role: "img",
     "aria-label": lane.label, width: "0", height: "0" });
-  const cell = element("div", { class: "lane-drawing", role: "gridcell" }, ...(canvas ? [canvas] : []));
+  const cell = element("div", { class: "lane-drawing", role: "gridcell" });
+  if (canvas) cell.append(canvas);
   const root = element("div", { class: `lane lane-of-${lane.level}`, role: "row", tabindex: "-1",
     "aria-level": String(lane.depth + 1) }, label, cell);
   root.style.height = `${height}px`;
@@ -53,7 +56,8 @@ export function makeRow(lane) {
 
 /**
  * Sizes the canvas, which clears it.
- * @param {Row} row @param {number} width of its pixels @param {number} scale device pixels per CSS pixel
+ * @param {Row} row @param {number} width of its pixels
+ * @param {number} scale device pixels per CSS pixel
  */
 export function sizeCanvas({ canvas, height }, width, scale) {
   if (!canvas) return;

@@ -94,10 +94,12 @@ function createPainting(run, view, root, rows, axis) {
   };
   /** @param {Row} row */
   const drawRow = (row) => {
-    const state = `${view.fromSec} ${view.toSec} ${size.width} ${size.scale} ${view.dark} ${row.lane.folded}`;
+    const { fromSec, toSec, dark } = view;
+    const frame = { fromSec, toSec, dark, ...size };
+    const state = `${Object.values(frame).join(" ")} ${row.lane.folded}`;
     if (!row.canvas || row.drawn === state || size.width === 0) return;
     sizeCanvas(row, size.width, size.scale);
-    draw(row.lane, row.canvas, { fromSec: view.fromSec, toSec: view.toSec, dark: view.dark, ...size });
+    draw(row.lane, row.canvas, frame);
     row.drawn = state;
   };
   return {
@@ -121,7 +123,9 @@ function createPainting(run, view, root, rows, axis) {
  */
 function tellValues(view, rows) {
   const sec = view.cursorSec ?? view.pinnedSec;
-  for (const { lane, value } of rows) value.textContent = sec === null ? "" : shortReading(lane, sec);
+  for (const { lane, value } of rows) {
+    value.textContent = sec === null ? "" : shortReading(lane, sec);
+  }
 }
 
 /** @param {View} view @param {Iterable<Row>} rows */
@@ -140,7 +144,7 @@ export function createLanes(run, view) {
   assignColors(run);
   const root = byId("lanes");
   root.setAttribute("role", "treegrid");
-  root.setAttribute("aria-label", "Lanes: arrows up and down choose one, left and right move through time");
+  root.setAttribute("aria-label", "Lanes: arrows choose one, and move through time");
   const order = createLaneOrder(lanesOf(run));
   const list = document.createElement("div");
   list.setAttribute("role", "rowgroup");

@@ -6,12 +6,21 @@ import { byId, element } from "./dom.js";
 /** @typedef {import("./view.js").View} View */
 
 const keys = [
-  ["Wheel", "zoom about the pointer"], ["Shift + wheel", "move sideways"], ["Drag", "move"],
-  ["Shift + drag, drag on the axis", "zoom to a range"], ["Double click", "zoom in; on the axis, all"],
-  ["Click", "pin a moment"], ["Tab", "to the axis, then to the lanes"],
-  ["+  −  0", "zoom in, out, whole run"], ["← →", "on the axis: move; on a lane: from moment to moment"],
-  ["↑ ↓", "choose a lane"], ["Enter", "pin the moment"], ["Space", "fold or unfold"],
-  ["Alt + ↑ ↓", "move a lane (or drag its name)"], ["Delete", "hide a lane"], ["Esc", "loose the pin"],
+  ["Wheel", "zoom about the pointer"],
+  ["Shift + wheel", "move sideways"],
+  ["Drag", "move"],
+  ["Shift + drag, drag on the axis", "zoom to a range"],
+  ["Double click", "zoom in; on the axis, whole run"],
+  ["Click", "pin a moment"],
+  ["Tab", "to the axis, then to the lanes"],
+  ["+  −  0", "zoom in, out, whole run"],
+  ["← →", "on the axis: move; on a lane: from moment to moment"],
+  ["↑ ↓", "choose a lane"],
+  ["Enter", "pin the moment"],
+  ["Space", "fold or unfold"],
+  ["Alt + ↑ ↓", "move a lane (or drag its name)"],
+  ["Delete", "hide a lane"],
+  ["Esc", "loose the pin"],
 ];
 
 /** @param {string} text @param {string} title @param {() => void} act */
@@ -52,7 +61,8 @@ function makeFolding(order, view) {
 function makeHidden(order, view) {
   const summary = element("summary", null);
   const list = element("ul", null);
-  const root = element("details", { class: "tool-menu" }, summary, element("div", { class: "tool-sheet" }, list));
+  const sheet = element("div", { class: "tool-sheet" }, list);
+  const root = element("details", { class: "tool-menu" }, summary, sheet);
   const draw = () => {
     const hidden = order.hidden();
     root.hidden = hidden.length === 0;

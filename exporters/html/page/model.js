@@ -45,7 +45,8 @@ import { binnedEvents, binnedStates, binnedValues } from "./binned.js";
 /**
  * Values have columns, states have shares (`into`: those of before, which are used again), events
  * have counts; all have the rest.
- * @typedef {{columns?: (fromSec: number, toSec: number, count: number, into?: ValueColumns) => ValueColumns,
+ * @typedef {{
+ *   columns?: (fromSec: number, toSec: number, count: number, into?: ValueColumns) => ValueColumns,
  *   shares?: (fromSec: number, toSec: number, count: number, into?: StateColumns) => StateColumns,
  *   counts?: (fromSec: number, toSec: number, count: number) => Float64Array,
  *   at: (sec: number, withinSec?: number) => Reading|null,

@@ -43,7 +43,10 @@ function geometry(element, view, left) {
   };
 }
 
-/** @param {HTMLElement} element @param {View} view @param {ReturnType<typeof geometry>} measure @param {NavigationOptions} options */
+/**
+ * @param {HTMLElement} element @param {View} view @param {ReturnType<typeof geometry>} measure
+ * @param {NavigationOptions} options
+ */
 function attachWheel(element, view, measure, options) {
   // A wheel that has begun to scroll the page goes on scrolling it.
   let scrolledAt = -Infinity;
@@ -105,7 +108,8 @@ function pinch(view, place, x) {
 
 /**
  * What one pointer does from its going down: a drag, or a click.
- * @param {HTMLElement} element @param {View} view @param {ReturnType<ReturnType<typeof geometry>>} place
+ * @param {HTMLElement} element @param {View} view
+ * @param {ReturnType<ReturnType<typeof geometry>>} place
  * @param {PointerEvent} down @param {boolean} selects
  */
 function drag(element, view, place, down, selects) {
@@ -127,8 +131,9 @@ function drag(element, view, place, down, selects) {
     end(/** @type {number|null} */ x) {
       band?.hide();
       if (x === null) return;
+      const sec = place.secAt(x);
       if (!moved) clickAt(view, start.sec, perPixel);
-      else if (band) view.setWindow(Math.min(start.sec, place.secAt(x)), Math.max(start.sec, place.secAt(x)));
+      else if (band) view.setWindow(Math.min(start.sec, sec), Math.max(start.sec, sec));
     },
   };
 }
@@ -138,11 +143,14 @@ function drag(element, view, place, down, selects) {
  * @param {View} view @param {number} sec @param {number} perPixel
  */
 function clickAt(view, sec, perPixel) {
-  const isThere = view.pinnedSec !== null && Math.abs(view.pinnedSec - sec) <= clickSlack * perPixel;
-  view.pin(isThere ? null : sec);
+  const away = view.pinnedSec === null ? Infinity : Math.abs(view.pinnedSec - sec);
+  view.pin(away <= clickSlack * perPixel ? null : sec);
 }
 
-/** @param {HTMLElement} element @param {View} view @param {ReturnType<typeof geometry>} measure @param {NavigationOptions} options */
+/**
+ * @param {HTMLElement} element @param {View} view @param {ReturnType<typeof geometry>} measure
+ * @param {NavigationOptions} options
+ */
 function attachPointers(element, view, measure, options) {
   /** @type {Map<number, number>} */
   const down = new Map();
@@ -159,7 +167,8 @@ function attachPointers(element, view, measure, options) {
     dragging = null;
     if (down.size === 2) pinching = pinch(view, measure(), [...down.values()]);
     else if (down.size === 1) {
-      dragging = drag(element, view, measure(), event, Boolean(options.dragSelects) !== event.shiftKey);
+      const selects = Boolean(options.dragSelects) !== event.shiftKey;
+      dragging = drag(element, view, measure(), event, selects);
     }
   });
   element.addEventListener("pointermove", (event) => {
@@ -186,8 +195,9 @@ function attachPointers(element, view, measure, options) {
 }
 
 /**
- * Wheel (zooms about the pointer; with shift, or sideways, pans), drag (pans; with shift, or on the
- * axis, chooses a range), click (pins), double click (zooms in, on the axis out), two fingers, keys.
+ * Wheel (zooms about the pointer; with shift, or sideways, pans), drag (pans; with shift, or on
+ * the axis, chooses a range), click (pins), double click (zooms in, on the axis out), two fingers,
+ * keys.
  * @param {HTMLElement} element @param {View} view
  * @param {() => number} left where its drawing begins, pixels from its left edge
  * @param {NavigationOptions} options

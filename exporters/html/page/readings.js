@@ -9,7 +9,8 @@ import { exactValue, formatShare, formatSpan, formatValue } from "./units.js";
 /** @typedef {import("./model.js").Series} Series */
 /** @typedef {import("./model.js").Reading} Reading */
 
-const titles = { task: "Task", idle: "Idle state", cpuTime: "Processor time", frequency: "Frequency",
+const titles = {
+  task: "Task", idle: "Idle state", cpuTime: "Processor time", frequency: "Frequency",
   states: "State", events: "Event", processTime: "Processor time", processEnergy: "Energy" };
 /** @typedef {keyof typeof titles} PartName */
 
@@ -21,8 +22,8 @@ const partsOf = ({ parts }) => /** @type {[PartName, Series][]} */ (
 function spanText({ fromSec, toSec, binned }) {
   if (toSec <= fromSec) return formatTime(fromSec, 1e-6);
   const step = Math.max(1e-9, (toSec - fromSec) / 100);
-  const span = `${formatTime(fromSec, step)} to ${formatTime(toSec, step)}, ${formatSpan(toSec - fromSec)}`;
-  return `${binned ? "bin of " : ""}${span}`;
+  const [from, to] = [fromSec, toSec].map((sec) => formatTime(sec, step));
+  return `${binned ? "bin of " : ""}${from} to ${to}, ${formatSpan(toSec - fromSec)}`;
 }
 
 /** @param {Series} series @param {{state: number, share: number}[]} shares @param {number} most */
@@ -49,7 +50,7 @@ function valueText(series, reading) {
     return `minimum ${low}, mean ${mean}, maximum ${high}`;
   }
   if (reading.state !== undefined) return shown(series.stateName(reading.state), 120);
-  if (reading.shares) return reading.shares.length > 0 ? sharesText(series, reading.shares, 8) : "unknown";
+  if (reading.shares) return sharesText(series, reading.shares, 8) || "unknown";
   if (reading.count !== undefined) return `${Math.round(reading.count)} events`;
   return shown(reading.text ?? "", 400);
 }

@@ -58,9 +58,12 @@ export function addShare({ slots, used, layer: layers, share }, column, layer, a
   used[column]++;
 }
 
+/** @param {State} state */
+const rests = ({ name, depth }) => isIdleTask(name) || (depth ?? 0) > 0;
+
 /** @param {State} state @param {boolean} dark @returns {Layer} */
 const layerOf = (state, dark) => ({ name: isIdleTask(state.name) ? "idle" : state.name,
-  shade: stateShade(state, dark), idle: state.depth === null ? isIdleTask(state.name) : state.depth > 0 });
+  shade: stateShade(state, dark), idle: rests(state) });
 
 /**
  * A series of states: the awake ones below, the deeper the higher.
@@ -101,9 +104,8 @@ function processorLayers(busy, idle, dark) {
   /** @type {Layer[]} */
   const layers = [];
   const add = (/** @type {Layer} */ layer) => layers.push(layer) - 1;
-  const isIdle = (/** @type {State} */ { name, depth }) => isIdleTask(name) || (depth ?? 0) > 0;
   const ofBusy = (busy?.states ?? []).map((state) =>
-    (isIdle(state) ? -1 : add({ name: state.name, shade: stateShade(state, dark), idle: false })));
+    (rests(state) ? -1 : add({ name: state.name, shade: stateShade(state, dark), idle: false })));
   if (busy) ofBusy.push(add({ name: "others", shade: others, idle: false }));
   const active = idle?.states.find(({ depth }) => depth === 0)?.name ?? "awake";
   const awakeLayer = add({ name: active, shade: awake, idle: false });
@@ -157,7 +159,8 @@ const least = 1e-3;
 export function processorComposer(busy, idle, dark) {
   const { layers, ofBusy, ofIdle, awakeLayer, idleLayer } = processorLayers(busy, idle, dark);
   // Kinds of time tell how the CPU slept where nothing else does.
-  const ofBoth = idle ? ofBusy : ofBusy.map((layer, state) => (layer < 0 ? ofIdle[state] ?? -1 : layer));
+  const ofBoth = idle ? ofBusy
+    : ofBusy.map((layer, state) => (layer < 0 ? ofIdle[state] ?? -1 : layer));
   return (busyShares, idleShares, width, into) => {
     const stack = emptyStack(width, layers, into);
     for (let column = 0; column < width; column++) {
