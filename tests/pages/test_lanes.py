@@ -50,6 +50,8 @@ class Pixels(LaneTest):
         page = self.open(page_file("sched_load.dat"))
         colors = self.legend(page)
         deep = {colors["state1"], colors["state2"]}
+        light = [sum(bytes.fromhex(colors[f"state{one}"][1:])) for one in range(3)]
+        self.assertEqual(light, sorted(light, reverse=True), "the deeper, the darker")
         seen = {}
         for name in ("CPU0", "CPU1", "CPU2"):
             left, top, width, height = self.lane(page, name)

@@ -11,7 +11,7 @@ import { formatNumber } from "./units.js";
 /** @typedef {import("./plot.js").Plot} Plot */
 /** @typedef {import("./view.js").View} View */
 
-/** Plots stand open until there are so many; further groups are folded. */
+/** So many plots stand open, or those of one group. */
 const OPEN_PLOTS = 16;
 /** Plots that go to paper. */
 const PRINTED = 60;
@@ -88,8 +88,8 @@ function placeGroups(plots) {
     const count = element("span", { class: "soft" }, ` ${formatNumber(members.length)}`);
     const group = element("details", { class: "plots" },
       element("summary", null, shown(feature), count), ...members.map(({ root }) => root));
-    group.open = open < OPEN_PLOTS;
-    open += members.length;
+    group.open = open === 0 || open + members.length <= OPEN_PLOTS;
+    if (group.open) open += members.length;
     byId("plots").append(group);
   }
 }

@@ -116,7 +116,7 @@ export function createWindowPanels(run, view) {
     });
   };
   let seen = "";
-  const later = settled(update, 120, 600);
+  const later = settled(update, 150, 1500);
   const follow = () => {
     const now = `${view.fromSec} ${view.toSec} ${view.dark}`;
     if (now !== seen) later();
