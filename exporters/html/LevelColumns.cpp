@@ -73,7 +73,7 @@ struct Scale {
     const double share = (value / 2 - low / 2) / (high / 2 - low / 2);
     return static_cast<std::uint16_t>(std::lround(std::clamp(share, 0.0, 1.0) * kMostQuantum));
   }
-  std::string text() const { return "[" + numberText(low) + "," + numberText(high) + "]"; }
+  std::string text() const { return "[" + jsonNumber(low) + "," + jsonNumber(high) + "]"; }
 };
 
 /// Of all bins that are not empty; finite, also their difference.

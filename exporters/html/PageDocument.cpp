@@ -121,7 +121,7 @@ std::string runJson(const PageContent& content, const PagePoints& points) {
   json.member("clockMHz", store.ticksPerSecond() / kMega);
   json.key("facts");
   content.system == nullptr ? json.raw("[]") : writeFacts(json, *content.system);
-  PageEntities entities;
+  PageEntities entities(content.system);
   SeriesJson series(json, entities, store);
   series.write(points.series);
   writeEntities(json, entities);

@@ -27,6 +27,19 @@ const char* levelOf(const pwr::EntityHandle& entity) {
 
 }  // namespace
 
+std::string processName(const pwr::Process& process) {
+  if (!process.getName().empty()) return process.getName();
+  const std::string& path = process.getPath();
+  return path.substr(path.find_last_of("/\\") + 1);
+}
+
+PageEntities::PageEntities(const pwr::SystemMetadata* system) {
+  if (system == nullptr) return;
+  for (const pwr::Process& process : system->getProcesses()) {
+    processNames_[process.getPid()] = processName(process);
+  }
+}
+
 int PageEntities::numberOf(const pwr::EntityHandle* entity) {
   if (entity == nullptr) return -1;
   if (const auto known = numbers_.find(entity); known != numbers_.end()) return known->second;
@@ -40,12 +53,15 @@ int PageEntities::numberOf(const pwr::EntityHandle* entity) {
 }
 
 int PageEntities::numberOf(const SeriesOwner& owner) {
+  const auto known = processNames_.find(owner.pid);
+  const bool isNamed = !owner.name.empty() || known == processNames_.end();
+  const std::string& name = isNamed ? owner.name : known->second;
   const auto [place, isNew] =
-      owners_.try_emplace({owner.pid, owner.name}, static_cast<int>(entities_.size()));
+      owners_.try_emplace({owner.pid, name}, static_cast<int>(entities_.size()));
   if (isNew) {
-    std::string name = pageText(owner.name);
-    if (owner.pid >= 0) name += " (" + std::to_string(owner.pid) + ")";
-    entities_.push_back({name, name, -1, owner.pid >= 0 ? "process" : "other"});
+    std::string shown = pageText(name);
+    if (owner.pid >= 0) shown += " (" + std::to_string(owner.pid) + ")";
+    entities_.push_back({shown, shown, -1, owner.pid >= 0 ? "process" : "other"});
   }
   return place->second;
 }

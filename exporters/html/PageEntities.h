@@ -7,6 +7,10 @@
 
 #include "exporters/html/MetricSeries.h"
 #include "writers/host/EntityHandle.h"
+#include "writers/host/SystemMetadata.h"
+
+/// The name of a process, or that of its program where it has none.
+std::string processName(const pwr::Process& process);
 
 /// The things that series are about, numbered; a parent comes before what is part of it.
 class PageEntities {
@@ -17,6 +21,10 @@ class PageEntities {
     int parent = -1;
     const char* level = "other";
   };
+
+  /// `system`, which may be null, tells the names of processes that are known by their numbers
+  /// only.
+  explicit PageEntities(const pwr::SystemMetadata* system);
 
   /// -1 for null.
   int numberOf(const pwr::EntityHandle* entity);
@@ -31,5 +39,6 @@ class PageEntities {
  private:
   std::vector<Entity> entities_;
   std::map<const pwr::EntityHandle*, int> numbers_;
+  std::map<long long, std::string> processNames_;
   std::map<std::pair<long long, std::string>, int> owners_;
 };

@@ -65,12 +65,6 @@ struct ListedProcess {
   }
 };
 
-std::string shownName(const pwr::Process& process) {
-  if (!process.getName().empty()) return process.getName();
-  const std::string& path = process.getPath();
-  return path.substr(path.find_last_of("/\\") + 1);
-}
-
 std::vector<ListedProcess> processesOf(const pwr::SystemMetadata* system,
                                        const PageEntities& entities) {
   auto owners = entities.owners();
@@ -80,7 +74,7 @@ std::vector<ListedProcess> processesOf(const pwr::SystemMetadata* system,
     list.reserve(system->getProcesses().size() + owners.size());
     for (const pwr::Process& process : system->getProcesses()) {
       ListedProcess one{.pid = process.getPid(),
-                        .name = shownName(process),
+                        .name = processName(process),
                         .start = process.getStartTime(),
                         .end = process.getEndTime()};
       if (const auto owner = owners.find({one.pid, one.name}); owner != owners.end()) {
@@ -129,7 +123,7 @@ std::size_t writeProcesses(PageJson& json, const pwr::SystemMetadata* system,
   });
   const auto seconds = [&](unsigned long long time) {
     const auto ticks = static_cast<double>(static_cast<long long>(time - begin));
-    return time == 0 ? std::string("null") : numberText(ticks / ticksPerSecond);
+    return time == 0 ? std::string("null") : jsonNumber(ticks / ticksPerSecond);
   };
   const std::size_t shown = std::min(list.size(), kMostProcesses);
   json.beginArray();

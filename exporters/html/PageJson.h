@@ -34,7 +34,7 @@ class PageJson {
   }
   void member(std::string_view name, double value) {
     key(name);
-    raw(numberText(value));
+    raw(jsonNumber(value));
   }
   void member(std::string_view name, const char* value) { member(name, std::string_view(value)); }
   void member(std::string_view name, bool value) {

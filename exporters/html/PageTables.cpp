@@ -92,7 +92,7 @@ std::string PageTables::cellText(const pwr::DataHandle* handle, const pwr::Data*
   double number = 0.0;
   if (value.toReal(number) == 0) {
     column.hasNumbers = true;
-    return numberText(number);
+    return jsonNumber(number);
   }
   std::string text;
   if (value.toFormattedString(text) != 0) return "null";

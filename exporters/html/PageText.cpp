@@ -61,7 +61,7 @@ std::string base64(std::string_view bytes) {
   return text;
 }
 
-std::string numberText(double number) {
+std::string jsonNumber(double number) {
   if (!std::isfinite(number)) return "null";
   std::string text;
   pwr::appendShortest(text, number);

@@ -20,4 +20,4 @@ std::string withoutMarkup(std::string_view json);
 std::string base64(std::string_view bytes);
 
 /// The text of a number in JSON; "null" for one that is not finite.
-std::string numberText(double number);
+std::string jsonNumber(double number);

@@ -154,13 +154,13 @@ void tellOfValues(const SeriesStore& store, const SeriesRecorder& recorder,
   const std::size_t before = store.isBinned() ? store.binned().beforeOrigin() : 0;
   const std::size_t after = store.isBinned() ? store.binned().afterEnd() : 0;
   const std::array<std::pair<std::size_t, const char*>, 4> lines{{
-      {recorder.notFinite(), " are left out: they are not finite"},
-      {recorder.outOfRange(), " are left out: their times are too far from the collection"},
-      {before, " are not in the picture: their times are before its start"},
-      {after, " are not in the picture: their times are behind the end of the collection"},
+      {recorder.notFinite(), "Values that are left out, because they are not finite: "},
+      {recorder.outOfRange(), "Values that are left out, because their times are too far away: "},
+      {before, "Points that are not in the picture, because they are long before its start: "},
+      {after, "Points that are not in the picture, because they are behind its end: "},
   }};
   for (const auto& [count, text] : lines) {
-    if (count > 0) warnings.push_back(counted(count, "value") + text);
+    if (count > 0) warnings.push_back(text + std::to_string(count));
   }
 }
 

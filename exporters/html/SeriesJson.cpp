@@ -70,16 +70,12 @@ void SeriesJson::write(const std::vector<std::string>& data) {
   writeStateSets();
 }
 
-std::string SeriesJson::labelOf(const PageSeries& series) const {
+std::string SeriesJson::labelOf(const PageSeries& series) {
   const MetricSeries& metric = *series.metric;
   const std::string title = series.isOfMetric ? titleOfMetric(metric) : "metrics";
-  std::string thing;
-  if (series.owner != nullptr) {
-    thing = pageText(series.owner->name);
-    if (series.owner->pid >= 0) thing += " (" + std::to_string(series.owner->pid) + ")";
-  } else if (series.entity != nullptr) {
-    thing = pageText(series.entity->getName());
-  }
+  const int entity = entities_.numberOf(series);
+  const std::string thing =
+      entity < 0 ? std::string() : entities_.entities()[static_cast<std::size_t>(entity)].name;
   if (series.members > 0) {
     const std::string others = std::to_string(series.members) + " others: " + title;
     return thing.empty() ? others : thing + " " + others;
@@ -172,7 +168,7 @@ void SeriesJson::writeStateSets() {
       const std::optional<double> depth = depthOf(*metric, state);
       json_.beginObject();
       json_.member("name", metric->states.texts()[state]);
-      json_.rawMember("depth", depth ? numberText(*depth) : "null");
+      json_.rawMember("depth", depth ? jsonNumber(*depth) : "null");
       json_.endObject();
     }
     json_.endArray();

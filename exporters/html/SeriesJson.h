@@ -24,7 +24,7 @@ class SeriesJson {
   void writeTotals(const PageSeries& series, const ValueScale& scale);
   void writeTexts(const PageSeries& series);
   void writeStateSets();
-  std::string labelOf(const PageSeries& series) const;
+  std::string labelOf(const PageSeries& series);
   std::size_t stateSetOf(const MetricSeries& metric);
 
   PageJson& json_;

@@ -78,7 +78,7 @@ void SeriesRecorder::add(const pwr::Metric& metric) {
 }
 
 void SeriesRecorder::addElement(MetricSeries& metric, const pwr::DataElement& element,
-                                PagePoint point) {
+                                PagePoint& point) {
   const pwr::Data& value = *element.getValue();
   const bool isNumber =
       !(metric.meaning.hasStates && !metric.isResidency()) && value.toReal(point.value) == 0;
@@ -112,7 +112,7 @@ PageSeries& SeriesRecorder::seriesOf(MetricSeries& metric, const pwr::DataElemen
 }
 
 void SeriesRecorder::addNumber(MetricSeries& metric, const pwr::DataElement& element,
-                               PagePoint point) {
+                               PagePoint& point) {
   PageSeries& series =
       metric.meaning.isPerProcess
           ? ownedSeries(metric, element)
@@ -121,21 +121,26 @@ void SeriesRecorder::addNumber(MetricSeries& metric, const pwr::DataElement& ele
 }
 
 PageSeries& SeriesRecorder::ownedSeries(MetricSeries& metric, const pwr::DataElement& element) {
-  SeriesOwner owner = ownerOf(element);
-  if (metric.owned.size() >= kMostOwners) owner = {.name = "others"};
   const pwr::EntityHandle* const entity = element.getEntity();
-  const std::string key = std::to_string(entity == nullptr ? 0 : entity->getId()) + " " +
-                          std::to_string(owner.pid) + " " + owner.name;
-  PageSeries*& series = metric.owned[key];
-  if (series == nullptr) {
-    series = &store_.make(metric, entity, nullptr, SeriesKind::Value);
-    series->owner = std::make_shared<const SeriesOwner>(std::move(owner));
+  const auto keyOf = [&](const SeriesOwner& owner) {
+    return std::to_string(entity == nullptr ? 0 : entity->getId()) + " " +
+           std::to_string(owner.pid) + " " + owner.name;
+  };
+  SeriesOwner owner = ownerOf(element);
+  auto found = metric.owned.find(keyOf(owner));
+  if (found == metric.owned.end() && metric.owned.size() >= kMostOwners) {
+    owner = {.name = "others"};
+    found = metric.owned.find(keyOf(owner));
   }
-  return *series;
+  if (found != metric.owned.end()) return *found->second;
+  PageSeries& series = store_.make(metric, entity, nullptr, SeriesKind::Value);
+  metric.owned.emplace(keyOf(owner), &series);
+  series.owner = std::make_shared<const SeriesOwner>(std::move(owner));
+  return series;
 }
 
 void SeriesRecorder::addText(MetricSeries& metric, const pwr::DataElement& element,
-                             PagePoint point) {
+                             PagePoint& point) {
   if (element.getValue()->toFormattedString(text_) != 0) return;
   const bool isEvent = metric.metric->type == pwr::Metric::MetricType::TracedEvent;
   if (isEvent) appendOwner(element, text_);
@@ -147,7 +152,7 @@ void SeriesRecorder::addText(MetricSeries& metric, const pwr::DataElement& eleme
 
 /// The states of an entity come as an element each, in any order with those of other entities.
 void SeriesRecorder::addResidency(MetricSeries& metric, const pwr::DataElement& element,
-                                  PagePoint point) {
+                                  PagePoint& point) {
   PageSeries& series = seriesOf(metric, element, &MetricSeries::Slot::value, SeriesKind::States);
   const pwr::DataDescriptor* const descriptor = element.getDescriptor();
   const std::size_t state =

@@ -27,10 +27,10 @@ class SeriesRecorder {
 
  private:
   MetricSeries& metricOf(const pwr::Metric& metric);
-  void addElement(MetricSeries& metric, const pwr::DataElement& element, PagePoint point);
-  void addNumber(MetricSeries& metric, const pwr::DataElement& element, PagePoint point);
-  void addText(MetricSeries& metric, const pwr::DataElement& element, PagePoint point);
-  void addResidency(MetricSeries& metric, const pwr::DataElement& element, PagePoint point);
+  void addElement(MetricSeries& metric, const pwr::DataElement& element, PagePoint& point);
+  void addNumber(MetricSeries& metric, const pwr::DataElement& element, PagePoint& point);
+  void addText(MetricSeries& metric, const pwr::DataElement& element, PagePoint& point);
+  void addResidency(MetricSeries& metric, const pwr::DataElement& element, PagePoint& point);
   void endResidency(PageSeries& series, long long start);
   PageSeries& seriesOf(MetricSeries& metric, const pwr::DataElement& element,
                        PageSeries* MetricSeries::Slot::*which, SeriesKind kind);
