@@ -424,8 +424,8 @@ class Binned(TavrinTest):
         self.check(self.page("run.jsonl", 100000), run)
 
     def test_a_run_that_outgrows_the_memory_while_it_lasts(self):
-        run = BinnedRun(self.path("run.jsonl"), 40000)
-        self.check(self.page("run.jsonl", 200000), run)
+        run = BinnedRun(self.path("run.jsonl"), 30000)
+        self.check(self.page("run.jsonl", 60000), run)
 
 
 if __name__ == "__main__":
