@@ -250,15 +250,32 @@ class Events(PerfettoTest):
 
     def test_and_values_of_a_process_are_with_it(self):
         events = self.stream.metric("Process Events", "event")
-        time = self.stream.metric("Time", "delta", quantity=0)
+        used = self.stream.metric("Time", "delta", quantity=0)
         self.stream.sample(events, 1000, self.element("fork", PID=20, TID=21))
-        self.stream.sample(time, 1000, self.element(5, None, 10, Text="late", PID=9),
+        self.stream.sample(events, 1001, self.element("exit", TID=22, Text="nobody's"))
+        busy = self.stream.metric("Busy", "event")
+        first, second = (self.stream.define("descriptor", name=f"Busiest {n}") for n in (1, 2))
+        for time, rank in ((1000, first), (1100, second), (1300, first)):
+            reading = self.element(time / 100, None, 100, Text="early", PID=7, TID=7)
+            reading[2] = rank
+            self.stream.sample(busy, time, reading, self.element(1, None, 100, Text="others"))
+        self.stream.sample(busy, 1400, self.element(3, None, 100, PID=7, TID=8))
+        self.stream.sample(used, 1000, self.element(5, None, 10, Text="late", PID=9),
                            self.element(6, None, 10, Text="early", PID=7),
                            self.element(7, None, 10, Text="others"))
         trace = self.report(self.stream)
         self.assertEqual(self.points(trace, "early/Time"), [(1000, 6), (1010, 6)])
         self.assertEqual(self.points(trace, "late/Time"), [(1000, 5), (1010, 5)])
         self.assertEqual(self.points(trace, "Time/others"), [(1000, 7), (1010, 7)])
+        # The place of a process among the busiest makes no other series of it; nothing is missing.
+        self.assertEqual(self.points(trace, "early/Busy"),
+                         [(1000, 10), (1100, 11), (1200, 0), (1300, 13), (1400, 13)])
+        self.assertEqual(len(self.points(trace, "Busy/others")), 5)
+        self.assertNotIn("No samples", trace.paths())
+        self.assertEqual(trace.track("early/Busy", "instants").instants,
+                         [(1400, "Busy", {"PID": 7, "TID": 8, "Duration (ns)": 100, "Value": 3})])
+        self.assertEqual(trace.track("Process Events").instants,
+                         [(1001, "exit", {"TID": 22, "Text": "nobody's"})])
         process = next(track for track in trace.tracks.values()
                        if track.process and track.process["pid"] == 20)
         told = next(track for track in trace.tracks.values() if track.parent == process.uuid)

@@ -185,8 +185,10 @@ void KernelBundles::flush(Trace& trace, Lane& lane) {
   {
     Message packet(bytes);
     packet.add_uint32(packet::kSequenceId, lane.sequence);
-    packet.add_uint32(packet::kSequenceFlags, packet::kStateCleared);
-    if (lane.isFirst) packet.add_bool(packet::kFirstOnSequence, true);
+    if (lane.isFirst) {
+      packet.add_uint32(packet::kSequenceFlags, packet::kStateCleared);
+      packet.add_bool(packet::kFirstOnSequence, true);
+    }
     Message bundle(packet, packet::kFtraceEvents);
     bundle.add_uint32(bundle::kCpu, lane.cpu);
     bytes += lane.events;

@@ -94,55 +94,69 @@ void MetricTracks::add(Trace& trace, const pwr::Metric& metric) {
 void MetricTracks::addElement(Trace& trace, const pwr::DataElement& element, const Span& span) {
   const std::optional<Span> inRun = trace.inRun(span);
   if (!inRun) return leaveOut(trace, element, "is not within the run");
-  SeriesTracks& series = find(trace, element);
+  const Item item{element, *inRun, span.length, ownerOf(element)};
+  SeriesTracks& series = find(trace, item);
   if (!series.isInOrder(inRun->time)) return leaveOut(trace, element, "is before the last one");
-  if (isEvent()) {
-    addEvent(trace, series, element, *inRun);
+  if (isEvent() && !isReading(item)) {
+    addEvent(trace, series, item);
   } else if (element.getValue()->isNumeric()) {
-    addNumber(trace, series, element, *inRun, span.length);
+    addNumber(trace, series, item);
   } else {
-    addState(trace, series, element, *inRun);
+    addState(trace, series, item);
   }
 }
 
+/// Whether the event is a number that stands for a length of time, of a process or of others: what
+/// they used in an interval, which comes as events as they are not known before.
+bool MetricTracks::isReading(const Item& item) const {
+  return item.owner && !item.owner->isThread && item.length != 0 &&
+         item.element.getValue()->isNumeric();
+}
+
 /// A number is no name: there would be as many names as numbers.
-void MetricTracks::addEvent(Trace& trace, SeriesTracks& series, const pwr::DataElement& element,
-                            const Span& span) {
-  collectAnnotations(element);
-  if (span.length != 0) {
-    lengthOfEvent_ = pwr::Data(trace.clock.nanoseconds(span.length));
+void MetricTracks::addEvent(Trace& trace, SeriesTracks& series, const Item& item) {
+  const pwr::Data& value = *item.element.getValue();
+  collectAnnotations(item.element);
+  if (item.length != 0) {
+    lengthOfEvent_ = pwr::Data(trace.clock.nanoseconds(item.length));
     annotations_.push_back({"Duration (ns)", &lengthOfEvent_});
   }
-  const std::uint64_t time = trace.clock.nanoseconds(span.time);
-  if (element.getValue()->isNumeric()) {
-    annotations_.push_back({"Value", element.getValue()});
+  const std::uint64_t time = trace.clock.nanoseconds(item.span.time);
+  if (value.isNumeric()) {
+    annotations_.push_back({"Value", &value});
     series.events(trace).instant(trace.file, time, description_->name, annotations_);
   } else {
-    if (element.getValue()->toString(text_) != 0) return;
+    value.toString(text_);
     series.events(trace).instant(trace.file, time, text_, annotations_);
   }
 }
 
-/// `length`: of all that the value stands for, of which `span` is what is in the run.
-void MetricTracks::addNumber(Trace& trace, SeriesTracks& series, const pwr::DataElement& element,
-                             const Span& span, unsigned long long length) {
+void MetricTracks::addNumber(Trace& trace, SeriesTracks& series, const Item& item) {
   Amount amount;
-  if (!toAmount(*element.getValue(), amount)) return leaveOut(trace, element, "is not finite");
-  const bool isScaled = scaledUnit_ && length != 0;
-  if (isScaled && type_ == Type::SampledResidency) {
-    amount = {.real = 100.0 * realOf(amount) / static_cast<double>(length)};
-  } else if (isScaled) {
-    amount = {.real = realOf(amount) * rateFactor_ / trace.clock.seconds(length)};
-  } else if (pwr::isTime(description_->quantity)) {
-    amount = {.real = realOf(amount) * 1e9 * trace.clock.seconds(1)};
+  if (!toAmount(*item.element.getValue(), amount) || !scale(trace, item, amount)) {
+    return leaveOut(trace, item.element, "is not finite");
   }
-  if (!std::isfinite(realOf(amount))) return leaveOut(trace, element, "is not finite");
+  const bool isScaled = scaledUnit_ && item.length != 0;
   CounterTrack& counter =
       series.counter(trace, isScaled ? SeriesTracks::Scale::OfTime : SeriesTracks::Scale::Plain,
                      isScaled ? *scaledUnit_ : unit_);
-  const bool isBehindGap = isGap(counter, span.time);
-  if (isBehindGap) addGap(trace, counter.end(), span.time);
-  counter.add(trace, span, amount, isBehindGap);
+  const bool isBehindGap = isGap(counter, item.span.time);
+  // A process that is not among the busiest is not missed.
+  if (isBehindGap && !item.owner) addGap(trace, counter.end(), item.span.time);
+  counter.add(trace, item.span, amount, isBehindGap);
+}
+
+/// Makes shares, rates and nanoseconds of what is one. False when it is not finite then.
+bool MetricTracks::scale(Trace& trace, const Item& item, Amount& amount) const {
+  const bool isShare = type_ == Type::SampledResidency;
+  if (scaledUnit_ && item.length != 0) {
+    const double whole =
+        isShare ? static_cast<double>(item.length) : trace.clock.seconds(item.length);
+    amount = {.real = realOf(amount) * (isShare ? 100.0 : rateFactor_) / whole};
+  } else if (pwr::isTime(description_->quantity)) {
+    amount = {.real = realOf(amount) * 1e9 * trace.clock.seconds(1)};
+  }
+  return std::isfinite(realOf(amount));
 }
 
 /// Transitions follow each other without a gap. Of samples, times that were rounded on their way do
@@ -165,11 +179,10 @@ void MetricTracks::addGap(Trace& trace, unsigned long long from, unsigned long l
   gapsEnd_ = to;
 }
 
-void MetricTracks::addState(Trace& trace, SeriesTracks& series, const pwr::DataElement& element,
-                            const Span& span) {
-  collectAnnotations(element);
-  if (element.getValue()->toString(text_) != 0) return;
-  series.states(trace).add(trace, span, text_, annotations_, !isTransition());
+void MetricTracks::addState(Trace& trace, SeriesTracks& series, const Item& item) {
+  collectAnnotations(item.element);
+  item.element.getValue()->toString(text_);
+  series.states(trace).add(trace, item.span, text_, annotations_, !isTransition());
 }
 
 void MetricTracks::collectAnnotations(const pwr::DataElement& element) {
@@ -181,24 +194,33 @@ void MetricTracks::collectAnnotations(const pwr::DataElement& element) {
   });
 }
 
-SeriesTracks& MetricTracks::find(Trace& trace, const pwr::DataElement& element) {
-  const pwr::EntityHandle* const entity = element.getEntity();
-  const pwr::DataDescriptor* const descriptor = element.getDescriptor();
-  if (entity == nullptr && element.getAttributes() != nullptr) {
-    const Owner owner = ownerOf(element);
-    if (owner.pid || !owner.name.empty()) return findOwned(trace, element, owner);
-  }
+SeriesTracks& MetricTracks::find(Trace& trace, const Item& item) {
+  const pwr::EntityHandle* const entity = item.element.getEntity();
+  const pwr::DataDescriptor* const descriptor = item.element.getDescriptor();
+  // The descriptor of an event of a process may be its rank among others.
+  if (item.owner) return findOwned(trace, isEvent() ? nullptr : descriptor, *item.owner);
   return *index_.find(entity, descriptor, [&] {
-    const TrackPlace place{entity == nullptr ? 0 : trace.tree.entity(*entity), rankOf(descriptor)};
-    series_.push_back(std::make_unique<SeriesTracks>(nameOf(descriptor), place));
+    series_.push_back(
+        std::make_unique<SeriesTracks>(nameOf(descriptor), placeOf(trace, entity, descriptor)));
     return series_.back().get();
   });
 }
 
+/// At the top stands what a metric has one of.
+TrackPlace MetricTracks::placeOf(Trace& trace, const pwr::EntityHandle* entity,
+                                 const pwr::DataDescriptor* descriptor) const {
+  TrackPlace place{.rank = rankOf(descriptor)};
+  if (entity != nullptr) {
+    place.parent = trace.tree.entity(*entity);
+  } else if (descriptors_.size() > 1) {
+    place.parent = trace.tree.group(description_->name, rankOf(nullptr));
+  }
+  return place;
+}
+
 /// There may be any number of them in the course of a run: after very many, those so far are over.
-SeriesTracks& MetricTracks::findOwned(Trace& trace, const pwr::DataElement& element,
+SeriesTracks& MetricTracks::findOwned(Trace& trace, const pwr::DataDescriptor* descriptor,
                                       const Owner& owner) {
-  const pwr::DataDescriptor* const descriptor = element.getDescriptor();
   OwnerKey key{descriptor, owner.pid, owner.pid ? std::string() : owner.name};
   const auto known = owned_.find(key);
   if (known != owned_.end()) return known->second;
@@ -209,20 +231,26 @@ SeriesTracks& MetricTracks::findOwned(Trace& trace, const pwr::DataElement& elem
   TrackPlace place{.rank = rankOf(descriptor)};
   std::string name = nameOf(descriptor);
   if (owner.pid) {
-    place.parent = trace.tree.process(*owner.pid, isEvent() ? "" : owner.name);
+    place.parent = trace.tree.process(*owner.pid, owner.name);
   } else {
     place.parent = trace.tree.group(description_->name, rankOf(nullptr));
-    name = owner.name + (descriptors_.size() > 1 ? " " + name : "");
+    name = owner.name + (descriptor != nullptr && descriptors_.size() > 1 ? " " + name : "");
   }
   return owned_.try_emplace(std::move(key), std::move(name), place).first->second;
 }
 
-MetricTracks::Owner MetricTracks::ownerOf(const pwr::DataElement& element) const {
-  Owner owner{.pid = idFrom(EventOwner::of(element).pid)};
+/// Nothing for what has an entity. An event that tells no process is of none, whatever it names.
+std::optional<MetricTracks::Owner> MetricTracks::ownerOf(const pwr::DataElement& element) const {
+  if (element.getEntity() != nullptr || element.getAttributes() == nullptr) return std::nullopt;
+  const EventOwner numbers = EventOwner::of(element);
+  Owner owner{.pid = idFrom(numbers.pid)};
+  owner.isThread = numbers.tid && numbers.tid != numbers.pid;
+  const bool isNamed = !isEvent() || element.getValue()->isNumeric();
   for (const auto& [attribute, value] : *element.getAttributes()) {
+    if (!isNamed) break;
     if (value.getType() == pwr::DataType::String && value.toString(owner.name) == 0) break;
   }
-  return owner;
+  return owner.isKnown() ? std::optional(std::move(owner)) : std::nullopt;
 }
 
 /// Of a metric whose series differ in their descriptors, with that.

@@ -29,27 +29,38 @@ class MetricTracks {
   /// Whose a value without an entity is: a process, or what else an attribute names.
   struct Owner {
     std::optional<std::int32_t> pid;
+    bool isThread = false;  ///< one of the process, not the process as a whole
     std::string name;
+
+    bool isKnown() const { return pid || !name.empty(); }
+  };
+  /// An element, as far as it is in the run.
+  struct Item {
+    const pwr::DataElement& element;
+    Span span;
+    unsigned long long length;  ///< of all that it stands for
+    std::optional<Owner> owner;
   };
   using OwnerKey = std::tuple<const pwr::DataDescriptor*, std::optional<std::int32_t>, std::string>;
 
   bool isEvent() const { return type_ == pwr::Metric::MetricType::TracedEvent; }
   bool isTransition() const { return type_ == pwr::Metric::MetricType::TracedValueTransition; }
+  bool isReading(const Item& item) const;
   void addElement(Trace& trace, const pwr::DataElement& element, const Span& span);
-  void addEvent(Trace& trace, SeriesTracks& series, const pwr::DataElement& element,
-                const Span& span);
-  void addNumber(Trace& trace, SeriesTracks& series, const pwr::DataElement& element,
-                 const Span& span, unsigned long long length);
-  void addState(Trace& trace, SeriesTracks& series, const pwr::DataElement& element,
-                const Span& span);
+  void addEvent(Trace& trace, SeriesTracks& series, const Item& item);
+  void addNumber(Trace& trace, SeriesTracks& series, const Item& item);
+  bool scale(Trace& trace, const Item& item, Amount& amount) const;
+  void addState(Trace& trace, SeriesTracks& series, const Item& item);
   void collectAnnotations(const pwr::DataElement& element);
   bool isGap(const CounterTrack& counter, unsigned long long time) const;
   void addGap(Trace& trace, unsigned long long from, unsigned long long to);
   void leaveOut(Trace& trace, const pwr::DataElement& element, const char* cause) const;
 
-  SeriesTracks& find(Trace& trace, const pwr::DataElement& element);
-  SeriesTracks& findOwned(Trace& trace, const pwr::DataElement& element, const Owner& owner);
-  Owner ownerOf(const pwr::DataElement& element) const;
+  SeriesTracks& find(Trace& trace, const Item& item);
+  SeriesTracks& findOwned(Trace& trace, const pwr::DataDescriptor* descriptor, const Owner& owner);
+  std::optional<Owner> ownerOf(const pwr::DataElement& element) const;
+  TrackPlace placeOf(Trace& trace, const pwr::EntityHandle* entity,
+                     const pwr::DataDescriptor* descriptor) const;
   std::string nameOf(const pwr::DataDescriptor* descriptor) const;
   std::int32_t rankOf(const pwr::DataDescriptor* descriptor) const;
 
