@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <map>
 #include <protozero/pbf_reader.hpp>
 
 #include "TestSupport.h"
@@ -18,7 +20,7 @@ namespace fs = std::filesystem;
 constexpr unsigned int kStates = 50000;
 constexpr std::size_t kPiece = std::size_t{512} * 1024;
 
-/// Events of a trace by their types; -1 for bytes that are none.
+/// Events of a trace by their types.
 std::map<int, unsigned int> eventsOf(const std::string& trace) {
   std::map<int, unsigned int> events;
   protozero::pbf_reader packets(trace);
@@ -56,7 +58,8 @@ class PerfettoWriterTest : public testing::Test {
   }
   std::size_t bytesIn(const std::string& folder) const {
     std::size_t bytes = 0;
-    for (const auto& file : fs::directory_iterator(folder_.path(folder))) bytes += file.file_size();
+    for (const auto& file : fs::directory_iterator(folder_.path(folder)))
+      bytes += fs::file_size(file);
     return bytes;
   }
 

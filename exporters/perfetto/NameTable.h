@@ -86,8 +86,8 @@ class NameTable {
   static constexpr std::size_t kRecent = 256;
 
   std::unordered_map<std::string, Name, Hash, std::equal_to<>> names_;
-  /// Those found last: names come again and again, and the whole hash of one is as much work as its
-  /// packet.
+  /// Those found last, which come again and again: few have to be hashed (perfetto/fwrite in
+  /// ./bench).
   std::array<const Entry*, kRecent> recent_{};
   std::uint32_t generation_ = 1;
   std::uint32_t firstId_ = 1;

@@ -14,8 +14,8 @@ namespace {
 
 using Message = protozero::pbf_writer;
 
-/// A packet with a time and one event of few bytes, which is put in its place at once: a fifth of
-/// the time that a `Message` takes.
+/// A packet with a time and an event of few bytes, as nearly all are, which is put in its place at
+/// once (perfetto/fwrite in ./bench).
 class ShortPacket {
  public:
   ShortPacket(PacketFile& file, std::uint64_t time, std::uint32_t sequence)
