@@ -95,6 +95,9 @@ class KnownStream(PerfettoTest):
         self.assertEqual(trace.track("workload").process,
                          {"pid": 42, "command": b"/bin/workload", "name": b"workload", "start": 1500})
         self.assertEqual(trace.track("workload/a) b (ü").thread["tid"], 43)
+        self.assertEqual(self.slices(trace, "workload/Lifetime"), [
+            (1500, 1700, "sh"), (1700, 1800, "unknown"), (1800, 5500, "workload")])
+        self.assertNotIn("/sbin/init/Lifetime", trace.paths(), "lived all the time")
         run = trace.track("Run").instants
         self.assertEqual([(time, name) for time, name, _ in run],
                          [(1000, "Run"), (6000, "Lost events"), (6000, "Lost events")])

@@ -77,7 +77,9 @@ class NameTable {
 
   static std::size_t placeOf(std::string_view text) {
     if (text.empty()) return 0;
-    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    const auto byte = [&](std::size_t at) {
+      return std::size_t{static_cast<unsigned char>(text[at])};
+    };
     const std::size_t mixed =
         text.size() + byte(0) * 7U + byte(text.size() / 2) * 31U + byte(text.size() - 1) * 61U;
     return mixed % kRecent;

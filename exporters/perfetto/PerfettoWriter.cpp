@@ -5,6 +5,7 @@
 #include <variant>
 #include <vector>
 
+#include "exporters/perfetto/ProcessLives.h"
 #include "writers/common/SystemFacts.h"
 #include "writers/common/TextLog.h"
 #include "writers/host/PluginCapability.h"
@@ -98,6 +99,7 @@ int PerfettoRun::close() {
 void PerfettoRun::complete(unsigned long long end) {
   for (const pwr::Process& process : system_->getProcesses()) {
     trace_.tree.complete(process, trace_.clock);
+    pftrace::tellLife(trace_, process, end);
   }
   for (const pwr::Thread& thread : system_->getThreads()) trace_.tree.complete(thread);
   tellSystem(*system_);
