@@ -72,6 +72,9 @@ class PerfettoTest(unittest.TestCase):
     def points(self, trace, path):
         return trace.track(path, "points").points
 
+    def rounded(self, trace, path):
+        return [(time, round(value, 6)) for time, value in self.points(trace, path)]
+
 
 class KnownStream(PerfettoTest):
     def test_has_the_values_of_all_kinds(self):
@@ -130,13 +133,18 @@ class Counters(PerfettoTest):
         self.stream.sample(energy, 250_001_000, [7, self.thing])
         self.stream.sample(energy, 250_001_000, [1e308, self.thing, None, 1])  # too much a second
         count = self.metric_of("Count", {"kind": "count", "name": "Count"}, kind="delta")
-        self.stream.sample(count, 1000, [5, self.thing, None, 10])
+        self.stream.sample(count, 1000, [5, self.thing, None, 10], [5, self.thing])
+        used = self.stream.metric("Used", "delta", quantity=0)
+        self.stream.sample(used, 1000, [2.5, self.thing, None, 10])
         trace = self.report(self.stream)
         expected = {"W": [(1000, 2.0), (250_001_000, 2.0)], "mJ": [(250_001_000, 7)]}
         self.assertEqual({track.counter["unit_name"]: track.points
                           for track in trace.at("Thing/A/Energy")}, expected)
         self.assertIn("A value of Energy is left out of the Perfetto trace: it is not finite", self.log)
-        self.assertEqual(trace.track("Thing/A/Count").counter, {"unit": 2, "unit_name": ""})
+        self.assertEqual({track.counter["unit_name"]: track.counter["unit"]
+                          for track in trace.at("Thing/A/Count")}, {"/s": 0, "": 2})
+        # A time is a share of the time, as a residency is.
+        self.assertEqual(self.rounded(trace, "Thing/A/Used"), [(1000, 25), (1010, 25)])
 
     def test_are_zero_in_a_gap(self):
         heat = self.metric_of("Heat", {"kind": "temperature", "name": "Temperature", "units": "C"})
@@ -256,10 +264,12 @@ class Events(PerfettoTest):
         used = self.stream.metric("Time", "delta", quantity=0)
         self.stream.sample(events, 1000, self.element("fork", PID=20, TID=21))
         self.stream.sample(events, 1001, self.element("exit", TID=22, Text="nobody's"))
-        busy = self.stream.metric("Busy", "event")
+        milliseconds = self.stream.define("quantity", kind="other", name="Time", units="ms")
+        told = {"name": "Process", "attributes": [self.ids["PID"]]}
+        busy = self.stream.metric("Busy", "event", quantity=milliseconds, valueGroup=told)
         first, second = (self.stream.define("descriptor", name=f"Busiest {n}") for n in (1, 2))
         for time, rank in ((1000, first), (1100, second), (1300, first)):
-            reading = self.element(time / 100, None, 100, Text="early", PID=7, TID=7)
+            reading = self.element(time / 1e8, None, 100, Text="early", PID=7, TID=7)
             reading[2] = rank
             self.stream.sample(busy, time, reading, self.element(1, None, 100, Text="others"))
         self.stream.sample(busy, 1400, self.element(3, None, 100, PID=7, TID=8))
@@ -267,11 +277,11 @@ class Events(PerfettoTest):
                            self.element(6, None, 10, Text="early", PID=7),
                            self.element(7, None, 10, Text="others"))
         trace = self.report(self.stream)
-        self.assertEqual(self.points(trace, "early/Time"), [(1000, 6), (1010, 6)])
-        self.assertEqual(self.points(trace, "late/Time"), [(1000, 5), (1010, 5)])
-        self.assertEqual(self.points(trace, "Time/others"), [(1000, 7), (1010, 7)])
+        self.assertEqual(self.rounded(trace, "early/Time"), [(1000, 60), (1010, 60)])
+        self.assertEqual(self.rounded(trace, "late/Time"), [(1000, 50), (1010, 50)])
+        self.assertEqual(self.rounded(trace, "Time/others"), [(1000, 70), (1010, 70)])
         # The place of a process among the busiest makes no other series of it; nothing is missing.
-        self.assertEqual(self.points(trace, "early/Busy"),
+        self.assertEqual(self.rounded(trace, "early/Busy"),
                          [(1000, 10), (1100, 11), (1200, 0), (1300, 13), (1400, 13)])
         self.assertEqual(len(self.points(trace, "Busy/others")), 5)
         self.assertNotIn("No samples", trace.paths())

@@ -25,11 +25,10 @@ constexpr std::int32_t kGapsRank = 1;
 constexpr const char* kGapsGroup = "No samples";
 constexpr std::string_view kGap = "no samples";
 
-/// Null where there is none.
-const pwr::Quantity* rateOf(const pwr::MetricDescription& metric, double& factor) {
-  const pwr::Quantity* rate = nullptr;
-  if (metric.type != Type::SampledDelta || metric.quantity == nullptr) return nullptr;
-  return metric.quantity->getRateConversion(rate, factor) == 0 ? rate : nullptr;
+std::optional<CounterUnit> unitOfTime(Type type, const ValueScale& scale) {
+  if (type == Type::SampledResidency) return CounterUnit{.name = "%"};
+  if (!scale.isRate) return std::nullopt;
+  return CounterUnit{.name = shownText(scale.unit)};
 }
 
 std::vector<const pwr::DataDescriptor*> descriptorsOf(const pwr::MetricDescription& metric) {
@@ -71,16 +70,13 @@ double realOf(const Amount& amount) {
 
 }  // namespace
 
-MetricTracks::MetricTracks(const pwr::Metric& metric)
+MetricTracks::MetricTracks(const pwr::Metric& metric, const TraceClock& clock)
     : description_(metric.getDescription()),
       type_(metric.getMetricType()),
+      meaning_(meaningOf(*description_, 1.0 / clock.seconds(1))),
       unit_(CounterUnit::of(metric.getQuantity())),
-      descriptors_(descriptorsOf(*description_)) {
-  if (type_ == Type::SampledResidency) scaledUnit_ = CounterUnit{.name = "%"};
-  if (const auto* const rate = rateOf(*description_, rateFactor_)) {
-    scaledUnit_ = CounterUnit::of(rate);
-  }
-}
+      unitOfTime_(unitOfTime(type_, meaning_.scale)),
+      descriptors_(descriptorsOf(*description_)) {}
 
 void MetricTracks::add(Trace& trace, const pwr::Metric& metric) {
   const unsigned long long time = metric.getData().timestamp;
@@ -106,10 +102,10 @@ void MetricTracks::addElement(Trace& trace, const pwr::DataElement& element, con
   }
 }
 
-/// Whether the event is a number that stands for a length of time, of a process or of others: what
-/// they used in an interval, which comes as events as they are not known before.
+/// Whether the event tells what a process, or all others, used in an interval. It comes as an
+/// event, as the processes are not known before.
 bool MetricTracks::isReading(const Item& item) const {
-  return item.owner && !item.owner->isThread && item.length != 0 &&
+  return meaning_.isPerProcess && item.owner && !item.owner->isThread && item.length != 0 &&
          item.element.getValue()->isNumeric();
 }
 
@@ -136,10 +132,10 @@ void MetricTracks::addNumber(Trace& trace, SeriesTracks& series, const Item& ite
   if (!toAmount(*item.element.getValue(), amount) || !scale(trace, item, amount)) {
     return leaveOut(trace, item.element, "is not finite");
   }
-  const bool isScaled = scaledUnit_ && item.length != 0;
+  const bool isScaled = unitOfTime_ && item.length != 0;
   CounterTrack& counter =
       series.counter(trace, isScaled ? SeriesTracks::Scale::OfTime : SeriesTracks::Scale::Plain,
-                     isScaled ? *scaledUnit_ : unit_);
+                     isScaled ? *unitOfTime_ : unit_);
   const bool isBehindGap = isGap(counter, item.span.time);
   // A process that is not among the busiest is not missed.
   if (isBehindGap && !item.owner) addGap(trace, counter.end(), item.span.time);
@@ -149,10 +145,10 @@ void MetricTracks::addNumber(Trace& trace, SeriesTracks& series, const Item& ite
 /// Makes shares, rates and nanoseconds of what is one. False when it is not finite then.
 bool MetricTracks::scale(Trace& trace, const Item& item, Amount& amount) const {
   const bool isShare = type_ == Type::SampledResidency;
-  if (scaledUnit_ && item.length != 0) {
+  if (unitOfTime_ && item.length != 0) {
     const double whole =
         isShare ? static_cast<double>(item.length) : trace.clock.seconds(item.length);
-    amount = {.real = realOf(amount) * (isShare ? 100.0 : rateFactor_) / whole};
+    amount = {.real = realOf(amount) * (isShare ? 100.0 : meaning_.scale.factor) / whole};
   } else if (pwr::isTime(description_->quantity)) {
     amount = {.real = realOf(amount) * 1e9 * trace.clock.seconds(1)};
   }

@@ -8,6 +8,7 @@
 #include <tuple>
 #include <vector>
 
+#include "exporters/common/MetricMeaning.h"
 #include "exporters/perfetto/SeriesTracks.h"
 #include "exporters/perfetto/Trace.h"
 #include "writers/common/SeriesIndex.h"
@@ -19,7 +20,7 @@ namespace pftrace {
 /// or instants where the metric is one of events.
 class MetricTracks {
  public:
-  explicit MetricTracks(const pwr::Metric& metric);
+  MetricTracks(const pwr::Metric& metric, const TraceClock& clock);
 
   void add(Trace& trace, const pwr::Metric& metric);
   /// Ends what is open; at `end` (ticks) where nothing tells when.
@@ -66,10 +67,10 @@ class MetricTracks {
 
   const pwr::MetricDescription* const description_;
   const pwr::Metric::MetricType type_;
+  const MetricMeaning meaning_;
   const CounterUnit unit_;
-  /// What the series that have a length are shown as; none where they are shown as they came.
-  std::optional<CounterUnit> scaledUnit_;
-  double rateFactor_ = 1.0;
+  /// Of values that are shown as shares of their lengths, or per second; none of others.
+  const std::optional<CounterUnit> unitOfTime_;
   std::vector<const pwr::DataDescriptor*> descriptors_;  // different ones, in the order announced
   std::vector<std::unique_ptr<SeriesTracks>> series_;
   SeriesIndex<SeriesTracks*> index_;

@@ -74,7 +74,8 @@ PerfettoRun::Known& PerfettoRun::find(const pwr::Metric& metric) {
   auto known = metrics_.find(metric.getId());
   if (known == metrics_.end()) {
     const auto kind = pftrace::KernelBundles::kindOf(metric);
-    known = metrics_.try_emplace(metric.getId(), pftrace::MetricTracks(metric), std::nullopt).first;
+    pftrace::MetricTracks tracks(metric, trace_.clock);
+    known = metrics_.try_emplace(metric.getId(), std::move(tracks), std::nullopt).first;
     if (kind) known->second.bundles.emplace(metric, *kind);
   }
   lastId_ = metric.getId();
