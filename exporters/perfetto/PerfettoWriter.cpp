@@ -71,15 +71,8 @@ int PerfettoRun::write(const pwr::Metric& metric) {
 
 PerfettoRun::Known& PerfettoRun::find(const pwr::Metric& metric) {
   if (last_ != nullptr && lastId_ == metric.getId()) return *last_;
-  auto known = metrics_.find(metric.getId());
-  if (known == metrics_.end()) {
-    const auto kind = pftrace::KernelBundles::kindOf(metric);
-    pftrace::MetricTracks tracks(metric, trace_.clock);
-    known = metrics_.try_emplace(metric.getId(), std::move(tracks), std::nullopt).first;
-    if (kind) known->second.bundles.emplace(metric, *kind);
-  }
+  last_ = &metrics_.try_emplace(metric.getId(), metric, trace_.clock).first->second;
   lastId_ = metric.getId();
-  last_ = &known->second;
   return *last_;
 }
 

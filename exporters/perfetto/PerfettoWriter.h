@@ -23,6 +23,11 @@ class PerfettoRun {
 
  private:
   struct Known {
+    Known(const pwr::Metric& metric, const pftrace::TraceClock& clock) : tracks(metric, clock) {
+      const auto kind = pftrace::KernelBundles::kindOf(metric);
+      if (kind) bundles.emplace(metric, *kind);
+    }
+
     pftrace::MetricTracks tracks;
     std::optional<pftrace::KernelBundles> bundles;
   };
