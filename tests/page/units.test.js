@@ -1,6 +1,6 @@
 import test from "node:test";
 import assert from "node:assert/strict";
-import { exactValue, formatNumber, formatShare, formatSpan, formatValue, inBase } from
+import { counted, exactValue, formatNumber, formatShare, formatSpan, formatValue, inBase } from
   "../../exporters/html/page/units.js";
 
 /** Texts as a keyboard has them: the page keeps number and unit on one line. */
@@ -33,6 +33,8 @@ test("lengths of time", () => {
 test("numbers, shares, bases", () => {
   assert.equal(formatNumber(1234567), "1,234,567");
   assert.equal(formatNumber(0.12345), "0.123");
+  assert.deepEqual([0, 1, 1234].map((count) => counted(count, "row", "rows")),
+    ["0 rows", "1 row", "1,234 rows"]);
   assert.equal(plain(formatShare(0.1234)), "12.3 %");
   assert.equal(plain(formatShare(0.0001)), "< 0.1 %");
   assert.equal(formatShare(NaN), "–");

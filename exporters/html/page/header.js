@@ -1,12 +1,7 @@
 // Title, when and how long, how exact; the way past it all by keyboard.
 
 import { byId, shown } from "./dom.js";
-import { formatNumber, formatSpan } from "./units.js";
-
-/** @param {number} count @param {string} one @param {string} many */
-function counted(count, one, many) {
-  return `${formatNumber(count)} ${count === 1 ? one : many}`;
-}
+import { counted, formatSpan } from "./units.js";
 
 /** @param {any} json @returns {string} how exact hovering is */
 function exactness(json) {

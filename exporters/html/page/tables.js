@@ -2,7 +2,7 @@
 
 import { byId, element, shown } from "./dom.js";
 import { matching, pressed, sorted } from "./tableorder.js";
-import { formatNumber } from "./units.js";
+import { counted, formatNumber } from "./units.js";
 
 /** @typedef {import("./tableorder.js").Row} Row */
 /** @typedef {{name: string, numeric: boolean}} Column */
@@ -104,7 +104,7 @@ class TablePanel {
     const wide = this.table.columns.length > WIDE ? " wide" : "";
     return element("details", { class: `table${wide}` },
       element("summary", null, element("h4", null, title),
-        element("span", { class: "soft" }, `${formatNumber(this.table.rows.length)} rows`)),
+        element("span", { class: "soft" }, counted(this.table.rows.length, "row", "rows"))),
       element("div", { class: "scrolled", role: "region", tabindex: "0", "aria-label": title },
         grid),
       this.rest,
@@ -162,7 +162,7 @@ function filterField(panels) {
   field.addEventListener("input", () => {
     const rows = panels.reduce((sum, panel) => sum + panel.filter(field.value), 0);
     if (field.value.trim() !== "") for (const panel of panels) panel.root.open = true;
-    found.textContent = field.value.trim() === "" ? "" : `${formatNumber(rows)} rows found`;
+    found.textContent = field.value.trim() === "" ? "" : `${counted(rows, "row", "rows")} found`;
     for (const section of byId("report").querySelectorAll("section")) {
       section.hidden = !section.querySelector("details:not([hidden])");
     }

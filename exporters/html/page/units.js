@@ -36,6 +36,16 @@ export function formatNumber(value) {
   return grouped.format(size >= 1000 ? Math.round(value) : Number(value.toPrecision(3)));
 }
 
+/**
+ * "1 row", "1,234 rows".
+ * @param {number} count
+ * @param {string} one
+ * @param {string} many
+ */
+export function counted(count, one, many) {
+  return `${formatNumber(count)} ${count === 1 ? one : many}`;
+}
+
 /** @param {string} number @param {string} unit */
 function join(number, unit) {
   return unit === "" ? number : `${number}\u00a0${unit}`;
