@@ -132,7 +132,7 @@ class Chromium:
                 return message["result"]
 
     def open(self, address, width=1280, height=900, before="", media=None):
-        """Opens a page in a context of its own. `before` is a script that runs ahead of the page's."""
+        """Opens a page in a context of its own; `before` is a script that runs ahead of its own."""
         context = self.call("Target.createBrowserContext")["browserContextId"]
         target = self.call("Target.createTarget", url="about:blank", browserContextId=context)
         session = self.call("Target.attachToTarget", targetId=target["targetId"], flatten=True)
@@ -147,7 +147,7 @@ class Page:
     # Refusals of the content security policy, and calls that would ask for something.
     WATCH = """window.refused = [];
         addEventListener("securitypolicyviolation", (event) =>
-          window.refused.push(event.violatedDirective + " " + event.blockedURI + " " + event.sample));"""
+          window.refused.push(`${event.violatedDirective} ${event.blockedURI} ${event.sample}`));"""
 
     def __init__(self, browser, session, target):
         self.browser, self.session, self.target = browser, session, target
@@ -168,9 +168,10 @@ class Page:
         if method == "Runtime.exceptionThrown":
             details = params["exceptionDetails"]
             self.problems.append(details.get("exception", {}).get("description", details["text"]))
-        elif method == "Runtime.consoleAPICalled" and params["type"] in ("error", "warning", "assert"):
-            self.problems.append(" ".join(str(one.get("value", one.get("description")))
-                                          for one in params["args"]))
+        elif method == "Runtime.consoleAPICalled":
+            if params["type"] in ("error", "warning", "assert"):
+                self.problems.append(" ".join(str(one.get("value", one.get("description")))
+                                              for one in params["args"]))
         elif method == "Log.entryAdded" and params["entry"]["level"] in ("error", "warning"):
             self.problems.append(params["entry"]["text"])
         elif method == "Network.requestWillBeSent":

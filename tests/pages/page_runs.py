@@ -102,8 +102,8 @@ def hostile_run(path):
     """Every name of the run is one of the hostile ones."""
     stream = Stream(2, hostName=HOSTILE[0], osName=HOSTILE[1], cpuModel=HOSTILE[6],
                     commandLine=HOSTILE[3],
-                    processes=[{"pid": 10 + at, "name": name, "path": name, "start": 0, "end": SECOND}
-                               for at, name in enumerate(HOSTILE)])
+                    processes=[{"pid": 10 + at, "name": name, "path": name, "start": 0,
+                                "end": SECOND} for at, name in enumerate(HOSTILE)])
     entities = [stream.define("entity", name=name, level="Thread") for name in HOSTILE]
     states = [stream.define("descriptor", name=name, description=name) for name in HOSTILE]
     unit = stream.define("quantity", kind="other", name=HOSTILE[0], units='<b onclick="hacked=1">')

@@ -17,6 +17,7 @@ class OtherBrowser(unittest.TestCase):
                 browser.open("file://" + page_file(name))
                 browser.until(DRAWN)
                 browser.until("!document.getElementById('facts').hidden")
-                self.assertEqual(browser.evaluate("document.getElementById('faults').textContent"), "")
+                faults = browser.evaluate("document.getElementById('faults').textContent")
+                self.assertEqual(faults, "")
                 self.assertEqual(browser.evaluate("typeof hacked"), "undefined")
                 self.assertEqual(browser.problems(f"/{name}.html"), [])

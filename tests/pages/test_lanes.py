@@ -23,7 +23,7 @@ class LaneTest(PageTest):
     def legend(self, page):
         """The colour of each state, as the page says."""
         page.until("document.querySelector('#legend li')")
-        return dict(page.evaluate("""[...document.querySelectorAll("#legend li .swatch")].map((one) => [
+        return dict(page.evaluate("""[...document.querySelectorAll("#legend .swatch")].map((one) => [
             one.parentElement.textContent, "#" + getComputedStyle(one).backgroundColor
               .match(/\\d+/g).map((part) => (+part).toString(16).padStart(2, "0"))
               .join("").slice(0, 6)])"""))
@@ -87,7 +87,7 @@ class Hovering(LaneTest):
     def test_hovering_tells_what_the_command_exports(self):
         path = page_file("sched_load.dat")
         page = self.open(path)
-        points = [one for one in self.points("sched_load.dat", "*CPU3") if (one["duration"] or 0) > 0]
+        points = [one for one in self.points("sched_load.dat", "*CPU3") if one["duration"]]
         self.assertGreater(len(points), 50)
         for point in points[::len(points) // 16]:
             start, length = point["time"], point["duration"]

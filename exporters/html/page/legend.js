@@ -61,7 +61,8 @@ function signs(run) {
   const hasFrequency = run.series.some(({ role }) => role === "frequency");
   return element("div", { class: "legend" }, element("span", { class: "soft" }, "Signs"),
     element("ul", { class: "key" },
-      ...(hasFrequency ? [element("li", null, line, "frequency, at the top the run's highest")] : []),
+      ...(hasFrequency
+        ? [element("li", null, line, "frequency, at the top the run's highest")] : []),
       element("li", null, hatched, "nothing known")));
 }
 
