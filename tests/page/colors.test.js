@@ -78,3 +78,15 @@ test("states of series, tasks and processes of one name share their colour", () 
   assert.ok(isBlue(nameShade("idle", false)));
   assert.ok(isIdleTask("swapper/3") && !isIdleTask("swapperd"));
 });
+
+test("the deepest state of a run has the darkest blue, however deep it is", () => {
+  const fixture = createFixture();
+  fixture.states({ role: "idle" }, [["Active", 0], ["state0", 0.2], ["state1", 0.6]], [[0, 1, 1]]);
+  const run = openRun(fixture.json(), fixture.buffer());
+  assignColors(run);
+  const shallow = stateColor(run.series[0], 1, false);
+  assert.equal(stateColor(run.series[0], 2, false), "#0b3d91");
+  assert.notEqual(shallow, "#0b3d91");
+  assignColors(openRun({}, new ArrayBuffer(0)));
+  assert.notEqual(stateColor(run.series[0], 2, false), "#0b3d91");
+});

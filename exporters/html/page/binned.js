@@ -48,7 +48,8 @@ function forEachBin(level, fromSec, toSec, count, visit, finish) {
     const low = Math.max(0, Math.floor(left + slack));
     const high = Math.ceil(Math.min(end, right) - slack);
     for (let bin = low; bin < high; bin++) {
-      visit(bin, (Math.min(bin + 1, right, end) - Math.max(bin, left)) / partOf(level, bin));
+      const within = Math.min(bin + 1, right, end) - Math.max(bin, left);
+      visit(bin, bin + 1 > end ? within / partOf(level, bin) : within);
     }
     if (low < high) finish(column, width);
   }
@@ -175,23 +176,39 @@ export function binnedValues({ read, data, facts, levels: all }) {
 }
 
 /**
+ * The slots of a level, those of each bin together.
+ * @param {any} level @param {import("./columns.js").ColumnReader} read
+ * @param {number} others what stands for states that are not in the set
+ */
+function readSlots(level, read, others) {
+  const told = (Array.isArray(level.slots) ? level.slots : []).map((/** @type {any} */ slot) =>
+    ({ state: read(slot?.state), share: read(slot?.share) }));
+  const slots = told.length;
+  const bins = Math.max(0, ...told.map((/** @type {any} */ { share }) => share.length));
+  const state = new Uint16Array(bins * slots);
+  const share = new Uint16Array(bins * slots);
+  for (let slot = 0; slot < slots; slot++) {
+    for (let bin = 0; bin < told[slot].share.length; bin++) {
+      state[bin * slots + slot] = Math.min(told[slot].state[bin] ?? others, others);
+      share[bin * slots + slot] = told[slot].share[bin];
+    }
+  }
+  return { slots, state, share };
+}
+
+/**
  * @param {import("./model.js").SeriesSource} source
  * @returns {import("./model.js").Queries}
  */
 export function binnedStates({ read, data, facts, levels: all }) {
-  const { columns, levels } = readLevels(data, all, (level) => (Array.isArray(level.slots)
-    ? level.slots.map((/** @type {any} */ slot) => ({ state: Uint16Array.from(read(slot?.state)),
-      share: Uint16Array.from(read(slot?.share)) }))
-    : []));
   const others = facts.states.length;
+  const { columns, levels } = readLevels(data, all, (level) => readSlots(level, read, others));
   const parts = new Float64Array(others + 1);
-  /** @param {{state: Uint16Array, share: Uint16Array}[]} slots @returns {VisitBin} */
-  const adderOf = (slots) => (bin, weight) => {
-    for (let i = 0; i < slots.length; i++) {
-      const { state, share } = slots[i];
-      if (!(share[bin] > 0)) break;
-      parts[Math.min(state[bin] ?? others, others)] += (share[bin] / wholeBin) * weight;
-    }
+  /** @param {ReturnType<typeof readSlots>} level @returns {VisitBin} */
+  const adderOf = ({ slots, state, share }) => (bin, weight) => {
+    const scale = weight / wholeBin;
+    const end = (bin + 1) * slots;
+    for (let i = bin * slots; i < end && share[i] > 0; i++) parts[state[i]] += share[i] * scale;
   };
   const adders = columns.map(adderOf);
 

@@ -68,6 +68,8 @@ function hashOf(name) {
  * @type {Map<string, number>}
  */
 let places = new Map();
+/** The depth of the deepest state, which has the darkest blue. */
+let deepest = 1;
 
 /**
  * Places of names in the palette: where the name's hash says, or the next that is free, as long as
@@ -135,12 +137,14 @@ function* namesOf(run) {
 }
 
 /**
- * Keeps the colours of the run's names apart, as far as the palette goes. Without it, names have
- * the colour of their hash.
+ * Keeps the colours of the run's names apart, as far as the palette goes, and its idle states as
+ * far as the blues go. Without it, names have the colour of their hash.
  * @param {import("./model.js").Run} run
  */
 export function assignColors(run) {
   places = placesOf(namesOf(run));
+  const depths = run.series.flatMap(({ states }) => states.map(({ depth }) => depth ?? 0));
+  deepest = [...new Set(depths)].reduce((most, depth) => Math.max(most, depth), 0) || 1;
 }
 
 /**
@@ -148,7 +152,7 @@ export function assignColors(run) {
  * @param {number} depth @param {boolean} dark @returns {Color}
  */
 export function idleShade(depth, dark) {
-  return depth <= 0 ? awake : onRamp(dark ? idleRamp.dark : idleRamp.light, depth);
+  return depth <= 0 ? awake : onRamp(dark ? idleRamp.dark : idleRamp.light, depth / deepest);
 }
 
 /**

@@ -16,7 +16,9 @@ import { noTotals } from "./exactvalues.js";
  * @returns {AddIntervals}
  */
 function tracedAdder({ start, end }, state, states) {
-  const known = Uint16Array.from(start, (_, i) => Math.min(state[i] ?? states, states));
+  const known = new Uint16Array(start.length).fill(states);
+  const told = Math.min(state.length, start.length);
+  for (let i = 0; i < told; i++) known[i] = Math.min(state[i], states);
   return (into, low, high, part) => {
     for (let i = low; i < high; i++) into[known[i]] += (end[i] - start[i]) * part;
   };

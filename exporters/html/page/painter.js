@@ -88,6 +88,12 @@ export function wideStretches({ width, slots, used, layer, share }, least) {
 }
 
 /**
+ * The middle of two pixels, without its last bits.
+ * @param {number} a @param {number} b
+ */
+const between = (a, b) => (((a >>> 1) & 0x7f7f7f7f) + ((b >>> 1) & 0x7f7f7f7f)) | 0xff000000;
+
+/**
  * A line of means with a rim of the other lightness, so that it shows on any colour. NaN is a gap.
  * @param {Pixels} pixels @param {Float64Array} values @param {number} highest at the top
  * @param {Ground} ground @param {number} scale
@@ -109,7 +115,7 @@ export function paintLine({ data, width, height }, values, highest, { ink, halo 
     const end = (last < 0 ? row : Math.max(row, last)) + thick;
     for (let y = Math.max(0, top - 1); y < Math.min(height, end + 1); y++) {
       const at = y * width + x;
-      data[at] = y < top || y >= end ? mixed(data[at], halo, 0.5) : ink;
+      data[at] = y < top || y >= end ? between(data[at], halo) : ink;
     }
     last = row;
   }
