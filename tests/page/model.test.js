@@ -253,6 +253,11 @@ test("differences up to 53 bits are read, and negative times", () => {
   assert.equal(series.totals(-6, 1e7).minimum, -5e9);
 });
 
+test("a run of another format is refused", () => {
+  const { buffer } = createFixture();
+  assert.throws(() => openRun({ format: 2 }, buffer()), /unknown format: 2/);
+});
+
 const hostile = {
   "nothing": undefined, "null": null, "a text": "run", "a list": [], "no series": {},
   "entities in circles": { entities: [{ parent: 0 }, { parent: 2 }, { parent: 1 }] },

@@ -62,11 +62,12 @@ export function formatTime(sec, stepSec) {
 /** @param {HTMLElement} scale @param {View} view */
 function drawTicks(scale, view) {
   const width = scale.clientWidth;
-  // Texts of short steps are long.
-  const guess = tickStep(view.lengthSec, Math.max(2, width / 90));
-  const room = 10 + 7 * formatTime(view.toSec, guess).length;
-  const count = Math.max(1, Math.floor(width / (1.5 * room)));
+  // Texts of short steps are long: the number of ticks depends on the step, which depends on it.
+  const roomOf = (/** @type {number} */ step) => 10 + 7 * formatTime(view.toSec, step).length;
+  const guess = tickStep(view.lengthSec, Math.max(2, width / 60));
+  const count = Math.max(1, Math.floor(width / (1.5 * roomOf(guess))));
   const step = tickStep(view.lengthSec, count);
+  const room = roomOf(step);
   const stepWidth = (step / view.lengthSec) * width;
   scale.replaceChildren(...ticks(view.fromSec, view.toSec, count).map((sec) => {
     const part = (sec - view.fromSec) / view.lengthSec;

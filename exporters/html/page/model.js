@@ -1,5 +1,6 @@
 // The run as the page's parts see it: facts with defaults for what is absent, and series that
-// answer questions about any window. Nothing in the document makes it throw.
+// answer questions about any window. Whatever else the document says
+// does not make it throw.
 
 import { columnReader } from "./columns.js";
 import { exactValues } from "./exactvalues.js";
@@ -180,9 +181,10 @@ function whenAsked(make, kind) {
 /**
  * @param {any} json What the document's block "run" says.
  * @param {ArrayBuffer} buffer The points.
- * @returns {Run}
+ * @returns {Run} Throws an Error for people if the run is of another format.
  */
 export function openRun(json, buffer) {
+  if ((json?.format ?? 1) !== 1) throw new Error(`the run is of an unknown format: ${json.format}`);
   const ticksPerSec = numberOf(json?.clockMHz, 1000) * 1e6 || 1e9;
   const durationSec = Math.max(0, numberOf(json?.durationSec, 0));
   const toSec = Math.max(durationSec, 1e-6);
