@@ -36,11 +36,6 @@ std::optional<std::uint32_t> cpuOf(const pwr::EntityHandle& entity) {
   return cpu && *cpu < kMostCpus ? cpu : std::nullopt;
 }
 
-std::optional<std::int32_t> taskNumber(std::optional<long long> number) {
-  const bool isTask = number && *number >= 0 && *number <= std::numeric_limits<std::int32_t>::max();
-  return isTask ? std::optional(static_cast<std::int32_t>(*number)) : std::nullopt;
-}
-
 std::optional<std::uint32_t> kilohertz(const pwr::Data& value) {
   double megahertz = 0.0;
   if (value.toReal(megahertz) != 0) return std::nullopt;
@@ -127,10 +122,10 @@ bool KernelBundles::addSwitch(Trace& trace, Lane& lane, const pwr::DataElement& 
   Task next;
   if (element.getValue()->toString(next.name) != 0) return false;
   if (owner.tid) {
-    const std::optional<std::int32_t> tid = taskNumber(owner.tid);
+    const std::optional<std::int32_t> tid = taskId(owner.tid);
     if (!tid) return false;
     next.tid = *tid;
-    if (const auto pid = taskNumber(owner.pid)) trace.tree.thread(*pid, *tid, next.name);
+    if (const auto pid = taskId(owner.pid)) trace.tree.thread(*pid, *tid, next.name);
   } else if (next.name == kernel_metrics::kIdleTask) {
     next.name = idleTask(lane.cpu);
   } else {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "writers/common/EventAttributes.h"
 #include "writers/common/MetricTraits.h"
@@ -40,11 +39,6 @@ std::vector<const pwr::DataDescriptor*> descriptorsOf(const pwr::MetricDescripti
     if (descriptors.size() >= kRanksOfMetric) break;
   }
   return descriptors;
-}
-
-std::optional<std::int32_t> idFrom(std::optional<long long> number) {
-  const bool isId = number && *number >= 0 && *number <= std::numeric_limits<std::int32_t>::max();
-  return isId ? std::optional(static_cast<std::int32_t>(*number)) : std::nullopt;
 }
 
 /// False where the value is not finite.
@@ -239,7 +233,7 @@ SeriesTracks& MetricTracks::findOwned(Trace& trace, const pwr::DataDescriptor* d
 std::optional<MetricTracks::Owner> MetricTracks::ownerOf(const pwr::DataElement& element) const {
   if (element.getEntity() != nullptr || element.getAttributes() == nullptr) return std::nullopt;
   const EventOwner numbers = EventOwner::of(element);
-  Owner owner{.pid = idFrom(numbers.pid)};
+  Owner owner{.pid = taskId(numbers.pid)};
   owner.isThread = numbers.tid && numbers.tid != numbers.pid;
   const bool isNamed = !isEvent() || element.getValue()->isNumeric();
   for (const auto& [attribute, value] : *element.getAttributes()) {

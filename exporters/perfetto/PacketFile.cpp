@@ -8,7 +8,6 @@ namespace pftrace {
 
 void PacketFile::add(std::string_view packet) {
   std::string head;
-  protozero::pbf_writer writer(head);
   // As a field, but for its bytes, which need not be copied twice.
   protozero::add_varint_to_buffer(
       &head, (trace::kPacket << 3U) |

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <map>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -28,6 +30,12 @@ struct TrackPlace {
   std::uint64_t parent = 0;  ///< 0 for none
   std::int32_t rank = 0;
 };
+
+/// The number of a process or a thread, as traces have it; nothing for what can be none.
+inline std::optional<std::int32_t> taskId(std::optional<long long> number) {
+  const bool isId = number && *number >= 0 && *number <= std::numeric_limits<std::int32_t>::max();
+  return isId ? std::optional(static_cast<std::int32_t>(*number)) : std::nullopt;
+}
 
 /// The tracks of a trace. Each is described once, before anything refers to it. Entities are below
 /// their parents, and those without one below a track for each kind of entity.
