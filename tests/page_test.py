@@ -191,9 +191,10 @@ class Writer(TavrinTest):
         energy = stream.metric(3, "Energy", "energy", [[package, None]], kind="delta",
                                quantity=joules)
         pid = stream.define("attribute", name="PID", values="int")
+        name = stream.define("attribute", name="Process", values="string")
         time = stream.define("quantity", kind="other", name="CPU Time", units="ms")
         process = stream.metric(4, "Process CPU Time", "process", [[None, None]], kind="event",
-                                quantity=time, valueGroup={"name": "Time", "attributes": [pid]})
+                                quantity=time, valueGroup={"name": "Time", "attributes": [name, pid]})
         for at in range(2):
             stream.sample(idle, at, [(SECOND // 4 * (1 + number), cpu, state, 1)
                                      for cpu in all_cpus for number, state in enumerate(states)])
@@ -201,8 +202,9 @@ class Writer(TavrinTest):
                                        for number, cpu in enumerate(all_cpus)])
             stream.sample(energy, at, [(500.0, package, None, 1)])
             stream.put(type="sample", metric=process, time=at * SECOND, elements=[
-                [20001.0 - number, None, None, SECOND, {"attributes": [[pid, number]]}]
-                for number in range(1, 20001)])
+                [1e7, None, None, SECOND, {"attributes": [[name, "kernel threads"]]}]] + [
+                    [20001.0 - number, None, None, SECOND, {"attributes": [[pid, number]]}]
+                    for number in range(1, 20001)])
         stream.write(self.path("many.jsonl"))
         page, _ = self.page("many.jsonl")
         self.check_many(page)
@@ -218,10 +220,11 @@ class Writer(TavrinTest):
         self.assertEqual(len(single) + sum(one["aggregate"] for one in groups.values()),
                          2 * 2000 + 1 + 16384 + 1)
         used = sum(series["sum"] for series in page.series(role="processTime"))
-        self.assertAlmostEqual(used, 2 * 20000 * 20001 / 2 / 1000, 6)
+        self.assertAlmostEqual(used, 2 * (20000 * 20001 / 2 + 1e7) / 1000, 6)
         busiest = [page.entity(series)["name"] for series in single
                    if series["role"] == "processTime"]
-        self.assertEqual(busiest[:2], ["others", "p1 (1)"])
+        self.assertEqual(busiest[:2], ["kernel threads", "others"])
+        self.assertEqual(busiest[2], "p1 (1)")
         self.assertAlmostEqual(groups["CPU Frequency"]["mean"], 2000, -2)
         self.assertEqual(page.run["processes"][0]["pid"], 1)
         self.assertEqual(len(page.run["processes"]), 1000)

@@ -1,6 +1,7 @@
 #include "exporters/html/SeriesRecorder.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "writers/common/EventAttributes.h"
@@ -10,7 +11,8 @@ namespace {
 /// So many processes have series of their own; what others use is that of "others".
 constexpr std::size_t kMostOwners = 16384;
 
-constexpr std::string_view kNameAttribute = "Name";
+/// The attributes that tell the name of a process, of samples and of events.
+constexpr std::array<std::string_view, 2> kNameAttributes{"Process", "Name"};
 
 /// The middle of a range; NaN for what is none.
 double middleOf(const pwr::Data& value) {
@@ -29,7 +31,7 @@ SeriesOwner ownerOf(const pwr::DataElement& element) {
   owner.pid = EventOwner::of(element).pid.value_or(-1);
   forEachAttribute(element, [&](const std::string& name, const pwr::Quantity* /*quantity*/,
                                 const pwr::Data& value) {
-    if (name == kNameAttribute) value.toString(owner.name);
+    if (std::ranges::count(kNameAttributes, name) > 0) value.toString(owner.name);
   });
   return owner;
 }
