@@ -2,7 +2,7 @@
 
 import { createAxis } from "./axis.js";
 import { assignColors } from "./colors.js";
-import { byId } from "./dom.js";
+import { byId, element } from "./dom.js";
 import { createReadout } from "./hover.js";
 import { createLaneDrawing } from "./lanedrawing.js";
 import { attachLaneActions } from "./laneactions.js";
@@ -136,47 +136,33 @@ function tellSummaries(view, rows) {
 }
 
 /**
- * Fills `#lane-tools`, `#axis`, `#lanes` and `#readout`, draws what is on the screen, and goes on
- * doing so as the view changes.
- * @param {Run} run @param {View} view
+ * Draws what is on the screen, now and as the view changes.
+ * @param {View} view @param {HTMLElement} root @param {Rows} rows
+ * @param {{draw: () => void}} axis @param {{draw: (count: number) => void}} tools
+ * @param {ReturnType<typeof createPainting>} painting @param {{draw: () => void}} readout
  */
-export function createLanes(run, view) {
-  assignColors(run);
-  const root = byId("lanes");
-  root.setAttribute("role", "treegrid");
-  root.setAttribute("aria-label", "Lanes: arrows choose one, and move through time");
-  const order = createLaneOrder(lanesOf(run));
-  const list = document.createElement("div");
-  list.setAttribute("role", "rowgroup");
-  root.append(list);
-  const rows = createRows(list, order);
-  rows.arrange(view.filter);
-  const axis = createAxis(view);
-  const tools = createLaneTools(order, view);
-  const painting = createPainting(run, view, list, rows, axis);
-  const readout = createReadout(view, root, axis.gutter, rows);
-  attachNavigation(root, view, axis.gutter, { ignore: (event) =>
-    event.clientX < root.getBoundingClientRect().left + axis.gutter() });
-  attachLaneActions(root, order, view, rows, readout);
-
+function followView(view, root, rows, axis, tools, painting, readout) {
   const summarise = settled(() => tellSummaries(view, painting.onScreen), 400, 2000);
-  const draw = () => {
-    // What asks where things are goes before what changes them.
+  const drawRows = () => {
     painting.draw();
-    axis.draw();
     tellValues(view, painting.onScreen);
-    readout.draw();
     summarise();
   };
-  painting.measure();
+  const draw = () => {
+    // What asks where things are goes before what changes them.
+    drawRows();
+    axis.draw();
+    readout.draw();
+  };
+  const arrange = () => {
+    rows.arrange(view.filter);
+    painting.measure();
+    tools.draw(rows.all.length);
+  };
+  arrange();
   draw();
-  tools.draw(rows.all.length);
   view.subscribe((changes) => {
-    if (changes.has("lanes")) {
-      rows.arrange(view.filter);
-      painting.measure();
-      tools.draw(rows.all.length);
-    }
+    if (changes.has("lanes")) arrange();
     if (changes.has("lanes") || changes.has("window") || changes.has("theme")) draw();
     else {
       tellValues(view, painting.onScreen);
@@ -187,5 +173,28 @@ export function createLanes(run, view) {
     painting.measure();
     draw();
   }).observe(root);
-  addEventListener("scroll", () => requestAnimationFrame(draw), { passive: true });
+  addEventListener("scroll", () => requestAnimationFrame(drawRows), { passive: true });
+}
+
+/**
+ * Fills `#lane-tools`, `#axis`, `#lanes` and `#readout`, draws what is on the screen, and goes on
+ * doing so as the view changes.
+ * @param {Run} run @param {View} view
+ */
+export function createLanes(run, view) {
+  assignColors(run);
+  const root = byId("lanes");
+  root.setAttribute("role", "treegrid");
+  root.setAttribute("aria-label", "Lanes: arrows choose one, and move through time");
+  const list = element("div", { role: "rowgroup" });
+  root.append(list);
+  const order = createLaneOrder(lanesOf(run));
+  const rows = createRows(list, order);
+  const axis = createAxis(view);
+  const painting = createPainting(run, view, list, rows, axis);
+  const readout = createReadout(view, root, axis.gutter, rows);
+  attachNavigation(root, view, axis.gutter, { ignore: (event) =>
+    event.clientX < root.getBoundingClientRect().left + axis.gutter() });
+  attachLaneActions(root, order, view, rows, readout);
+  followView(view, root, rows, axis, createLaneTools(order, view), painting, readout);
 }
