@@ -31,6 +31,10 @@ def zoom_steps(page, steps=40):
     """The script of each of so many steps of the wheel on the lanes, in milliseconds: all of the
     page's, from the event to the last line plot."""
     page.call("Performance.enable")
+    # What follows the opening is over: plots, sums, the report.
+    page.until("document.getElementById('window-span').textContent !== '' &&"
+               " !document.getElementById('report').hidden", 30)
+    page.frames(60)
     left, top, width, height = page.box("#lanes")
     x, y = left + width * 0.6, top + min(height, 200) / 2
     page.mouse("mouseMoved", x, y)
