@@ -32,6 +32,8 @@ class OutputFile {
   /// Tells that the file lacks something, of which the user has been told. The rest is written.
   void noteLoss() { isComplete_ = false; }
   bool isComplete() const { return isComplete_; }
+  /// The errno value of the first failure since the file was opened; 0 without.
+  int getFailure() const { return errnum_; }
 
   /// Ends the file: it gets its name if it is complete. Returns 1 when it is not (logged), or when
   /// no file is open.

@@ -63,9 +63,14 @@ TEST_F(SqliteFaultTest, EveryPageThatCannotBeWrittenOfASmallRun) {
   const auto size = fs::file_size(path_);
   for (std::size_t limit = 0; limit < size; limit += 4096) {
     const FullDisk full(limit);
+    log_.clear();
     SqliteWriter writer;
-    if (writer.openOutput(folder_.path("run"), false) != 0) continue;
-    EXPECT_EQ(writer.closeOutput(), 1) << limit;
+    if (writer.openOutput(folder_.path("run"), false) == 0) {
+      EXPECT_EQ(writer.closeOutput(), 1) << limit;
+      EXPECT_EQ(fs::file_size(path_ + ".incomplete"), limit) << "what there is";
+    }
+    EXPECT_NE(log_.errors().find(path_), std::string::npos);
+    EXPECT_NE(log_.errors().find("File too large"), std::string::npos) << log_.errors();
     EXPECT_EQ(query(path_, "PRAGMA integrity_check"), "ok\n");
   }
 }

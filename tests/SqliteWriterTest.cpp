@@ -12,7 +12,6 @@ namespace {
 
 using pwr::Data;
 using Kind = pwr::Metric::MetricType;
-using sqlite_test::query;
 using sqlite_test::SqliteTest;
 
 const pwr::Quantity* powerQuantity() {

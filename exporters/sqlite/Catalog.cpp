@@ -1,7 +1,6 @@
 #include "exporters/sqlite/Catalog.h"
 
 #include <optional>
-#include <ranges>
 #include <string>
 
 #include "exporters/sqlite/AttributeText.h"
@@ -66,7 +65,7 @@ std::uint32_t Catalog::numberOf(const pwr::EntityHandle* entity) {
   for (const auto* one = entity; one != nullptr && entities_.of(one) == 0; one = one->getParent()) {
     unknown.push_back(one);
   }
-  for (const auto* one : unknown | std::views::reverse) entities_.add(one);
+  for (; !unknown.empty(); unknown.pop_back()) entities_.add(unknown.back());
   return entities_.of(entity);
 }
 

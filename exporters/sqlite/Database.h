@@ -21,8 +21,8 @@ namespace sqlite {
 /// The lines of this writer, on which the verbosity alone decides.
 inline const WriterLog kLog("");
 
-/// A new database, filled in one transaction without a journal: the file is private until it is
-/// complete, so there is nothing to go back to. Memory is bounded by its cache.
+/// A new database, filled without a journal: the file is private until it is complete, so there is
+/// nothing to go back to. Memory is bounded by its cache.
 ///
 /// A failure is told to the file, the first one counts, and nothing is written from then on. Who
 /// fills the database need not look at each result.
@@ -35,8 +35,10 @@ class Database {
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
 
-  /// Opens the database and begins the transaction. Call once, first.
+  /// Opens the database and begins a transaction. Call once, first.
   bool open();
+  /// Writes all that waits in memory, and begins the next transaction.
+  bool keep() { return run("COMMIT; BEGIN"); }
   /// Runs one or more statements without results.
   bool run(const char* sql);
   /// Commits and closes. Every `Statement` must be gone.

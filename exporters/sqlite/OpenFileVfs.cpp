@@ -64,7 +64,9 @@ int writeFile(sqlite3_file* base, const void* bytes, int size, sqlite3_int64 off
   return SQLITE_OK;
 }
 
+/// After a failure SQLite would take back what it has written. It stays: it is what there is.
 int truncateFile(sqlite3_file* base, sqlite3_int64 size) {
+  if (!openFileOf(base).file->isComplete()) return SQLITE_OK;
   if (ftruncate(openFileOf(base).descriptor, size) == 0) return SQLITE_OK;
   return noteFailureOf(openFileOf(base), errno, SQLITE_IOERR_TRUNCATE);
 }

@@ -13,8 +13,8 @@ namespace sqlite {
 
 /// Points on their way into the database. They come by time and lie there by series: each would
 /// need a page of its own series, for thousands of series more pages than the cache has. Some ten
-/// thousand points therefore wait in memory and are inserted series by series (ns/point with and
-/// without in ./bench). A bounded piece of memory, whatever comes.
+/// thousand points therefore wait in memory and are inserted series by series (sqlite_benchmark in
+/// ./bench). A bounded piece of memory, whatever comes.
 ///
 /// A text of more than some hundred bytes goes into a table of its own at once, and what waits is a
 /// BLOB with the digits of its number there: to find the place of a point, SQLite reads other

@@ -28,7 +28,9 @@ bool SqliteRun::create(const std::string& path) {
     return cannotCreate(path, "A database has to be a regular file");
   }
   if (!file_.open(path)) return cannotCreate(path, pwr::platform::errorText(errno));
-  if (!database_.open() || !database_.run(kTables)) return cannotCreate(path, "see above");
+  if (!database_.open() || !database_.run(kTables) || !database_.keep()) {
+    return cannotCreate(path, pwr::platform::errorText(file_.getFailure()));
+  }
   tables_.emplace(database_);
   return true;
 }
