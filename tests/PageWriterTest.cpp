@@ -132,6 +132,20 @@ TEST_F(PageWriterTest, OneFarTimeCostsNoResolution) {
   }
 }
 
+// Each of them would take as long as all bins together.
+TEST_F(PageWriterTest, PointsThatOverlapAreShortened) {
+  open("--page-size=10000");
+  const auto* const metric = describe(pwr::Metric::MetricType::SampledValue);
+  for (unsigned long long n = 0; n < 40'000; ++n) {
+    send(metric, kStart + n * 1000, Data(static_cast<double>(n)), kStart);
+  }
+  const auto run = close();
+  const auto lines = warnings(run);
+  EXPECT_TRUE(std::ranges::any_of(lines, [](const std::string& line) {
+    return line.starts_with("Points that are shortened");
+  }));
+}
+
 TEST_F(PageWriterTest, PointsComeBackFromTheLogInTheOrderOfTheirStarts) {
   PointLog log;
   const std::vector<double> ticks{0.0, 5.0, 0.5};

@@ -111,7 +111,7 @@ class Exact(TavrinTest):
         folder = os.environ.get("TAVRIN_TEST_DATA")
         if not folder:
             self.skipTest("TAVRIN_TEST_DATA is not set")
-        page = self.check(os.path.join(folder, "ftrace", "sched_load.dat"))
+        page = self.check(os.path.join(folder, "sched_load.dat"))
         idle = {page.entity(series)["name"]: series for series in page.series(role="idle")}
         self.assertEqual(len(idle), 6)
         self.assertEqual({value for _, _, value in page.points(idle["CPU1"])}, {"Active", "state0"})

@@ -34,6 +34,17 @@ std::size_t capacityFor(std::size_t bytesPerBin, std::size_t mostMemory) {
   return capacity;
 }
 
+/// Of a residency: the share of time in each state, of which a bin names as many.
+StateBin sharesOf(const PagePoint& point) {
+  StateBin shares;
+  const auto length = static_cast<double>(point.length);
+  for (std::size_t state = 0; state < point.ticks.size(); ++state) {
+    if (point.ticks[state] <= 0.0) continue;
+    shares.add(static_cast<std::uint16_t>(state), point.ticks[state] / length);
+  }
+  return shares;
+}
+
 template <typename Change>
 void changeBins(const std::vector<PageSeries*>& series, const Change& change) {
   for (PageSeries* const one : series) {
@@ -87,7 +98,20 @@ void BinnedRun::add(PageSeries& series, const PagePoint& point) {
   }
   if (end >= grid_.end() && !makeRoom(series, point, end)) return;
   latest_ = std::max(latest_, end);
-  put(series, point, start, end);
+  put(series, point, start, endOfLong(series, start, end));
+}
+
+/// Points of a series follow one another: its long ones cover each bin a few times at most. Those
+/// of a series that says otherwise are cut, or each of millions could take as long as all bins do.
+long long BinnedRun::endOfLong(PageSeries& series, long long start, long long end) {
+  constexpr long long kLong = 64;
+  constexpr std::size_t kMostTimes = 64;
+  const long long covered = (end - start) / grid_.width();
+  if (covered <= kLong) return end;
+  series.longBins += static_cast<std::size_t>(covered);
+  if (series.longBins <= kMostTimes * grid_.capacity()) return end;
+  ++shortened_;
+  return start + kLong * grid_.width();
 }
 
 void BinnedRun::put(PageSeries& series, const PagePoint& point, long long start, long long end) {
@@ -111,13 +135,14 @@ void BinnedRun::putStates(PageSeries& series, const PagePoint& point, long long 
                           long long end) {
   if (start == end) return;
   StateBins& bins = *series.states;
-  const auto length = static_cast<double>(point.length);
+  const auto state = static_cast<std::uint16_t>(point.value);
+  const StateBin shares = sharesOf(point);
   forEachBin(grid_, start, end, [&](std::size_t bin, double ticks) {
-    if (point.ticks.empty()) bins[bin].add(static_cast<std::uint16_t>(point.value), ticks);
-    for (std::size_t state = 0; state < point.ticks.size(); ++state) {
-      if (point.ticks[state] <= 0.0) continue;
-      bins[bin].add(static_cast<std::uint16_t>(state), point.ticks[state] * ticks / length);
+    if (point.ticks.empty()) return bins[bin].add(state, ticks);
+    for (std::size_t n = 0; n < shares.used; ++n) {
+      bins[bin].add(shares.state[n], shares.ticks[n] * ticks);
     }
+    bins[bin].others += shares.others * ticks;
   });
 }
 

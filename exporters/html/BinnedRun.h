@@ -27,6 +27,8 @@ class BinnedRun {
 
   std::size_t beforeOrigin() const { return beforeOrigin_; }
   std::size_t afterEnd() const { return afterEnd_; }
+  /// How many points were made shorter: those of series whose points overlap again and again.
+  std::size_t shortened() const { return shortened_; }
 
  private:
   struct LatePoint {
@@ -36,6 +38,7 @@ class BinnedRun {
   };
 
   void makeBins(PageSeries& series) const;
+  long long endOfLong(PageSeries& series, long long start, long long end);
   void put(PageSeries& series, const PagePoint& point, long long start, long long end);
   void putStates(PageSeries& series, const PagePoint& point, long long start, long long end);
   bool makeRoom(PageSeries& series, const PagePoint& point, long long end);
@@ -52,4 +55,5 @@ class BinnedRun {
   std::vector<LatePoint> late_;
   std::size_t beforeOrigin_ = 0;
   std::size_t afterEnd_ = 0;
+  std::size_t shortened_ = 0;
 };

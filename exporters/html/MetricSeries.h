@@ -60,6 +60,7 @@ struct PageSeries {
   std::unique_ptr<ValueBins> values;
   std::unique_ptr<StateBins> states;
   std::unique_ptr<EventBins> events;
+  std::size_t longBins = 0;  ///< how many bins its long points have covered
 
   // Of residencies: the states of the interval that is being told.
   std::vector<double> gathered;

@@ -11,7 +11,7 @@ constexpr std::string_view kNotAvailable = "n/a";
 constexpr std::size_t kMostNote = 1000;
 
 std::string columnName(const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
-  const std::string field = handle == nullptr ? "" : pageText(handle->getFieldName());
+  std::string field = handle == nullptr ? "" : pageText(handle->getFieldName());
   if (entity == nullptr || entity->getName().empty()) return field;
   return pageText(entity->getName()) + " " + field;
 }

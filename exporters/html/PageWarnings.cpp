@@ -153,11 +153,13 @@ void tellOfValues(const SeriesStore& store, const SeriesRecorder& recorder,
                   std::vector<std::string>& warnings) {
   const std::size_t before = store.isBinned() ? store.binned().beforeOrigin() : 0;
   const std::size_t after = store.isBinned() ? store.binned().afterEnd() : 0;
-  const std::array<std::pair<std::size_t, const char*>, 4> lines{{
+  const std::size_t shortened = store.isBinned() ? store.binned().shortened() : 0;
+  const std::array<std::pair<std::size_t, const char*>, 5> lines{{
       {recorder.notFinite(), "Values that are left out, because they are not finite: "},
       {recorder.outOfRange(), "Values that are left out, because their times are too far away: "},
       {before, "Points that are not in the picture, because they are long before its start: "},
       {after, "Points that are not in the picture, because they are behind its end: "},
+      {shortened, "Points that are shortened, because those of their series overlap: "},
   }};
   for (const auto& [count, text] : lines) {
     if (count > 0) warnings.push_back(text + std::to_string(count));

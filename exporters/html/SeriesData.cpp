@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <vector>
 
 #include "exporters/html/LevelColumns.h"
 
@@ -15,15 +16,23 @@ std::size_t statesIn(const PointLog& log) {
   return states;
 }
 
+/// Several states at a time: going through the log for each of thousands would take too long.
 std::string ticksColumns(const PointLog& log, std::size_t states, ColumnWriter& columns) {
+  constexpr std::size_t kNumbersAtOnce = std::size_t{1} << 20U;
+  const std::size_t block = std::max<std::size_t>(1, kNumbersAtOnce / log.count());
   std::string list;
-  for (std::size_t state = 0; state < states; ++state) {
-    const std::string column = columns.numbers("ticks", [&](const Visit& visit) {
-      log.forEach([&](const PagePoint& point) {
-        visit(state < point.ticks.size() ? point.ticks[state] : 0.0);
-      });
+  for (std::size_t first = 0; first < states; first += block) {
+    std::vector<std::vector<double>> ticks(std::min(block, states - first));
+    log.forEach([&](const PagePoint& point) {
+      for (std::size_t n = 0; n < ticks.size(); ++n) {
+        ticks[n].push_back(first + n < point.ticks.size() ? point.ticks[first + n] : 0.0);
+      }
     });
-    list += (list.empty() ? "" : ",") + column;
+    for (const std::vector<double>& column : ticks) {
+      list += (list.empty() ? "" : ",") + columns.numbers("ticks", [&](const Visit& visit) {
+        for (const double one : column) visit(one);
+      });
+    }
   }
   return "\"ticks\":[" + list + "]";
 }
