@@ -20,21 +20,12 @@ namespace fs = std::filesystem;
 class Library {
  public:
   const std::vector<WriterPlugin*>& writers() const { return writers_; }
-  WriterPlugin& writer(int index) const { return *writers_[static_cast<std::size_t>(index)]; }
+  WriterPlugin& writer(std::size_t index) const { return *writers_[index]; }
 
  private:
   const tavrin::PluginLibraries libraries_{{}};
   const std::vector<WriterPlugin*> writers_ = libraries_.writers();
 };
-
-std::vector<std::string> writerNames() {
-  const Library library;
-  std::vector<std::string> names;
-  names.reserve(library.writers().size());
-  for (const WriterPlugin* writer : library.writers())
-    names.push_back(tavrin::PluginLibrary::nameOf(*writer));
-  return names;
-}
 
 /// A run of two processors: something for every writer.
 class SmallRun {
@@ -84,11 +75,12 @@ class SmallRun {
                                 .handles = {pwr::createColumn("Count", nullptr)}});
 };
 
-class WriterFaultTest : public testing::TestWithParam<int> {
- protected:
-  void SetUp() override { fs::current_path(folder_.path()); }
+/// One writer, with a folder of its own, which is the current one.
+class Trial {
+ public:
+  explicit Trial(std::size_t index) : index_(index) { fs::current_path(folder_.path()); }
 
-  WriterPlugin& writer() { return library_.writer(GetParam()); }
+  WriterPlugin& writer() { return library_.writer(index_); }
   std::string name() { return tavrin::PluginLibrary::nameOf(writer()); }
   /// The outputs under `base`, each with its text. The shared line of the automation writer names
   /// the base and grows: its last line counts, without that.
@@ -121,7 +113,7 @@ class WriterFaultTest : public testing::TestWithParam<int> {
   /// What a writer that has done nothing before makes of the run.
   std::map<std::string, std::string> expected() {
     const Library fresh;
-    EXPECT_EQ(record(fresh.writer(GetParam()), "fresh"), 0);
+    EXPECT_EQ(record(fresh.writer(index_), "fresh"), 0);
     return comparable("fresh");
   }
   /// Paths and ids of the process do not count.
@@ -137,101 +129,125 @@ class WriterFaultTest : public testing::TestWithParam<int> {
     return found;
   }
 
+  SmallRun& run() { return run_; }
+  LogCapture& log() { return log_; }
+  const TempFolder& folder() const { return folder_; }
+  std::size_t index() const { return index_; }
+
+ private:
+  const std::size_t index_;
   Library library_;
   SmallRun run_;
   LogCapture log_;
   TempFolder folder_;
 };
 
-TEST_P(WriterFaultTest, MessagesWithoutAnOutputAreRefusedWithALine) {
-  EXPECT_NE(run_.deliver(writer()), 0);
-  EXPECT_NE(log_.all().find("Writer " + name() + " has no open output"), std::string::npos)
-      << log_.all();
-  EXPECT_NE(writer().closeOutput(), 0);
-  EXPECT_EQ(names(), "");
+/// All writers in one process: loading the libraries takes longer than the rest.
+template <typename Check>
+void forEachWriter(Check check) {
+  const Library library;
+  ASSERT_FALSE(library.writers().empty());
+  for (std::size_t index = 0; index < library.writers().size(); ++index) {
+    Trial trial(index);
+    SCOPED_TRACE(trial.name());
+    check(trial);
+  }
+}
+
+TEST(WriterFaultTest, MessagesWithoutAnOutputAreRefusedWithALine) {
+  forEachWriter([](Trial& trial) {
+    EXPECT_NE(trial.run().deliver(trial.writer()), 0);
+    EXPECT_NE(trial.log().all().find("Writer " + trial.name() + " has no open output"),
+              std::string::npos)
+        << trial.log().all();
+    EXPECT_NE(trial.writer().closeOutput(), 0);
+    EXPECT_EQ(trial.names(), "");
+  });
 }
 
 // Some create their files when the output is opened, some when it is closed.
-TEST_P(WriterFaultTest, WhereNoFileCanBeOpeningOrClosingFails) {
-  const bool isOpen = writer().openOutput(folder_.path("nowhere/run"), false) == 0;
-  EXPECT_EQ(run_.deliver(writer()) == 0, isOpen);
-  EXPECT_NE(writer().closeOutput(), 0);
-  EXPECT_NE(log_.all(), "");
-  EXPECT_NE(writer().closeOutput(), 0) << "closed already";
-  EXPECT_EQ(names(), "");
-  const auto wanted = expected();
-  EXPECT_EQ(record(writer(), "again"), 0);
-  EXPECT_EQ(comparable("again"), wanted);
+TEST(WriterFaultTest, WhereNoFileCanBeOpeningOrClosingFails) {
+  forEachWriter([](Trial& trial) {
+    const bool isOpen = trial.writer().openOutput(trial.folder().path("nowhere/run"), false) == 0;
+    EXPECT_EQ(trial.run().deliver(trial.writer()) == 0, isOpen);
+    EXPECT_NE(trial.writer().closeOutput(), 0);
+    EXPECT_NE(trial.log().all(), "");
+    EXPECT_NE(trial.writer().closeOutput(), 0) << "closed already";
+    EXPECT_EQ(trial.names(), "");
+    const auto wanted = trial.expected();
+    EXPECT_EQ(trial.record(trial.writer(), "again"), 0);
+    EXPECT_EQ(trial.comparable("again"), wanted);
+  });
 }
 
-TEST_P(WriterFaultTest, AClosedOneIsAsNew) {
-  const auto wanted = expected();
-  ASSERT_FALSE(wanted.empty());
-  ASSERT_EQ(record(writer(), "first"), 0);
-  log_.clear();
-  EXPECT_NE(run_.deliver(writer()), 0) << "closed";
-  EXPECT_NE(log_.all(), "");
-  EXPECT_NE(writer().closeOutput(), 0) << "closed already";
-  EXPECT_EQ(comparable("first"), wanted);
-  EXPECT_EQ(record(writer(), "second"), 0);
-  EXPECT_EQ(comparable("second"), wanted);
+TEST(WriterFaultTest, AClosedOneIsAsNew) {
+  forEachWriter([](Trial& trial) {
+    const auto wanted = trial.expected();
+    ASSERT_FALSE(wanted.empty());
+    ASSERT_EQ(trial.record(trial.writer(), "first"), 0);
+    trial.log().clear();
+    EXPECT_NE(trial.run().deliver(trial.writer()), 0) << "closed";
+    EXPECT_NE(trial.log().all(), "");
+    EXPECT_NE(trial.writer().closeOutput(), 0) << "closed already";
+    EXPECT_EQ(trial.comparable("first"), wanted);
+    EXPECT_EQ(trial.record(trial.writer(), "second"), 0);
+    EXPECT_EQ(trial.comparable("second"), wanted);
+  });
 }
 
-TEST_P(WriterFaultTest, AnOpenOneIsNotOpenedAgain) {
-  const auto wanted = expected();
-  fs::create_directory(folder_.path("first"));
-  ASSERT_EQ(writer().openOutput(folder_.path("first/run"), false), 0);
-  log_.clear();
-  const int status = writer().openOutput(folder_.path("other"), false);
-  if (name() == "bin") {
-    EXPECT_EQ(status, 0) << "which does nothing";
-  } else {
-    EXPECT_NE(status, 0);
-    EXPECT_NE(log_.all().find("open already"), std::string::npos) << log_.all();
-  }
-  run_.deliver(writer());
-  EXPECT_EQ(writer().closeOutput(), 0);
-  EXPECT_EQ(comparable("first"), wanted);
-  EXPECT_EQ(names().find("other"), std::string::npos);
+TEST(WriterFaultTest, AnOpenOneIsNotOpenedAgain) {
+  forEachWriter([](Trial& trial) {
+    const auto wanted = trial.expected();
+    fs::create_directory(trial.folder().path("first"));
+    ASSERT_EQ(trial.writer().openOutput(trial.folder().path("first/run"), false), 0);
+    trial.log().clear();
+    const int status = trial.writer().openOutput(trial.folder().path("other"), false);
+    if (trial.name() == "bin") {
+      EXPECT_EQ(status, 0) << "which does nothing";
+    } else {
+      EXPECT_NE(status, 0);
+      EXPECT_NE(trial.log().all().find("open already"), std::string::npos) << trial.log().all();
+    }
+    trial.run().deliver(trial.writer());
+    EXPECT_EQ(trial.writer().closeOutput(), 0);
+    EXPECT_EQ(trial.comparable("first"), wanted);
+    EXPECT_EQ(trial.names().find("other"), std::string::npos);
+  });
 }
 
-TEST_P(WriterFaultTest, WithoutACloseNothingIsLeft) {
-  {
-    const Library library;
-    WriterPlugin& dropped = library.writer(GetParam());
-    ASSERT_EQ(dropped.openOutput(folder_.path("run"), false), 0);
-    EXPECT_EQ(run_.deliver(dropped), 0) << log_.all();
-  }
-  EXPECT_EQ(names(), "");
+TEST(WriterFaultTest, WithoutACloseNothingIsLeft) {
+  forEachWriter([](Trial& trial) {
+    {
+      const Library library;
+      WriterPlugin& dropped = library.writer(trial.index());
+      ASSERT_EQ(dropped.openOutput(trial.folder().path("run"), false), 0);
+      EXPECT_EQ(trial.run().deliver(dropped), 0) << trial.log().all();
+    }
+    EXPECT_EQ(trial.names(), "");
+  });
 }
 
 #if !defined(_WIN32)
 
-TEST_P(WriterFaultTest, AFullDiskCostsTheNewOutputAlone) {
-  ASSERT_EQ(record(writer(), "run"), 0);
-  const auto good = outputs("run");
-  {
-    const FullDisk full;
-    EXPECT_NE(record(writer(), "run"), 0);
-  }
-  EXPECT_NE(log_.all().find("ERROR: "), std::string::npos) << log_.all();
-  auto after = outputs("run");
-  std::erase_if(after, [](const auto& file) { return file.first.ends_with(".incomplete"); });
-  EXPECT_EQ(after, good);
-  EXPECT_EQ(names().find(".tavrin-"), std::string::npos) << names();
-  const auto wanted = expected();
-  EXPECT_EQ(record(writer(), "again"), 0);
-  EXPECT_EQ(comparable("again"), wanted);
+TEST(WriterFaultTest, AFullDiskCostsTheNewOutputAlone) {
+  forEachWriter([](Trial& trial) {
+    ASSERT_EQ(trial.record(trial.writer(), "run"), 0);
+    const auto good = trial.outputs("run");
+    {
+      const FullDisk full;
+      EXPECT_NE(trial.record(trial.writer(), "run"), 0);
+    }
+    EXPECT_NE(trial.log().all().find("ERROR: "), std::string::npos) << trial.log().all();
+    auto after = trial.outputs("run");
+    std::erase_if(after, [](const auto& file) { return file.first.ends_with(".incomplete"); });
+    EXPECT_EQ(after, good);
+    EXPECT_EQ(trial.names().find(".tavrin-"), std::string::npos) << trial.names();
+    const auto wanted = trial.expected();
+    EXPECT_EQ(trial.record(trial.writer(), "again"), 0);
+    EXPECT_EQ(trial.comparable("again"), wanted);
+  });
 }
 
 #endif
-
-INSTANTIATE_TEST_SUITE_P(All, WriterFaultTest,
-                         testing::Range(0, static_cast<int>(writerNames().size())),
-                         [](const testing::TestParamInfo<int>& one) {
-                           std::string name = writerNames()[static_cast<std::size_t>(one.param)];
-                           std::erase(name, '-');
-                           return name;
-                         });
 
 }  // namespace

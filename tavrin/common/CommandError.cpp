@@ -8,9 +8,14 @@ void requireKnown(const std::vector<std::string>& names, const std::vector<std::
                   const std::string& kind) {
   for (const std::string& name : names) {
     if (std::ranges::count(known, name) > 0) continue;
-    std::string list;
-    for (const std::string& one : known) list.append(list.empty() ? "" : ", ").append(one);
-    throw CommandError(kExitUsage, "unknown " + kind + " '" + name + "'; known are: " + list);
+    std::string text = "unknown ";
+    text.append(kind).append(" '").append(name).append("'; known are");
+    char mark = ':';
+    for (const std::string& one : known) {
+      text.append(1, mark).append(1, ' ').append(one);
+      mark = ',';
+    }
+    throw CommandError(kExitUsage, text);
   }
 }
 
