@@ -1,18 +1,13 @@
-// A recorded stream, replayed into all writers. One that is refused is refused with a cause; the
-// outputs are complete either way.
+// A recorded stream, replayed into the writers of all plugin libraries. One that is refused is
+// refused with a cause; the outputs are complete either way.
 
 #include <vector>
 
 #include "fuzz/FuzzTarget.h"
+#include "tavrin/PluginLibraries.h"
 #include "tavrin/Session.h"
 #include "tavrin/platform/InputFile.h"
 #include "tavrin/stream/StreamReader.h"
-#include "writers/host/WriterPluginList.h"
-
-extern "C" {
-WriterPluginList* createPlugins(void);
-void destroyPlugins(WriterPluginList* list);
-}
 
 namespace {
 
@@ -32,13 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const fuzz::QuietLog log(size);
   fuzz::workFolder().write("input.jsonl", std::string(data, data + size));
   std::filesystem::remove("Automation_Summary.csv");  // every run adds to it
-  WriterPluginList* const list = createPlugins();
-  std::vector<WriterPlugin*> writers;
-  writers.reserve(static_cast<std::size_t>(list->count));
-  for (int n = 0; n < list->count; ++n) {
-    writers.push_back(dynamic_cast<WriterPlugin*>(list->plugins[n]));
-  }
-  replay(writers);
-  destroyPlugins(list);
+  static const tavrin::PluginLibraries plugins({});
+  replay(plugins.writers());
   return 0;
 }

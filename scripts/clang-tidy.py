@@ -8,6 +8,10 @@
 A source is analysed once: that it is clean is kept in build/clang-tidy/ under a hash of all that the
 result depends on, which is the text of the file and of every header that it includes, the flags, the
 checks and the version of clang-tidy. Findings are not kept; they are printed every time.
+
+Most of the time goes into the headers of the system, and many sources include the same. With `all`, the
+sources of a folder are therefore analysed together, as one text. Where there is nothing to find, each of
+them is clean; otherwise they are analysed one by one, and that counts.
 """
 
 import concurrent.futures
@@ -33,6 +37,10 @@ FOLDERS = ("examples", "exporters", "formats", "fuzz", "hostcommon", "readers", 
 ANALYSER = ("-Xclang", "-analyzer-config", "-Xclang", "c++-stdlib-inlining=false")
 OPTIONS = ["--quiet", "--extra-arg=-Wno-unknown-warning-option",
            *(f"--extra-arg={option}" for option in ANALYSER)]
+# Names in anonymous namespaces differ within a folder, but for the tests, which have nothing outside.
+ANONYMOUS = re.compile(r"^namespace \{", re.MULTILINE)
+OUTPUT = re.compile(r" -o \S+ -c \S+$")
+TOGETHER_BYTES = 80_000
 DIAGNOSTIC = re.compile(r"^\S+:\d+:\d+: (?:warning|error): ", re.MULTILINE)
 HEADER = re.compile(r"^\.+ (.+)$")
 
@@ -83,6 +91,18 @@ class Hashes:
         return self._known[path]
 
 
+def groups_of(names, commands):
+    """Lists of those sources that may be analysed together, the largest one first."""
+    groups, sizes = {}, {}
+    for name in sorted(names):
+        kind = (os.path.dirname(name), OUTPUT.sub("", commands[name]))
+        size = (ROOT / name).stat().st_size
+        sizes[kind] = sizes.get(kind, 0) + size
+        groups.setdefault((kind, sizes[kind] // TOGETHER_BYTES), []).append(name)
+    return sorted(groups.values(), reverse=True,
+                  key=lambda group: sum((ROOT / name).stat().st_size for name in group))
+
+
 def hash_of(parts):
     return hashlib.sha256("\0".join(parts).encode()).hexdigest()
 
@@ -91,11 +111,17 @@ class Tidy:
     def __init__(self, commands):
         self._commands = commands
         self._hashes = Hashes()
+        self.taken_apart = 0  # groups with something to find, or that do not go together
         version = subprocess.run(["clang-tidy", "--version"], check=True, capture_output=True,
                                  text=True)
         self._ground = [version.stdout, self._hashes.of(".clang-tidy"), *OPTIONS]
-        for folder in ("clean", "headers"):
+        for folder in ("clean", "headers", "single"):
             (CACHE / folder).mkdir(parents=True, exist_ok=True)
+        # A source that belongs to several targets is analysed for one of them.
+        self._single = CACHE / "single"
+        (self._single / "compile_commands.json").write_text(json.dumps(
+            [{"directory": str(BUILD), "file": str(ROOT / source), "command": command}
+             for source, command in commands.items()]))
 
     def _source_key(self, source):
         command = self._commands[source].replace(str(ROOT), ".")
@@ -114,20 +140,48 @@ class Tidy:
             return False
         return self._result(key, headers).exists()
 
-    def analyse(self, source):
-        """Returns the findings, empty when there are none."""
+    def analyse(self, sources):
+        """Yields the findings of each source, empty when there are none."""
+        if len(sources) > 1 and self._are_clean_together(sources):
+            yield from ((source, "") for source in sources)
+            return
+        self.taken_apart += len(sources) > 1
+        yield from ((source, self._findings_of(source)) for source in sources)
+
+    def _are_clean_together(self, sources):
+        texts = [(ROOT / source).read_text() for source in sources]
+        if sources[0].startswith("tests/"):
+            texts = [ANONYMOUS.sub(f"namespace file_{n} {{", text) for n, text in enumerate(texts)]
+        folder = CACHE / "together" / hash_of(sources)
+        folder.mkdir(parents=True, exist_ok=True)
+        whole = folder / "whole.cpp"
+        whole.write_text("\n".join(texts))
+        own = ROOT / sources[0]
+        command = self._commands[sources[0]].replace(str(own), str(whole))
+        (folder / "compile_commands.json").write_text(json.dumps(
+            [{"directory": str(BUILD), "file": str(whole),
+              "command": f"{command} -iquote {own.parent}"}]))
+        return self._run(whole, folder, sources)[0] == ""
+
+    def _findings_of(self, source):
+        findings, errors = self._run(ROOT / source, self._single, [source])
+        return findings and (findings if DIAGNOSTIC.search(findings) else
+                             f"clang-tidy fails on {source}:\n{errors}")
+
+    def _run(self, file, database, sources):
+        """What clang-tidy prints of the file, which has the texts of the sources, and its errors."""
         start = time.time()
         # The compiler lists each header that it opens.
-        run = subprocess.run(
-            ["clang-tidy", *OPTIONS, "--extra-arg=-H", f"-p={BUILD}", str(ROOT / source)],
-            cwd=ROOT, capture_output=True, text=True, errors="replace")
-        listed = [HEADER.match(line) for line in run.stderr.splitlines()]
+        run = subprocess.run(["clang-tidy", *OPTIONS, "--extra-arg=-H", f"-p={database}", str(file)],
+                             cwd=ROOT, capture_output=True, text=True, errors="replace")
         if run.returncode != 0:
-            return run.stdout or f"clang-tidy fails on {source}:\n{run.stderr}"
+            return run.stdout or "nothing", run.stderr
+        listed = [HEADER.match(line) for line in run.stderr.splitlines()]
         paths = sorted({os.path.realpath(header[1]) for header in listed if header})
-        if max(map(os.path.getmtime, [ROOT / source, *paths])) < start:
-            self._keep(source, [path.removeprefix(f"{ROOT}/") for path in paths])
-        return ""
+        if max(map(os.path.getmtime, [*(ROOT / source for source in sources), *paths])) < start:
+            for source in sources:
+                self._keep(source, [path.removeprefix(f"{ROOT}/") for path in paths])
+        return "", ""
 
     def _keep(self, source, headers):
         key = self._source_key(source)
@@ -177,19 +231,19 @@ def main():
         sys.exit("error: not compiled here: " + " ".join(unknown))
     start = time.monotonic()
     tidy = Tidy(commands)
-    # The longest ones first: none of them is alone at the end.
-    new = sorted((name for name in names if not tidy.is_known(name)),
-                 key=lambda name: (not name.startswith("tests/"), -(ROOT / name).stat().st_size))
+    new = [name for name in names if not tidy.is_known(name)]
+    groups = groups_of(new, commands) if sys.argv[1:] == ["all"] else [[name] for name in new]
     screen = Screen(len(new))
     failed = 0
     with concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
-        runs = {pool.submit(tidy.analyse, name): name for name in new}
-        for run in concurrent.futures.as_completed(runs):
-            failed += run.result() != ""
-            screen.add(runs[run], run.result())
+        for run in concurrent.futures.as_completed(pool.submit(list, tidy.analyse(group))
+                                                   for group in groups):
+            for name, findings in run.result():
+                failed += findings != ""
+                screen.add(name, findings)
     usage = resource.getrusage(resource.RUSAGE_CHILDREN)
     print(f"clang-tidy: {len(names)} files, {len(names) - len(new)} known to be clean, "
-          f"{failed} with findings, in {time.monotonic() - start:.0f} s "
+          f"{len(groups)} groups, {tidy.taken_apart} taken apart, {failed} with findings, in {time.monotonic() - start:.0f} s "
           f"({usage.ru_utime + usage.ru_stime:.0f} s of processor time)")
     return 1 if failed else 0
 
