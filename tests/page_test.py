@@ -426,6 +426,34 @@ class Binned(TavrinTest):
         run = BinnedRun(self.path("run.jsonl"), 3000)
         self.check(self.page("run.jsonl", 100000), run)
 
+    def test_an_aggregate_of_rates_is_the_sum_of_those_that_were_there(self):
+        processes, per_step = 400, 4
+        stream = Stream(3000 / 1000)
+        time = stream.define("quantity", kind="other", name="CPU Time", units="ms")
+        pid = stream.define("attribute", name="PID", values="int")
+        used = stream.metric(1, "Process CPU Time", "process", [[None, None]], kind="event",
+                             quantity=time, valueGroup={"name": "Time", "attributes": [pid]})
+        step = SECOND // 1000
+        draw = random.Random(SEED)
+        for number in range(3000):
+            # One after the other, and never all of them at once.
+            there = [1 + (number * processes // 3000 + other) % processes
+                     for other in range(per_step)]
+            stream.put(type="sample", metric=used, time=number * step, elements=[
+                [round(draw.random(), 6), None, None, step, {"attributes": [[pid, one]]}]
+                for one in there])
+        stream.write(self.path("processes.jsonl"))
+        page = self.page("processes.jsonl", 200000)
+        self.assertTrue(page.is_binned)
+        (others,) = [one for one in page.run["series"] if "aggregate" in one]
+        self.assertGreater(others["aggregate"], 100)
+        for number, level in enumerate(page.run["data"]["levels"]):
+            bins = page.value_bins(others, number)
+            total = sum(one[1] * one[3] for one in bins if one) * level["binSec"]
+            # The page tells shares of a processor, and their sum in seconds.
+            self.assertAlmostEqual(total / 100 / others["sum"], 1, 2, number)
+            self.assertLessEqual(max(one[1] for one in bins if one), 100.1 * per_step)
+
     def test_a_run_that_outgrows_the_memory_while_it_lasts(self):
         run = BinnedRun(self.path("run.jsonl"), 30000)
         self.check(self.page("run.jsonl", 60000), run)

@@ -63,13 +63,17 @@ BinnedRun::BinnedRun(long long origin, long long end, const std::vector<PageSeri
       series_(joining),
       bytesPerBin_(bytesOf(joining)),
       latest_(std::max(end, origin + 1)) {
-  for (PageSeries* const series : series_) makeBins(*series);
+  for (PageSeries* const series : series_) {
+    series->values.reset();
+    series->states.reset();
+    series->events.reset();
+  }
 }
 
+/// Bins are made when the first point comes: the points that are put into bins one series after the
+/// other take less memory than all bins until then.
 void BinnedRun::makeBins(PageSeries& series) const {
-  series.values.reset();
-  series.states.reset();
-  series.events.reset();
+  if (series.values != nullptr || series.states != nullptr || series.events != nullptr) return;
   if (series.kind == SeriesKind::Value) {
     series.values = std::make_unique<ValueBins>(grid_.capacity());
   } else if (series.kind == SeriesKind::States) {
@@ -86,7 +90,6 @@ void BinnedRun::join(PageSeries& series) {
     shrink();
   }
   series_.push_back(&series);
-  makeBins(series);
 }
 
 void BinnedRun::add(PageSeries& series, const PagePoint& point) {
@@ -115,6 +118,7 @@ long long BinnedRun::endOfLong(PageSeries& series, long long start, long long en
 }
 
 void BinnedRun::put(PageSeries& series, const PagePoint& point, long long start, long long end) {
+  makeBins(series);
   if (series.kind == SeriesKind::Events) {
     if (point.start == start) (*series.events)[grid_.binOf(start)].count += 1.0;
     return;
@@ -179,6 +183,7 @@ void BinnedRun::addLate(long long end) {
 
 void BinnedRun::finish(long long end) {
   addLate(end);
+  for (PageSeries* const series : series_) makeBins(*series);
 }
 
 void BinnedRun::widen() {

@@ -32,12 +32,19 @@ struct ValueSummary {
   }
 };
 
-std::vector<ValueSummary> finestOf(const PageSeries& series, std::size_t bins, double width,
-                                   double ticksPerSecond) {
+/// The time of each bin that is of the run, as a part of it: the run may end within the last one.
+double partOfRun(const BinGrid& grid, std::size_t bin, long long end) {
+  const long long ticks = std::clamp(end - grid.startOf(bin), 1LL, grid.width());
+  return static_cast<double>(ticks) / static_cast<double>(grid.width());
+}
+
+std::vector<ValueSummary> finestOf(const PageSeries& series, std::size_t bins, const BinGrid& grid,
+                                   long long end, double ticksPerSecond) {
   const ValueScale& scale = series.metric->meaning.scale;
   const double factor = scale.factor * (scale.isRate ? ticksPerSecond : 1.0);
   const bool isAggregate = series.members > 0;
   const auto members = static_cast<double>(std::max<std::size_t>(series.members, 1));
+  const auto width = static_cast<double>(grid.width());
   std::vector<ValueSummary> summaries(bins);
   for (std::size_t n = 0; n < bins; ++n) {
     const ValueBin& bin = (*series.values)[n];
@@ -45,9 +52,11 @@ std::vector<ValueSummary> finestOf(const PageSeries& series, std::size_t bins, d
     ValueSummary& summary = summaries[n];
     summary = {bin.minimum * factor, bin.mean() * factor, bin.maximum * factor,
                std::min(1.0, bin.covered / (width * members)), false};
-    // Rates add up; what is known of the sum is its mean.
+    // Rates add up, whether all of the members are there or only some; what is known of the sum is
+    // its mean.
     if (isAggregate && scale.isRate) {
-      summary.mean *= members;
+      summary.covered = partOfRun(grid, n, end);
+      summary.mean = bin.sum / (width * summary.covered) * factor;
       summary.minimum = summary.maximum = summary.mean;
     }
   }
@@ -179,8 +188,7 @@ std::vector<Bin> firstBins(const Bins<Bin>& all, std::size_t count) {
 }  // namespace
 
 std::string LevelColumns::ofValues(const PageSeries& series, ColumnWriter& columns) const {
-  auto summaries =
-      finestOf(series, levels_.front().bins, static_cast<double>(grid_.width()), ticksPerSecond_);
+  auto summaries = finestOf(series, levels_.front().bins, grid_, end_, ticksPerSecond_);
   const Scale scale = scaleOf(summaries);
   std::string list;
   for (const PageLevel& level : levels_) {

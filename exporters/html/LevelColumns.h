@@ -12,8 +12,10 @@
 /// members of the "data" of a series, a JSON object.
 class LevelColumns {
  public:
-  LevelColumns(const BinGrid& grid, std::vector<PageLevel> levels, double ticksPerSecond)
-      : grid_(grid), levels_(std::move(levels)), ticksPerSecond_(ticksPerSecond) {}
+  /// `end`: of the run, in ticks.
+  LevelColumns(const BinGrid& grid, std::vector<PageLevel> levels, long long end,
+               double ticksPerSecond)
+      : grid_(grid), levels_(std::move(levels)), end_(end), ticksPerSecond_(ticksPerSecond) {}
 
   std::string ofValues(const PageSeries& series, ColumnWriter& columns) const;
   std::string ofStates(const PageSeries& series, ColumnWriter& columns) const;
@@ -22,5 +24,6 @@ class LevelColumns {
  private:
   const BinGrid& grid_;
   const std::vector<PageLevel> levels_;
+  const long long end_;
   const double ticksPerSecond_;
 };

@@ -11,8 +11,11 @@ namespace {
 
 /// Points as they came take so many times what they take when they are packed, at most.
 constexpr std::size_t kMostPacking = 10;
-/// Of points as they came, and of bins.
+/// Of points as they came.
 constexpr std::size_t kMostMemory = std::size_t{20} << 20U;
+/// Bins take so many times what they take when they are packed, at most.
+constexpr std::size_t kMostBinPacking = 16;
+constexpr std::size_t kMostBinMemory = std::size_t{36} << 20U;
 /// The tables of the report may take this part of a page.
 constexpr std::size_t kTablePart = 4;
 
@@ -20,7 +23,8 @@ constexpr std::size_t kTablePart = 4;
 
 PageRun::PageRun(std::size_t mostBytes)
     : mostBytes_(mostBytes),
-      store_(std::min(kMostMemory, mostBytes * kMostPacking)),
+      store_(std::min(kMostMemory, mostBytes * kMostPacking),
+             std::min(kMostBinMemory, mostBytes * kMostBinPacking)),
       tables_(mostBytes / kTablePart) {}
 
 bool PageRun::open(const std::string& baseName) {

@@ -11,7 +11,7 @@ namespace {
 
 /// How many series of each role are certain of a place, in the order of `MetricRole`. Together they
 /// are what is left beside the aggregates.
-constexpr std::array<std::size_t, 10> kPlaces{24, 48, 16, 48, 24, 16, 12, 8, 12, 0};
+constexpr std::array<std::size_t, 10> kPlaces{24, 44, 16, 44, 24, 12, 24, 8, 12, 0};
 
 /// So many series of a metric come before those of the next one, and then as many again.
 constexpr std::size_t kTurn = 8;
@@ -29,6 +29,10 @@ MetricRole roleOf(const PageSeries& series) {
 
 bool isByUse(MetricRole role) {
   return role >= MetricRole::ProcessTime;
+}
+
+bool isOfProcess(MetricRole role) {
+  return role == MetricRole::ProcessTime || role == MetricRole::ProcessEnergy;
 }
 
 /// Something that never happened, or an unchanging nothing.
@@ -109,6 +113,9 @@ std::vector<PageSeries*> byImportance(std::deque<PageSeries>& series) {
     const auto role = static_cast<std::size_t>(roleOf(*one.series));
     (taken[role]++ < kPlaces[role] ? ordered : rest).push_back(one.series);
   }
+  // Processes are many: beyond their part they come behind all that a machine has but once.
+  std::ranges::stable_partition(rest,
+                                [](const PageSeries* one) { return !isOfProcess(roleOf(*one)); });
   ordered.insert(ordered.end(), rest.begin(), rest.end());
   return ordered;
 }

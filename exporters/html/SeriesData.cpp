@@ -95,7 +95,8 @@ std::vector<PageLevel> levelsOf(const SeriesStore& store) {
 }
 
 std::string binnedData(const SeriesStore& store, const PageSeries& series, ColumnWriter& columns) {
-  const LevelColumns levels(store.binned().grid(), levelsOf(store), store.ticksPerSecond());
+  const LevelColumns levels(store.binned().grid(), levelsOf(store), store.duration(),
+                            store.ticksPerSecond());
   switch (series.kind) {
     case SeriesKind::Value:
       return levels.ofValues(series, columns);

@@ -126,7 +126,7 @@ long long SeriesStore::extentSoFar() const {
 void SeriesStore::startBins() {
   for (PageSeries& series : series_) addTotalsOfLog(series, std::nullopt);
   choose();
-  binned_ = std::make_unique<BinnedRun>(originOfBins(), extentSoFar(), shown_, mostMemory_);
+  binned_ = std::make_unique<BinnedRun>(originOfBins(), extentSoFar(), shown_, mostBinMemory_);
   for (PageSeries& series : series_) {
     replay(series, *binned_, std::nullopt);
     series.log.clear();
@@ -173,7 +173,7 @@ void SeriesStore::finish(long long duration) {
 
 void SeriesStore::toBins() {
   if (isBinned()) return;
-  binned_ = std::make_unique<BinnedRun>(originOfBins(), duration_, shown_, mostMemory_);
+  binned_ = std::make_unique<BinnedRun>(originOfBins(), duration_, shown_, mostBinMemory_);
   aggregated_.reset();
   for (PageSeries& series : series_) {
     replay(series, *binned_, duration_);

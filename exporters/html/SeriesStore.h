@@ -17,8 +17,9 @@
 /// is always done in bins.
 class SeriesStore {
  public:
-  /// `mostMemory`: of points as they came, and of bins each, in bytes.
-  explicit SeriesStore(std::size_t mostMemory) : mostMemory_(mostMemory) {}
+  /// In bytes, of points as they came and of bins.
+  SeriesStore(std::size_t mostMemory, std::size_t mostBinMemory)
+      : mostMemory_(mostMemory), mostBinMemory_(mostBinMemory) {}
 
   void setTicksPerSecond(double ticksPerSecond) { ticksPerSecond_ = ticksPerSecond; }
   double ticksPerSecond() const { return ticksPerSecond_; }
@@ -63,6 +64,7 @@ class SeriesStore {
   long long extentSoFar() const;
 
   const std::size_t mostMemory_;
+  const std::size_t mostBinMemory_;
   double ticksPerSecond_ = 1e6;
   std::deque<PageSeries> series_;
   std::deque<PageSeries> aggregates_;
