@@ -176,6 +176,18 @@ class Writer(TavrinTest):
         process.communicate()
         self.assertEqual(Page(self.path("run.html")).text, good.text)
 
+    def test_tables_take_their_part_of_the_page_at_most(self):
+        stream = Stream(1)
+        columns = [stream.define("handle", name="<" * 150, fieldName="<" * 150) for _ in range(20)]
+        for number in range(300):
+            table = stream.define("table", container=1, number=number, title="T", shared=columns)
+            stream.put(type="row", table=table, cells=["<" * 150] * 20)
+        stream.write(self.path("tables.jsonl"))
+        page, output = self.page("tables.jsonl")
+        self.assertGreater(len(page.run["tables"]), 5)
+        self.assertLess(page.size, 3000000 / 4 + 300000)
+        self.assertTrue(any("no room" in line for line in page.run["warnings"]))
+
     def test_few_series_of_many_are_shown(self):
         stream = Stream(2, processes=[{"pid": pid, "name": f"p{pid}", "start": 1, "end": 0}
                                       for pid in range(1, 20001)])

@@ -10,6 +10,15 @@ constexpr std::string_view kNotAvailable = "n/a";
 
 constexpr std::size_t kMostNote = 1000;
 
+/// What the names of its members take in the document, of a table and of one column.
+constexpr std::size_t kTableFrame = 64;
+constexpr std::size_t kColumnFrame = 28;
+
+/// What a text takes in the document.
+std::size_t bytesOf(std::string_view text) {
+  return withoutMarkup(quotedJson(text)).size() + 1;
+}
+
 std::string columnName(const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
   std::string field = handle == nullptr ? "" : pageText(handle->getFieldName());
   if (entity == nullptr || entity->getName().empty()) return field;
@@ -52,13 +61,13 @@ PageTables::Table* PageTables::tableOf(const pwr::TableMessage& message) {
   Table table{.feature = features_[message.getContainerId()],
               .title = pageText(message.getTitle()),
               .notes = notesOf(message.getTextNotes())};
-  std::size_t bytes = table.title.size();
+  std::size_t bytes = kTableFrame + bytesOf(table.feature) + bytesOf(table.title);
   message.forEachCell([&](const pwr::EntityHandle* entity, const pwr::DataHandle* handle) {
     if (bytes_ + bytes >= mostBytes_) return;
     table.columns.push_back({.name = columnName(entity, handle)});
-    bytes += table.columns.back().name.size();
+    bytes += kColumnFrame + bytesOf(table.columns.back().name);
   });
-  for (const std::string& note : table.notes) bytes += note.size();
+  for (const std::string& note : table.notes) bytes += bytesOf(note);
   if (bytes_ + bytes >= mostBytes_) {
     places_.emplace(key, ~std::size_t{0});
     ++tablesLeftOut_;
@@ -77,8 +86,9 @@ void PageTables::addRow(Table& table, const pwr::TableMessage& message) {
     if (place > 0) row += ",";
     row += cellText(handle, message.getField(entity, handle), table.columns[place++]);
   });
-  bytes_ += row.size();
-  table.rows += (table.rows.empty() ? "[" : ",[") + row + "]";
+  row = withoutMarkup(row) + "]";
+  table.rows += (table.rows.empty() ? "[" : ",[") + row;
+  bytes_ += row.size() + 2;
 }
 
 /// A number, a text, or "null".
