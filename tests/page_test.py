@@ -466,6 +466,31 @@ class Binned(TavrinTest):
             self.assertAlmostEqual(total / 100 / others["sum"], 1, 2, number)
             self.assertLessEqual(max(one[1] for one in bins if one), 100.1 * per_step)
 
+    def test_a_process_that_comes_late_and_uses_the_most_is_shown(self):
+        stream = Stream(120)
+        time = stream.define("quantity", kind="other", name="CPU Time", units="ms")
+        pid = stream.define("attribute", name="PID", values="int")
+        used = stream.metric(1, "Process CPU Time", "process", [[None, None]], kind="event",
+                             quantity=time, valueGroup={"name": "Time", "attributes": [pid]})
+        step = SECOND // 1000
+        busiest = 100000
+        for number in range(120000):
+            there = [(1 + number // 10, 0.5)] + ([(busiest, 1.0)] if number >= 117000 else [])
+            stream.put(type="sample", metric=used, time=number * step, elements=[
+                [value, None, None, step, {"attributes": [[pid, one]]}] for one, value in there])
+        stream.write(self.path("processes.jsonl"))
+        page = self.page("processes.jsonl", 200000)
+        self.assertTrue(page.is_binned)
+        (shown,) = [one for one in page.series(role="processTime")
+                    if "aggregate" not in one and page.entity(one)["name"] == f" ({busiest})"]
+        self.assertAlmostEqual(shown["sum"], 3.0, 6)
+        self.assertIs(page.series(role="processTime")[0], shown)
+        self.assertAlmostEqual(sum(one["sum"] for one in page.series(role="processTime")), 63.0, 3)
+        (others,) = [one for one in page.run["series"] if "aggregate" in one]
+        bins = page.value_bins(others, 0)
+        total = sum(one[1] * one[3] for one in bins if one) * page.run["data"]["levels"][0]["binSec"]
+        self.assertAlmostEqual(total / 100 / others["sum"], 1, 2)
+
     def test_a_run_that_outgrows_the_memory_while_it_lasts(self):
         run = BinnedRun(self.path("run.jsonl"), 30000)
         self.check(self.page("run.jsonl", 60000), run)

@@ -92,6 +92,24 @@ void BinnedRun::join(PageSeries& series) {
   series_.push_back(&series);
 }
 
+void BinnedRun::merge(PageSeries& series, PageSeries* target) {
+  std::erase(series_, &series);
+  bytesPerBin_ -= bytesOf(series);
+  if (target != nullptr && series.values != nullptr) {
+    makeBins(*target);
+    for (std::size_t n = 0; n < grid_.capacity(); ++n) {
+      if (!(*series.values)[n].isEmpty()) (*target->values)[n].merge((*series.values)[n]);
+    }
+  }
+  series.values.reset();
+  if (target == nullptr) {
+    std::erase_if(late_, [&](const LatePoint& waiting) { return waiting.series == &series; });
+  }
+  for (LatePoint& waiting : late_) {
+    if (waiting.series == &series) waiting.series = target;
+  }
+}
+
 void BinnedRun::add(PageSeries& series, const PagePoint& point) {
   const long long start = std::max(point.start, grid_.origin());
   const long long end = point.start + point.length;

@@ -18,6 +18,9 @@ class BinnedRun {
   const BinGrid& grid() const { return grid_; }
   /// Gives a further series bins.
   void join(PageSeries& series);
+  /// Adds the bins of the series, which is a part of `target` from now on, to those of `target`.
+  /// They are lost when it is null.
+  void merge(PageSeries& series, PageSeries* target);
   /// Adds a point of known length, or of none, to the bins of the series.
   void add(PageSeries& series, const PagePoint& point);
   /// After the last point: what is too late for the run, which ends at `end`, is left out.

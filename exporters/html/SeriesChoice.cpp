@@ -31,10 +31,6 @@ bool isByUse(MetricRole role) {
   return role >= MetricRole::ProcessTime;
 }
 
-bool isOfProcess(MetricRole role) {
-  return role == MetricRole::ProcessTime || role == MetricRole::ProcessEnergy;
-}
-
 /// Something that never happened, or an unchanging nothing.
 bool isIdleSeries(const PageSeries& series) {
   const SeriesTotals& totals = series.totals;
@@ -79,6 +75,11 @@ std::vector<Candidate> candidatesOf(std::deque<PageSeries>& series) {
 
 }  // namespace
 
+bool isOfProcess(const PageSeries& series) {
+  const MetricRole role = roleOf(series);
+  return role == MetricRole::ProcessTime || role == MetricRole::ProcessEnergy;
+}
+
 const pwr::EntityHandle* packageOf(const pwr::EntityHandle* entity) {
   while (entity != nullptr && entity->getLevel() != "Package") entity = entity->getParent();
   return entity;
@@ -114,8 +115,7 @@ std::vector<PageSeries*> byImportance(std::deque<PageSeries>& series) {
     (taken[role]++ < kPlaces[role] ? ordered : rest).push_back(one.series);
   }
   // Processes are many: beyond their part they come behind all that a machine has but once.
-  std::ranges::stable_partition(rest,
-                                [](const PageSeries* one) { return !isOfProcess(roleOf(*one)); });
+  std::ranges::stable_partition(rest, [](const PageSeries* one) { return !isOfProcess(*one); });
   ordered.insert(ordered.end(), rest.begin(), rest.end());
   return ordered;
 }

@@ -18,6 +18,8 @@ enum class Grouping {
   Kind,  ///< role and unit; of states the metric
 };
 
+/// Whether it tells what a process used.
+bool isOfProcess(const PageSeries& series);
 /// The name of the group that the series belongs to.
 std::string groupOf(const PageSeries& series, Grouping grouping);
 /// The package that the entity is a part of; null for none, or for no entity.

@@ -1,6 +1,8 @@
 #include "exporters/html/SeriesStore.h"
 
 #include <algorithm>
+#include <set>
+#include <utility>
 
 #include "exporters/html/AggregateLog.h"
 
@@ -20,13 +22,29 @@ PageSeries& SeriesStore::make(MetricSeries& metric, const pwr::EntityHandle* ent
   series.kind = kind;
   memory_ += sizeof(PageSeries);
   if (!isBinned()) return series;
-  if (shown_.size() < kMostSeries - kMostAggregates) {
+  if (shown_.size() < kMostSeries - kMostAggregates || giveWayTo(series)) {
     shown_.push_back(&series);
     binned_->join(series);
   } else {
     fold(series);
   }
   return series;
+}
+
+/// Processes come and go: of those that are shown, the one that has used the least becomes a part
+/// of an aggregate. False when there is none.
+bool SeriesStore::giveWayTo(const PageSeries& series) {
+  if (!isOfProcess(series)) return false;
+  PageSeries* least = nullptr;
+  for (PageSeries* const one : shown_) {
+    if (one->metric != series.metric || one->members > 0) continue;
+    if (least == nullptr || one->totals.sum() < least->totals.sum()) least = one;
+  }
+  if (least == nullptr) return false;
+  fold(*least);
+  binned_->merge(*least, least->target);
+  std::erase(shown_, least);
+  return true;
 }
 
 void SeriesStore::take(PageSeries& series, const PagePoint& point) {
@@ -85,6 +103,15 @@ void SeriesStore::choose() {
   grouping_ = groupingFor(folded);
   for (PageSeries* const series : folded) fold(*series);
   for (PageSeries& aggregate : aggregates_) shown_.push_back(&aggregate);
+}
+
+/// Those that came when others were shown already are among them.
+void SeriesStore::orderShown() {
+  const std::set<const PageSeries*> isShown(shown_.begin(), shown_.end());
+  std::vector<PageSeries*> ordered = byImportance(series_);
+  std::erase_if(ordered, [&](const PageSeries* one) { return !isShown.contains(one); });
+  for (PageSeries& aggregate : aggregates_) ordered.push_back(&aggregate);
+  shown_ = std::move(ordered);
 }
 
 void SeriesStore::addTotalsOfLog(PageSeries& series, std::optional<long long> end) const {
@@ -148,6 +175,7 @@ void SeriesStore::finish(long long duration) {
       });
     }
     binned_->finish(duration_);
+    orderShown();
   } else {
     for (PageSeries& series : series_) {
       series.log.sort();

@@ -54,7 +54,9 @@ class SeriesStore {
  private:
   void choose();
   void showAll(const std::vector<PageSeries*>& ordered, std::size_t count);
+  bool giveWayTo(const PageSeries& series);
   void fold(PageSeries& series);
+  void orderShown();
   PageSeries* aggregateOf(const PageSeries& series);
   void addTotalsOfLog(PageSeries& series, std::optional<long long> end) const;
   void replay(PageSeries& series, BinnedRun& bins, std::optional<long long> end);
