@@ -42,14 +42,29 @@ std::vector<Candidate> findCandidates(const std::vector<std::string>& named,
                                       const std::vector<fs::path>& folders) {
   std::vector<Candidate> found;
   found.reserve(named.size());
-  for (const std::string& name : named) found.push_back({pwr::pathFromUtf8(name), true});
-  const auto isFound = [&found](const fs::path& file) {
+  // Links to a file are that file.
+  const auto same = [&found](const fs::path& file) {
+    return std::ranges::find_if(found, [&file](const Candidate& one) {
+      std::error_code error;
+      return fs::equivalent(one.file, file, error);
+    });
+  };
+  for (const std::string& name : named) {
+    const fs::path file = pwr::pathFromUtf8(name);
+    if (same(file) == found.end()) found.push_back({file, true});
+  }
+  const auto hasNameOfFound = [&found](const fs::path& file) {
     return std::ranges::any_of(
         found, [&file](const Candidate& one) { return one.file.filename() == file.filename(); });
   };
   for (const fs::path& folder : folders) {
     for (const fs::path& file : sortedPlugins(folder)) {
-      if (!isFound(file)) found.push_back({file, false});
+      if (hasNameOfFound(file)) continue;
+      if (const auto one = same(file); one != found.end()) {
+        one->file = file;
+      } else {
+        found.push_back({file, false});
+      }
     }
   }
   return found;

@@ -188,6 +188,25 @@ class Writer(TavrinTest):
         self.assertLess(page.size, 3000000 / 4 + 300000)
         self.assertTrue(any("no room" in line for line in page.run["warnings"]))
 
+    def test_states_beyond_those_with_names_are_one(self):
+        states, samples = 5000, 3
+        stream = Stream(samples)
+        cpu = cpus(stream, 1)[1][0]
+        descriptors = [stream.define("descriptor", name=f"S{number}") for number in range(states)]
+        idle = stream.metric(1, "CPU C-State", "core-cstate", [[cpu, one] for one in descriptors],
+                             kind="residency", quantity=0)
+        for at in range(samples):
+            stream.sample(idle, at, [(1000 + at, cpu, one, 1) for one in descriptors])
+        stream.write(self.path("states.jsonl"))
+        page, _ = self.page("states.jsonl")
+        (series,) = page.series(metric="CPU C-State")
+        points = page.points(series)
+        self.assertEqual(len(points), samples)
+        for at, (_, _, ticks) in enumerate(points):
+            named = sum(1 for name in ticks if name.startswith("S"))
+            self.assertGreater(named, 1000)
+            self.assertEqual(ticks["others"], (states - named) * (1000 + at))
+
     def test_few_series_of_many_are_shown(self):
         stream = Stream(2, processes=[{"pid": pid, "name": f"p{pid}", "start": 1, "end": 0}
                                       for pid in range(1, 20001)])

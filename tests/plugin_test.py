@@ -32,6 +32,13 @@ class Plugins(TavrinTest):
                     os.remove(self.path(name))
         self.run_tavrin("report", "--plugin", PROBE, "-w", "every", "-o", "run", STREAM)
         self.assertTrue({"run.csv", "run.ztbin", "run.probe"} < set(self.files()), self.files())
+        for name, target in (("probe", PROBE), ("own", f"{BINARIES}/libtavrin_writers.so")):
+            link = self.path(f"{name}.so")
+            os.symlink(target, link)
+            twice = ("--plugin", link, "--plugin", link, "--plugin", target)
+            self.assertIn(f"Of {target}", self.run_tavrin("list", "writers", *twice).stdout.replace(
+                link, target))
+            os.remove(link)
         self.run_tavrin("report", "--plugin", PROBE, "-w", "all", "-o", "own/run", STREAM)
         self.assertNotIn("run.probe", os.listdir(self.path("own")))
 

@@ -24,7 +24,7 @@ std::uint32_t TextNumbers::numberOf(std::string_view text) {
   if (const auto found = numbers_.find(shown_); found != numbers_.end()) return found->second;
   if (texts_.size() >= kMostTexts || bytes_ + shown_.size() > kMostTextBytes) {
     isFull_ = true;
-    shown_ = "others";
+    shown_ = kOthers;
   }
   bytes_ += shown_.size();
   const auto [place, isNew] =

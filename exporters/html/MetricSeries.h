@@ -21,8 +21,12 @@ class TextNumbers {
   std::uint32_t numberOf(std::string_view text);
   const std::vector<std::string>& texts() const { return texts_; }
   bool isFull() const { return isFull_; }
+  /// Whether it is the number of all texts that have none of their own.
+  bool isShared(std::uint32_t number) const { return isFull_ && texts_[number] == kOthers; }
 
  private:
+  static constexpr std::string_view kOthers = "others";
+
   std::vector<std::string> texts_;
   std::unordered_map<std::string, std::uint32_t> numbers_;
   std::string shown_;

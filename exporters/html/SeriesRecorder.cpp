@@ -157,9 +157,13 @@ void SeriesRecorder::addResidency(MetricSeries& metric, const pwr::DataElement& 
                                   PagePoint& point) {
   PageSeries& series = seriesOf(metric, element, &MetricSeries::Slot::value, SeriesKind::States);
   const pwr::DataDescriptor* const descriptor = element.getDescriptor();
-  const std::size_t state =
+  const std::uint32_t state =
       metric.states.numberOf(descriptor == nullptr ? metric.metric->name : descriptor->getName());
   const bool isTold = state < series.gathered.size() && !std::isnan(series.gathered[state]);
+  if (isTold && metric.states.isShared(state)) {
+    series.gathered[state] += point.value;
+    return;
+  }
   if (!series.gathered.empty() && (isTold || series.gatheredLength != point.length)) {
     endResidency(series, point.start);
   }
