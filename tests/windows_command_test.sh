@@ -25,6 +25,12 @@ done
 grep -q "^tavrin: wrote .*recorded.csv" log || fail "the files are not listed: $(cat log)"
 rm -- *
 
+echo "== every plugin library beside the command takes part"
+"${tavrin[@]}" report -w every -o every "$data/recorded.jsonl" 2>log
+grep -q "warning" log && fail "it is not quiet: $(cat log)"
+[ -s every.pftrace ] && [ -s every.csv ] || fail "something is missing"
+rm -- *
+
 echo "== names in any script"
 mkdir Größe
 cp "$data/recorded.jsonl" Größe/日本.jsonl
@@ -41,6 +47,7 @@ grep -q "Summary: " printed || fail "nothing is printed"
 echo "== list and exit statuses"
 "${tavrin[@]}" list >listed
 grep -q "^  sum  *BASE\.csv " listed || fail "the summary writer is not listed"
+grep -q "^Of .*tavrin_exporters\.dll:" listed || fail "the exporters are not listed: $(cat listed)"
 grep -q "live collection is available on Linux only" listed || fail "features are not explained"
 for case in "2 record" "2 report --nonsense" "1 report no-such.jsonl" \
   "2 report -o folder/ $data/recorded.jsonl"; do

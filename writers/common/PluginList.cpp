@@ -14,7 +14,7 @@ WriterPluginList* makePluginList(std::initializer_list<Plugin*> writers) {
   list->count = static_cast<std::int32_t>(writers.size());
   // At least one place: that of a list without writers is not mistaken for a failure.
   list->plugins =
-      static_cast<Plugin**>(std::calloc(std::max<std::size_t>(writers.size(), 1), sizeof(Plugin*)));
+      static_cast<Plugin**>(std::calloc(std::max<std::size_t>(writers.size(), 1), sizeof(void*)));
   if (list->plugins == nullptr) {
     for (Plugin* const writer : writers) delete writer;
     std::free(list);
