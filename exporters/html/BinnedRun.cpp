@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr std::size_t kMostBins = 16384;
+constexpr std::size_t kMostBins = 8192;
 constexpr std::size_t kLeastCapacity = 64;
 
 /// The weight of a value without a length, in ticks: it counts where nothing else is.
