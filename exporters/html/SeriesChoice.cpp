@@ -115,7 +115,8 @@ std::vector<PageSeries*> byImportance(std::deque<PageSeries>& series) {
     (taken[role]++ < kPlaces[role] ? ordered : rest).push_back(one.series);
   }
   // Processes are many: beyond their part they come behind all that a machine has but once.
-  std::ranges::stable_partition(rest, [](const PageSeries* one) { return !isOfProcess(*one); });
+  std::stable_partition(rest.begin(), rest.end(),
+                        [](const PageSeries* one) { return !isOfProcess(*one); });
   ordered.insert(ordered.end(), rest.begin(), rest.end());
   return ordered;
 }
