@@ -23,7 +23,7 @@
 
 /// Has the sanitizer refuse memory as the system does, where it would end the process.
 extern "C" __attribute__((visibility("default"))) const char*
-__asan_default_options() {  // NOLINT(bugprone-reserved-identifier): the sanitizer's
+__asan_default_options() {  // NOLINT(clang-diagnostic-reserved-identifier): the sanitizer's
   return "allocator_may_return_null=1";
 }
 
