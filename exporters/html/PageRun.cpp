@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 
 #include "exporters/html/PageDocument.h"
 #include "writers/common/TextLog.h"
+#include "writers/common/TimeScale.h"
 
 namespace {
 
@@ -39,8 +39,7 @@ int PageRun::write(const pwr::SystemMessage& message) {
   constexpr double kMicrosecondsPerSecond = 1e6;
   system_ = message.getSystemMetadata();
   const float clock = system_->getTscFrequencyMHz();
-  const bool isUsable = std::isfinite(clock) && clock > 0.0F;
-  store_.setTicksPerSecond((isUsable ? static_cast<double>(clock) : 1.0) * kMicrosecondsPerSecond);
+  store_.setTicksPerSecond(usableTicksPerMicrosecond(clock) * kMicrosecondsPerSecond);
   recorder_.setStart(system_->getCollectionStartTimestamp());
   tables_.setTicksPerMicrosecond(clock);
   return 0;

@@ -95,10 +95,7 @@ void PageTables::addRow(Table& table, const pwr::TableMessage& message) {
 std::string PageTables::cellText(const pwr::DataHandle* handle, const pwr::Data* cell,
                                  Column& column) const {
   pwr::Data value = cell == nullptr ? pwr::Data() : *cell;
-  if (handle != nullptr && scale_.appliesTo(handle)) {
-    const pwr::Data scaled = scale_.milliseconds(value);
-    if (scaled.getType() != pwr::DataType::None) value = scaled;
-  }
+  if (handle != nullptr) value = scale_.shown(handle, value);
   double number = 0.0;
   if (value.toReal(number) == 0) {
     column.hasNumbers = true;

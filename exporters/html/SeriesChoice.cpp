@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <map>
+#include <numeric>
 #include <set>
 #include <tuple>
 
@@ -12,6 +13,8 @@ namespace {
 /// How many series of each role are certain of a place, in the order of `MetricRole`. Together they
 /// are what is left beside the aggregates.
 constexpr std::array<std::size_t, 10> kPlaces{24, 44, 16, 44, 24, 12, 24, 8, 12, 0};
+static_assert(std::accumulate(kPlaces.begin(), kPlaces.end(), std::size_t{0}) ==
+              kMostSeries - kMostAggregates);
 
 /// So many series of a metric come before those of the next one, and then as many again.
 constexpr std::size_t kTurn = 8;

@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t kMostOwners = 16384;
 
 /// The attributes that tell the name of a process, of samples and of events.
-constexpr std::array<std::string_view, 2> kNameAttributes{"Process", "Name"};
+constexpr std::array<std::string_view, 2> kNameAttributes{pwr::kProcessAttribute, "Name"};
 
 /// The middle of a range; NaN for what is none.
 double middleOf(const pwr::Data& value) {

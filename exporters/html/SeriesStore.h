@@ -53,7 +53,6 @@ class SeriesStore {
 
  private:
   void choose();
-  void showAll(const std::vector<PageSeries*>& ordered, std::size_t count);
   bool giveWayTo(const PageSeries& series);
   void fold(PageSeries& series);
   void orderShown();

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "writers/common/TimeScale.h"
 #include "writers/host/SystemMetadata.h"
 
 namespace pftrace {
@@ -14,9 +15,8 @@ class TraceClock {
   TraceClock() = default;
   explicit TraceClock(const pwr::SystemMetadata& system)
       : wholeMHz_(system.getTimestampClockFrequencyMHz()),
-        start_(system.getCollectionStartTimestamp()) {
-    if (wholeMHz_ == 0 && system.getTscFrequencyMHz() > 0.0F) mhz_ = system.getTscFrequencyMHz();
-  }
+        mhz_(usableTicksPerMicrosecond(system.getTscFrequencyMHz())),
+        start_(system.getCollectionStartTimestamp()) {}
 
   /// When the collection began, in ticks.
   unsigned long long start() const { return start_; }
@@ -32,10 +32,7 @@ class TraceClock {
   }
   /// Whether readers of traces can know such a time.
   bool isInRange(unsigned long long ticks) const { return nanoseconds(ticks) < kMost; }
-  double seconds(unsigned long long ticks) const {
-    const double mhz = wholeMHz_ == 0 ? mhz_ : static_cast<double>(wholeMHz_);
-    return static_cast<double>(ticks) / mhz / 1e6;
-  }
+  double seconds(unsigned long long ticks) const { return static_cast<double>(ticks) / mhz_ / 1e6; }
 
  private:
   // Readers keep times as signed numbers, and add lengths to them.
@@ -47,7 +44,7 @@ class TraceClock {
   }
 
   unsigned int wholeMHz_ = 0;
-  double mhz_ = 1.0;  // where the whole number is 0
+  double mhz_ = 1.0;
   unsigned long long start_ = 0;
 };
 

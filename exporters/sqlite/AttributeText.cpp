@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "hostcommon/DataVisit.h"
 #include "hostcommon/Utf8Text.h"
 #include "writers/common/EventAttributes.h"
 #include "writers/host/Attribute.h"
@@ -19,8 +20,8 @@ class JsonObject {
   void add(const std::string& name, const pwr::Data& value) {
     if (isEmpty_) writer_.StartObject();
     isEmpty_ = false;
-    addText(name);
-    addValue(value);
+    addValue(name);
+    pwr::visitData(value, [this](const auto& one) { addValue(one); });
   }
   /// Appends the object to `text`, if anything was added.
   void endInto(std::string& text) {
@@ -30,36 +31,13 @@ class JsonObject {
   }
 
  private:
-  void addText(const std::string& text) {
+  void addValue(std::nullptr_t) { writer_.Null(); }
+  void addValue(long long number) { writer_.Int64(number); }
+  void addValue(unsigned long long number) { writer_.Uint64(number); }
+  void addValue(double number) { std::isfinite(number) ? writer_.Double(number) : writer_.Null(); }
+  void addValue(const std::string& text) {
     const std::string valid = pwr::validUtf8(text);
     writer_.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
-  }
-
-  void addValue(const pwr::Data& value) {
-    long long integer = 0;
-    unsigned long long natural = 0;
-    double real = 0.0;
-    std::string text;
-    switch (value.getType()) {
-      case pwr::DataType::None:
-        writer_.Null();
-        return;
-      case pwr::DataType::Int:
-        value.toInt(integer);
-        writer_.Int64(integer);
-        return;
-      case pwr::DataType::UInt:
-        value.toUInt(natural);
-        writer_.Uint64(natural);
-        return;
-      case pwr::DataType::Real:
-        value.toReal(real);
-        std::isfinite(real) ? writer_.Double(real) : writer_.Null();
-        return;
-      default:
-        value.toString(text);
-        addText(text);
-    }
   }
 
   rapidjson::StringBuffer buffer_;

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "hostcommon/DataVisit.h"
 #include "hostcommon/Utf8Text.h"
 
 namespace sqlite {
@@ -65,26 +66,7 @@ void Insertion::bindCell(int place, const std::string& text) {
 }
 
 void Insertion::bindCell(int place, const pwr::Data& value) {
-  long long integer = 0;
-  unsigned long long natural = 0;
-  double real = 0.0;
-  std::string text;
-  switch (value.getType()) {
-    case pwr::DataType::None:
-      return bind(place, nullptr);
-    case pwr::DataType::Int:
-      value.toInt(integer);
-      return bindCell(place, integer);
-    case pwr::DataType::UInt:
-      value.toUInt(natural);
-      return bindCell(place, natural);
-    case pwr::DataType::Real:
-      value.toReal(real);
-      return bind(place, real);
-    default:
-      value.toString(text);
-      return bindCell(place, text);
-  }
+  pwr::visitData(value, [&](const auto& one) { bindCell(place, one); });
 }
 
 }  // namespace sqlite

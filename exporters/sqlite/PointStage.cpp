@@ -3,17 +3,13 @@
 #include <algorithm>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 #include "exporters/sqlite/AttributeText.h"
+#include "hostcommon/DataVisit.h"
 #include "hostcommon/Utf8Text.h"
 
 namespace sqlite {
-
-namespace {
-
-constexpr std::uint64_t kLargest = std::numeric_limits<std::int64_t>::max();
-
-}  // namespace
 
 void PointStage::insert() {
   std::ranges::sort(order_);
@@ -58,37 +54,19 @@ PointStage::Cell PointStage::textFrom(std::size_t start) {
               isLong};
 }
 
-/// No duration is nothing.
-PointStage::Cell PointStage::cellOf(unsigned long long ticks) {
-  if (ticks == 0) return nullptr;
-  return cellOf(pwr::Data(ticks));
+PointStage::Cell PointStage::cellOf(unsigned long long number) {
+  if (std::in_range<std::int64_t>(number)) return static_cast<std::int64_t>(number);
+  return cellOf(std::to_string(number));
 }
 
-PointStage::Cell PointStage::cellOf(const pwr::Data& value) {
-  long long integer = 0;
-  unsigned long long natural = 0;
-  double real = 0.0;
-  switch (value.getType()) {
-    case pwr::DataType::None:
-      return nullptr;
-    case pwr::DataType::Real:
-      value.toReal(real);
-      return real;
-    case pwr::DataType::Int:
-      value.toInt(integer);
-      return std::int64_t{integer};
-    case pwr::DataType::UInt:
-      value.toUInt(natural);
-      if (natural <= kLargest) return static_cast<std::int64_t>(natural);
-      break;
-    default:
-      break;
-  }
-  std::string text;
-  value.toString(text);
+PointStage::Cell PointStage::cellOf(const std::string& text) {
   const std::size_t start = texts_.size();
   texts_ += pwr::validUtf8(text);
   return textFrom(start);
+}
+
+PointStage::Cell PointStage::valueOf(const pwr::DataElement& element) {
+  return pwr::visitData(*element.getValue(), [this](const auto& one) { return cellOf(one); });
 }
 
 PointStage::Cell PointStage::attributesOf(const pwr::DataElement& element) {

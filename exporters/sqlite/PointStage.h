@@ -27,8 +27,9 @@ class PointStage {
   /// time apart.
   void add(std::uint32_t series, std::int64_t time, std::int64_t sequence,
            const pwr::DataElement& element) {
-    points_.push_back({time, sequence, cellOf(element.getDuration()), cellOf(*element.getValue()),
-                       attributesOf(element)});
+    const unsigned long long duration = element.getDuration();
+    points_.push_back({time, sequence, duration == 0 ? Cell(nullptr) : cellOf(duration),
+                       valueOf(element), attributesOf(element)});
     order_.push_back(std::uint64_t{series} << kSeriesShift | order_.size());
     if (order_.size() == kMostPoints || texts_.size() > kMostTexts) insert();
   }
@@ -55,8 +56,12 @@ class PointStage {
     Cell attributes;
   };
 
-  Cell cellOf(unsigned long long ticks);
-  Cell cellOf(const pwr::Data& value);
+  Cell cellOf(std::nullptr_t) { return nullptr; }
+  Cell cellOf(long long number) { return std::int64_t{number}; }
+  Cell cellOf(unsigned long long number);
+  Cell cellOf(double number) { return number; }
+  Cell cellOf(const std::string& text);
+  Cell valueOf(const pwr::DataElement& element);
   Cell attributesOf(const pwr::DataElement& element);
   Cell textFrom(std::size_t start);
   void bind(Insertion& row, int place, const Cell& cell) const;

@@ -1,11 +1,11 @@
 #include "exporters/sqlite/SqliteRun.h"
 
 #include <cerrno>
-#include <cmath>
 
 #include "exporters/sqlite/Schema.h"
 #include "exporters/sqlite/SystemTables.h"
 #include "hostcommon/Platform.h"
+#include "writers/common/TimeScale.h"
 
 namespace sqlite {
 
@@ -37,6 +37,7 @@ bool SqliteRun::create(const std::string& path) {
 
 int SqliteRun::write(const pwr::SystemMessage& message) {
   system_ = message.getSystemMetadata();
+  tables_->setTicksPerMicrosecond(system_->getTscFrequencyMHz());
   return 0;
 }
 
@@ -56,7 +57,7 @@ int SqliteRun::write(const pwr::Metric& metric) {
 }
 
 int SqliteRun::write(const pwr::TableMessage& message) {
-  tables_->add(message, ticksPerMicrosecond());
+  tables_->add(message);
   return 0;
 }
 
@@ -87,10 +88,8 @@ std::uint64_t SqliteRun::start() {
   return *start_;
 }
 
-/// As the report takes it: anything but a positive finite frequency is 1.
 double SqliteRun::ticksPerMicrosecond() const {
-  const float frequency = system_ == nullptr ? 0.0F : system_->getTscFrequencyMHz();
-  return std::isfinite(frequency) && frequency > 0.0F ? static_cast<double>(frequency) : 1.0;
+  return usableTicksPerMicrosecond(system_ == nullptr ? 0.0F : system_->getTscFrequencyMHz());
 }
 
 }  // namespace sqlite

@@ -30,18 +30,6 @@ std::optional<std::string> below(const pwr::TextNotes* notes) {
   return notesText(notes, &pwr::TextNotes::getPostTableNotes);
 }
 
-bool isShownInMilliseconds(const pwr::DataHandle* handle) {
-  return pwr::isTime(handle->getQuantity()) && !pwr::showsTicks();
-}
-
-/// A number or a range of ticks, or what is no time at all.
-pwr::Data inMilliseconds(pwr::Data cell, double ticksPerMillisecond) {
-  double ticks = 0.0;
-  if (cell.toReal(ticks) == 0) return pwr::Data(ticks / ticksPerMillisecond);
-  cell.multiplyValue(1.0 / ticksPerMillisecond);
-  return cell;
-}
-
 }  // namespace
 
 SummaryTables::SummaryTables(Database& database)
@@ -51,12 +39,11 @@ void SummaryTables::add(const pwr::MetricContainerInfoMessage& container) {
   containers_[container.getContainerId()] = container.getDescription();
 }
 
-void SummaryTables::add(const pwr::TableMessage& table, double ticksPerMicrosecond) {
-  constexpr double kMicrosecondsPerMillisecond = 1e3;
+void SummaryTables::add(const pwr::TableMessage& table) {
   Table& known = find(table);
   if (table.getTableMessageType() == pwr::TableMessageType::Definition) return;
   ++known.rows;
-  addRow(table, known, ticksPerMicrosecond * kMicrosecondsPerMillisecond);
+  addRow(table, known);
 }
 
 SummaryTables::Table& SummaryTables::find(const pwr::TableMessage& table) {
@@ -83,17 +70,16 @@ void SummaryTables::describe(const pwr::TableMessage& table, std::int64_t number
 }
 
 /// The cells of a row that has more of them than its table stand behind the last column.
-void SummaryTables::addRow(const pwr::TableMessage& table, const Table& known,
-                           double ticksPerMillisecond) {
-  std::vector<bool> isScaled;
+void SummaryTables::addRow(const pwr::TableMessage& table, const Table& known) {
+  std::vector<const pwr::DataHandle*> handles;
   table.forEachCell([&](const pwr::EntityHandle* /*entity*/, const pwr::DataHandle* handle) {
-    isScaled.push_back(isShownInMilliseconds(handle));
+    handles.push_back(handle);
   });
   std::size_t position = 0;
   for (const pwr::Data& cell : table.getCells()) {
-    const bool scales = position < isScaled.size() && isScaled[position];
-    cells_.add(known.number, known.rows, ++position,
-               scales ? inMilliseconds(cell, ticksPerMillisecond) : cell);
+    const bool hasColumn = position < handles.size();
+    const pwr::Data shown = hasColumn ? scale_.shown(handles[position], cell) : cell;
+    cells_.add(known.number, known.rows, ++position, shown);
   }
 }
 

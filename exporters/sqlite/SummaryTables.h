@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "exporters/sqlite/Database.h"
+#include "writers/common/TimeScale.h"
 #include "writers/host/MetricContainerInfoMessage.h"
 #include "writers/host/TableMessage.h"
 
@@ -17,8 +18,9 @@ class SummaryTables {
 
   /// What was told last of a container holds.
   void add(const pwr::MetricContainerInfoMessage& container);
+  void setTicksPerMicrosecond(float told) { scale_.setTicksPerMicrosecond(told); }
   /// Times become milliseconds where the report shows them so.
-  void add(const pwr::TableMessage& table, double ticksPerMicrosecond);
+  void add(const pwr::TableMessage& table);
   /// Inserts the containers.
   void write();
 
@@ -30,10 +32,11 @@ class SummaryTables {
 
   Table& find(const pwr::TableMessage& table);
   void describe(const pwr::TableMessage& table, std::int64_t number);
-  void addRow(const pwr::TableMessage& table, const Table& known, double ticksPerMillisecond);
+  void addRow(const pwr::TableMessage& table, const Table& known);
 
   Database& database_;
   Insertion cells_;
+  TimeScale scale_;
   std::map<std::pair<unsigned int, unsigned int>, Table> tables_;       // by container and table id
   std::map<unsigned int, pwr::MetricContainerDescription> containers_;  // by id
 };

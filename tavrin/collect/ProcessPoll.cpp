@@ -58,7 +58,7 @@ std::string ProcessPoll::open(const SysRoot& root) {
   }
   for (const int pid : pids_) meet(pid);
   using Type = pwr::AttributeType;
-  for (const auto& [name, type] : {std::pair{std::string("Process"), Type::String},
+  for (const auto& [name, type] : {std::pair{std::string(pwr::kProcessAttribute), Type::String},
                                    {std::string(pwr::kPidAttribute), Type::Int},
                                    {std::string(pwr::kTidAttribute), Type::Int}}) {
     attributes_.push_back(pwr::Attribute::create(name, nullptr, type));

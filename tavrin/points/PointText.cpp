@@ -6,7 +6,10 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <concepts>
+#include <cstddef>
 
+#include "hostcommon/DataVisit.h"
 #include "hostcommon/NumberText.h"
 #include "hostcommon/Utf8Text.h"
 
@@ -62,27 +65,26 @@ void appendNumber(std::string& out, double number, PointFormat format) {
   }
 }
 
+namespace {
+
+void appendCell(std::string& out, std::nullptr_t, PointFormat format) {
+  appendNothing(out, format);
+}
+template <std::integral Whole>
+void appendCell(std::string& out, Whole number, PointFormat /*format*/) {
+  appendWhole(out, number);
+}
+void appendCell(std::string& out, double number, PointFormat format) {
+  appendNumber(out, number, format);
+}
+void appendCell(std::string& out, const std::string& text, PointFormat format) {
+  appendText(out, text, format);
+}
+
+}  // namespace
+
 void appendValue(std::string& out, const pwr::Data& value, PointFormat format) {
-  long long integer = 0;
-  unsigned long long natural = 0;
-  double real = 0.0;
-  std::string text;
-  switch (value.getType()) {
-    case pwr::DataType::None:
-      return appendNothing(out, format);
-    case pwr::DataType::Int:
-      value.toInt(integer);
-      return appendWhole(out, integer);
-    case pwr::DataType::UInt:
-      value.toUInt(natural);
-      return appendWhole(out, natural);
-    case pwr::DataType::Real:
-      value.toReal(real);
-      return appendNumber(out, real, format);
-    default:
-      value.toString(text);
-      return appendText(out, text, format);
-  }
+  pwr::visitData(value, [&](const auto& one) { appendCell(out, one, format); });
 }
 
 void appendSeconds(std::string& out, long long nanoseconds) {

@@ -69,7 +69,7 @@ test("further series of a role are lanes of their own; every series of states or
   assert.equal(find(order, "CPU0").parts.idle.metric, "Core C-State", "known for longer");
   order.fold(find(order, "CPU0"));
   assert.deepEqual(labels(order.rows("")).slice(0, 2), ["CPU0", "  CPU Idle State"]);
-  assert.deepEqual([...shownInLanes(run)].map(({ index }) => index).sort(), [0, 1, 2]);
+  assert.deepEqual([...shownInLanes(lanesOf(run))].map(({ index }) => index).sort(), [0, 1, 2]);
 });
 
 test("a process has the lane of its lifetime and use; many are folded behind the first", () => {

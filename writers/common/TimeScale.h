@@ -7,16 +7,20 @@
 #include "writers/host/Quantity.h"
 #include "writers/host/TableMessage.h"
 
+/// The frequency of a clock as writers count with it: anything but a positive finite number is 1.
+inline double usableTicksPerMicrosecond(float told) {
+  return std::isfinite(told) && told > 0.0F ? static_cast<double>(told) : 1.0;
+}
+
 /// How summary tables show times: they arrive in ticks of the timestamp clock and are written in
 /// milliseconds, unless the environment asks for ticks. A column is one of times when its own
 /// handle says so; the quantity of the table does not decide, because the table has a column that
 /// names its rows as well.
 class TimeScale {
  public:
-  /// The clock's frequency; anything but a positive finite number counts as 1.
+  /// The clock's frequency, as it was told.
   void setTicksPerMicrosecond(float ticksPerMicrosecond) {
-    const bool usable = std::isfinite(ticksPerMicrosecond) && ticksPerMicrosecond > 0.0F;
-    ticksPerMillisecond_ = (usable ? static_cast<double>(ticksPerMicrosecond) : 1.0) * 1000.0;
+    ticksPerMillisecond_ = usableTicksPerMicrosecond(ticksPerMicrosecond) * 1000.0;
   }
 
   /// Whether the column's times are written in milliseconds.
@@ -38,6 +42,13 @@ class TimeScale {
     if (!appliesTo(handle)) return;
     const pwr::Data* const cell = table.getField(entity, handle);
     if (cell != nullptr) milliseconds(*cell).toFormattedString(text);
+  }
+
+  /// The cell of the column as tables have it: a time in milliseconds, and all else as it is.
+  pwr::Data shown(const pwr::DataHandle* handle, const pwr::Data& cell) const {
+    if (!appliesTo(handle)) return cell;
+    const pwr::Data scaled = milliseconds(cell);
+    return scaled.getType() == pwr::DataType::None ? cell : scaled;
   }
 
   /// A cell that is a time, or a range of times, in milliseconds. None when it is a text.

@@ -12,6 +12,8 @@ namespace pwr {
 /// An event that belongs to a process or a thread says so with an integer attribute of this name.
 inline constexpr std::string_view kPidAttribute = "PID";
 inline constexpr std::string_view kTidAttribute = "TID";
+/// A sample of what a process used has its name as a text attribute of this name.
+inline constexpr std::string_view kProcessAttribute = "Process";
 
 /// What a process ran until an exec replaced it at `endTime`, in ticks of the timestamp clock.
 struct ProcessImage {

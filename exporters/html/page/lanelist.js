@@ -257,15 +257,15 @@ export const seriesOf = ({ parts }) => [parts.task, parts.idle, parts.cpuTime, p
   parts.states, parts.events, parts.processTime, parts.processEnergy].flatMap((one) => one ?? []);
 
 /**
- * The series that lanes draw; the others are for the line plots.
- * @param {Run} run @returns {Set<Series>}
+ * The series that the lanes draw; the others are for the line plots.
+ * @param {Lane[]} lanes @returns {Set<Series>}
  */
-export function shownInLanes(run) {
+export function shownInLanes(lanes) {
   const found = new Set();
   const gather = (/** @type {Lane} */ lane) => {
     for (const series of seriesOf(lane)) found.add(series);
     lane.children.forEach(gather);
   };
-  lanesOf(run).forEach(gather);
+  lanes.forEach(gather);
   return found;
 }

@@ -6,7 +6,7 @@ import { byId, element } from "./dom.js";
 import { createReadout } from "./hover.js";
 import { createLaneDrawing } from "./lanedrawing.js";
 import { attachLaneActions } from "./laneactions.js";
-import { lanesOf } from "./lanelist.js";
+import { lanesOf, shownInLanes } from "./lanelist.js";
 import { createLaneOrder } from "./laneorder.js";
 import { emptyCanvas, makeRow, sizeCanvas } from "./lanerow.js";
 import { createLaneTools } from "./lanetools.js";
@@ -178,7 +178,7 @@ function followView(view, root, rows, axis, tools, painting, readout) {
 
 /**
  * Fills `#lane-tools`, `#axis`, `#lanes` and `#readout`, draws what is on the screen, and goes on
- * doing so as the view changes.
+ * doing so as the view changes. Returns the series that the lanes draw.
  * @param {Run} run @param {View} view
  */
 export function createLanes(run, view) {
@@ -188,7 +188,9 @@ export function createLanes(run, view) {
   root.setAttribute("aria-label", "Lanes: arrows choose one, and move through time");
   const list = element("div", { role: "rowgroup" });
   root.append(list);
-  const order = createLaneOrder(lanesOf(run));
+  const lanes = lanesOf(run);
+  const inLanes = shownInLanes(lanes);
+  const order = createLaneOrder(lanes);
   const rows = createRows(list, order);
   const axis = createAxis(view);
   const painting = createPainting(run, view, list, rows, axis);
@@ -197,4 +199,5 @@ export function createLanes(run, view) {
     event.clientX < root.getBoundingClientRect().left + axis.gutter() });
   attachLaneActions(root, order, view, rows, readout);
   followView(view, root, rows, axis, createLaneTools(order, view), painting, readout);
+  return inLanes;
 }

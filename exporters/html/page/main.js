@@ -41,9 +41,9 @@ async function showPicture(json) {
   const view = createView(run);
   view.setDark(isDark());
   onTheme = (dark) => view.setDark(dark);
-  createLanes(run, view);
+  const inLanes = createLanes(run, view);
   performance.mark("tavrin-lanes");
-  attempt("The line plots", () => createPlots(run, view));
+  attempt("The line plots", () => createPlots(run, view, inLanes));
   attempt("The legend", () => showLegend(run, view));
   attempt("The sums of the visible window", () => createWindowPanels(run, view));
   attempt("The printed page", () => followPrinting(view));

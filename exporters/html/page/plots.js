@@ -2,7 +2,6 @@
 // are drawn, one per frame, after the lanes.
 
 import { byId, element, shown } from "./dom.js";
-import { shownInLanes } from "./lanelist.js";
 import { attachNavigation } from "./navigate.js";
 import { drawPlot, makePlot, tellValue } from "./plot.js";
 import { formatNumber } from "./units.js";
@@ -95,11 +94,10 @@ function placeGroups(plots) {
 }
 
 /**
- * @param {Run} run
- * @param {View} view
+ * @param {Run} run @param {View} view
+ * @param {Set<import("./model.js").Series>} inLanes series that need no plot
  */
-export function createPlots(run, view) {
-  const inLanes = shownInLanes(run);
+export function createPlots(run, view, inLanes) {
   const plots = run.series.filter((series) => series.kind === "value" && !inLanes.has(series))
     .map(makePlot);
   const power = plots.filter(({ series }) => series.role === "power");
