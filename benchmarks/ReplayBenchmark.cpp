@@ -51,7 +51,7 @@ class Samples {
     frequency_ = std::make_unique<pwr::Metric>(pwr::createMetric(std::move(speed)));
   }
 
-  void write(tavrin::MessageSink& sink, unsigned int sample) {
+  void write(pwr::MessageSink& sink, unsigned int sample) {
     fill(*residency_, sample, [&](unsigned int n) {
       return pwr::Data((sample * 7919ULL + n * 104729ULL) % (kTicksPerSample / kStates));
     });

@@ -1,5 +1,5 @@
 #include "exporters/perfetto/PerfettoWriter.h"
-#include "writers/common/PluginList.h"
+#include "writers/host/WriterPluginList.h"
 
 #if defined(PW_EXPORTER_HTML)
 #include "exporters/html/HtmlWriter.h"

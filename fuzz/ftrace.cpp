@@ -2,15 +2,15 @@
 // refused is refused with a cause.
 
 #include "fuzz/FuzzTarget.h"
-#include "tavrin/common/MessageSink.h"
+#include "hostcommon/session/MessageSink.h"
+#include "hostcommon/summary/SummaryTables.h"
 #include "tavrin/import/FtraceImport.h"
 #include "tavrin/platform/InputFile.h"
-#include "tavrin/summary/SummaryTables.h"
 
 namespace {
 
 /// Adds up, and demands what writers rely on.
-class Totals : public tavrin::MessageSink {
+class Totals : public pwr::MessageSink {
  public:
   void system(const pwr::SystemMetadata& metadata) override { metadata_ = &metadata; }
   void metric(pwr::Metric& metric) override {
@@ -35,7 +35,7 @@ class Totals : public tavrin::MessageSink {
 
  private:
   const pwr::SystemMetadata* metadata_ = nullptr;
-  tavrin::SummaryTables tables_;
+  pwr::SummaryTables tables_;
 };
 
 }  // namespace

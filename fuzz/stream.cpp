@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "fuzz/FuzzTarget.h"
-#include "tavrin/PluginLibraries.h"
-#include "tavrin/Session.h"
+#include "hostcommon/session/PluginLibraries.h"
+#include "hostcommon/session/Session.h"
 #include "tavrin/platform/InputFile.h"
 #include "tavrin/stream/StreamReader.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 void replay(const std::vector<WriterPlugin*>& writers) {
   tavrin::InputFile input("input.jsonl");
-  tavrin::Session session(writers);
+  pwr::Session session(writers);
   session.beforeSystem([&] { session.open("run", false); });
   tavrin::StreamReader reader(input, session);
   std::string error;
@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const fuzz::QuietLog log(size);
   fuzz::workFolder().write("input.jsonl", std::string(data, data + size));
   std::filesystem::remove("Automation_Summary.csv");  // every run adds to it
-  static const tavrin::PluginLibraries plugins({});
+  static const pwr::PluginLibraries plugins({});
   replay(plugins.writers());
   return 0;
 }

@@ -7,9 +7,9 @@
 #include <span>
 
 #include "fuzz/FuzzTarget.h"
+#include "hostcommon/summary/SummaryTables.h"
 #include "tavrin/decoding/EventDecoder.h"
 #include "tavrin/events/EventMetrics.h"
-#include "tavrin/summary/SummaryTables.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ tavrin::EventDecoder decoderOfAll() {
 }
 
 /// Adds up.
-class Totals : public tavrin::MessageSink {
+class Totals : public pwr::MessageSink {
  public:
   void metric(pwr::Metric& metric) override {
     for (const pwr::DataElement& element : metric.getData().elements) {
@@ -62,7 +62,7 @@ class Totals : public tavrin::MessageSink {
   void flush() override {}
 
  private:
-  tavrin::SummaryTables tables_;
+  pwr::SummaryTables tables_;
 };
 
 void turn(std::span<const std::byte> input) {

@@ -6,9 +6,9 @@
 #include "hostcommon/OutputConfigFile.h"
 #include "hostcommon/Platform.h"
 #include "hostcommon/Utf8Path.h"
+#include "hostcommon/session/DynamicLibrary.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
-#include "tavrin/platform/DynamicLibrary.h"
 #include "writers/host/LogChannels.h"
 #include "writers/host/PluginEnvironment.h"
 
@@ -29,7 +29,7 @@ std::string channelList() {
 
 /// The configuration that came with the tool; "" when there is none.
 std::string installedConfig() {
-  const fs::path folder = executableFolder();
+  const fs::path folder = pwr::executableFolder();
   for (const fs::path& candidate :
        {folder / kConfigName, folder / ".." / "share" / "tavrin" / kConfigName}) {
     if (fs::exists(candidate)) return pwr::utf8FromPath(candidate);
@@ -55,16 +55,16 @@ void setUpHost(const Options& options) {
   }
 }
 
-OutputNames nameOutputs(const Options& options, const PluginLibraries& plugins,
+OutputNames nameOutputs(const Options& options, const pwr::PluginLibraries& plugins,
                         const std::vector<WriterPlugin*>& writers, bool continuous) {
   const auto hasContinuousResults = [](const WriterPlugin* writer) {
-    return PluginLibrary::capability(*writer).getFlag();
+    return pwr::PluginLibrary::capability(*writer).getFlag();
   };
   if (continuous && std::ranges::none_of(writers, hasContinuousResults)) {
     warn("--continuous has no effect: none of the chosen writers has continuous results");
   }
   const auto isPage = [](const WriterPlugin* writer) {
-    return PluginLibrary::nameOf(*writer) == kPageWriter;
+    return pwr::PluginLibrary::nameOf(*writer) == kPageWriter;
   };
   if (options.pageSize != 0 && std::ranges::none_of(writers, isPage)) {
     warn("--page-size has no effect: the writer 'html' is not chosen");

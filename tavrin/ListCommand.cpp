@@ -2,9 +2,9 @@
 #include <cstdio>
 #include <string>
 
+#include "hostcommon/session/PluginLibraries.h"
 #include "tavrin/Commands.h"
 #include "tavrin/HostSetup.h"
-#include "tavrin/PluginLibraries.h"
 
 #if defined(__linux__)
 #include "tavrin/collect/CpuEntities.h"
@@ -18,7 +18,7 @@ namespace tavrin {
 namespace {
 
 std::string filesOf(const WriterPlugin& writer) {
-  const pwr::WriterPluginCapability& capability = PluginLibrary::capability(writer);
+  const pwr::WriterPluginCapability& capability = pwr::PluginLibrary::capability(writer);
   std::string files;
   for (const std::string& file : capability.getFiles()) files += (files.empty() ? "" : " ") + file;
   const std::string numbered = capability.getContinuousFile();
@@ -27,7 +27,7 @@ std::string filesOf(const WriterPlugin& writer) {
 
 void listWriters(const Options& options) {
   std::puts("Writers (-w), with their files for the base name BASE; with --continuous BASE_N.");
-  const PluginLibraries plugins(options.plugins);
+  const pwr::PluginLibraries plugins(options.plugins);
   std::size_t width = 0;
   for (const WriterPlugin* writer : plugins.writers()) {
     width = std::max(width, filesOf(*writer).size());
@@ -37,7 +37,7 @@ void listWriters(const Options& options) {
     std::printf("Of %s%s:\n", library->path().c_str(), note);
     note = "";
     for (const WriterPlugin* writer : library->writers()) {
-      const pwr::WriterPluginCapability& capability = PluginLibrary::capability(*writer);
+      const pwr::WriterPluginCapability& capability = pwr::PluginLibrary::capability(*writer);
       std::printf("  %-8s %-*s  %s\n", capability.getName().c_str(), static_cast<int>(width),
                   filesOf(*writer).c_str(), capability.getDescription().c_str());
     }

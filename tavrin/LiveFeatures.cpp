@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "hostcommon/session/HostError.h"
 #include "tavrin/collect/FeatureRegistry.h"
 #include "tavrin/common/CommandError.h"
 
@@ -21,7 +22,7 @@ LiveFeatures::LiveFeatures(const Options& options, const ChildProcess* command)
   std::vector<std::string> known;
   for (const auto& feature : features_) known.push_back(feature->tag());
   known.insert(known.end(), {kDefaultFeatures, kAllFeatures});
-  requireKnown(options.features, known, "feature");
+  pwr::requireKnown(options.features, known, "feature");
   const auto isAskedFor = [&](const std::string& name) {
     return std::ranges::count(options.features, name) > 0;
   };

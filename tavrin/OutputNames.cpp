@@ -22,10 +22,10 @@ std::string endingOf(const std::string& file) {
 }
 
 /// What is left of a name that is that of a writer's file: the longest ending counts.
-std::string withoutEnding(const std::string& name, const PluginLibraries& plugins) {
+std::string withoutEnding(const std::string& name, const pwr::PluginLibraries& plugins) {
   std::size_t longest = 0;
   for (const WriterPlugin* writer : plugins.writers()) {
-    for (const std::string& file : PluginLibrary::capability(*writer).getFiles()) {
+    for (const std::string& file : pwr::PluginLibrary::capability(*writer).getFiles()) {
       const std::string ending = endingOf(file);
       if (name.ends_with(ending)) longest = std::max(longest, ending.size());
     }
@@ -52,7 +52,7 @@ bool isSameFile(const fs::path& one, const fs::path& other) {
 
 }  // namespace
 
-OutputNames::OutputNames(const std::string& given, const PluginLibraries& plugins,
+OutputNames::OutputNames(const std::string& given, const pwr::PluginLibraries& plugins,
                          const std::vector<WriterPlugin*>& chosen, bool continuous)
     : baseName_(withoutEnding(given, plugins)) {
   const std::string name = pwr::utf8FromPath(pwr::pathFromUtf8(baseName_).filename());
@@ -63,7 +63,7 @@ OutputNames::OutputNames(const std::string& given, const PluginLibraries& plugin
     inform("the base name of the outputs is '" + baseName_ + "': each writer adds its own ending");
   }
   for (const WriterPlugin* writer : chosen) {
-    const pwr::WriterPluginCapability& capability = PluginLibrary::capability(*writer);
+    const pwr::WriterPluginCapability& capability = pwr::PluginLibrary::capability(*writer);
     if (continuous && capability.getFlag()) {
       numberedEndings_.push_back(capability.getContinuousFile().substr(kNumbered.size()));
       continue;

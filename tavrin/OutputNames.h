@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tavrin/PluginLibraries.h"
+#include "hostcommon/session/PluginLibraries.h"
 
 namespace tavrin {
 
@@ -15,7 +15,7 @@ class OutputNames {
   /// which the user is told. Throws CommandError for what cannot be a base name: nothing, a folder.
   /// The chosen writers write either one file each or, when `continuous`, those that can numbered
   /// ones.
-  OutputNames(const std::string& given, const PluginLibraries& plugins,
+  OutputNames(const std::string& given, const pwr::PluginLibraries& plugins,
               const std::vector<WriterPlugin*>& chosen, bool continuous);
 
   const std::string& baseName() const { return baseName_; }

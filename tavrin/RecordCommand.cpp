@@ -16,11 +16,11 @@
 #include "hostcommon/Platform.h"
 #include "hostcommon/Utf8Path.h"
 #include "hostcommon/Version.h"
+#include "hostcommon/session/PluginLibraries.h"
+#include "hostcommon/session/Session.h"
 #include "tavrin/Capture.h"
 #include "tavrin/HostSetup.h"
 #include "tavrin/LiveFeatures.h"
-#include "tavrin/PluginLibraries.h"
-#include "tavrin/Session.h"
 #include "tavrin/WrittenFiles.h"
 #include "tavrin/collect/KernelTracing.h"
 #include "tavrin/collect/OpenFile.h"
@@ -92,7 +92,7 @@ class Recording {
   const Options& options_;
   const SamplingTimes times_;
   const std::unique_ptr<ChildProcess> command_;  ///< null where none is measured
-  PluginLibraries plugins_;
+  pwr::PluginLibraries plugins_;
   std::vector<WriterPlugin*> writers_;
   OutputNames names_;
   StopRequest stop_;
@@ -101,7 +101,7 @@ class Recording {
   KernelTracing* const tracing_;  ///< null unless a feature traces the kernel
   pwr::SystemMetadata metadata_;
   std::optional<Capture> capture_;
-  Session session_;
+  pwr::Session session_;
   Progress progress_;
   Clock::time_point start_;
   Clock::time_point nextFlush_;
@@ -151,9 +151,9 @@ void Recording::describe(const Sampler& sampler) {
   system.collectionStartTimeNs = static_cast<unsigned long long>(
       std::chrono::duration_cast<std::chrono::nanoseconds>(now.time_since_epoch()).count());
   system.productVersion = pwr::kVersion;
-  system.collectorVersionMajor = pwr::kVersionMajor;
-  system.collectorVersionMinor = pwr::kVersionMinor;
-  system.collectorVersionRevision = pwr::kVersionRevision;
+  system.collectorVersionMajor = pwr::versionNumber(0);
+  system.collectorVersionMinor = pwr::versionNumber(1);
+  system.collectorVersionRevision = pwr::versionNumber(2);
   system.commandLine = options_.commandLine;
   session_.system(metadata_);
 
@@ -263,7 +263,7 @@ void Recording::tellOfMemory() const {
   if (times_.duration.count() > 0 || options_.continuousSec > 0.0) return;
   std::string names;
   for (const WriterPlugin* writer : writers_) {
-    const pwr::WriterPluginCapability& capability = PluginLibrary::capability(*writer);
+    const pwr::WriterPluginCapability& capability = pwr::PluginLibrary::capability(*writer);
     if (capability.getFlag()) names += (names.empty() ? "" : ", ") + capability.getName();
   }
   if (!names.empty()) inform("kept in memory until the end (-d, --continuous bound it): " + names);

@@ -1,9 +1,9 @@
 #include <memory>
 
+#include "hostcommon/session/PluginLibraries.h"
+#include "hostcommon/session/Session.h"
 #include "tavrin/Commands.h"
 #include "tavrin/HostSetup.h"
-#include "tavrin/PluginLibraries.h"
-#include "tavrin/Session.h"
 #include "tavrin/WrittenFiles.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/import/Recognition.h"
@@ -13,7 +13,7 @@ namespace tavrin {
 
 int runReport(const Options& options) {
   setUpHost(options);
-  const PluginLibraries plugins(options.plugins);
+  const pwr::PluginLibraries plugins(options.plugins);
   const std::vector<WriterPlugin*> writers = plugins.select(options.writers);
   const OutputNames names = nameOutputs(options, plugins, writers, options.continuous);
   const ImportOptions inputs = inRunOrder(options.import);
@@ -26,7 +26,7 @@ int runReport(const Options& options) {
   const WrittenFiles written;
   // Owns the system description, which the writers use until they are closed.
   std::unique_ptr<Import> import;
-  Session session(writers, writerOptions(options));
+  pwr::Session session(writers, writerOptions(options));
   session.beforeSystem([&] {
     names.makeFolder();
     session.open(names.baseName(), options.continuous);

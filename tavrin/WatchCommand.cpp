@@ -1,3 +1,4 @@
+#include "hostcommon/session/HostError.h"
 #include "tavrin/Commands.h"
 #include "tavrin/common/CommandError.h"
 
@@ -7,12 +8,12 @@
 #include <set>
 #include <utility>
 
+#include "hostcommon/session/MessageSink.h"
+#include "hostcommon/session/Session.h"
 #include "tavrin/HostSetup.h"
 #include "tavrin/LiveFeatures.h"
-#include "tavrin/Session.h"
 #include "tavrin/collect/Interval.h"
 #include "tavrin/collect/KernelTracing.h"
-#include "tavrin/common/MessageSink.h"
 #include "tavrin/platform/Interrupt.h"
 #include "tavrin/platform/SamplingThread.h"
 #include "tavrin/run/Sampler.h"
@@ -36,13 +37,13 @@ LiveTable::Choice choiceOf(const Options& options, const LiveFeatures& features)
   }
   std::vector<std::string> names(known.begin(), known.end());
   names.emplace_back("all");
-  requireKnown(options.show, names, "column");
-  requireKnown(options.hide, names, "column");
+  pwr::requireKnown(options.show, names, "column");
+  pwr::requireKnown(options.hide, names, "column");
   return {options.show, options.hide};
 }
 
 /// Has the table take what the kernel has traced.
-class TableSink final : public MessageSink {
+class TableSink final : public pwr::MessageSink {
  public:
   explicit TableSink(LiveTable& table) : table_(table) {}
 
@@ -60,7 +61,7 @@ class TableSink final : public MessageSink {
 };
 
 /// Up to now, and no further: of what is traced there may always be more.
-void takeTraced(KernelTracing& tracing, MessageSink& sink) {
+void takeTraced(KernelTracing& tracing, pwr::MessageSink& sink) {
   const unsigned long long now = nowTicks();
   while (tracing.deliver(now, sink)) continue;
 }
@@ -99,7 +100,7 @@ int runWatch(const Options& options) {
   if (tracing != nullptr) {
     tracing->stop(end);
     tracing->finish(sink);
-    warnOfLostEvents({tracing->lostEvents()});
+    pwr::warnOfLostEvents({tracing->lostEvents()});
   }
   return kExitDone;
 }

@@ -1,5 +1,6 @@
 #include <exception>
 
+#include "hostcommon/session/HostError.h"
 #include "tavrin/Commands.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
@@ -14,6 +15,10 @@ int main(int argc, char** argv) {
   } catch (const tavrin::CommandError& error) {
     tavrin::fail(error.what());
     return error.status();
+  } catch (const pwr::HostError& error) {
+    tavrin::fail(error.what());
+    const bool isRequest = error.cause() == pwr::HostError::Cause::Request;
+    return isRequest ? tavrin::kExitUsage : tavrin::kExitIncomplete;
   } catch (const std::exception& error) {
     tavrin::fail(error.what());
     return tavrin::kExitIncomplete;

@@ -40,7 +40,7 @@ class SysTree {
 };
 
 /// Takes tables, and nothing else.
-class TableText : public MessageSink {
+class TableText : public pwr::MessageSink {
  public:
   void system(const pwr::SystemMetadata& /*metadata*/) override { std::abort(); }
   void container(const pwr::MetricContainerInfoMessage& /*message*/) override { std::abort(); }

@@ -11,7 +11,7 @@ namespace {
 
 /// Delivers the events of a recording to `sink`.
 void import(const std::vector<std::string>& patterns, const std::vector<KernelEvent>& events,
-            MessageSink& sink, EventImport::Facts facts = {}) {
+            pwr::MessageSink& sink, EventImport::Facts facts = {}) {
   // The sink may look at the system description for as long as it lives.
   static std::vector<std::unique_ptr<EventImport>> imports;
   imports.push_back(std::make_unique<EventImport>(patterns, sink));

@@ -6,9 +6,9 @@
 #include "MessageText.h"
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
+#include "hostcommon/summary/MetricTotals.h"
 #include "tavrin/events/EventMetrics.h"
 #include "tavrin/events/OtherGroup.h"
-#include "tavrin/summary/MetricTotals.h"
 
 namespace tavrin {
 namespace {
@@ -193,7 +193,7 @@ class TotalsSink : public MessageText {
  public:
   explicit TotalsSink(const pwr::MetricDescription* metric) : totals(metric) {}
   void metric(pwr::Metric& metric) override { totals.add(metric.getData()); }
-  MetricTotals totals;
+  pwr::MetricTotals totals;
 };
 
 TEST(EventMetrics, ACpuThatIsGoneHasNoStateUntilItsNextEvent) {
@@ -321,7 +321,7 @@ TEST(EventMetrics, StatesOfIdleCpusAddUpToTheTimeThatIsKnown) {
   metrics.finish(time, sink);
   unsigned long long known = 0;
   unsigned long long count = 0;
-  for (const SeriesTotals& series : sink.totals.series()) {
+  for (const pwr::SeriesTotals& series : sink.totals.series()) {
     known += series.durationTicks;
     count += series.count;
   }
@@ -340,7 +340,7 @@ TEST(EventMetrics, KeepsBoundedMemoryOfVeryManyTasksAndNames) {
   }
   metrics.finish(kTasks + 1, sink);
   EXPECT_EQ(sink.totals.series().size(), TaskTable::kMostNames + 1);
-  const SeriesTotals& last = sink.totals.series().back();
+  const pwr::SeriesTotals& last = sink.totals.series().back();
   EXPECT_EQ(last.value, "others");
   EXPECT_EQ(last.count, static_cast<unsigned long long>(kTasks) - TaskTable::kMostNames);
 }

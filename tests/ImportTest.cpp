@@ -38,7 +38,7 @@ class Pieces final : public tavrin::ByteSource {
   std::size_t at_ = 0;
 };
 
-struct CountingSink : tavrin::MessageSink {
+struct CountingSink : pwr::MessageSink {
   void system(const pwr::SystemMetadata& /*metadata*/) override { ++messages; }
   void container(const pwr::MetricContainerInfoMessage& /*message*/) override { ++messages; }
   void metric(pwr::Metric& /*metric*/) override { ++messages; }

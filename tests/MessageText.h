@@ -2,13 +2,13 @@
 
 #include <string>
 
-#include "tavrin/common/MessageSink.h"
+#include "hostcommon/session/MessageSink.h"
 
 namespace tavrin {
 
 /// Tells messages as text, a line each; a sample as
 /// "Metric entity@start+length value Announced=1 +additional=2".
-class MessageText : public MessageSink {
+class MessageText : public pwr::MessageSink {
  public:
   void system(const pwr::SystemMetadata& metadata) override {
     given = &metadata;

@@ -5,11 +5,11 @@
 #include <filesystem>
 
 #include "TestSupport.h"
+#include "hostcommon/session/DynamicLibrary.h"
+#include "hostcommon/session/HostError.h"
+#include "hostcommon/session/PluginLibraries.h"
+#include "hostcommon/session/Session.h"
 #include "tavrin/HostSetup.h"
-#include "tavrin/PluginLibraries.h"
-#include "tavrin/Session.h"
-#include "tavrin/common/CommandError.h"
-#include "tavrin/platform/DynamicLibrary.h"
 
 using namespace tavrin;  // NOLINT: the tests are about this namespace
 
@@ -22,27 +22,27 @@ const Names kOwnNames = {"sum", "korvell", "json", "bin", "raw", "int", "phm-csv
 
 /// The file name of a plugin library.
 std::string pluginName(const std::string& name) {
-  return std::string(kPluginStart).append(name).append(kPluginEnd);
+  return std::string(pwr::kPluginStart).append(name).append(pwr::kPluginEnd);
 }
 
 Names namesOf(const std::vector<WriterPlugin*>& writers) {
   Names names;
-  for (const WriterPlugin* writer : writers) names.push_back(PluginLibrary::nameOf(*writer));
+  for (const WriterPlugin* writer : writers) names.push_back(pwr::PluginLibrary::nameOf(*writer));
   return names;
 }
 
-/// The texts that a call throws and logs; its exit status.
+/// What a call throws.
 struct Refusal {
   std::string text;
-  int status = kExitDone;
+  pwr::HostError::Cause cause = pwr::HostError::Cause::Failure;
 };
 
 template <typename Call>
 Refusal refusalOf(Call call) {
   try {
     call();
-  } catch (const CommandError& error) {
-    return {error.what(), error.status()};
+  } catch (const pwr::HostError& error) {
+    return {error.what(), error.cause()};
   }
   return {};
 }
@@ -66,7 +66,7 @@ TEST_F(PluginLibrariesTest, ALibraryThatIsDroppedIntoTheFolderIsLoaded) {
   fs::copy_file(PW_READER_LIBRARY, folder_.path(pluginName("another_kind")));
   fs::create_directory(folder_.path(pluginName("folder")));
   folder_.write(pluginName("damaged"), "no library");
-  const PluginLibraries plugins({PW_PLUGIN_LIBRARY}, folders());
+  const pwr::PluginLibraries plugins({PW_PLUGIN_LIBRARY}, folders());
   Names every = kOwnNames;
   every.emplace_back("probe");
   EXPECT_EQ(namesOf(plugins.writers()), every);
@@ -78,7 +78,7 @@ TEST_F(PluginLibrariesTest, ALibraryThatIsDroppedIntoTheFolderIsLoaded) {
 }
 
 TEST_F(PluginLibrariesTest, WritersAreChosenByNameOrTogether) {
-  const PluginLibraries plugins({PW_PROBE_LIBRARY, PW_PLUGIN_LIBRARY}, folders());
+  const pwr::PluginLibraries plugins({PW_PROBE_LIBRARY, PW_PLUGIN_LIBRARY}, folders());
   Names every = kOwnNames;
   every.emplace_back("probe");
   const std::pair<Names, Names> cases[] = {
@@ -90,21 +90,21 @@ TEST_F(PluginLibrariesTest, WritersAreChosenByNameOrTogether) {
   };
   for (const auto& [asked, wanted] : cases) EXPECT_EQ(namesOf(plugins.select(asked)), wanted);
   const Refusal refusal = refusalOf([&] { plugins.select({"sum", "nonsense"}); });
-  EXPECT_EQ(refusal.status, kExitUsage);
+  EXPECT_EQ(refusal.cause, pwr::HostError::Cause::Request);
   EXPECT_EQ(refusal.text,
             "unknown writer 'nonsense'; known are: sum, korvell, json, bin, raw, int, phm-csv, "
             "auto, probe, all, every");
 }
 
 TEST_F(PluginLibrariesTest, ANamedOneTakesThePlaceOfThatWithItsFileName) {
-  folder_.write(kPluginLibraryName, "no library");
-  const PluginLibraries plugins({PW_PLUGIN_LIBRARY}, folders());
+  folder_.write(pwr::kPluginLibraryName, "no library");
+  const pwr::PluginLibraries plugins({PW_PLUGIN_LIBRARY}, folders());
   EXPECT_EQ(namesOf(plugins.writers()), kOwnNames);
   EXPECT_EQ(log_.general(), "");
   // The first folder counts, too.
   const TempFolder other;
-  fs::copy_file(PW_PROBE_LIBRARY, other.path(kPluginLibraryName));
-  const PluginLibraries replaced(
+  fs::copy_file(PW_PROBE_LIBRARY, other.path(pwr::kPluginLibraryName));
+  const pwr::PluginLibraries replaced(
       {}, {pwr::pathFromUtf8(other.path()), pwr::pathFromUtf8(folder_.path())});
   EXPECT_EQ(namesOf(replaced.select({"all"})), Names{"probe"});
 }
@@ -114,15 +114,15 @@ TEST_F(PluginLibrariesTest, WhatCannotBeIsToldWithItsLibraries) {
   const std::string second = putProbe(pluginName("second"));
   folder_.write("damaged", "no library");
   const auto loading = [&](const Names& named) {
-    return refusalOf([&] { const PluginLibraries plugins(named, folders()); });
+    return refusalOf([&] { const pwr::PluginLibraries plugins(named, folders()); });
   };
   const Refusal twins = loading({PW_PLUGIN_LIBRARY});
-  EXPECT_EQ(twins.status, kExitUsage);
+  EXPECT_EQ(twins.cause, pwr::HostError::Cause::Request);
   EXPECT_EQ(twins.text, "two writers have the name 'probe': one of " +
                             pwr::utf8FromPath(fs::path(first)) + ", one of " +
                             pwr::utf8FromPath(fs::path(second)));
   const std::pair<Names, std::string> cases[] = {
-      {{}, "cannot find the plugin library " + std::string(kPluginLibraryName) + " in "},
+      {{}, "cannot find the plugin library " + std::string(pwr::kPluginLibraryName) + " in "},
       {{PW_PLUGIN_LIBRARY, "/no/such/library"}, "cannot load the plugin library /no/such/library"},
       {{PW_PLUGIN_LIBRARY, folder_.path("damaged")}, "cannot load the plugin library "},
       {{PW_PLUGIN_LIBRARY, "libm.so.6"}, "cannot load the plugin library libm.so.6: "},
@@ -130,20 +130,20 @@ TEST_F(PluginLibrariesTest, WhatCannotBeIsToldWithItsLibraries) {
   };
   for (const auto& [named, text] : cases) {
     const Refusal refusal = loading(named);
-    EXPECT_EQ(refusal.status, kExitIncomplete);
+    EXPECT_EQ(refusal.cause, pwr::HostError::Cause::Failure);
     EXPECT_EQ(refusal.text.find(text), 0U) << refusal.text;
   }
   fs::remove(second);
-  folder_.write(kPluginLibraryName, "no library");
-  EXPECT_EQ(loading({}).status, kExitIncomplete) << "the tool's own is needed";
+  folder_.write(pwr::kPluginLibraryName, "no library");
+  EXPECT_EQ(loading({}).cause, pwr::HostError::Cause::Failure) << "the tool's own is needed";
 }
 
 TEST_F(PluginLibrariesTest, WritersAreOfferedTheirOptions) {
-  const PluginLibraries plugins({PW_PLUGIN_LIBRARY, PW_PROBE_LIBRARY}, {});
+  const pwr::PluginLibraries plugins({PW_PLUGIN_LIBRARY, PW_PROBE_LIBRARY}, {});
   Options options;
   EXPECT_EQ(writerOptions(options), Names{});
   options.pageSize = 500'000;
-  Session session(plugins.select({"probe"}), writerOptions(options));
+  pwr::Session session(plugins.select({"probe"}), writerOptions(options));
   session.open(folder_.path("run"), false);
   EXPECT_EQ(session.finish(), Names{});
   EXPECT_EQ(readFile(folder_.path("run.probe")), "--page-size=500000\n");

@@ -10,9 +10,9 @@
 
 #include "PwrFileBuilder.h"
 #include "TestSupport.h"
+#include "hostcommon/session/Session.h"
 #include "readers/PwrText.h"
 #include "readers/ZtbinReader.h"
-#include "tavrin/Session.h"
 #include "tavrin/platform/InputFile.h"
 #include "tavrin/stream/StreamReader.h"
 #include "writers/continuous/BinaryWriter.h"
@@ -283,7 +283,7 @@ TEST(PwrReaderTest, ReadsBackWhatAWriterWrote) {
   LogCapture log;
   KorvellWriter timeline;
   BinaryWriter binary;
-  tavrin::Session session({&timeline, &binary});
+  pwr::Session session({&timeline, &binary});
   tavrin::InputFile stream(PW_TEST_DATA "/recorded.jsonl");
   tavrin::StreamReader replay(stream, session);
   session.open(folder.path("run"), false);

@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "TestSupport.h"
-#include "tavrin/Session.h"
+#include "hostcommon/session/Session.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/import/Recognition.h"
 #include "writers/continuous/BinaryWriter.h"
@@ -28,7 +28,7 @@ class ResultImportTest : public testing::Test {
     KorvellWriter timeline;
     SummaryWriter summary;
     std::unique_ptr<tavrin::Import> import;
-    tavrin::Session session({&binary, &json, &timeline, &summary});
+    pwr::Session session({&binary, &json, &timeline, &summary});
     session.open(base, continuous);
     tavrin::ImportOptions options{.clockMHz = clockMHz};
     options.files = files;

@@ -9,9 +9,9 @@
 #include <set>
 
 #include "TestSupport.h"
+#include "hostcommon/session/Session.h"
 #include "readers/PlainText.h"
 #include "readers/ResultReader.h"
-#include "tavrin/Session.h"
 #include "tavrin/platform/InputFile.h"
 #include "tavrin/stream/StreamReader.h"
 #include "writers/continuous/BinaryWriter.h"
@@ -31,7 +31,7 @@ class ResultReaderTest : public testing::Test {
     BinaryWriter binary;
     JSONWriter json;
     KorvellWriter timeline;
-    tavrin::Session session({&binary, &json, &timeline});
+    pwr::Session session({&binary, &json, &timeline});
     tavrin::InputFile file(std::string(PW_TEST_DATA "/") + stream);
     tavrin::StreamReader reader(file, session);
     session.open("run", continuous);

@@ -8,8 +8,8 @@
 
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
+#include "hostcommon/session/Session.h"
 #include "tavrin/OutputNames.h"
-#include "tavrin/Session.h"
 #include "tavrin/WrittenFiles.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/PlainText.h"
@@ -23,7 +23,7 @@ namespace {
 
 TEST(Session, LeavesOutWhatIsNotFinite) {
   const LogCapture log;
-  Session session({});
+  pwr::Session session({});
   pwr::Metric metric(pwr::createMetric({.name = "Volts"}));
   for (int i = 0; i < 2; ++i) {
     metric.editData().elements = {{Data(std::nan("")), nullptr, nullptr, 0},
@@ -56,7 +56,7 @@ TEST(Session, AFlushThatFailedIsNotForgotten) {
   const LogCapture log;
   OnceUnflushed writer;
   const pwr::SystemMetadata metadata{pwr::SystemDescription()};
-  Session session({&writer});
+  pwr::Session session({&writer});
   session.open("unused", true);
   session.system(metadata);
   session.flush();
@@ -67,7 +67,7 @@ TEST(Session, AFlushThatFailedIsNotForgotten) {
 TEST(Session, LostEventsAreWarnedOf) {
   const LogCapture log;
   pwr::SystemMetadata metadata{pwr::SystemDescription()};
-  Session session({});
+  pwr::Session session({});
   session.system(metadata);
   metadata.edit().lostEvents = {{"CPU0", 7}, {"CPU1", 0}};
   session.finish();
@@ -76,7 +76,7 @@ TEST(Session, LostEventsAreWarnedOf) {
 
 TEST(Session, OfManyMetricsThatAreNotFiniteAFewAreNamed) {
   const LogCapture log;
-  Session session({});
+  pwr::Session session({});
   for (int i = 0; i < 25; ++i) {
     pwr::Metric metric(pwr::createMetric({.name = "M" + std::to_string(i)}));
     metric.editData().elements = {{Data(HUGE_VAL), nullptr, nullptr, 0}};
@@ -93,7 +93,7 @@ TEST(Session, OfManyMetricsThatAreNotFiniteAFewAreNamed) {
 
 TEST(OutputNames, BaseNamesAreCutToWhatAllWritersShare) {
   const LogCapture log;
-  const PluginLibraries plugins({});
+  const pwr::PluginLibraries plugins({});
   const std::pair<const char*, const char*> cases[] = {
       {"run", "run"},
       {"run.csv", "run"},
@@ -115,7 +115,7 @@ TEST(OutputNames, BaseNamesAreCutToWhatAllWritersShare) {
 
 TEST(OutputNames, FilesWithAnotherUseAreRefused) {
   const TempFolder folder;
-  const PluginLibraries plugins({});
+  const pwr::PluginLibraries plugins({});
   folder.write("input", "");
   std::filesystem::create_hard_link(folder.path("input"), folder.path("hard.csv"));
   folder.write("run_7.ztbin", "");

@@ -64,7 +64,7 @@ class TempStream {
 };
 
 /// Records what it is given and keeps what the tests look at.
-class Recorder : public tavrin::MessageSink {
+class Recorder : public pwr::MessageSink {
  public:
   void system(const pwr::SystemMetadata& given) override {
     metadata = &given;

@@ -8,12 +8,13 @@
 #include <limits>
 
 #include "hostcommon/Descriptions.h"
-#include "tavrin/summary/SummaryTables.h"
+#include "hostcommon/summary/MetricTotals.h"
+#include "hostcommon/summary/SummaryTables.h"
 #include "writers/host/Quantity.h"
 
 using pwr::Data;
-using tavrin::MetricTotals;
-using tavrin::SummaryTables;
+using pwr::MetricTotals;
+using pwr::SummaryTables;
 using Type = pwr::Metric::MetricType;
 
 namespace {
@@ -100,7 +101,7 @@ class Summary {
     return printer.text.substr(0, end);
   }
 
-  SummaryTables tables;
+  pwr::SummaryTables tables;
   unsigned int ownContainer = 0;
   std::string received;
 
@@ -200,7 +201,7 @@ TEST(SummaryTables, OneFormPerKindOfMetric) {
 
 TEST(SummaryTables, LostEventsAreTold) {
   pwr::SystemMetadata system({.timestampClockFrequencyMHz = 1000});
-  SummaryTables tables;
+  pwr::SummaryTables tables;
   for (const char* const wanted :
        {"", "Collection Summary: Lost Events\nSource | Events\nCPU0 | 7\nCPU1 | 0\n"}) {
     TablePrinter printer;
@@ -322,7 +323,7 @@ TEST(SummaryTables, TracedNumbersHaveAveragesOverTimeAndFewOfThemResidencies) {
             "CPU0 | 25.00 | 0.00 | 75.00 | 1000000000 | 0 | 3000000000\n"
             "CPU1 | 0.00 | 100.00 | 0.00 | 0 | 4000000000 | 0\n");
   Samples many;
-  for (std::size_t i = 0; i <= MetricTotals::kMostLevels; ++i) {
+  for (std::size_t i = 0; i <= pwr::MetricTotals::kMostLevels; ++i) {
     many.push_back({{Data(i), nullptr, m.cpus[i % 2], 10}});
   }
   Summary other;
@@ -409,12 +410,12 @@ TEST(SummaryTables, ManyTextsAreCutToTheMostFrequent) {
 
   // Texts beyond a limit are counted, not kept.
   constexpr unsigned int kBeyond = 1000;
-  for (std::size_t text = 21; text < MetricTotals::kMostTexts + kBeyond; ++text) {
+  for (std::size_t text = 21; text < pwr::MetricTotals::kMostTexts + kBeyond; ++text) {
     samples.push_back({{Data("u" + std::to_string(text)), nullptr, nullptr, 10}});
   }
   Summary many;
   add(many);
-  const std::size_t others = MetricTotals::kMostTexts + kBeyond - 20;
+  const std::size_t others = pwr::MetricTotals::kMostTexts + kBeyond - 20;
   EXPECT_EQ(many.text(), head + rows + "others |  | " + std::to_string(others) + " | " +
                              std::to_string(10 * others) + "\n");
 }

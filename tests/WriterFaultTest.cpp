@@ -8,7 +8,7 @@
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/WriterDispatch.h"
-#include "tavrin/PluginLibraries.h"
+#include "hostcommon/session/PluginLibraries.h"
 #include "writers/host/PluginCapability.h"
 #include "writers/host/Quantity.h"
 
@@ -23,7 +23,7 @@ class Library {
   WriterPlugin& writer(std::size_t index) const { return *writers_[index]; }
 
  private:
-  const tavrin::PluginLibraries libraries_{{}};
+  const pwr::PluginLibraries libraries_{{}};
   const std::vector<WriterPlugin*> writers_ = libraries_.writers();
 };
 
@@ -81,7 +81,7 @@ class Trial {
   explicit Trial(std::size_t index) : index_(index) { fs::current_path(folder_.path()); }
 
   WriterPlugin& writer() { return library_.writer(index_); }
-  std::string name() { return tavrin::PluginLibrary::nameOf(writer()); }
+  std::string name() { return pwr::PluginLibrary::nameOf(writer()); }
   /// The outputs under `base`, each with its text. The shared line of the automation writer names
   /// the base and grows: its last line counts, without that.
   std::map<std::string, std::string> outputs(const std::string& base) const {

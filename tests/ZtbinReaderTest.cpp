@@ -14,9 +14,9 @@
 #include "TestSupport.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/WriterDispatch.h"
+#include "hostcommon/session/Session.h"
 #include "readers/ZtbinReader.h"
 #include "readers/ZtjsonReader.h"
-#include "tavrin/Session.h"
 #include "tavrin/platform/InputFile.h"
 #include "tavrin/stream/StreamReader.h"
 #include "writers/continuous/BinaryWriter.h"
@@ -50,7 +50,7 @@ class ReaderTest : public testing::Test {
   void replay(const std::string& stream, const std::string& name, bool continuous) {
     BinaryWriter binary;
     JSONWriter json;
-    tavrin::Session session({&json, &binary});
+    pwr::Session session({&json, &binary});
     tavrin::InputFile file(std::string(PW_TEST_DATA "/") + stream);
     tavrin::StreamReader reader(file, session);
     session.open(folder_.path(name), continuous);

@@ -55,8 +55,26 @@ class Plugins(TavrinTest):
             with self.subTest(size):
                 self.assertIn(text, self.run_tavrin(*report, size, status=2).stderr)
 
+    def test_libraries_for_other_hosts(self):
+        """One that was made for another version of the interface is refused before it is loaded."""
+        with open(PROBE, "rb") as file:
+            library = file.read()
+        mark = b"Tavrin plugin library for host interface "
+        self.assertEqual(library.count(mark + b"1;"), 1)
+        for name, changed, text in (
+                ("other", mark + b"2;", "was made for version 2 of the host interface, this is version 1"),
+                ("old", bytes(len(mark)) + b"1;", "does not tell for which version of the host interface"),
+                ("end", mark + b"\0\0", "was made for version ")):
+            path = self.path(f"libtavrin_{name}.so")
+            with open(path, "wb") as file:
+                file.write(library.replace(mark + b"1;", changed))
+            with self.subTest(name):
+                done = self.run_tavrin("report", "--plugin", path, "-w", "probe", "-o", "run", STREAM,
+                                       status=1)
+                self.assertIn(f"the plugin library {path} {text}", done.stderr)
+
     def test_libraries_beside_the_command(self):
-        for name in ("tavrin", "libhostcommon.so", "libtavrin_writers.so"):
+        for name in ("tavrin", "libhostcommon.so.1", "libtavrin_writers.so"):
             shutil.copy(os.path.join(BINARIES, name), self.folder)
         self.write("libtavrin_damaged.so", "no library")
         shutil.copy(PROBE, self.path("libtavrin_third.so"))

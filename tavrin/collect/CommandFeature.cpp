@@ -6,8 +6,8 @@
 #include <optional>
 #include <system_error>
 
+#include "hostcommon/summary/TableBuilder.h"
 #include "tavrin/collect/Interval.h"
-#include "tavrin/summary/TableBuilder.h"
 
 namespace tavrin {
 
@@ -22,7 +22,7 @@ double milliseconds(const timeval& time) {
 /// The rows of the table, and what is said about those that lack a value.
 class CommandRows {
  public:
-  explicit CommandRows(TableBuilder& table) : table_(table) {}
+  explicit CommandRows(pwr::TableBuilder& table) : table_(table) {}
 
   template <typename Number>
   void add(const std::string& name, const std::optional<Number>& number) {
@@ -33,7 +33,7 @@ class CommandRows {
   }
 
  private:
-  TableBuilder& table_;
+  pwr::TableBuilder& table_;
 };
 
 /// Of the kernel's accounts, complete once the command has ended.
@@ -96,14 +96,14 @@ std::string CommandFeature::probe(const SysRoot& /*root*/, CpuEntities& /*cpus*/
   return {};
 }
 
-void CommandFeature::finish(pwr::SystemDescription& /*system*/, MessageSink& sink) {
+void CommandFeature::finish(pwr::SystemDescription& /*system*/, pwr::MessageSink& sink) {
   const std::optional<CommandUsage>& usage = command_->usage();
   const std::optional<unsigned long long> energy = energy_->packageMicrojoules();
   std::string note = "With all that the command started; times and memory of what it waited for.";
   if (!usage) note += " The command was still running at the end.";
   note += whyNotCounted(counters_);
   if (!energy) note += " The energy of packages was not collected.";
-  TableBuilder table(containerId_, 0, "Command Summary", note);
+  pwr::TableBuilder table(containerId_, 0, "Command Summary", note);
   table.column("Command");
   table.column("Value");
   CommandRows rows(table);

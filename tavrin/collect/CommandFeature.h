@@ -21,7 +21,7 @@ class CommandFeature : public Feature {
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
   unsigned int containerId() const override { return containerId_; }
   void sample(unsigned long long /*now*/, SampleBatch& /*batch*/) override {}
-  void finish(pwr::SystemDescription& system, MessageSink& sink) override;
+  void finish(pwr::SystemDescription& system, pwr::MessageSink& sink) override;
 
  private:
   const ChildProcess* const command_;

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "hostcommon/session/MessageSink.h"
 #include "tavrin/collect/SampleBatch.h"
-#include "tavrin/common/MessageSink.h"
 #include "writers/host/Metric.h"
 
 namespace tavrin {
@@ -72,7 +72,7 @@ class Feature {
   /// To be called last, after the readings of `remainder` and with the times of the collection in
   /// `system`: completes what the feature knows of the system (processes, lost events), and
   /// delivers the tables that cannot be made of its metrics, in its container.
-  virtual void finish(pwr::SystemDescription& /*system*/, MessageSink& /*sink*/) {}
+  virtual void finish(pwr::SystemDescription& /*system*/, pwr::MessageSink& /*sink*/) {}
 
  protected:
   const pwr::MetricDescription* addMetric(const pwr::MetricDescription* metric) {

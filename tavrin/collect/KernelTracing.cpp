@@ -126,7 +126,7 @@ void KernelTracing::start() {
   source_->begin();
 }
 
-bool KernelTracing::take(unsigned long long time, std::size_t most, MessageSink& sink) {
+bool KernelTracing::take(unsigned long long time, std::size_t most, pwr::MessageSink& sink) {
   return source_->take(time, most, [&](const KernelEvent& event) {
     const bool isLoss = std::holds_alternative<LostEvents>(event.what);
     if (isLoss || (event.time >= startTicks_ && event.time <= stopTicks_)) {
@@ -152,13 +152,13 @@ void KernelTracing::followCpus(unsigned long long now) {
 }
 
 /// They sleep without an event that says so.
-void KernelTracing::forgetOfflineCpus(unsigned long long time, MessageSink& sink) {
+void KernelTracing::forgetOfflineCpus(unsigned long long time, pwr::MessageSink& sink) {
   for (const auto& [cpu, until] : followed_) {
     if (!online_->contains(cpu)) metrics_->forgetCpu(cpu, time, sink);
   }
 }
 
-bool KernelTracing::deliver(unsigned long long nowTicks, MessageSink& sink) {
+bool KernelTracing::deliver(unsigned long long nowTicks, pwr::MessageSink& sink) {
   followCpus(nowTicks);
   const unsigned long long settled = nowTicks - kSettlingTicks;
   if (take(settled, kMostAtOnce, sink)) return true;
@@ -172,7 +172,7 @@ void KernelTracing::stop(unsigned long long stopTicks) {
   source_->end();
 }
 
-void KernelTracing::finish(MessageSink& sink) {
+void KernelTracing::finish(pwr::MessageSink& sink) {
   followCpus(stopTicks_);
   take(~0ULL, ~std::size_t{0}, sink);
   metrics_->finish(stopTicks_, sink);

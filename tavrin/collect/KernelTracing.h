@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "hostcommon/session/MessageSink.h"
 #include "tavrin/collect/CpuEntities.h"
 #include "tavrin/collect/SysRoot.h"
-#include "tavrin/common/MessageSink.h"
 #include "tavrin/common/ProcessTable.h"
 #include "tavrin/events/EventMetrics.h"
 #include "tavrin/tracing/TraceSource.h"
@@ -36,12 +36,12 @@ class KernelTracing {
   /// Time from which on events count, in ticks.
   void begin(unsigned long long startTicks) { startTicks_ = startTicks; }
   /// Delivers what has happened. Returns whether there is more to be had at once.
-  bool deliver(unsigned long long nowTicks, MessageSink& sink);
+  bool deliver(unsigned long long nowTicks, pwr::MessageSink& sink);
   /// Has the kernel write no more events, and those after `stopTicks` not count. Again it does
   /// nothing.
   void stop(unsigned long long stopTicks);
   /// Delivers the rest and removes what was made.
-  void finish(MessageSink& sink);
+  void finish(pwr::MessageSink& sink);
 
   /// After `finish`, for each group: completes the description with lost events, once, and with the
   /// lifetimes of processes, for their group.
@@ -56,8 +56,8 @@ class KernelTracing {
   static constexpr unsigned long long kNotStopped = ~0ULL;
 
   void followCpus(unsigned long long now);
-  void forgetOfflineCpus(unsigned long long time, MessageSink& sink);
-  bool take(unsigned long long time, std::size_t most, MessageSink& sink);
+  void forgetOfflineCpus(unsigned long long time, pwr::MessageSink& sink);
+  bool take(unsigned long long time, std::size_t most, pwr::MessageSink& sink);
 
   const std::shared_ptr<ProcessTable> lives_;
   const SysRoot* root_ = nullptr;

@@ -4,8 +4,8 @@
 #include <numeric>
 
 #include "hostcommon/Descriptions.h"
+#include "hostcommon/summary/MetricTables.h"
 #include "tavrin/collect/PowerZones.h"
-#include "tavrin/summary/MetricTables.h"
 
 namespace tavrin {
 
@@ -66,7 +66,7 @@ std::string ProcessEnergyFeature::probe(const SysRoot& root, CpuEntities& /*cpus
        .quantity = createModelQuantity(),
        .combinations = std::move(combinations),
        .entityGroup = std::make_shared<const pwr::Field>("Zone"),
-       .descriptorGroup = std::make_shared<const pwr::Field>(kRankGroup),
+       .descriptorGroup = std::make_shared<const pwr::Field>(pwr::kRankGroup),
        .valueGroup = std::make_shared<const pwr::Field>("Energy", poll_->expected())}));
   return {};
 }
@@ -168,11 +168,12 @@ void ProcessEnergyFeature::keep(const PolledProcess& process) {
   rows_.add(std::move(row));
 }
 
-void ProcessEnergyFeature::finish(pwr::SystemDescription& /*system*/, MessageSink& sink) {
+void ProcessEnergyFeature::finish(pwr::SystemDescription& /*system*/, pwr::MessageSink& sink) {
   for (const ProcessPoll::Known& known : poll_->processes()) keep(*known.process);
-  TableBuilder table(containerId(), 0, "Process Energy Summary: Model by CPU Time",
-                     "A model: the lowest power of a package is idle, the rest is shared by the "
-                     "time on all processors.");
+  pwr::TableBuilder table(
+      containerId(), 0, "Process Energy Summary: Model by CPU Time",
+      "A model: the lowest power of a package is idle, the rest is shared by the "
+      "time on all processors.");
   const pwr::Quantity* const quantity = metrics().front()->quantity;
   table.column("Process");
   table.column("All", quantity);
@@ -180,7 +181,7 @@ void ProcessEnergyFeature::finish(pwr::SystemDescription& /*system*/, MessageSin
     table.column(energy_->zones()[package.zone].entity->getName(), quantity);
   }
   const auto addRow = [&](const char* name, unsigned long long Package::*energy) {
-    TableBuilder::Row row{pwr::Data(name), pwr::Data()};
+    pwr::TableBuilder::Row row{pwr::Data(name), pwr::Data()};
     unsigned long long all = 0;
     for (const Package& package : packages_) {
       row.push_back(millijoules(package.*energy));

@@ -23,7 +23,7 @@ class ProcessEnergyFeature : public Feature {
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
   void expectLast() override { poll_->expectLast(); }
   void sample(unsigned long long now, SampleBatch& batch) override;
-  void finish(pwr::SystemDescription& system, MessageSink& sink) override;
+  void finish(pwr::SystemDescription& system, pwr::MessageSink& sink) override;
 
  private:
   using Attributes = std::shared_ptr<const pwr::AttributeValueManager>;

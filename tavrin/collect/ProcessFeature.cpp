@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "hostcommon/Descriptions.h"
+#include "hostcommon/summary/MetricTables.h"
 #include "tavrin/collect/Interval.h"
-#include "tavrin/summary/MetricTables.h"
 
 namespace tavrin {
 
@@ -58,7 +58,7 @@ std::string ProcessFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
        .legacyType = pwr::RealTableClass::Trace,
        .quantity = time,
        .combinations = ranks_.combinations(),
-       .descriptorGroup = std::make_shared<const pwr::Field>(kRankGroup),
+       .descriptorGroup = std::make_shared<const pwr::Field>(pwr::kRankGroup),
        .valueGroup = std::make_shared<const pwr::Field>("CPU Time", poll_->expected())}));
   return {};
 }
@@ -87,7 +87,7 @@ void ProcessFeature::sample(unsigned long long now, SampleBatch& batch) {
   if (others > 0) add(others, ranks_.others(), others_);
 }
 
-void ProcessFeature::finish(pwr::SystemDescription& system, MessageSink& sink) {
+void ProcessFeature::finish(pwr::SystemDescription& system, pwr::MessageSink& sink) {
   poll_->finish();
   for (const ProcessPoll::Known& known : poll_->processes()) {
     if (known.process->isReadable) rows_.add(rowOf(*known.process, true));
@@ -97,10 +97,11 @@ void ProcessFeature::finish(pwr::SystemDescription& system, MessageSink& sink) {
   deliverLifetimes(system, sink);
 }
 
-void ProcessFeature::deliverUse(MessageSink& sink) const {
-  TableBuilder table(containerId(), kUseTable, "Process Summary: CPU Time, Switches and Memory",
-                     "As last read, for a process that has ended. Waiting for a processor and "
-                     "switches are those of the main thread.");
+void ProcessFeature::deliverUse(pwr::MessageSink& sink) const {
+  pwr::TableBuilder table(containerId(), kUseTable,
+                          "Process Summary: CPU Time, Switches and Memory",
+                          "As last read, for a process that has ended. Waiting for a processor and "
+                          "switches are those of the main thread.");
   table.column("Process");
   table.column("CPU Time", pwr::Quantity::time());
   table.column("Waiting", pwr::Quantity::time());
@@ -114,7 +115,7 @@ void ProcessFeature::deliverUse(MessageSink& sink) const {
 }
 
 void ProcessFeature::deliverLifetimes(const pwr::SystemDescription& system,
-                                      MessageSink& sink) const {
+                                      pwr::MessageSink& sink) const {
   const auto unreadable = std::ranges::count_if(
       poll_->processes(), [](const auto& known) { return !known.process->isReadable; });
   const auto threads = std::ranges::count_if(system.threads, [&](const pwr::Thread& thread) {
@@ -124,9 +125,10 @@ void ProcessFeature::deliverLifetimes(const pwr::SystemDescription& system,
   const unsigned long long seen = poll_->joined() + static_cast<unsigned long long>(threads);
   const bool isCounted = forks_ && forksAtStart_ && *forks_ >= *forksAtStart_;
   const unsigned long long forks = isCounted ? *forks_ - *forksAtStart_ : 0;
-  TableBuilder table(containerId(), kLifetimeTable, "Process Summary: Lifetimes",
-                     "Not seen are processes that came and ended between two passes, and threads "
-                     "that ended before the collection.");
+  pwr::TableBuilder table(
+      containerId(), kLifetimeTable, "Process Summary: Lifetimes",
+      "Not seen are processes that came and ended between two passes, and threads "
+      "that ended before the collection.");
   table.column("Processes");
   table.column("Count");
   table.row({pwr::Data("There at the start"), pwr::Data(atStart_)});

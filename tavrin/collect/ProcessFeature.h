@@ -22,11 +22,11 @@ class ProcessFeature : public Feature {
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
   void expectLast() override { poll_->expectLast(); }
   void sample(unsigned long long now, SampleBatch& batch) override;
-  void finish(pwr::SystemDescription& system, MessageSink& sink) override;
+  void finish(pwr::SystemDescription& system, pwr::MessageSink& sink) override;
 
  private:
-  void deliverUse(MessageSink& sink) const;
-  void deliverLifetimes(const pwr::SystemDescription& system, MessageSink& sink) const;
+  void deliverUse(pwr::MessageSink& sink) const;
+  void deliverLifetimes(const pwr::SystemDescription& system, pwr::MessageSink& sink) const;
 
   const std::shared_ptr<ProcessPoll> poll_;
   const std::shared_ptr<StatFile> stat_;

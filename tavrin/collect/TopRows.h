@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "tavrin/summary/TableBuilder.h"
+#include "hostcommon/summary/TableBuilder.h"
 
 namespace tavrin {
 
@@ -36,7 +36,7 @@ class TopRows {
   /// Adds the rows to the table, the largest first, then one for the others. `cellOf` makes the
   /// cell of a number from its place among the row's and the number.
   template <typename CellOf>
-  void appendTo(TableBuilder& table, const CellOf& cellOf) const {
+  void appendTo(pwr::TableBuilder& table, const CellOf& cellOf) const {
     for (const Row& row : rows_) append(table, row, cellOf);
     if (othersCount_ == 0) return;
     Row others = others_;
@@ -53,8 +53,8 @@ class TopRows {
   }
 
   template <typename CellOf>
-  static void append(TableBuilder& table, const Row& row, const CellOf& cellOf) {
-    TableBuilder::Row cells{pwr::Data(row.name)};
+  static void append(pwr::TableBuilder& table, const Row& row, const CellOf& cellOf) {
+    pwr::TableBuilder::Row cells{pwr::Data(row.name)};
     for (std::size_t i = 0; i < row.sums.size(); ++i) cells.push_back(cellOf(i, row.sums[i]));
     cells.insert(cells.end(), row.rest.begin(), row.rest.end());
     table.row(std::move(cells));

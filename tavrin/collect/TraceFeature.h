@@ -15,7 +15,7 @@ class TraceFeature : public Feature {
 
   std::string probe(const SysRoot& root, CpuEntities& cpus, unsigned int containerId) override;
   void sample(unsigned long long /*now*/, SampleBatch& /*batch*/) override {}
-  void finish(pwr::SystemDescription& system, MessageSink& /*sink*/) override {
+  void finish(pwr::SystemDescription& system, pwr::MessageSink& /*sink*/) override {
     tracing_->describe(group_, system);
   }
   bool isOnDemand() const override { return true; }

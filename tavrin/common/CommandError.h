@@ -2,7 +2,6 @@
 
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace tavrin {
 
@@ -28,10 +27,5 @@ class CommandError : public std::runtime_error {
  private:
   ExitStatus status_;
 };
-
-/// Checks that every one of `names` is among `known`; throws CommandError that lists the known ones
-/// otherwise. `kind` names what they are ("writer").
-void requireKnown(const std::vector<std::string>& names, const std::vector<std::string>& known,
-                  const std::string& kind);
 
 }  // namespace tavrin

@@ -37,26 +37,11 @@ class LineLogger : public pwr::FileLogger {
   }
 };
 
-void say(PWLogLevel threshold, const std::string& line) {
-  if (g_pluginEnvironment->getVerbosity() < threshold) return;
-  g_pluginEnvironment->getLogger(threshold)->log(threshold, (line + "\n").c_str());
-}
-
 }  // namespace
 
 void logToStandardError() {
   const auto logger = std::make_shared<LineLogger>();
   g_pluginEnvironment->setSinks(logger, logger);
-}
-
-void fail(const std::string& text) {
-  say(PW_LOG_NOTE, "tavrin: error: " + text);
-}
-void warn(const std::string& text) {
-  say(PW_LOG_WARNING, "tavrin: warning: " + text);
-}
-void inform(const std::string& text) {
-  say(PW_LOG_ERROR, "tavrin: " + text);
 }
 
 Progress::Progress(bool enabled) : enabled_(enabled && isCapableTerminal(stderr)) {}

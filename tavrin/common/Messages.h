@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "hostcommon/HostLog.h"
+
 /// What the command says to its user, on standard error, through the same sink and thresholds as
 /// the writers' log lines.
 namespace tavrin {
@@ -10,9 +12,9 @@ namespace tavrin {
 /// terminal escaped. To be called first of all.
 void logToStandardError();
 
-void fail(const std::string& text);    ///< "tavrin: error: …"
-void warn(const std::string& text);    ///< "tavrin: warning: …"
-void inform(const std::string& text);  ///< "tavrin: …", unless the user asked for quiet
+using pwr::fail;
+using pwr::inform;
+using pwr::warn;
 
 /// One line on standard error that tells how the run goes, rewritten in place. Shown only when
 /// standard error is a terminal that can do that. The other messages take it away before they

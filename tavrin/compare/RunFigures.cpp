@@ -4,9 +4,9 @@
 #include <utility>
 #include <vector>
 
+#include "hostcommon/summary/WholeMachine.h"
 #include "tavrin/common/Owners.h"
 #include "tavrin/common/PlainText.h"
-#include "tavrin/summary/WholeMachine.h"
 #include "writers/host/Quantity.h"
 
 namespace tavrin {
@@ -34,9 +34,9 @@ class MetricFigures {
         runSeconds_(system.getCollectionDurationSec()),
         figures_(figures) {}
 
-  void add(const MetricTotals& totals) const {
+  void add(const pwr::MetricTotals& totals) const {
     if (totals.hasStates()) return addStates(totals);
-    for (const SeriesTotals& series : totals.series()) {
+    for (const pwr::SeriesTotals& series : totals.series()) {
       if (series.isText) {
         addText(series);
       } else if (metric_.type == Type::SampledResidency) {
@@ -71,7 +71,7 @@ class MetricFigures {
                                                 .isEnergy = isEnergy(metric_.quantity)});
   }
 
-  void addFigure(const SeriesTotals& series, FigureForm form, std::string unit,
+  void addFigure(const pwr::SeriesTotals& series, FigureForm form, std::string unit,
                  double value) const {
     std::string descriptor = series.descriptor == nullptr ? "" : series.descriptor->getName();
     if (series.isText) descriptor += (descriptor.empty() ? "" : " ") + series.value;
@@ -83,12 +83,12 @@ class MetricFigures {
   }
 
   /// The time that was measured is that of all states together.
-  void addStates(const MetricTotals& totals) const {
+  void addStates(const pwr::MetricTotals& totals) const {
     std::map<std::pair<const void*, const void*>, double> measured;
-    for (const SeriesTotals& series : totals.series()) {
+    for (const pwr::SeriesTotals& series : totals.series()) {
       measured[{series.entity, series.descriptor}] += static_cast<double>(series.durationTicks);
     }
-    for (const SeriesTotals& series : totals.series()) {
+    for (const pwr::SeriesTotals& series : totals.series()) {
       const double all = measured[{series.entity, series.descriptor}];
       if (all > 0.0) {
         addFigure(series, FigureForm::Share, "%",
@@ -98,12 +98,12 @@ class MetricFigures {
     }
   }
 
-  void addPerSecond(const SeriesTotals& series) const {
+  void addPerSecond(const pwr::SeriesTotals& series) const {
     if (runSeconds_ <= 0.0) return;
     addFigure(series, FigureForm::Rate, "/s", static_cast<double>(series.count) / runSeconds_);
   }
 
-  void addText(const SeriesTotals& series) const {
+  void addText(const pwr::SeriesTotals& series) const {
     if (series.durationTicks > 0 && runSeconds_ > 0.0) {
       addFigure(series, FigureForm::Share, "%",
                 100.0 * secondsOf(series.durationTicks) / runSeconds_);
@@ -112,7 +112,7 @@ class MetricFigures {
     addFigure(series, FigureForm::Total, "", static_cast<double>(series.count));
   }
 
-  void addCounter(const SeriesTotals& series) const {
+  void addCounter(const pwr::SeriesTotals& series) const {
     const bool isTime = pwr::isTime(metric_.quantity);
     const double total =
         isTime ? series.sum / (ticksPerMicrosecond_ * kMicrosecondsPerMillisecond) : series.sum;
@@ -128,7 +128,7 @@ class MetricFigures {
               (hasRate ? series.sum * factor : total) / seconds);
   }
 
-  void addMean(const SeriesTotals& series) const {
+  void addMean(const pwr::SeriesTotals& series) const {
     const bool isTimed = series.durationTicks > 0 && !pwr::isRate(metric_.quantity);
     double mean = isTimed ? series.weightedSum / static_cast<double>(series.durationTicks)
                           : series.sum / static_cast<double>(series.count);
@@ -160,7 +160,7 @@ const char* nameOf(FigureForm form) {
   return kNames[static_cast<std::size_t>(form)];
 }
 
-MetricTotals& RunFigures::totalsOf(const pwr::Metric& metric) {
+pwr::MetricTotals& RunFigures::totalsOf(const pwr::Metric& metric) {
   return totals_.try_emplace(metric.getId(), metric.getDescription()).first->second;
 }
 
@@ -172,13 +172,13 @@ void RunFigures::addOwners(const pwr::Metric& metric) {
     if (element.getAttributes() == nullptr || element.getValue()->toReal(number) != 0) continue;
     std::string name = ownerName(*element.getAttributes());
     const bool isKnown = sums.contains(name);
-    if (!isKnown && sums.size() >= MetricTotals::kMostTexts) name = "others";
+    if (!isKnown && sums.size() >= pwr::MetricTotals::kMostTexts) name = "others";
     sums[std::move(name)] += number;
   }
 }
 
 void RunFigures::metric(pwr::Metric& metric) {
-  MetricTotals& totals = totalsOf(metric);
+  pwr::MetricTotals& totals = totalsOf(metric);
   if (isListOfOwners(*metric.getDescription())) {
     addOwners(metric);
   } else {
@@ -202,7 +202,7 @@ ComparedRun RunFigures::take() {
     const bool isSole = uses[metric.name] == 1;
     const MetricFigures figures(isSole ? metric.name : metric.name + " (" + metric.featureTag + ")",
                                 metric, *metadata_, run.figures);
-    figures.add(withWholeMachine(totals));
+    figures.add(pwr::withWholeMachine(totals));
     const auto owners = owners_.find(id);
     if (owners != owners_.end()) figures.addOwners(owners->second);
   }

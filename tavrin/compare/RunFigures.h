@@ -4,8 +4,8 @@
 #include <string>
 #include <tuple>
 
-#include "tavrin/common/MessageSink.h"
-#include "tavrin/summary/MetricTotals.h"
+#include "hostcommon/session/MessageSink.h"
+#include "hostcommon/summary/MetricTotals.h"
 
 namespace tavrin {
 
@@ -60,7 +60,7 @@ struct ComparedRun {
 /// memory depends on the number of series only.
 ///
 /// Calls: those of a sink, then `take` while the system description is still there.
-class RunFigures final : public MessageSink {
+class RunFigures final : public pwr::MessageSink {
  public:
   void system(const pwr::SystemMetadata& metadata) override { metadata_ = &metadata; }
   void metric(pwr::Metric& metric) override;
@@ -75,11 +75,11 @@ class RunFigures final : public MessageSink {
   ComparedRun take();
 
  private:
-  MetricTotals& totalsOf(const pwr::Metric& metric);
+  pwr::MetricTotals& totalsOf(const pwr::Metric& metric);
   void addOwners(const pwr::Metric& metric);
 
   const pwr::SystemMetadata* metadata_ = nullptr;
-  std::map<unsigned int, MetricTotals> totals_;  // by metric
+  std::map<unsigned int, pwr::MetricTotals> totals_;  // by metric
   /// By metric: what the elements of a list add up to, by the names of those that they are of.
   std::map<unsigned int, std::map<std::string, double>> owners_;
 };

@@ -44,7 +44,7 @@ IdleGroup::IdleGroup(EventShared& shared, const Place& place)
                         place, "State", shared.facts().cpus),
               shared) {}
 
-void IdleGroup::add(const KernelEvent& event, MessageSink& sink) {
+void IdleGroup::add(const KernelEvent& event, pwr::MessageSink& sink) {
   const auto* const idle = std::get_if<IdleEvent>(&event.what);
   if (idle == nullptr) {
     states_.forget(event.cpu, event.time, sink);
@@ -81,7 +81,7 @@ std::vector<pwr::Data> FrequencyGroup::frequencies(const EventFacts& facts) {
   return values;
 }
 
-void FrequencyGroup::add(const KernelEvent& event, MessageSink& sink) {
+void FrequencyGroup::add(const KernelEvent& event, pwr::MessageSink& sink) {
   const auto* const change = std::get_if<FrequencyEvent>(&event.what);
   if (change == nullptr) {
     states_.finish(event.time, sink);  // any CPU may tell of the frequency of another one
@@ -102,7 +102,7 @@ ScheduleGroup::ScheduleGroup(EventShared& shared, const Place& place)
                         place, "Task", shared.facts().cpus),
               shared) {}
 
-void ScheduleGroup::add(const KernelEvent& event, MessageSink& sink) {
+void ScheduleGroup::add(const KernelEvent& event, pwr::MessageSink& sink) {
   const auto* const next = std::get_if<SwitchEvent>(&event.what);
   if (next == nullptr) return states_.forget(event.cpu, event.time, sink);
   const TaskTable::Appearance& task = shared_.tasks().appearance(next->task, next->name);

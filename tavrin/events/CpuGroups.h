@@ -8,11 +8,13 @@ namespace tavrin {
 class IdleGroup final : public MetricGroup {
  public:
   IdleGroup(EventShared& shared, const Place& place);
-  void add(const KernelEvent& event, MessageSink& sink) override;
-  void forgetCpu(unsigned int cpu, unsigned long long time, MessageSink& sink) override {
+  void add(const KernelEvent& event, pwr::MessageSink& sink) override;
+  void forgetCpu(unsigned int cpu, unsigned long long time, pwr::MessageSink& sink) override {
     states_.forget(cpu, time, sink);
   }
-  void finish(unsigned long long time, MessageSink& sink) override { states_.finish(time, sink); }
+  void finish(unsigned long long time, pwr::MessageSink& sink) override {
+    states_.finish(time, sink);
+  }
 
  private:
   pwr::Data state(const IdleEvent& event) const;
@@ -25,11 +27,13 @@ class IdleGroup final : public MetricGroup {
 class FrequencyGroup final : public MetricGroup {
  public:
   FrequencyGroup(EventShared& shared, const Place& place);
-  void add(const KernelEvent& event, MessageSink& sink) override;
-  void forgetCpu(unsigned int cpu, unsigned long long time, MessageSink& sink) override {
+  void add(const KernelEvent& event, pwr::MessageSink& sink) override;
+  void forgetCpu(unsigned int cpu, unsigned long long time, pwr::MessageSink& sink) override {
     states_.forget(cpu, time, sink);
   }
-  void finish(unsigned long long time, MessageSink& sink) override { states_.finish(time, sink); }
+  void finish(unsigned long long time, pwr::MessageSink& sink) override {
+    states_.finish(time, sink);
+  }
 
  private:
   static std::vector<pwr::Data> frequencies(const EventFacts& facts);
@@ -41,11 +45,13 @@ class FrequencyGroup final : public MetricGroup {
 class ScheduleGroup final : public MetricGroup {
  public:
   ScheduleGroup(EventShared& shared, const Place& place);
-  void add(const KernelEvent& event, MessageSink& sink) override;
-  void forgetCpu(unsigned int cpu, unsigned long long time, MessageSink& sink) override {
+  void add(const KernelEvent& event, pwr::MessageSink& sink) override;
+  void forgetCpu(unsigned int cpu, unsigned long long time, pwr::MessageSink& sink) override {
     states_.forget(cpu, time, sink);
   }
-  void finish(unsigned long long time, MessageSink& sink) override { states_.finish(time, sink); }
+  void finish(unsigned long long time, pwr::MessageSink& sink) override {
+    states_.finish(time, sink);
+  }
 
  private:
   EventShared& shared_;

@@ -76,7 +76,7 @@ void EventMetrics::tellProcess(int task, int process) {
   shared_->tasks().tell(task, process);
 }
 
-void EventMetrics::add(const KernelEvent& event, MessageSink& sink) {
+void EventMetrics::add(const KernelEvent& event, pwr::MessageSink& sink) {
   time_ = std::max(time_, event.time);
   const KernelEvent inOrder{.time = time_,
                             .cpu = event.cpu,
@@ -95,12 +95,12 @@ void EventMetrics::addCpu(unsigned int cpu, const pwr::EntityHandle* entity,
   shared_->addCpu(cpu, entity, std::move(idleStates));
 }
 
-void EventMetrics::forgetCpu(unsigned int cpu, unsigned long long time, MessageSink& sink) {
+void EventMetrics::forgetCpu(unsigned int cpu, unsigned long long time, pwr::MessageSink& sink) {
   time_ = std::max(time_, time);
   for (auto& [kind, group] : groups_) group->forgetCpu(cpu, time_, sink);
 }
 
-void EventMetrics::finish(unsigned long long time, MessageSink& sink) {
+void EventMetrics::finish(unsigned long long time, pwr::MessageSink& sink) {
   for (auto& [kind, group] : groups_) group->finish(std::max(time, time_), sink);
 }
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tavrin/common/MessageSink.h"
+#include "hostcommon/session/MessageSink.h"
 #include "tavrin/common/ProcessTable.h"
 #include "tavrin/events/KernelEvent.h"
 #include "tavrin/events/TaskTable.h"
@@ -78,15 +78,15 @@ class EventMetrics {
 
   /// Events have to come in the order of time; one that is too early counts as of the time of the
   /// one before. Events of groups that are not described have no effect.
-  void add(const KernelEvent& event, MessageSink& sink);
+  void add(const KernelEvent& event, pwr::MessageSink& sink);
   /// A CPU has come that the facts do not have. `entity` may be null, `idleStates` empty, for what
   /// is not known yet; each may be told again.
   void addCpu(unsigned int cpu, const pwr::EntityHandle* entity,
               std::vector<std::string> idleStates);
   /// At `time` (ticks) the CPU was found to be gone (offline): its states end.
-  void forgetCpu(unsigned int cpu, unsigned long long time, MessageSink& sink);
+  void forgetCpu(unsigned int cpu, unsigned long long time, pwr::MessageSink& sink);
   /// Ends all states at `time` (ticks), when no event follows.
-  void finish(unsigned long long time, MessageSink& sink);
+  void finish(unsigned long long time, pwr::MessageSink& sink);
 
  private:
   const std::unique_ptr<EventShared> shared_;

@@ -44,7 +44,7 @@ const pwr::Quantity* stateQuantity() {
 }
 
 void CpuStates::change(unsigned int cpu, unsigned long long time, pwr::Data value,
-                       EventAttributes attributes, MessageSink& sink) {
+                       EventAttributes attributes, pwr::MessageSink& sink) {
   if (cpu >= things_.size() || things_[cpu] == kNone) {
     const pwr::EntityHandle* const entity = shared_.cpu(cpu);
     if (entity == nullptr) return;
@@ -54,7 +54,7 @@ void CpuStates::change(unsigned int cpu, unsigned long long time, pwr::Data valu
   trace_.change(things_[cpu], time, std::move(value), std::move(attributes), sink);
 }
 
-void CpuStates::forget(unsigned int cpu, unsigned long long time, MessageSink& sink) {
+void CpuStates::forget(unsigned int cpu, unsigned long long time, pwr::MessageSink& sink) {
   if (cpu < things_.size() && things_[cpu] != kNone) trace_.forget(things_[cpu], time, sink);
 }
 
@@ -73,7 +73,7 @@ const pwr::EntityHandle* NamedThings::operator[](std::string_view name) {
 }
 
 void ThingStates::change(std::string_view name, unsigned long long time, pwr::Data value,
-                         MessageSink& sink) {
+                         pwr::MessageSink& sink) {
   const pwr::EntityHandle* const entity = things_[name];
   if (entity == nullptr) return;
   const auto [place, isNew] = numbers_.try_emplace(entity);
@@ -81,7 +81,7 @@ void ThingStates::change(std::string_view name, unsigned long long time, pwr::Da
   trace_.change(place->second, time, std::move(value), nullptr, sink);
 }
 
-void ThingStates::forget(std::string_view name, unsigned long long time, MessageSink& sink) {
+void ThingStates::forget(std::string_view name, unsigned long long time, pwr::MessageSink& sink) {
   const pwr::EntityHandle* const entity = things_.find(name);
   const auto place = numbers_.find(entity);
   if (place != numbers_.end()) trace_.forget(place->second, time, sink);

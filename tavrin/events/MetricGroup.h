@@ -46,12 +46,12 @@ class MetricGroup {
   virtual ~MetricGroup() = default;
 
   /// Takes an event of the group, or a loss. Times ascend.
-  virtual void add(const KernelEvent& event, MessageSink& sink) = 0;
+  virtual void add(const KernelEvent& event, pwr::MessageSink& sink) = 0;
   /// A CPU has gone: nothing is known of it until its next event.
-  virtual void forgetCpu(unsigned int /*cpu*/, unsigned long long /*time*/, MessageSink& /*sink*/) {
-  }
+  virtual void forgetCpu(unsigned int /*cpu*/, unsigned long long /*time*/,
+                         pwr::MessageSink& /*sink*/) {}
   /// Ends what lasts.
-  virtual void finish(unsigned long long /*time*/, MessageSink& /*sink*/) {}
+  virtual void finish(unsigned long long /*time*/, pwr::MessageSink& /*sink*/) {}
 
   const std::vector<const pwr::MetricDescription*>& metrics() const { return metrics_; }
 
@@ -75,10 +75,10 @@ class CpuStates {
       : trace_(std::move(metric)), shared_(shared) {}
 
   void change(unsigned int cpu, unsigned long long time, pwr::Data value,
-              EventAttributes attributes, MessageSink& sink);
-  void forget(unsigned int cpu, unsigned long long time, MessageSink& sink);
+              EventAttributes attributes, pwr::MessageSink& sink);
+  void forget(unsigned int cpu, unsigned long long time, pwr::MessageSink& sink);
   /// Of all CPUs.
-  void finish(unsigned long long time, MessageSink& sink) { trace_.finish(time, sink); }
+  void finish(unsigned long long time, pwr::MessageSink& sink) { trace_.finish(time, sink); }
 
  private:
   static constexpr std::size_t kNone = ~std::size_t{0};
@@ -114,11 +114,12 @@ class ThingStates {
  public:
   ThingStates(TracedMetric metric, const char* level) : trace_(std::move(metric)), things_(level) {}
 
-  void change(std::string_view name, unsigned long long time, pwr::Data value, MessageSink& sink);
+  void change(std::string_view name, unsigned long long time, pwr::Data value,
+              pwr::MessageSink& sink);
   /// Ends the state of the thing.
-  void forget(std::string_view name, unsigned long long time, MessageSink& sink);
+  void forget(std::string_view name, unsigned long long time, pwr::MessageSink& sink);
   /// Of all things.
-  void finish(unsigned long long time, MessageSink& sink) { trace_.finish(time, sink); }
+  void finish(unsigned long long time, pwr::MessageSink& sink) { trace_.finish(time, sink); }
 
  private:
   StateTrace trace_;

@@ -101,7 +101,7 @@ std::size_t OtherGroup::placeOf(Kind& kind, const KernelEvent& event, std::size_
 }
 
 void OtherGroup::deliver(Kind& kind, const KernelEvent& event, const OtherEvent& what,
-                         MessageSink& sink) {
+                         pwr::MessageSink& sink) {
   TaskTable& tasks = shared_.tasks();
   auto attributes = std::make_shared<pwr::AttributeValueManager>();
   if (what.task >= 0) *attributes = tasks.identity(what.task, tasks.processOf(what.task));
@@ -126,7 +126,7 @@ void OtherGroup::deliver(Kind& kind, const KernelEvent& event, const OtherEvent&
                       std::move(attributes), std::move(more), sink);
 }
 
-void OtherGroup::add(const KernelEvent& event, MessageSink& sink) {
+void OtherGroup::add(const KernelEvent& event, pwr::MessageSink& sink) {
   const auto* const what = std::get_if<OtherEvent>(&event.what);
   if (what == nullptr) return;  // a loss: an event does not last
   if (Kind* const kind = find(event, *what)) deliver(*kind, event, *what, sink);

@@ -21,7 +21,7 @@ class OtherGroup final : public MetricGroup {
 
   OtherGroup(EventShared& shared, const Place& place)
       : shared_(shared), containerId_(place.containerId), tag_(place.tag) {}
-  void add(const KernelEvent& event, MessageSink& sink) override;
+  void add(const KernelEvent& event, pwr::MessageSink& sink) override;
 
  private:
   /// A field of the events of one name, with values of one type.
@@ -41,7 +41,8 @@ class OtherGroup final : public MetricGroup {
   Kind create(const std::string& name, const OtherEvent& what);
   std::size_t placeOf(Kind& kind, const KernelEvent& event, std::size_t expected,
                       const EventField& field);
-  void deliver(Kind& kind, const KernelEvent& event, const OtherEvent& what, MessageSink& sink);
+  void deliver(Kind& kind, const KernelEvent& event, const OtherEvent& what,
+               pwr::MessageSink& sink);
 
   EventShared& shared_;
   const unsigned int containerId_;

@@ -25,7 +25,7 @@ ProcessGroup::ProcessGroup(EventShared& shared, const Place& place)
                          .valueGroup = eventField(nameAttribute_)},
                         place, "Event")) {}
 
-void ProcessGroup::add(const KernelEvent& event, MessageSink& sink) {
+void ProcessGroup::add(const KernelEvent& event, pwr::MessageSink& sink) {
   TaskTable& tasks = shared_.tasks();
   if (const auto* const created = std::get_if<NewTaskEvent>(&event.what)) {
     const int process = created->isThread
@@ -41,7 +41,7 @@ void ProcessGroup::add(const KernelEvent& event, MessageSink& sink) {
   }
 }
 
-void ProcessGroup::fork(const KernelEvent& event, const ForkEvent& fork, MessageSink& sink) {
+void ProcessGroup::fork(const KernelEvent& event, const ForkEvent& fork, pwr::MessageSink& sink) {
   TaskTable& tasks = shared_.tasks();
   if (!tasks.isKnown(fork.task)) tasks.begin(fork.task, fork.task);
   const int process = tasks.processOf(fork.task).value_or(fork.task);
@@ -56,7 +56,7 @@ void ProcessGroup::fork(const KernelEvent& event, const ForkEvent& fork, Message
 }
 
 /// Whichever thread did it is the process from now on.
-void ProcessGroup::exec(const KernelEvent& event, const ExecEvent& exec, MessageSink& sink) {
+void ProcessGroup::exec(const KernelEvent& event, const ExecEvent& exec, pwr::MessageSink& sink) {
   shared_.tasks().begin(exec.task, exec.task);
   tell(event, exec.task, "exec", exec.path, sink);
   if (ProcessTable* const lives = shared_.facts().processes) {
@@ -65,7 +65,7 @@ void ProcessGroup::exec(const KernelEvent& event, const ExecEvent& exec, Message
   }
 }
 
-void ProcessGroup::exit(const KernelEvent& event, const ExitEvent& exit, MessageSink& sink) {
+void ProcessGroup::exit(const KernelEvent& event, const ExitEvent& exit, pwr::MessageSink& sink) {
   TaskTable& tasks = shared_.tasks();
   const int process = tasks.processOf(exit.task).value_or(exit.task);
   tell(event, exit.task, process == exit.task ? "exit" : "thread exit", exit.name, sink);
@@ -78,7 +78,7 @@ void ProcessGroup::exit(const KernelEvent& event, const ExitEvent& exit, Message
 }
 
 void ProcessGroup::tell(const KernelEvent& event, int task, const char* what, std::string_view name,
-                        MessageSink& sink) {
+                        pwr::MessageSink& sink) {
   TaskTable& tasks = shared_.tasks();
   pwr::AttributeValueManager attributes = tasks.identity(task, tasks.processOf(task));
   attributes.addAttributeValue(nameAttribute_, pwr::Data(escaped(name)));

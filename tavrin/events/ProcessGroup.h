@@ -9,14 +9,14 @@ namespace tavrin {
 class ProcessGroup final : public MetricGroup {
  public:
   ProcessGroup(EventShared& shared, const Place& place);
-  void add(const KernelEvent& event, MessageSink& sink) override;
+  void add(const KernelEvent& event, pwr::MessageSink& sink) override;
 
  private:
   void tell(const KernelEvent& event, int task, const char* what, std::string_view name,
-            MessageSink& sink);
-  void fork(const KernelEvent& event, const ForkEvent& fork, MessageSink& sink);
-  void exec(const KernelEvent& event, const ExecEvent& exec, MessageSink& sink);
-  void exit(const KernelEvent& event, const ExitEvent& exit, MessageSink& sink);
+            pwr::MessageSink& sink);
+  void fork(const KernelEvent& event, const ForkEvent& fork, pwr::MessageSink& sink);
+  void exec(const KernelEvent& event, const ExecEvent& exec, pwr::MessageSink& sink);
+  void exit(const KernelEvent& event, const ExitEvent& exit, pwr::MessageSink& sink);
 
   EventShared& shared_;
   const pwr::Attribute* const nameAttribute_;

@@ -48,7 +48,7 @@ WakeupGroup::WakeupGroup(EventShared& /*shared*/, const Place& place)
                     place, "State"),
           "Wakeup Source") {}
 
-void WakeupGroup::add(const KernelEvent& event, MessageSink& sink) {
+void WakeupGroup::add(const KernelEvent& event, pwr::MessageSink& sink) {
   const auto* const change = std::get_if<WakeupSourceEvent>(&event.what);
   if (change == nullptr) return states_.finish(event.time, sink);
   states_.change(change->source, event.time, pwr::Data(change->isActive ? "active" : "inactive"),
@@ -70,7 +70,7 @@ DeviceGroup::DeviceGroup(EventShared& /*shared*/, const Place& place)
                            place, "Callback"),
                  "Device") {}
 
-void DeviceGroup::add(const KernelEvent& event, MessageSink& sink) {
+void DeviceGroup::add(const KernelEvent& event, pwr::MessageSink& sink) {
   if (const auto* const change = std::get_if<DeviceStatusEvent>(&event.what)) {
     states_.change(change->device, event.time, deviceState(change->status), sink);
   } else if (const auto* const request = std::get_if<DeviceRequestEvent>(&event.what)) {
@@ -87,7 +87,7 @@ void DeviceGroup::add(const KernelEvent& event, MessageSink& sink) {
   }
 }
 
-void DeviceGroup::finish(unsigned long long time, MessageSink& sink) {
+void DeviceGroup::finish(unsigned long long time, pwr::MessageSink& sink) {
   states_.finish(time, sink);
   callbacks_.finish(time, sink);
 }
@@ -109,7 +109,7 @@ ThermalGroup::ThermalGroup(EventShared& /*shared*/, const Place& place)
       trips_(addMetric(description("Zone Trips", Type::TracedEvent, count("Trip"), "Zone", "Trip"),
                        place, "Trip")) {}
 
-void ThermalGroup::add(const KernelEvent& event, MessageSink& sink) {
+void ThermalGroup::add(const KernelEvent& event, pwr::MessageSink& sink) {
   if (const auto* const read = std::get_if<TemperatureEvent>(&event.what)) {
     temperatures_.change(read->zone, event.time, pwr::Data(read->millidegrees / kMillidegrees),
                          sink);
@@ -124,7 +124,7 @@ void ThermalGroup::add(const KernelEvent& event, MessageSink& sink) {
   }
 }
 
-void ThermalGroup::finish(unsigned long long time, MessageSink& sink) {
+void ThermalGroup::finish(unsigned long long time, pwr::MessageSink& sink) {
   temperatures_.finish(time, sink);
   cooling_.finish(time, sink);
 }
@@ -136,7 +136,7 @@ RegulatorGroup::RegulatorGroup(EventShared& /*shared*/, const Place& place)
                         place, "State"),
               "Regulator") {}
 
-void RegulatorGroup::add(const KernelEvent& event, MessageSink& sink) {
+void RegulatorGroup::add(const KernelEvent& event, pwr::MessageSink& sink) {
   const auto* const change = std::get_if<RegulatorEvent>(&event.what);
   if (change == nullptr) return states_.finish(event.time, sink);
   states_.change(change->regulator, event.time, pwr::Data(std::string(change->state)), sink);
@@ -155,7 +155,7 @@ ClockGroup::ClockGroup(EventShared& /*shared*/, const Place& place)
                        place, "Rate"),
              "Clock") {}
 
-void ClockGroup::add(const KernelEvent& event, MessageSink& sink) {
+void ClockGroup::add(const KernelEvent& event, pwr::MessageSink& sink) {
   if (const auto* const change = std::get_if<ClockEvent>(&event.what)) {
     states_.change(change->clock, event.time, pwr::Data(change->isEnabled ? "enabled" : "disabled"),
                    sink);
@@ -167,7 +167,7 @@ void ClockGroup::add(const KernelEvent& event, MessageSink& sink) {
   }
 }
 
-void ClockGroup::finish(unsigned long long time, MessageSink& sink) {
+void ClockGroup::finish(unsigned long long time, pwr::MessageSink& sink) {
   states_.finish(time, sink);
   rates_.finish(time, sink);
 }

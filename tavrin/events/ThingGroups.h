@@ -8,8 +8,10 @@ namespace tavrin {
 class WakeupGroup final : public MetricGroup {
  public:
   WakeupGroup(EventShared& shared, const Place& place);
-  void add(const KernelEvent& event, MessageSink& sink) override;
-  void finish(unsigned long long time, MessageSink& sink) override { states_.finish(time, sink); }
+  void add(const KernelEvent& event, pwr::MessageSink& sink) override;
+  void finish(unsigned long long time, pwr::MessageSink& sink) override {
+    states_.finish(time, sink);
+  }
 
  private:
   ThingStates states_;
@@ -20,8 +22,8 @@ class WakeupGroup final : public MetricGroup {
 class DeviceGroup final : public MetricGroup {
  public:
   DeviceGroup(EventShared& shared, const Place& place);
-  void add(const KernelEvent& event, MessageSink& sink) override;
-  void finish(unsigned long long time, MessageSink& sink) override;
+  void add(const KernelEvent& event, pwr::MessageSink& sink) override;
+  void finish(unsigned long long time, pwr::MessageSink& sink) override;
 
  private:
   ThingStates states_;
@@ -34,8 +36,8 @@ class DeviceGroup final : public MetricGroup {
 class ThermalGroup final : public MetricGroup {
  public:
   ThermalGroup(EventShared& shared, const Place& place);
-  void add(const KernelEvent& event, MessageSink& sink) override;
-  void finish(unsigned long long time, MessageSink& sink) override;
+  void add(const KernelEvent& event, pwr::MessageSink& sink) override;
+  void finish(unsigned long long time, pwr::MessageSink& sink) override;
 
  private:
   ThingStates temperatures_;
@@ -48,8 +50,10 @@ class ThermalGroup final : public MetricGroup {
 class RegulatorGroup final : public MetricGroup {
  public:
   RegulatorGroup(EventShared& shared, const Place& place);
-  void add(const KernelEvent& event, MessageSink& sink) override;
-  void finish(unsigned long long time, MessageSink& sink) override { states_.finish(time, sink); }
+  void add(const KernelEvent& event, pwr::MessageSink& sink) override;
+  void finish(unsigned long long time, pwr::MessageSink& sink) override {
+    states_.finish(time, sink);
+  }
 
  private:
   ThingStates states_;
@@ -59,8 +63,8 @@ class RegulatorGroup final : public MetricGroup {
 class ClockGroup final : public MetricGroup {
  public:
   ClockGroup(EventShared& shared, const Place& place);
-  void add(const KernelEvent& event, MessageSink& sink) override;
-  void finish(unsigned long long time, MessageSink& sink) override;
+  void add(const KernelEvent& event, pwr::MessageSink& sink) override;
+  void finish(unsigned long long time, pwr::MessageSink& sink) override;
 
  private:
   ThingStates states_;

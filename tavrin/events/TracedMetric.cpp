@@ -5,7 +5,7 @@
 namespace tavrin {
 
 void StateTrace::change(std::size_t thing, unsigned long long time, pwr::Data value,
-                        EventAttributes attributes, MessageSink& sink) {
+                        EventAttributes attributes, pwr::MessageSink& sink) {
   forget(thing, time, sink);
   State& state = states_[thing];
   state.isKnown = true;
@@ -14,7 +14,7 @@ void StateTrace::change(std::size_t thing, unsigned long long time, pwr::Data va
   state.attributes = std::move(attributes);
 }
 
-void StateTrace::forget(std::size_t thing, unsigned long long time, MessageSink& sink) {
+void StateTrace::forget(std::size_t thing, unsigned long long time, pwr::MessageSink& sink) {
   State& state = states_[thing];
   if (!std::exchange(state.isKnown, false)) return;
   state.lastEnd = std::max(time, state.since + 1);
@@ -22,7 +22,7 @@ void StateTrace::forget(std::size_t thing, unsigned long long time, MessageSink&
                   std::move(state.attributes), sink);
 }
 
-void StateTrace::finish(unsigned long long time, MessageSink& sink) {
+void StateTrace::finish(unsigned long long time, pwr::MessageSink& sink) {
   for (std::size_t thing = 0; thing < states_.size(); ++thing) forget(thing, time, sink);
 }
 

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "tavrin/common/MessageSink.h"
+#include "hostcommon/session/MessageSink.h"
 #include "writers/host/Metric.h"
 
 namespace tavrin {
@@ -23,13 +23,13 @@ class TracedMetric {
   /// `durationTicks` is 0 for what has none.
   void deliver(unsigned long long time, unsigned long long durationTicks,
                const pwr::EntityHandle* entity, pwr::Data value, EventAttributes attributes,
-               MessageSink& sink) {
+               pwr::MessageSink& sink) {
     deliver(time, durationTicks, entity, std::move(value), std::move(attributes), nullptr, sink);
   }
   /// `info`: attributes that the metric does not announce.
   void deliver(unsigned long long time, unsigned long long durationTicks,
                const pwr::EntityHandle* entity, pwr::Data value, EventAttributes attributes,
-               EventInfo info, MessageSink& sink) {
+               EventInfo info, pwr::MessageSink& sink) {
     pwr::Metric::DataPoint& point = message_.editData();
     point.timestamp = time;
     point.elements.resize(1);  // the sink may have taken it
@@ -63,11 +63,11 @@ class StateTrace {
   /// The thing is in a new state, also where it has the same name as the one before. Each state
   /// lasts a tick at least, so that no two of a thing begin at the same time.
   void change(std::size_t thing, unsigned long long time, pwr::Data value,
-              EventAttributes attributes, MessageSink& sink);
+              EventAttributes attributes, pwr::MessageSink& sink);
   /// Ends the thing's state.
-  void forget(std::size_t thing, unsigned long long time, MessageSink& sink);
+  void forget(std::size_t thing, unsigned long long time, pwr::MessageSink& sink);
   /// Ends every state.
-  void finish(unsigned long long time, MessageSink& sink);
+  void finish(unsigned long long time, pwr::MessageSink& sink);
 
  private:
   struct State {

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
+#include "hostcommon/summary/TableBuilder.h"
 #include "tavrin/common/Glob.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/common/PlainText.h"
-#include "tavrin/summary/TableBuilder.h"
 
 namespace tavrin {
 
@@ -68,11 +68,11 @@ std::vector<EventCounts::Row> EventCounts::byFrequency(unsigned long long Name::
   return rows;
 }
 
-void EventCounts::deliver(unsigned int containerId, MessageSink& sink) const {
+void EventCounts::deliver(unsigned int containerId, pwr::MessageSink& sink) const {
   const std::vector<Row> rows = byFrequency(&Name::count);
   if (rows.empty()) return;
-  TableBuilder table(containerId, 1, "Recording Summary: Events",
-                     "Events by their names, those left out of all metrics included.");
+  pwr::TableBuilder table(containerId, 1, "Recording Summary: Events",
+                          "Events by their names, those left out of all metrics included.");
   table.column("Event");
   table.column("Events");
   table.column("Left out");
@@ -81,8 +81,8 @@ void EventCounts::deliver(unsigned int containerId, MessageSink& sink) const {
     table.column("CPU" + std::to_string(cpu));
   }
   for (const auto& [name, counted] : rows) {
-    TableBuilder::Row cells{pwr::Data(name), pwr::Data(counted->count),
-                            pwr::Data(counted->leftOut)};
+    pwr::TableBuilder::Row cells{pwr::Data(name), pwr::Data(counted->count),
+                                 pwr::Data(counted->leftOut)};
     for (unsigned int cpu = 0; hasCpus && cpu < cpus_; ++cpu) {
       cells.emplace_back(cpu < counted->byCpu.size() ? counted->byCpu[cpu] : 0ULL);
     }

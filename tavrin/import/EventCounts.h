@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "tavrin/common/MessageSink.h"
+#include "hostcommon/session/MessageSink.h"
 #include "tavrin/events/KernelEvent.h"
 
 namespace tavrin {
@@ -33,7 +33,7 @@ class EventCounts {
   bool add(const KernelEvent& event);
 
   /// Delivers a table of all that were counted, the most frequent first.
-  void deliver(unsigned int containerId, MessageSink& sink) const;
+  void deliver(unsigned int containerId, pwr::MessageSink& sink) const;
   /// Tells the user how many events are left out, and which patterns no event has matched.
   void tell() const;
 

@@ -24,7 +24,7 @@ unsigned int containerOf(EventGroup group) {
 
 }  // namespace
 
-EventImport::EventImport(std::vector<std::string> patterns, MessageSink& sink)
+EventImport::EventImport(std::vector<std::string> patterns, pwr::MessageSink& sink)
     : sink_(sink), counts_(std::move(patterns)) {}
 
 EventImport::~EventImport() = default;

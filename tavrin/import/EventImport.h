@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tavrin/common/MessageSink.h"
+#include "hostcommon/session/MessageSink.h"
 #include "tavrin/common/ProcessTable.h"
 #include "tavrin/events/EventMetrics.h"
 #include "tavrin/events/KernelEvent.h"
@@ -36,7 +36,7 @@ class EventImport {
 
   /// `patterns`: which events become metrics of their own, as `EventCounts` takes them. `sink` is
   /// not owned.
-  EventImport(std::vector<std::string> patterns, MessageSink& sink);
+  EventImport(std::vector<std::string> patterns, pwr::MessageSink& sink);
   ~EventImport();
   EventImport(const EventImport&) = delete;
   EventImport& operator=(const EventImport&) = delete;
@@ -64,7 +64,7 @@ class EventImport {
   void complete();
   void tellLosses();
 
-  MessageSink& sink_;
+  pwr::MessageSink& sink_;
   EventCounts counts_;
   ProcessTable lives_;
   std::unique_ptr<EventMetrics> metrics_;

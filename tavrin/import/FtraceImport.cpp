@@ -32,7 +32,8 @@ unsigned int saturated(unsigned long long number) {
 
 }  // namespace
 
-FtraceImport::FtraceImport(ByteSource& input, std::vector<std::string> patterns, MessageSink& sink)
+FtraceImport::FtraceImport(ByteSource& input, std::vector<std::string> patterns,
+                           pwr::MessageSink& sink)
     : input_(input), lines_(input), events_(std::move(patterns), sink) {}
 
 bool FtraceImport::isOurs(std::string_view head, bool isAll) {

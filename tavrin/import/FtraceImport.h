@@ -23,7 +23,7 @@ namespace tavrin {
 class FtraceImport final : public Import {
  public:
   /// `patterns`: as `EventImport` takes them. `input` and `sink` are not owned.
-  FtraceImport(ByteSource& input, std::vector<std::string> patterns, MessageSink& sink);
+  FtraceImport(ByteSource& input, std::vector<std::string> patterns, pwr::MessageSink& sink);
 
   int replay(std::string& error) override;
   std::vector<std::string> warnings() const override;

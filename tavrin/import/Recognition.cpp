@@ -37,12 +37,12 @@ bool isStream(const InputHead& head) {
   return head.isAll && (text.empty() || text.starts_with('{') || isUtf16);
 }
 
-std::unique_ptr<Import> openStream(PeekedSource& input, MessageSink& sink,
+std::unique_ptr<Import> openStream(PeekedSource& input, pwr::MessageSink& sink,
                                    const ImportOptions& /*options*/) {
   return std::make_unique<StreamReader>(input, sink);
 }
 
-std::unique_ptr<Import> openKernelRecording(PeekedSource& input, MessageSink& sink,
+std::unique_ptr<Import> openKernelRecording(PeekedSource& input, pwr::MessageSink& sink,
                                             const ImportOptions& options) {
   if (input.path().empty()) {
     throw CommandError(kExitIncomplete,
@@ -58,7 +58,7 @@ bool isFtrace(const InputHead& head) {
   return FtraceImport::isOurs(head.bytes, head.isAll);
 }
 
-std::unique_ptr<Import> openFtrace(PeekedSource& input, MessageSink& sink,
+std::unique_ptr<Import> openFtrace(PeekedSource& input, pwr::MessageSink& sink,
                                    const ImportOptions& options) {
   return std::make_unique<FtraceImport>(input, options.events, sink);
 }
@@ -67,7 +67,7 @@ bool isResult(const InputHead& head) {
   return formatOf(head.bytes).has_value();
 }
 
-std::unique_ptr<Import> openResult(PeekedSource& input, MessageSink& sink,
+std::unique_ptr<Import> openResult(PeekedSource& input, pwr::MessageSink& sink,
                                    const ImportOptions& options) {
   return std::make_unique<ResultImport>(input, sink, options);
 }
@@ -122,7 +122,7 @@ std::unique_ptr<PeekedSource> openInput(const std::string& path, const StopReque
       std::make_unique<UnpackedSource>(std::move(input), createUnpacker(*packing)));
 }
 
-std::unique_ptr<Import> openImport(PeekedSource& input, MessageSink& sink,
+std::unique_ptr<Import> openImport(PeekedSource& input, pwr::MessageSink& sink,
                                    const ImportOptions& options) {
   bool isAll = false;
   const InputKind* kind = kindOf({input.head(), isAll});  // some of it may have come

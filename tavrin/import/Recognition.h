@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "hostcommon/session/MessageSink.h"
 #include "tavrin/common/Import.h"
-#include "tavrin/common/MessageSink.h"
 #include "tavrin/import/PeekedSource.h"
 #include "tavrin/platform/StopRequest.h"
 
@@ -40,7 +40,7 @@ struct InputKind {
   bool (*matches)(const InputHead& head);
   /// The import of such an input. `input` and `sink` are not owned and outlive the import. Throws
   /// CommandError.
-  std::unique_ptr<Import> (*open)(PeekedSource& input, MessageSink& sink,
+  std::unique_ptr<Import> (*open)(PeekedSource& input, pwr::MessageSink& sink,
                                   const ImportOptions& options);
 };
 
@@ -52,7 +52,7 @@ std::unique_ptr<PeekedSource> openInput(const std::string& path, const StopReque
 /// The import of what the content of `input` says it is; its name does not matter. Waits for as
 /// many bytes as that takes. `input` and `sink` are not owned and must outlive the import. Throws
 /// CommandError when the content is of none of the kinds.
-std::unique_ptr<Import> openImport(PeekedSource& input, MessageSink& sink,
+std::unique_ptr<Import> openImport(PeekedSource& input, pwr::MessageSink& sink,
                                    const ImportOptions& options);
 
 }  // namespace tavrin

@@ -36,7 +36,7 @@ void describeMachine(const std::string& machine, pwr::SystemDescription& system)
 }  // namespace
 
 RecordingImport::RecordingImport(const std::string& path, std::vector<std::string> patterns,
-                                 MessageSink& sink, std::function<bool()> isStopped)
+                                 pwr::MessageSink& sink, std::function<bool()> isStopped)
     : path_(path),
       isStopped_(std::move(isStopped)),
       file_(path),

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "hostcommon/session/MessageSink.h"
 #include "tavrin/common/Import.h"
-#include "tavrin/common/MessageSink.h"
 #include "tavrin/import/EventImport.h"
 #include "tavrin/import/RandomBytes.h"
 #include "tavrin/import/Recording.h"
@@ -21,8 +21,8 @@ class RecordingImport final : public Import {
  public:
   /// `patterns`: which events become metrics of their own. `isStopped` tells whether to end early.
   /// `sink` is not owned. Throws CommandError when the file cannot be opened.
-  RecordingImport(const std::string& path, std::vector<std::string> patterns, MessageSink& sink,
-                  std::function<bool()> isStopped);
+  RecordingImport(const std::string& path, std::vector<std::string> patterns,
+                  pwr::MessageSink& sink, std::function<bool()> isStopped);
 
   int replay(std::string& error) override;
   std::vector<std::string> warnings() const override { return warnings_; }

@@ -33,7 +33,8 @@ const char* lossOf(ResultFormat format) {
 
 }  // namespace
 
-ResultImport::ResultImport(PeekedSource& input, MessageSink& sink, const ImportOptions& options)
+ResultImport::ResultImport(PeekedSource& input, pwr::MessageSink& sink,
+                           const ImportOptions& options)
     : input_(input),
       sink_(sink),
       bytes_(input),

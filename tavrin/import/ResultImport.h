@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "hostcommon/session/MessageSink.h"
 #include "readers/ResultReader.h"
 #include "tavrin/common/Import.h"
-#include "tavrin/common/MessageSink.h"
 #include "tavrin/import/Recognition.h"
 #include "tavrin/import/ResultDescriptions.h"
 #include "tavrin/import/SourceBuffer.h"
@@ -21,7 +21,7 @@ namespace tavrin {
 class ResultImport final : public Import {
  public:
   /// `input`, the first of the files, and `sink` are not owned.
-  ResultImport(PeekedSource& input, MessageSink& sink, const ImportOptions& options);
+  ResultImport(PeekedSource& input, pwr::MessageSink& sink, const ImportOptions& options);
 
   /// An error is "NAME: place: cause".
   int replay(std::string& error) override;
@@ -33,7 +33,7 @@ class ResultImport final : public Import {
   void complete();
 
   PeekedSource& input_;
-  MessageSink& sink_;
+  pwr::MessageSink& sink_;
   SourceBuffer bytes_;
   std::vector<std::string> files_;
   unsigned int clockMHz_;  ///< that the user says; 0 for unknown

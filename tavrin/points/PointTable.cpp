@@ -72,7 +72,8 @@ double PointTable::secondsOf(unsigned long long timestamp) const {
 
 /// What of a column the lines of a series have in common.
 void PointTable::appendCommon(std::string& text, PointColumn column,
-                              const pwr::MetricDescription& metric, const SeriesKey& key) const {
+                              const pwr::MetricDescription& metric,
+                              const pwr::SeriesKey& key) const {
   const auto append = [&](const std::string& cell) {
     cell.empty() ? appendNothing(text, choice_.format) : appendText(text, cell, choice_.format);
   };
@@ -95,7 +96,7 @@ void PointTable::appendCommon(std::string& text, PointColumn column,
 }
 
 PointTable::Series PointTable::describe(const pwr::MetricDescription& metric,
-                                        const SeriesKey& key) const {
+                                        const pwr::SeriesKey& key) const {
   const bool isJson = choice_.format == PointFormat::JsonLines;
   Series series{.key = key, .isChosen = isEntityChosen(choice_.entities, key.entity)};
   std::string text = isJson ? "{" : "";
@@ -125,7 +126,7 @@ PointTable::KnownMetric& PointTable::knownMetric(const pwr::MetricDescription& m
 
 /// Messages mostly have the series of the one before in the same order.
 PointTable::Series& PointTable::seriesOf(KnownMetric& known, const pwr::MetricDescription& metric,
-                                         const SeriesKey& key) {
+                                         const pwr::SeriesKey& key) {
   if (known.next >= known.series.size()) known.next = 0;
   if (known.next < known.series.size() && known.series[known.next].key == key) {
     return known.series[known.next++];

@@ -7,8 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "tavrin/common/MessageSink.h"
-#include "tavrin/common/SeriesKey.h"
+#include "hostcommon/session/MessageSink.h"
+#include "hostcommon/summary/SeriesKey.h"
 #include "tavrin/points/PointText.h"
 
 namespace tavrin {
@@ -49,7 +49,7 @@ struct PointChoice {
 /// what the lines of a series have in common.
 ///
 /// Calls: those of a sink, then `finish`. Each may throw CommandError when nothing can be printed.
-class PointTable final : public MessageSink {
+class PointTable final : public pwr::MessageSink {
  public:
   /// `out` is not owned.
   PointTable(PointChoice choice, std::FILE* out);
@@ -69,7 +69,7 @@ class PointTable final : public MessageSink {
  private:
   /// What the lines of a series have in common: the texts before each cell that differs.
   struct Series {
-    SeriesKey key{};
+    pwr::SeriesKey key{};
     bool isChosen = false;
     std::vector<std::string> texts;
   };
@@ -79,14 +79,15 @@ class PointTable final : public MessageSink {
     bool isRate = false;  ///< its durations are not
     std::vector<Series> series;
     std::size_t next = 0;  ///< the place in `series` after the one found last
-    std::unordered_map<SeriesKey, std::size_t, SeriesKeyHash> places;
+    std::unordered_map<pwr::SeriesKey, std::size_t, pwr::SeriesKeyHash> places;
   };
 
   KnownMetric& knownMetric(const pwr::MetricDescription& metric);
-  Series& seriesOf(KnownMetric& known, const pwr::MetricDescription& metric, const SeriesKey& key);
-  Series describe(const pwr::MetricDescription& metric, const SeriesKey& key) const;
+  Series& seriesOf(KnownMetric& known, const pwr::MetricDescription& metric,
+                   const pwr::SeriesKey& key);
+  Series describe(const pwr::MetricDescription& metric, const pwr::SeriesKey& key) const;
   void appendCommon(std::string& text, PointColumn column, const pwr::MetricDescription& metric,
-                    const SeriesKey& key) const;
+                    const pwr::SeriesKey& key) const;
   void appendOwn(PointColumn column, const KnownMetric& known, const pwr::DataElement& element);
   void appendAttributes(const pwr::DataElement& element);
   void printHead();

@@ -29,7 +29,7 @@ unsigned long long addSaturated(unsigned long long a, unsigned long long b) {
 
 }  // namespace
 
-RecordReplay::RecordReplay(MessageSink& sink) : sink_(sink) {}
+RecordReplay::RecordReplay(pwr::MessageSink& sink) : sink_(sink) {}
 
 void RecordReplay::record(const json::Value& value) {
   switch (place_) {

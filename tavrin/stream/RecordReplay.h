@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "tavrin/common/MessageSink.h"
+#include "hostcommon/session/MessageSink.h"
 #include "tavrin/stream/DefinitionReader.h"
 #include "tavrin/stream/JsonObject.h"
 #include "tavrin/stream/PlainSample.h"
@@ -13,7 +13,7 @@ namespace tavrin {
 class RecordReplay {
  public:
   /// `sink` is not owned.
-  explicit RecordReplay(MessageSink& sink);
+  explicit RecordReplay(pwr::MessageSink& sink);
 
   /// Takes the next record. Throws StreamError, having delivered nothing of it, when the record is
   /// not as it should be or stands in the wrong place.
@@ -51,7 +51,7 @@ class RecordReplay {
   std::vector<pwr::Data> cells(const json::Value& value, const pwr::TableDescription& table) const;
   void noteEnd(const pwr::Metric& metric);
 
-  MessageSink& sink_;
+  pwr::MessageSink& sink_;
   Place place_ = Place::Header;
   DefinitionReader definitions_;
   pwr::SystemMetadata metadata_;

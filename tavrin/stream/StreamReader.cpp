@@ -21,14 +21,14 @@ void removeMark(std::string& line) {
 
 class StreamReader::Parts {
  public:
-  Parts(ByteSource& input, MessageSink& sink) : lines(input), records(sink) {}
+  Parts(ByteSource& input, pwr::MessageSink& sink) : lines(input), records(sink) {}
 
   LineReader lines;
   JsonLine json;
   RecordReplay records;
 };
 
-StreamReader::StreamReader(ByteSource& input, MessageSink& sink)
+StreamReader::StreamReader(ByteSource& input, pwr::MessageSink& sink)
     : input_(input), parts_(std::make_unique<Parts>(input, sink)) {}
 
 StreamReader::~StreamReader() = default;

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "hostcommon/session/MessageSink.h"
 #include "tavrin/common/Import.h"
-#include "tavrin/common/MessageSink.h"
 #include "tavrin/platform/ByteSource.h"
 
 namespace tavrin {
@@ -17,7 +17,7 @@ class StreamReader final : public Import {
  public:
   /// `input` and `sink` are not owned. A stop of the input ends the replay as if the stream ended
   /// there.
-  StreamReader(ByteSource& input, MessageSink& sink);
+  StreamReader(ByteSource& input, pwr::MessageSink& sink);
   ~StreamReader() override;
 
   /// An error is "NAME:LINE: cause" or, where a byte of the line is to blame, "NAME:LINE: cause

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "tavrin/common/MessageSink.h"
+#include "hostcommon/session/MessageSink.h"
 
 namespace tavrin {
 
@@ -14,7 +14,7 @@ namespace tavrin {
 /// Calls: `system`, then `define` (optional) and the other operations of `MessageSink` in any
 /// order, `stop` once the system description is complete, `close`. A sample allocates nothing once
 /// the buffer has grown to the size of the samples. Failed writes are noted and told by `close`.
-class StreamWriter final : public MessageSink {
+class StreamWriter final : public pwr::MessageSink {
  public:
   /// `stream` is not owned: it must be open until `close` has returned, and the caller closes it.
   explicit StreamWriter(FILE* stream);

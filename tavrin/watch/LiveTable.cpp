@@ -65,7 +65,7 @@ std::vector<std::string> LiveTable::namesOf(const pwr::MetricDescription& metric
   for (const auto& [entity, descriptor] : metric.combinations) {
     names.push_back(columnOf(metric, descriptor).name);
   }
-  if (idleStatesOf(metric) != nullptr) names.emplace_back("Busy");
+  if (pwr::idleStatesOf(metric) != nullptr) names.emplace_back("Busy");
   return names;
 }
 
@@ -114,7 +114,7 @@ LiveTable::Busy& LiveTable::busyOf(const pwr::MetricDescription& metric) {
   const auto [place, isNew] = busy_.try_emplace(metric.id);
   Busy& busy = place->second;
   if (!isNew) return busy;
-  busy.states = idleStatesOf(metric);
+  busy.states = pwr::idleStatesOf(metric);
   busy.isShown = busy.states != nullptr && isChosen(metric, "Busy");
   if (!busy.isShown) return busy;
   busy.column = addColumn(sectionOf(metric), {.name = "Busy", .units = "%"}, metric);
@@ -187,7 +187,7 @@ void LiveTable::addBusy(const pwr::Metric& metric) {
     double idle = 0.0;
     if (element.getDuration() == 0 || element.getValue()->toReal(idle) != 0) continue;
     if (cell.count == 0) cell = {.sum = 100.0, .count = 1};
-    if (!isIdle(*busy.states, element.getDescriptor())) continue;
+    if (!pwr::isIdle(*busy.states, element.getDescriptor())) continue;
     cell.sum -= idle * 100.0 / static_cast<double>(element.getDuration());
   }
 }

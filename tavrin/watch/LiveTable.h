@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "tavrin/summary/BusyTime.h"
+#include "hostcommon/summary/BusyTime.h"
 #include "writers/host/Metric.h"
 
 namespace tavrin {
@@ -76,7 +76,7 @@ class LiveTable {
   };
   /// What is known of a section's metric that tells when CPUs are idle.
   struct Busy {
-    const IdleStates* states = nullptr;
+    const pwr::IdleStates* states = nullptr;
     std::size_t column = 0;
     bool isShown = false;
   };

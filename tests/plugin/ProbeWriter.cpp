@@ -2,8 +2,8 @@
 // options it was offered, a line each.
 
 #include "hostcommon/OutputFile.h"
-#include "writers/common/PluginList.h"
 #include "writers/common/RunWriter.h"
+#include "writers/host/WriterPluginList.h"
 
 namespace {
 

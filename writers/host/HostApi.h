@@ -12,6 +12,12 @@
 #define PW_HOST_API __attribute__((visibility("default")))
 #endif
 
+/// The version of the host interface: of what writers/host/ and hostcommon/ declare. It changes
+/// when what was built against these declarations no longer works with a later build of them, and
+/// is the version of the shared library's name. A host loads plugin libraries of its own version
+/// only.
+#define PW_HOST_INTERFACE_VERSION "1"
+
 /// Lets the compiler check the arguments of a printf-like function. `text` and `first` are the
 /// positions of the format string and of the first variable argument, counted from 1 (a member
 /// function's `this` is 1).

@@ -2,9 +2,24 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <new>
 
+#include "writers/host/HostApi.h"
+
 class Plugin;
+
+/// Marks the two functions that a plugin library exports.
+#if defined(_WIN32)
+#define PW_PLUGIN_EXPORT __declspec(dllexport)
+#else
+#define PW_PLUGIN_EXPORT __attribute__((visibility("default")))
+#endif
+
+/// What the file of a plugin library contains, followed by the version of the host interface that
+/// it was made for and a semicolon: a host reads the version before it loads the library.
+#define PW_PLUGIN_MARK "Tavrin plugin library for host interface "
+[[gnu::used]] inline constexpr char kPluginMark[] = PW_PLUGIN_MARK PW_HOST_INTERFACE_VERSION ";";
 
 /// What `createPlugins` returns and `destroyPlugins` takes back.
 struct WriterPluginList {
@@ -22,6 +37,13 @@ struct WriterPluginList {
   }
   static void operator delete(void* storage) noexcept { std::free(storage); }
 };
+
+/// What `createPlugins` returns: the list that owns the writers. Null, and the writers are gone,
+/// when memory ran out.
+PW_HOST_API WriterPluginList* makePluginList(std::initializer_list<Plugin*> writers);
+
+/// What `destroyPlugins` does: destroys the writers and the list. Null is allowed.
+PW_HOST_API void releasePluginList(WriterPluginList* list);
 
 extern "C" {
 /// `createPlugins`, exported by the plugin library: builds one instance of every writer. The caller

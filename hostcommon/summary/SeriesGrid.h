@@ -5,17 +5,17 @@
 #include <utility>
 #include <vector>
 
-#include "tavrin/summary/MetricTotals.h"
+#include "hostcommon/summary/MetricTotals.h"
 
-namespace tavrin {
+namespace pwr {
 
 /// The series of a metric in rows and columns, both in the order in which they first appear: a row
 /// per entity and a column per descriptor; for a metric with states a row per entity and descriptor
 /// and a column per state, those of its finite set first, then the others by number or name.
 class SeriesGrid {
  public:
-  using Row = std::pair<const pwr::EntityHandle*, const pwr::DataDescriptor*>;
-  using Column = std::pair<const pwr::DataDescriptor*, std::string>;
+  using Row = std::pair<const EntityHandle*, const DataDescriptor*>;
+  using Column = std::pair<const DataDescriptor*, std::string>;
 
   explicit SeriesGrid(const MetricTotals& totals);
 
@@ -47,4 +47,4 @@ class SeriesGrid {
   std::map<std::pair<std::size_t, std::size_t>, const SeriesTotals*> cells_;
 };
 
-}  // namespace tavrin
+}  // namespace pwr

@@ -5,15 +5,15 @@
 #include <string>
 #include <vector>
 
-#include "tavrin/common/MessageSink.h"
-#include "tavrin/summary/SummaryTables.h"
+#include "hostcommon/session/MessageSink.h"
+#include "hostcommon/summary/SummaryTables.h"
 #include "writers/host/SystemMetadata.h"
 #include "writers/host/WriterPlugin.h"
 
-namespace tavrin {
+namespace pwr {
 
 /// Tells the user which events a run lacks.
-void warnOfLostEvents(const std::vector<pwr::LostEvents>& events);
+PW_HOST_API void warnOfLostEvents(const std::vector<LostEvents>& events);
 
 /// One run of the writers: opens them, hands them every message, adds the header text and the
 /// summary tables at the end, and closes them. Live collection and replay both go through here, so
@@ -21,7 +21,7 @@ void warnOfLostEvents(const std::vector<pwr::LostEvents>& events);
 ///
 /// Calls: `open`, then those of `MessageSink`, then `finish`; all from one thread. A session that
 /// is destroyed without `finish` leaves its outputs to the writers, which discard them.
-class Session final : public MessageSink {
+class PW_HOST_API Session final : public MessageSink {
  public:
   /// The writers are not owned and must outlive the session. Each of them is offered each of the
   /// options ("--name=value") before it is opened.
@@ -33,23 +33,23 @@ class Session final : public MessageSink {
   /// What to do when the system description has come, before anything is delivered: a run that
   /// never comes so far leaves the files of earlier runs alone when it opens its outputs here.
   void beforeSystem(std::function<void()> action) { beforeSystem_ = std::move(action); }
-  /// Opens every writer under `baseName`. Throws CommandError naming those that cannot be opened;
+  /// Opens every writer under `baseName`. Throws HostError naming those that cannot be opened;
   /// the session does nothing more then.
   void open(const std::string& baseName, bool continuous);
   /// Gives every message also to `recorder`, which is not owned, before the writers get it, except
   /// those that the session adds itself.
   void recordTo(MessageSink& recorder) { recorder_ = &recorder; }
 
-  void system(const pwr::SystemMetadata& metadata) override;
-  void container(const pwr::MetricContainerInfoMessage& message) override;
+  void system(const SystemMetadata& metadata) override;
+  void container(const MetricContainerInfoMessage& message) override;
   /// Takes out values that are not finite, because no output can carry them: with a warning for
   /// each of the first metrics that have some, and a count of the others at the end.
-  void metric(pwr::Metric& metric) override;
+  void metric(Metric& metric) override;
   /// Goes into the summary tables; the writers do not get it. Like `metric` otherwise.
-  void remainder(pwr::Metric& metric) override;
-  void table(const pwr::TableMessage& message) override;
-  void text(const pwr::TextMessage& message) override;
-  void id(const pwr::IdMessage& message) override;
+  void remainder(Metric& metric) override;
+  void table(const TableMessage& message) override;
+  void text(const TextMessage& message) override;
+  void id(const IdMessage& message) override;
   /// Has no effect unless the outputs were opened for continuous results.
   void flush() override;
 
@@ -67,7 +67,7 @@ class Session final : public MessageSink {
  private:
   template <typename Message>
   void deliver(const Message& message);
-  void leaveOutNonFinite(pwr::Metric& metric);
+  void leaveOutNonFinite(Metric& metric);
   void warnOfNonFinite() const;
   void flushWriters();
   void deliverHeader();
@@ -79,7 +79,7 @@ class Session final : public MessageSink {
   std::set<WriterPlugin*> unflushedWriters_;  ///< those of which a flush has failed
   MessageSink* recorder_ = nullptr;
   std::function<void()> beforeSystem_;
-  const pwr::SystemMetadata* metadata_ = nullptr;
+  const SystemMetadata* metadata_ = nullptr;
   SummaryTables summary_;
   std::set<unsigned int> nonFiniteMetrics_;
   bool hasHeader_ = false;
@@ -88,4 +88,4 @@ class Session final : public MessageSink {
   unsigned long long samples_ = 0;
 };
 
-}  // namespace tavrin
+}  // namespace pwr

@@ -5,7 +5,7 @@
 #include <string_view>
 
 /// Loading a library at run time, the same on Linux and Windows.
-namespace tavrin {
+namespace pwr {
 
 /// The plugin library of the tool's own formats, and how the names of all of them begin and end.
 #if defined(_WIN32)
@@ -20,6 +20,8 @@ inline constexpr std::string_view kPluginEnd = ".so";
 
 /// The folder of the running executable.
 std::filesystem::path executableFolder();
+/// The folder of the library or executable that this function is a part of.
+std::filesystem::path libraryFolder();
 
 /// Null with `error` set on failure.
 void* openLibrary(const std::string& path, std::string& error);
@@ -27,4 +29,4 @@ void* openLibrary(const std::string& path, std::string& error);
 void* findSymbol(void* library, const char* name);
 void closeLibrary(void* library);
 
-}  // namespace tavrin
+}  // namespace pwr

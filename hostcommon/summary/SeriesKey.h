@@ -6,12 +6,12 @@
 #include "writers/host/DataDescriptor.h"
 #include "writers/host/EntityHandle.h"
 
-namespace tavrin {
+namespace pwr {
 
 /// What tells a series from the others of its metric. Either may be null.
 struct SeriesKey {
-  const pwr::EntityHandle* entity = nullptr;
-  const pwr::DataDescriptor* descriptor = nullptr;
+  const EntityHandle* entity = nullptr;
+  const DataDescriptor* descriptor = nullptr;
   bool operator==(const SeriesKey&) const = default;
 };
 
@@ -22,4 +22,4 @@ struct SeriesKeyHash {
   }
 };
 
-}  // namespace tavrin
+}  // namespace pwr

@@ -1,23 +1,28 @@
-#include "tavrin/summary/SummaryTables.h"
+#include "hostcommon/summary/SummaryTables.h"
 
 #include <algorithm>
 #include <deque>
 
-#include "tavrin/summary/MetricTables.h"
-#include "tavrin/summary/WholeMachine.h"
+#include "hostcommon/summary/MetricTables.h"
+#include "hostcommon/summary/WholeMachine.h"
 
-namespace tavrin {
+namespace pwr {
 
-MetricTotals& SummaryTables::totalsOf(const pwr::Metric& metric) {
+SummaryTables::SummaryTables()
+    : totals_(std::make_unique<std::map<unsigned int, MetricTotals>>()) {}
+
+SummaryTables::~SummaryTables() = default;
+
+MetricTotals& SummaryTables::totalsOf(const Metric& metric) {
   noteContainer(metric.getDescription()->containerId);
-  return totals_.try_emplace(metric.getId(), metric.getDescription()).first->second;
+  return totals_->try_emplace(metric.getId(), metric.getDescription()).first->second;
 }
 
-void SummaryTables::add(const pwr::Metric& metric) {
+void SummaryTables::add(const Metric& metric) {
   totalsOf(metric).add(metric.getData());
 }
 
-void SummaryTables::addRemainder(const pwr::Metric& metric) {
+void SummaryTables::addRemainder(const Metric& metric) {
   totalsOf(metric).addRemainder(metric.getData());
 }
 
@@ -28,7 +33,7 @@ void SummaryTables::noteContainer(unsigned int containerId) {
 std::vector<std::string> SummaryTables::linesOfSilent() const {
   constexpr std::size_t kMostNamed = 5;
   std::vector<std::string> lines;
-  for (const auto& [id, totals] : totals_) {
+  for (const auto& [id, totals] : *totals_) {
     std::vector<std::string> names;
     for (const auto& [entity, descriptor] : totals.silent()) {
       if (entity == nullptr && descriptor == nullptr) continue;
@@ -46,11 +51,11 @@ std::vector<std::string> SummaryTables::linesOfSilent() const {
   return lines;
 }
 
-void SummaryTables::deliver(const pwr::SystemMetadata& system, const ContainerSink& containers,
+void SummaryTables::deliver(const SystemMetadata& system, const ContainerSink& containers,
                             const TableSink& tables) {
-  std::map<const pwr::Quantity*, const MetricTotals*> entries;  // the first metric that counts them
+  std::map<const Quantity*, const MetricTotals*> entries;  // the first metric that counts them
   std::deque<MetricTotals> all;
-  for (auto& [id, totals] : totals_) {
+  for (auto& [id, totals] : *totals_) {
     totals.endStates(system.getCollectionStopTimestamp());
     const MetricTotals& shown = all.emplace_back(withWholeMachine(totals));
     const MetricTotals* whole = nullptr;
@@ -65,16 +70,16 @@ void SummaryTables::deliver(const pwr::SystemMetadata& system, const ContainerSi
     if (auto table = levelTable(withWholeMachine(*totals.levels()))) table->deliver(tables);
   }
   const unsigned int own = highestContainer_ + 1;
-  containers(pwr::MetricContainerInfoMessage({.containerId = own,
-                                              .featureName = "collection",
-                                              .metricName = "Samples",
-                                              .heading = "Collection"}));
+  containers(MetricContainerInfoMessage({.containerId = own,
+                                         .featureName = "collection",
+                                         .metricName = "Samples",
+                                         .heading = "Collection"}));
   TableBuilder samples(own, 1, "Collection Summary: Total Samples Received",
                        "Samples received of each metric and the values in them.");
   for (const char* name : {"Metric", "Feature", "Samples", "Values"}) samples.column(name);
-  for (const auto& [id, totals] : totals_) {
-    samples.row({pwr::Data(totals.metric()->name), pwr::Data(totals.metric()->featureTag),
-                 pwr::Data(totals.messages()), pwr::Data(totals.values())});
+  for (const auto& [id, totals] : *totals_) {
+    samples.row({Data(totals.metric()->name), Data(totals.metric()->featureTag),
+                 Data(totals.messages()), Data(totals.values())});
   }
   samples.deliver(tables);
   if (system.getLostEvents().empty()) return;
@@ -82,10 +87,10 @@ void SummaryTables::deliver(const pwr::SystemMetadata& system, const ContainerSi
                       "Events that came too fast to be collected or that a recording has lost.");
   losses.column("Source");
   losses.column("Events");
-  for (const pwr::LostEvents& lost : system.getLostEvents()) {
-    losses.row({pwr::Data(lost.source), pwr::Data(lost.count)});
+  for (const LostEvents& lost : system.getLostEvents()) {
+    losses.row({Data(lost.source), Data(lost.count)});
   }
   losses.deliver(tables);
 }
 
-}  // namespace tavrin
+}  // namespace pwr

@@ -2,15 +2,18 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "tavrin/summary/MetricTotals.h"
+#include "writers/host/Metric.h"
 #include "writers/host/MetricContainerInfoMessage.h"
 #include "writers/host/SystemMetadata.h"
 #include "writers/host/TableMessage.h"
 
-namespace tavrin {
+namespace pwr {
+
+class MetricTotals;
 
 /// Computes the summary tables of a run from the metrics that were delivered, so that a live run
 /// and its replay have the same ones. The tables of a metric, by its kind:
@@ -35,14 +38,19 @@ namespace tavrin {
 /// percentages and rates over time. Traced states are the transitions of a metric with a finite set
 /// of values. Metrics of state entries that share the quantity of an earlier one, and have no other
 /// series, count some of its entries.
-class SummaryTables {
+class PW_HOST_API SummaryTables {
  public:
-  using TableSink = std::function<void(const pwr::TableMessage&)>;
-  using ContainerSink = std::function<void(const pwr::MetricContainerInfoMessage&)>;
+  using TableSink = std::function<void(const TableMessage&)>;
+  using ContainerSink = std::function<void(const MetricContainerInfoMessage&)>;
 
-  void add(const pwr::Metric& metric);
+  SummaryTables();
+  ~SummaryTables();
+  SummaryTables(const SummaryTables&) = delete;
+  SummaryTables& operator=(const SummaryTables&) = delete;
+
+  void add(const Metric& metric);
   /// Adds the elements to the totals of their series, but to no count and no duration.
-  void addRemainder(const pwr::Metric& metric);
+  void addRemainder(const Metric& metric);
   /// Tells which containers exist, so that the tables' own container gets an id of its own.
   void noteContainer(unsigned int containerId);
 
@@ -51,14 +59,14 @@ class SummaryTables {
   std::vector<std::string> linesOfSilent() const;
 
   /// Delivers every table, row by row; to be called once, when `system` is complete.
-  void deliver(const pwr::SystemMetadata& system, const ContainerSink& containers,
+  void deliver(const SystemMetadata& system, const ContainerSink& containers,
                const TableSink& tables);
 
  private:
-  MetricTotals& totalsOf(const pwr::Metric& metric);
+  MetricTotals& totalsOf(const Metric& metric);
 
-  std::map<unsigned int, MetricTotals> totals_;  // by metric id
+  const std::unique_ptr<std::map<unsigned int, MetricTotals>> totals_;  // by metric id
   unsigned int highestContainer_ = 0;
 };
 
-}  // namespace tavrin
+}  // namespace pwr

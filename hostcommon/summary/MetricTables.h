@@ -3,10 +3,10 @@
 #include <optional>
 #include <vector>
 
-#include "tavrin/summary/MetricTotals.h"
-#include "tavrin/summary/TableBuilder.h"
+#include "hostcommon/summary/MetricTotals.h"
+#include "hostcommon/summary/TableBuilder.h"
 
-namespace tavrin {
+namespace pwr {
 
 /// A table of texts, or of counters of the whole machine, with more rows than this has the largest
 /// ones and a row of all others.
@@ -17,7 +17,7 @@ inline constexpr std::size_t kMostRows = 20;
 inline constexpr const char* kRankGroup = "Rank";
 
 /// Whether the metric counts how often states were entered.
-bool countsEntries(const pwr::MetricDescription& metric);
+bool countsEntries(const MetricDescription& metric);
 
 /// The summary tables of one metric by its kind, as `SummaryTables` tells. `ticksPerMicrosecond`:
 /// the timestamp clock in MHz. `whole`: of a metric that counts entries, the one that counts all of
@@ -29,4 +29,4 @@ std::vector<TableBuilder> tablesOf(const MetricTotals& totals, double ticksPerMi
 /// nothing when they are too many for a table.
 std::optional<TableBuilder> levelTable(const MetricTotals& levels);
 
-}  // namespace tavrin
+}  // namespace pwr

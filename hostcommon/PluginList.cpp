@@ -1,7 +1,8 @@
-#include "writers/common/PluginList.h"
-
 #include <algorithm>
 #include <cstdlib>
+
+#include "writers/host/Plugin.h"
+#include "writers/host/WriterPluginList.h"
 
 // The list is made with new and released with free, by agreement with the hosts; its operator new
 // takes the storage from malloc.

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "tavrin/summary/MetricTotals.h"
+#include "hostcommon/summary/MetricTotals.h"
 
-namespace tavrin {
+namespace pwr {
 
 /// With more CPUs than this, tables are about the whole machine and its packages only.
 inline constexpr std::size_t kMostCpuRows = 32;
@@ -19,4 +19,4 @@ inline constexpr std::size_t kMostCpuRows = 32;
 /// not add up, the totals are as they were.
 MetricTotals withWholeMachine(const MetricTotals& totals);
 
-}  // namespace tavrin
+}  // namespace pwr

@@ -7,14 +7,15 @@
 #include "writers/host/WriterPlugin.h"
 #include "writers/host/WriterPluginList.h"
 
-namespace tavrin {
+namespace pwr {
 
 /// A plugin library, loaded at run time, and the writers that it made. The writers live until the
 /// library is destroyed.
-class PluginLibrary {
+class PW_HOST_API PluginLibrary {
  public:
   /// Loads the file. Null when it is a library of another kind, which does not export
-  /// `createPlugins` and `destroyPlugins`. Throws CommandError when it cannot be loaded.
+  /// `createPlugins` and `destroyPlugins`. Throws HostError when it cannot be loaded, and when it
+  /// was made for another version of the host interface: that one is not loaded.
   static std::unique_ptr<PluginLibrary> load(const std::string& path);
   ~PluginLibrary();
   PluginLibrary(const PluginLibrary&) = delete;
@@ -26,7 +27,7 @@ class PluginLibrary {
   const std::vector<WriterPlugin*>& writers() const { return writers_; }
 
   /// The one writer capability of a writer.
-  static const pwr::WriterPluginCapability& capability(const WriterPlugin& writer);
+  static const WriterPluginCapability& capability(const WriterPlugin& writer);
   /// By which users choose it.
   static const std::string& nameOf(const WriterPlugin& writer);
 
@@ -41,4 +42,4 @@ class PluginLibrary {
   std::vector<WriterPlugin*> writers_;
 };
 
-}  // namespace tavrin
+}  // namespace pwr

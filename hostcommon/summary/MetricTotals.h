@@ -7,16 +7,16 @@
 #include <unordered_map>
 #include <vector>
 
-#include "tavrin/common/SeriesKey.h"
+#include "hostcommon/summary/SeriesKey.h"
 #include "writers/host/Metric.h"
 
-namespace tavrin {
+namespace pwr {
 
 /// What is known of one series (entity, descriptor and, where values are texts or states, value)
 /// at the end of the run.
 struct SeriesTotals {
-  const pwr::EntityHandle* entity = nullptr;
-  const pwr::DataDescriptor* descriptor = nullptr;
+  const EntityHandle* entity = nullptr;
+  const DataDescriptor* descriptor = nullptr;
   bool isText = false;
   std::string value;  ///< of a text
   unsigned long long count = 0;
@@ -29,11 +29,11 @@ struct SeriesTotals {
   unsigned long long wholeSum = 0;  ///< of the integers, modulo 2^64
 
   /// `number` is the addend as a real.
-  void addToSum(const pwr::Data& addend, double number);
+  void addToSum(const Data& addend, double number);
   /// Adds the sums of another series of the same length at most.
   void addTotals(const SeriesTotals& other);
   /// The sum: an integer, exact, where every value was one and the sum fits 64 bits; else a real.
-  pwr::Data total() const;
+  Data total() const;
 };
 
 /// Adds up the samples of one metric as they pass, in memory that depends on the number of series
@@ -48,11 +48,11 @@ class MetricTotals {
   /// Numbers that are traced are levels, if they are this many at most.
   static constexpr std::size_t kMostLevels = 24;
 
-  explicit MetricTotals(const pwr::MetricDescription* metric);
+  explicit MetricTotals(const MetricDescription* metric);
 
-  void add(const pwr::Metric::DataPoint& point);
+  void add(const Metric::DataPoint& point);
   /// Adds to the sums only.
-  void addRemainder(const pwr::Metric::DataPoint& point);
+  void addRemainder(const Metric::DataPoint& point);
   /// To be called after the last `add`: what lasts until the next state has lasted until the end of
   /// the collection, at `timestamp`.
   void endStates(unsigned long long timestamp);
@@ -60,15 +60,14 @@ class MetricTotals {
   /// The same with other series, those of its things that are not among them left out.
   MetricTotals withSeries(std::vector<SeriesTotals> series) const;
 
-  const pwr::MetricDescription* metric() const { return metric_; }
+  const MetricDescription* metric() const { return metric_; }
   /// In the order of first appearance.
   const std::vector<SeriesTotals>& series() const { return series_; }
   const SeriesTotals& others() const { return others_; }
   /// The series of numbers; null when there is none.
-  const SeriesTotals* find(const pwr::EntityHandle* entity,
-                           const pwr::DataDescriptor* descriptor) const;
+  const SeriesTotals* find(const EntityHandle* entity, const DataDescriptor* descriptor) const;
   /// Of the metric's combinations those that no value came of, each once; none of events.
-  std::vector<pwr::Metric::EntityDescCombo> silent() const;
+  std::vector<Metric::EntityDescCombo> silent() const;
   unsigned long long messages() const { return messages_; }
   unsigned long long values() const { return values_; }
   /// True when some value was not a number.
@@ -88,21 +87,21 @@ class MetricTotals {
     std::size_t lasting = kNone;
     unsigned long long since = 0;
   };
-  MetricTotals(const pwr::MetricDescription* metric, bool hasStates)
+  MetricTotals(const MetricDescription* metric, bool hasStates)
       : metric_(metric), hasStates_(hasStates) {}
-  void addLevels(const pwr::Metric::DataPoint& point);
+  void addLevels(const Metric::DataPoint& point);
 
   static constexpr std::size_t kNone = ~std::size_t{0};
   static constexpr std::size_t kOthers = kNone - 1;
 
-  void addNumber(const pwr::DataElement& element, double number);
-  void addText(const pwr::DataElement& element, unsigned long long timestamp);
-  SeriesTotals& find(const pwr::DataElement& element);
+  void addNumber(const DataElement& element, double number);
+  void addText(const DataElement& element, unsigned long long timestamp);
+  SeriesTotals& find(const DataElement& element);
   std::size_t findText(const SeriesKey& key, Category& category);
   SeriesTotals& at(std::size_t index) { return index == kOthers ? others_ : series_[index]; }
   void end(Category& category, unsigned long long timestamp);
 
-  const pwr::MetricDescription* metric_;
+  const MetricDescription* metric_;
   bool hasStates_;
   std::shared_ptr<MetricTotals> levels_;  // shared by copies, which are made when all is added
   std::set<std::string> levelValues_;
@@ -119,4 +118,4 @@ class MetricTotals {
   bool categorical_ = false;
 };
 
-}  // namespace tavrin
+}  // namespace pwr

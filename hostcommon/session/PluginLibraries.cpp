@@ -1,14 +1,14 @@
-#include "tavrin/PluginLibraries.h"
+#include "hostcommon/session/PluginLibraries.h"
 
 #include <algorithm>
 #include <map>
 
+#include "hostcommon/HostLog.h"
 #include "hostcommon/Utf8Path.h"
-#include "tavrin/common/CommandError.h"
-#include "tavrin/common/Messages.h"
-#include "tavrin/platform/DynamicLibrary.h"
+#include "hostcommon/session/DynamicLibrary.h"
+#include "hostcommon/session/HostError.h"
 
-namespace tavrin {
+namespace pwr {
 
 namespace fs = std::filesystem;
 
@@ -24,7 +24,7 @@ struct Candidate {
 };
 
 bool hasPluginName(const fs::path& file) {
-  const std::string name = pwr::utf8FromPath(file.filename());
+  const std::string name = utf8FromPath(file.filename());
   return name.starts_with(kPluginStart) && name.ends_with(kPluginEnd);
 }
 
@@ -50,7 +50,7 @@ std::vector<Candidate> findCandidates(const std::vector<std::string>& named,
     });
   };
   for (const std::string& name : named) {
-    const fs::path file = pwr::pathFromUtf8(name);
+    const fs::path file = pathFromUtf8(name);
     if (same(file) == found.end()) found.push_back({file, true});
   }
   const auto hasNameOfFound = [&found](const fs::path& file) {
@@ -75,9 +75,9 @@ void beginWithOwn(std::vector<Candidate>& candidates, const std::vector<fs::path
   const auto own = std::ranges::find_if(
       candidates, [](const Candidate& one) { return one.file.filename() == kPluginLibraryName; });
   if (own == candidates.end()) {
-    throw CommandError(kExitIncomplete,
-                       "cannot find the plugin library " + std::string(kPluginLibraryName) +
-                           " in " + pwr::utf8FromPath(folders.front()) + " (use --plugin PATH)");
+    throw HostError(HostError::Cause::Failure,
+                    "cannot find the plugin library " + std::string(kPluginLibraryName) + " in " +
+                        utf8FromPath(folders.front()) + " (use --plugin PATH)");
   }
   own->isRequired = true;
   std::rotate(candidates.begin(), own, own + 1);
@@ -85,25 +85,25 @@ void beginWithOwn(std::vector<Candidate>& candidates, const std::vector<fs::path
 
 /// Null for one that is left out.
 std::unique_ptr<PluginLibrary> load(const Candidate& candidate) {
-  const std::string path = pwr::utf8FromPath(candidate.file);
+  const std::string path = utf8FromPath(candidate.file);
   try {
     auto library = PluginLibrary::load(path);
     if (library != nullptr || !candidate.isRequired) return library;
-  } catch (const CommandError& error) {
+  } catch (const HostError& error) {
     if (candidate.isRequired) throw;
     warn(error.what());
     return nullptr;
   }
-  throw CommandError(kExitIncomplete, path +
-                                          " is not a plugin library: it does not export "
-                                          "createPlugins and destroyPlugins");
+  throw HostError(HostError::Cause::Failure, path +
+                                                 " is not a plugin library: it does not export "
+                                                 "createPlugins and destroyPlugins");
 }
 
 }  // namespace
 
 std::vector<fs::path> pluginFolders() {
-  const fs::path folder = executableFolder();
-  return {folder, folder.parent_path() / "lib"};
+  const fs::path own = libraryFolder();
+  return {executableFolder(), own, own / "tavrin"};
 }
 
 PluginLibraries::PluginLibraries(const std::vector<std::string>& named,
@@ -122,8 +122,9 @@ void PluginLibraries::refuseTwins() const {
     for (const WriterPlugin* writer : library->writers()) {
       const auto [owner, isNew] = owners.emplace(PluginLibrary::nameOf(*writer), library.get());
       if (isNew) continue;
-      throw CommandError(kExitUsage, "two writers have the name '" + owner->first + "': one of " +
-                                         owner->second->path() + ", one of " + library->path());
+      throw HostError(HostError::Cause::Request, "two writers have the name '" + owner->first +
+                                                     "': one of " + owner->second->path() +
+                                                     ", one of " + library->path());
     }
   }
 }
@@ -150,4 +151,4 @@ std::vector<WriterPlugin*> PluginLibraries::select(const std::vector<std::string
   return selected;
 }
 
-}  // namespace tavrin
+}  // namespace pwr

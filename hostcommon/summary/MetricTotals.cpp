@@ -1,4 +1,4 @@
-#include "tavrin/summary/MetricTotals.h"
+#include "hostcommon/summary/MetricTotals.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,32 +7,32 @@
 
 #include "writers/host/Quantity.h"
 
-namespace tavrin {
+namespace pwr {
 
 namespace {
 
 /// The number modulo 2^64, if it is an integer; else 0.
-unsigned long long wholeNumber(const pwr::Data& value) {
+unsigned long long wholeNumber(const Data& value) {
   long long integer = 0;
   unsigned long long natural = 0;
-  if (value.getType() == pwr::DataType::UInt) {
+  if (value.getType() == DataType::UInt) {
     value.toUInt(natural);
-  } else if (value.getType() == pwr::DataType::Int) {
+  } else if (value.getType() == DataType::Int) {
     value.toInt(integer);
     natural = static_cast<unsigned long long>(integer);
   }
   return natural;
 }
 
-bool isTransition(const pwr::MetricDescription& metric) {
-  return metric.type == pwr::Metric::MetricType::TracedValueTransition;
+bool isTransition(const MetricDescription& metric) {
+  return metric.type == Metric::MetricType::TracedValueTransition;
 }
 
 }  // namespace
 
-void SeriesTotals::addToSum(const pwr::Data& addend, double number) {
+void SeriesTotals::addToSum(const Data& addend, double number) {
   sum += number;
-  whole = whole && addend.getType() != pwr::DataType::Real;
+  whole = whole && addend.getType() != DataType::Real;
   wholeSum += wholeNumber(addend);
 }
 
@@ -44,26 +44,26 @@ void SeriesTotals::addTotals(const SeriesTotals& other) {
   durationTicks = std::max(durationTicks, other.durationTicks);
 }
 
-pwr::Data SeriesTotals::total() const {
+Data SeriesTotals::total() const {
   // The real sum, although rounded, tells which number it is that equals `wholeSum` modulo 2^64.
   constexpr double kLeast = -0x1p63 * 0.99;
   constexpr double kMost = 0x1p64 * 0.99;
   constexpr double kSurelyPositive = 0x1p62;
-  if (!whole || !(sum > kLeast && sum < kMost)) return pwr::Data(sum);
-  return sum > kSurelyPositive ? pwr::Data(wholeSum) : pwr::Data(static_cast<long long>(wholeSum));
+  if (!whole || !(sum > kLeast && sum < kMost)) return Data(sum);
+  return sum > kSurelyPositive ? Data(wholeSum) : Data(static_cast<long long>(wholeSum));
 }
 
-MetricTotals::MetricTotals(const pwr::MetricDescription* metric)
+MetricTotals::MetricTotals(const MetricDescription* metric)
     : MetricTotals(metric, isTransition(*metric) && !metric->finiteSet.empty()) {
-  const bool isTemperature = metric->quantity != nullptr &&
-                             metric->quantity->toQuantity() == pwr::QuantityType::Temperature;
+  const bool isTemperature =
+      metric->quantity != nullptr && metric->quantity->toQuantity() == QuantityType::Temperature;
   if (isTransition(*metric) && !hasStates_ && !isTemperature) {
     levels_ = std::shared_ptr<MetricTotals>(new MetricTotals(metric, true));
   }
 }
 
 /// Messages mostly have the series of the one before in the same order.
-SeriesTotals& MetricTotals::find(const pwr::DataElement& element) {
+SeriesTotals& MetricTotals::find(const DataElement& element) {
   const SeriesKey key{element.getEntity(), element.getDescriptor()};
   if (next_ == series_.size()) next_ = 0;
   if (next_ < series_.size() && !series_[next_].isText &&
@@ -76,8 +76,8 @@ SeriesTotals& MetricTotals::find(const pwr::DataElement& element) {
   return series_[found->second];
 }
 
-const SeriesTotals* MetricTotals::find(const pwr::EntityHandle* entity,
-                                       const pwr::DataDescriptor* descriptor) const {
+const SeriesTotals* MetricTotals::find(const EntityHandle* entity,
+                                       const DataDescriptor* descriptor) const {
   const auto found = numeric_.find({entity, descriptor});
   return found == numeric_.end() ? nullptr : &series_[found->second];
 }
@@ -100,7 +100,7 @@ void MetricTotals::end(Category& category, unsigned long long timestamp) {
   category.lasting = kNone;
 }
 
-void MetricTotals::addNumber(const pwr::DataElement& element, double number) {
+void MetricTotals::addNumber(const DataElement& element, double number) {
   SeriesTotals& series = find(element);
   series.minimum = series.count == 0 ? number : std::min(series.minimum, number);
   series.maximum = series.count == 0 ? number : std::max(series.maximum, number);
@@ -110,7 +110,7 @@ void MetricTotals::addNumber(const pwr::DataElement& element, double number) {
   ++series.count;
 }
 
-void MetricTotals::addText(const pwr::DataElement& element, unsigned long long timestamp) {
+void MetricTotals::addText(const DataElement& element, unsigned long long timestamp) {
   const SeriesKey key{element.getEntity(), element.getDescriptor()};
   Category& category = categories_[key];
   element.getValue()->toFormattedString(text_);
@@ -125,13 +125,13 @@ void MetricTotals::addText(const pwr::DataElement& element, unsigned long long t
   }
 }
 
-void MetricTotals::add(const pwr::Metric::DataPoint& point) {
+void MetricTotals::add(const Metric::DataPoint& point) {
   ++messages_;
-  for (const pwr::DataElement& element : point.elements) {
+  for (const DataElement& element : point.elements) {
     double number = 0.0;
     const bool isNumber = !hasStates_ && element.getValue()->toReal(number) == 0;
     // NaN says no more than a value that is missing, and would spoil all that it is added to.
-    if (element.getValue()->getType() == pwr::DataType::None || std::isnan(number)) continue;
+    if (element.getValue()->getType() == DataType::None || std::isnan(number)) continue;
     ++values_;
     if (isNumber) {
       addNumber(element, number);
@@ -143,7 +143,7 @@ void MetricTotals::add(const pwr::Metric::DataPoint& point) {
   if (levels_ != nullptr) addLevels(point);
 }
 
-void MetricTotals::addLevels(const pwr::Metric::DataPoint& point) {
+void MetricTotals::addLevels(const Metric::DataPoint& point) {
   const std::vector<SeriesTotals>& series = levels_->series_;
   std::size_t known = series.size();
   if (!categorical_) levels_->add(point);
@@ -151,22 +151,22 @@ void MetricTotals::addLevels(const pwr::Metric::DataPoint& point) {
   if (categorical_ || levelValues_.size() > kMostLevels) levels_.reset();
 }
 
-void MetricTotals::addRemainder(const pwr::Metric::DataPoint& point) {
-  for (const pwr::DataElement& element : point.elements) {
+void MetricTotals::addRemainder(const Metric::DataPoint& point) {
+  for (const DataElement& element : point.elements) {
     double number = 0.0;
     if (element.getValue()->toReal(number) != 0 || std::isnan(number)) continue;
     find(element).addToSum(*element.getValue(), number);
   }
 }
 
-std::vector<pwr::Metric::EntityDescCombo> MetricTotals::silent() const {
+std::vector<Metric::EntityDescCombo> MetricTotals::silent() const {
   // No event is missing that has not happened.
-  if (metric_->type == pwr::Metric::MetricType::TracedEvent) return {};
+  if (metric_->type == Metric::MetricType::TracedEvent) return {};
   std::set<std::pair<const void*, const void*>> known;
   for (const SeriesTotals& series : series_) known.emplace(series.entity, series.descriptor);
   for (const SeriesKey& key : leftOut_) known.emplace(key.entity, key.descriptor);
-  std::vector<pwr::Metric::EntityDescCombo> silent;
-  for (const pwr::Metric::EntityDescCombo& combination : metric_->combinations) {
+  std::vector<Metric::EntityDescCombo> silent;
+  for (const Metric::EntityDescCombo& combination : metric_->combinations) {
     const bool isNew = known.emplace(combination.entity, combination.descriptor).second;
     if (isNew) silent.push_back(combination);
   }
@@ -193,4 +193,4 @@ void MetricTotals::endStates(unsigned long long timestamp) {
   if (levels_ != nullptr) levels_->endStates(timestamp);
 }
 
-}  // namespace tavrin
+}  // namespace pwr

@@ -1,4 +1,4 @@
-#include "tavrin/summary/WholeMachine.h"
+#include "hostcommon/summary/WholeMachine.h"
 
 #include <algorithm>
 #include <charconv>
@@ -8,16 +8,16 @@
 #include <string_view>
 
 #include "hostcommon/Descriptions.h"
-#include "tavrin/summary/BusyTime.h"
+#include "hostcommon/summary/BusyTime.h"
 
-namespace tavrin {
+namespace pwr {
 
 namespace {
 
-using Entity = const pwr::EntityHandle*;
-using Type = pwr::Metric::MetricType;
+using Entity = const EntityHandle*;
+using Type = Metric::MetricType;
 
-bool isOfCpus(const pwr::MetricDescription& metric) {
+bool isOfCpus(const MetricDescription& metric) {
   return metric.entityGroup != nullptr && metric.entityGroup->getName() == "CPU";
 }
 
@@ -29,12 +29,12 @@ bool addsUp(const MetricTotals& totals) {
 }
 
 Entity allCpus() {
-  static const Entity entity = pwr::createEntity({.name = "all CPUs", .level = "Machine"});
+  static const Entity entity = createEntity({.name = "all CPUs", .level = "Machine"});
   return entity;
 }
 
 Entity allPackages() {
-  static const Entity entity = pwr::createEntity({.name = "all packages", .level = "Machine"});
+  static const Entity entity = createEntity({.name = "all packages", .level = "Machine"});
   return entity;
 }
 
@@ -73,7 +73,7 @@ class Groups {
   std::size_t cpus() const { return cpus_; }
 
  private:
-  void add(const pwr::MetricDescription& metric, Entity entity) {
+  void add(const MetricDescription& metric, Entity entity) {
     if (isOfCpus(metric)) {
       ++cpus_;
       join(allCpus(), entity);
@@ -93,9 +93,9 @@ class Groups {
   std::size_t cpus_ = 0;
 };
 
-const pwr::DataDescriptor* busyDescriptor() {
+const DataDescriptor* busyDescriptor() {
   static const auto* const descriptor =
-      pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("Busy", "Neither asleep nor idle"));
+      DataDescriptor::create(DataDescriptorBuilder("Busy", "Neither asleep nor idle"));
   return descriptor;
 }
 
@@ -118,7 +118,7 @@ std::vector<SeriesTotals> busySeries(const MetricTotals& totals) {
   }
   for (std::size_t i = 0; i < all.size(); ++i) {
     const auto measured = static_cast<double>(all[i].durationTicks);
-    all[i].addToSum(pwr::Data(0.0), std::max(0.0, measured - asleep[i]));
+    all[i].addToSum(Data(0.0), std::max(0.0, measured - asleep[i]));
   }
   return all;
 }
@@ -133,7 +133,7 @@ void addToGroup(SeriesTotals& group, const SeriesTotals& one, bool addsTimes) {
 /// The series of a group, of the kinds that its members have.
 void appendGroup(std::vector<SeriesTotals>& all, Entity group, const Groups& groups,
                  const std::vector<SeriesTotals>& series, bool addsTimes) {
-  std::map<std::pair<const pwr::DataDescriptor*, std::string>, std::size_t> places;
+  std::map<std::pair<const DataDescriptor*, std::string>, std::size_t> places;
   for (const SeriesTotals& one : series) {
     if (!groups.contains(group, one.entity)) continue;
     const auto [place, isNew] = places.try_emplace({one.descriptor, one.value}, all.size());
@@ -187,4 +187,4 @@ MetricTotals withWholeMachine(const MetricTotals& totals) {
   return ordered.withSeries(std::move(all));
 }
 
-}  // namespace tavrin
+}  // namespace pwr

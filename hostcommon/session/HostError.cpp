@@ -1,8 +1,13 @@
-#include "tavrin/common/CommandError.h"
+#include "hostcommon/session/HostError.h"
 
 #include <algorithm>
 
-namespace tavrin {
+namespace pwr {
+
+HostError::HostError(Cause cause, const std::string& message)
+    : std::runtime_error(message), cause_(cause) {}
+
+HostError::~HostError() = default;
 
 void requireKnown(const std::vector<std::string>& names, const std::vector<std::string>& known,
                   const std::string& kind) {
@@ -15,8 +20,8 @@ void requireKnown(const std::vector<std::string>& names, const std::vector<std::
       text.append(1, mark).append(1, ' ').append(one);
       mark = ',';
     }
-    throw CommandError(kExitUsage, text);
+    throw HostError(HostError::Cause::Request, text);
   }
 }
 
-}  // namespace tavrin
+}  // namespace pwr

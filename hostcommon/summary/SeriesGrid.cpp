@@ -1,4 +1,4 @@
-#include "tavrin/summary/SeriesGrid.h"
+#include "hostcommon/summary/SeriesGrid.h"
 
 #include <charconv>
 #include <optional>
@@ -6,7 +6,7 @@
 #include <string_view>
 #include <tuple>
 
-namespace tavrin {
+namespace pwr {
 
 namespace {
 
@@ -33,7 +33,7 @@ struct IsBefore {
 SeriesGrid::SeriesGrid(const MetricTotals& totals) {
   const bool hasStates = totals.hasStates();
   std::string state;
-  for (const pwr::Data& value : totals.metric()->finiteSet) {
+  for (const Data& value : totals.metric()->finiteSet) {
     if (hasStates && value.toFormattedString(state) == 0) columns_({nullptr, state});
   }
   if (hasStates) addStates(totals);
@@ -50,4 +50,4 @@ void SeriesGrid::addStates(const MetricTotals& totals) {
   for (const std::string_view state : states) columns_({nullptr, std::string(state)});
 }
 
-}  // namespace tavrin
+}  // namespace pwr

@@ -7,29 +7,29 @@
 #include "writers/host/TableMessage.h"
 #include "writers/host/TextMessage.h"
 
-namespace tavrin {
+namespace pwr {
 
 /// Takes the messages of one run, from live collection or from a recorded stream, in their order:
 /// `system` first and once, then any of the others. All calls come from one thread.
-class MessageSink {
+class PW_HOST_API MessageSink {
  public:
   virtual ~MessageSink() = default;
 
   /// `metadata` outlives the run; whoever delivers it completes it (stop timestamp, duration,
   /// processes, lost events) before the run is finished.
-  virtual void system(const pwr::SystemMetadata& metadata) = 0;
-  virtual void container(const pwr::MetricContainerInfoMessage& message) = 0;
+  virtual void system(const SystemMetadata& metadata) = 0;
+  virtual void container(const MetricContainerInfoMessage& message) = 0;
   /// The sink may take elements out of the metric's data point.
-  virtual void metric(pwr::Metric& metric) = 0;
+  virtual void metric(Metric& metric) = 0;
   /// What the run has of a counted or timed metric beyond its samples, for totals only: the
   /// elements tell value, entity and descriptor; the timestamp says nothing. A metric with a
   /// remainder, even without elements, is reported although it may have no samples.
-  virtual void remainder(pwr::Metric& metric) = 0;
-  virtual void table(const pwr::TableMessage& message) = 0;
-  virtual void text(const pwr::TextMessage& message) = 0;
-  virtual void id(const pwr::IdMessage& message) = 0;
+  virtual void remainder(Metric& metric) = 0;
+  virtual void table(const TableMessage& message) = 0;
+  virtual void text(const TextMessage& message) = 0;
+  virtual void id(const IdMessage& message) = 0;
   /// Continuous results are to be flushed now.
   virtual void flush() = 0;
 };
 
-}  // namespace tavrin
+}  // namespace pwr

@@ -1,25 +1,25 @@
-#include "tavrin/Session.h"
+#include "hostcommon/session/Session.h"
 
 #include <cerrno>
 #include <cmath>
 #include <system_error>
 
+#include "hostcommon/HostLog.h"
 #include "hostcommon/NumberText.h"
 #include "hostcommon/WriterDispatch.h"
-#include "tavrin/PluginLibrary.h"
-#include "tavrin/common/CommandError.h"
-#include "tavrin/common/Messages.h"
+#include "hostcommon/session/HostError.h"
+#include "hostcommon/session/PluginLibrary.h"
 #include "writers/host/PluginEnvironment.h"
 
-namespace tavrin {
+namespace pwr {
 
 namespace {
 
 constexpr std::size_t kMostNonFiniteNamed = 10;
 
-bool isFinite(const pwr::Data& value) {
+bool isFinite(const Data& value) {
   double real = 0.0;
-  pwr::Data::RealPair range;
+  Data::RealPair range;
   if (value.toReal(real) == 0) return std::isfinite(real);
   if (value.toRealRange(range) == 0)
     return std::isfinite(range.first) && std::isfinite(range.second);
@@ -28,12 +28,12 @@ bool isFinite(const pwr::Data& value) {
 
 std::string shortest(double number) {
   std::string text;
-  pwr::appendShortest(text, number);
+  appendShortest(text, number);
   return text;
 }
 
 /// Warns of a time stamp counter that cannot be the timestamp clock.
-void checkClock(const pwr::SystemMetadata& metadata) {
+void checkClock(const SystemMetadata& metadata) {
   const double counter = metadata.getDescription().tscFrequencyMHz;
   const unsigned int clock = metadata.getTimestampClockFrequencyMHz();
   if (counter == 0.0 || clock == 0 || std::abs(counter - clock) < 1.0) return;
@@ -66,8 +66,8 @@ void Session::open(const std::string& baseName, bool continuous) {
   }
   if (failed.empty()) return;
   open_.clear();  // not closed: there is no run whose results they could complete
-  throw CommandError(kExitIncomplete, "cannot open the output of writer " + joined(failed) +
-                                          " under '" + baseName + "'" + cause);
+  throw HostError(HostError::Cause::Failure, "cannot open the output of writer " + joined(failed) +
+                                                 " under '" + baseName + "'" + cause);
 }
 
 template <typename Message>
@@ -75,24 +75,24 @@ void Session::deliver(const Message& message) {
   for (WriterPlugin* writer : open_) WriterDispatch::write(*writer, message);
 }
 
-void Session::system(const pwr::SystemMetadata& metadata) {
+void Session::system(const SystemMetadata& metadata) {
   if (beforeSystem_) beforeSystem_();
   metadata_ = &metadata;
   checkClock(metadata);
   if (recorder_ != nullptr) recorder_->system(metadata);
-  deliver(pwr::SystemMessage(&metadata));
+  deliver(SystemMessage(&metadata));
 }
 
-void Session::container(const pwr::MetricContainerInfoMessage& message) {
+void Session::container(const MetricContainerInfoMessage& message) {
   summary_.noteContainer(message.getContainerId());
   if (recorder_ != nullptr) recorder_->container(message);
   deliver(message);
 }
 
-void Session::leaveOutNonFinite(pwr::Metric& metric) {
-  const auto removed =
-      std::erase_if(metric.editData().elements,
-                    [](const pwr::DataElement& element) { return !isFinite(*element.getValue()); });
+void Session::leaveOutNonFinite(Metric& metric) {
+  const auto removed = std::erase_if(metric.editData().elements, [](const DataElement& element) {
+    return !isFinite(*element.getValue());
+  });
   if (removed == 0 || !nonFiniteMetrics_.insert(metric.getId()).second) return;
   if (nonFiniteMetrics_.size() > kMostNonFiniteNamed) return;
   warn("a value of metric '" + metric.getName() +
@@ -105,7 +105,7 @@ void Session::warnOfNonFinite() const {
        " more metrics are not finite and are left out");
 }
 
-void Session::metric(pwr::Metric& metric) {
+void Session::metric(Metric& metric) {
   leaveOutNonFinite(metric);
   ++samples_;
   unflushed_ = true;
@@ -114,25 +114,25 @@ void Session::metric(pwr::Metric& metric) {
   deliver(metric);
 }
 
-void Session::remainder(pwr::Metric& metric) {
+void Session::remainder(Metric& metric) {
   leaveOutNonFinite(metric);
   summary_.addRemainder(metric);
   if (recorder_ != nullptr) recorder_->remainder(metric);
 }
 
-void Session::table(const pwr::TableMessage& message) {
+void Session::table(const TableMessage& message) {
   summary_.noteContainer(message.getContainerId());
   if (recorder_ != nullptr) recorder_->table(message);
   deliver(message);
 }
 
-void Session::text(const pwr::TextMessage& message) {
-  hasHeader_ = hasHeader_ || message.getKind() == pwr::TextMessageKind::Header;
+void Session::text(const TextMessage& message) {
+  hasHeader_ = hasHeader_ || message.getKind() == TextMessageKind::Header;
   if (recorder_ != nullptr) recorder_->text(message);
   deliver(message);
 }
 
-void Session::id(const pwr::IdMessage& message) {
+void Session::id(const IdMessage& message) {
   if (recorder_ != nullptr) recorder_->id(message);
   deliver(message);
 }
@@ -154,7 +154,7 @@ void Session::flushWriters() {
 
 void Session::deliverHeader() {
   std::string duration;
-  pwr::appendFixed(duration, metadata_->getCollectionDurationSec(), 2);
+  appendFixed(duration, metadata_->getCollectionDurationSec(), 2);
   const std::pair<const char*, std::string> lines[] = {
       {"Tavrin version: ", metadata_->getProductVersion()},
       {"Collection start: ", metadata_->getCollectionStartTime()},
@@ -169,13 +169,13 @@ void Session::deliverHeader() {
   for (const auto& [label, value] : lines) {
     if (!value.empty()) text += label + value + "\n";
   }
-  pwr::HeaderTextMessage header;
+  HeaderTextMessage header;
   header.setMessage(text);
   deliver(header);
 }
 
-void warnOfLostEvents(const std::vector<pwr::LostEvents>& events) {
-  for (const pwr::LostEvents& lost : events) {
+void warnOfLostEvents(const std::vector<LostEvents>& events) {
+  for (const LostEvents& lost : events) {
     if (lost.count == 0) continue;
     warn(std::to_string(lost.count) + " events of " + lost.source + " are lost");
   }
@@ -189,8 +189,8 @@ std::vector<std::string> Session::finish(bool isWhole) {
     warnOfLostEvents(metadata_->getLostEvents());
     if (!hasHeader_) deliverHeader();
     summary_.deliver(
-        *metadata_, [this](const pwr::MetricContainerInfoMessage& message) { deliver(message); },
-        [this](const pwr::TableMessage& message) { deliver(message); });
+        *metadata_, [this](const MetricContainerInfoMessage& message) { deliver(message); },
+        [this](const TableMessage& message) { deliver(message); });
   }
   return close();
 }
@@ -207,4 +207,4 @@ std::vector<std::string> Session::close() {
   return incomplete;
 }
 
-}  // namespace tavrin
+}  // namespace pwr

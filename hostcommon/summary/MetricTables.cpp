@@ -1,38 +1,38 @@
-#include "tavrin/summary/MetricTables.h"
+#include "hostcommon/summary/MetricTables.h"
 
 #include <algorithm>
 #include <map>
 #include <set>
 
-#include "tavrin/summary/SeriesGrid.h"
+#include "hostcommon/summary/SeriesGrid.h"
 #include "writers/host/Quantity.h"
 
-namespace tavrin {
+namespace pwr {
 
 namespace {
 
 constexpr double kMicrosecondsPerSecond = 1e6;
 
-const pwr::Quantity* percentage() {
-  static const pwr::Quantity* const quantity = pwr::createQuantity(
-      {.type = pwr::QuantityType::Percentage, .name = "Percentage", .units = "%"});
+const Quantity* percentage() {
+  static const Quantity* const quantity =
+      createQuantity({.type = QuantityType::Percentage, .name = "Percentage", .units = "%"});
   return quantity;
 }
 
 /// What the rows of a metric's tables are about: "CPU", "Zone".
 std::string subjectOf(const MetricTotals& totals) {
-  const pwr::MetricDescription& metric = *totals.metric();
-  const pwr::Field* const group =
+  const MetricDescription& metric = *totals.metric();
+  const Field* const group =
       metric.entities.empty() ? metric.descriptorGroup.get() : metric.entityGroup.get();
   return group == nullptr ? "Name" : group->getName();
 }
 
-pwr::Data notAvailable() {
-  return pwr::Data("n/a");
+Data notAvailable() {
+  return Data("n/a");
 }
 
-pwr::Data ratio(double value, double by) {
-  return by > 0.0 ? pwr::Data(value / by) : notAvailable();
+Data ratio(double value, double by) {
+  return by > 0.0 ? Data(value / by) : notAvailable();
 }
 
 /// Names of the rows of a metric's tables. A descriptor that all have in common says nothing about
@@ -41,16 +41,15 @@ class RowNames {
  public:
   /// `silent`: the combinations that have a row without being series.
   explicit RowNames(const MetricTotals& totals,
-                    const std::vector<pwr::Metric::EntityDescCombo>& silent = {})
+                    const std::vector<Metric::EntityDescCombo>& silent = {})
       : metric_(*totals.metric()) {
-    std::set<const pwr::DataDescriptor*> descriptors;
+    std::set<const DataDescriptor*> descriptors;
     for (const SeriesTotals& series : totals.series()) descriptors.insert(series.descriptor);
     for (const auto& combination : silent) descriptors.insert(combination.descriptor);
     isSoleDescriptor_ = descriptors.size() <= 1;
   }
 
-  std::string operator()(const pwr::EntityHandle* entity,
-                         const pwr::DataDescriptor* descriptor) const {
+  std::string operator()(const EntityHandle* entity, const DataDescriptor* descriptor) const {
     const std::string first = entity == nullptr ? "" : entity->getName();
     const std::string second = descriptor == nullptr ? "" : descriptor->getName();
     if (first.empty() && second.empty()) return metric_.name;
@@ -59,14 +58,14 @@ class RowNames {
   }
 
  private:
-  const pwr::MetricDescription& metric_;
+  const MetricDescription& metric_;
   bool isSoleDescriptor_;
 };
 
 /// What all tables of the metric have in common.
 TableBuilder startTable(const MetricTotals& totals, const std::string& form, const char* note,
                         bool isSecond = false) {
-  const pwr::MetricDescription& metric = *totals.metric();
+  const MetricDescription& metric = *totals.metric();
   TableBuilder table(metric.containerId, 2 * metric.id + (isSecond ? 1 : 0),
                      metric.name + " Summary: " + form, note);
   table.column(subjectOf(totals));
@@ -81,7 +80,7 @@ bool isLegible(const SeriesGrid& grid) {
   return columns <= kMostColumns && columns * grid.rows().size() <= kMostCells;
 }
 
-void addColumns(TableBuilder& table, const SeriesGrid& grid, const pwr::Quantity* quantity) {
+void addColumns(TableBuilder& table, const SeriesGrid& grid, const Quantity* quantity) {
   for (const auto& [descriptor, value] : grid.columns()) {
     table.column(descriptor == nullptr ? value : descriptor->getName(), quantity);
   }
@@ -94,7 +93,7 @@ void addRows(TableBuilder& table, const SeriesGrid& grid, const RowNames& names,
              const CellOf&... cellOf) {
   for (std::size_t row = 0; row < grid.rows().size(); ++row) {
     const auto& [entity, descriptor] = grid.rows()[row];
-    TableBuilder::Row cells{pwr::Data(names(entity, descriptor))};
+    TableBuilder::Row cells{Data(names(entity, descriptor))};
     const auto addCells = [&](const auto& oneCellOf) {
       for (std::size_t column = 0; column < grid.columns().size(); ++column) {
         cells.push_back(oneCellOf(grid.at(row, column), row));
@@ -111,7 +110,7 @@ TableBuilder startResidencyTable(const MetricTotals& totals, const SeriesGrid& g
       startTable(totals, "Residency (Percentage and Time)",
                  "Share of the measured time spent in each state and that time.", isSecond);
   addColumns(table, grid, percentage());
-  addColumns(table, grid, pwr::Quantity::time());
+  addColumns(table, grid, Quantity::time());
   return table;
 }
 
@@ -191,14 +190,14 @@ TableBuilder stateTable(const MetricTotals& totals, const SeriesGrid& grid, bool
       [&](const SeriesTotals* series, std::size_t row) {
         return ratio(100.0 * static_cast<double>(ticks(series)), measured[row]);
       },
-      [&](const SeriesTotals* series, std::size_t /*row*/) { return pwr::Data(ticks(series)); });
+      [&](const SeriesTotals* series, std::size_t /*row*/) { return Data(ticks(series)); });
   return table;
 }
 
 std::vector<TableBuilder> stateTables(const MetricTotals& totals, const SeriesGrid& grid) {
   TableBuilder entries = startEntryTable(totals, grid, true);
   addRows(entries, grid, RowNames(totals), [](const SeriesTotals* series, std::size_t /*row*/) {
-    return pwr::Data(series == nullptr ? 0 : series->count);
+    return Data(series == nullptr ? 0 : series->count);
   });
   return {stateTable(totals, grid, false), std::move(entries)};
 }
@@ -214,8 +213,8 @@ SeriesTotals cutToLargest(std::vector<const SeriesTotals*>& rows) {
 
 /// A row per series. Of many that are about the whole machine only the largest, then all others.
 TableBuilder totalTable(const MetricTotals& totals, double ticksPerMicrosecond) {
-  const pwr::Quantity* const quantity = totals.metric()->quantity;
-  const pwr::Quantity* rate = nullptr;
+  const Quantity* const quantity = totals.metric()->quantity;
+  const Quantity* rate = nullptr;
   double factor = 1.0;
   const bool hasRate = quantity != nullptr && quantity->getRateConversion(rate, factor) == 0;
   TableBuilder table =
@@ -224,7 +223,7 @@ TableBuilder totalTable(const MetricTotals& totals, double ticksPerMicrosecond) 
   if (hasRate) table.column("Average Rate", rate);
   table.column("Total", quantity);
   const auto addRow = [&](const std::string& name, const SeriesTotals& series) {
-    TableBuilder::Row row{pwr::Data(name)};
+    TableBuilder::Row row{Data(name)};
     const double seconds =
         static_cast<double>(series.durationTicks) / (ticksPerMicrosecond * kMicrosecondsPerSecond);
     if (hasRate) row.push_back(ratio(series.sum * factor, seconds));
@@ -241,7 +240,7 @@ TableBuilder totalTable(const MetricTotals& totals, double ticksPerMicrosecond) 
   for (const SeriesTotals* row : rows) addRow(names(row->entity, row->descriptor), *row);
   if (isCut) addRow("others", others);
   for (const auto& [entity, descriptor] : silent) {
-    TableBuilder::Row row{pwr::Data(names(entity, descriptor)), notAvailable()};
+    TableBuilder::Row row{Data(names(entity, descriptor)), notAvailable()};
     if (hasRate) row.push_back(notAvailable());
     table.row(std::move(row));
   }
@@ -249,20 +248,20 @@ TableBuilder totalTable(const MetricTotals& totals, double ticksPerMicrosecond) 
 }
 
 bool isTransition(const MetricTotals& totals) {
-  return totals.metric()->type == pwr::Metric::MetricType::TracedValueTransition;
+  return totals.metric()->type == Metric::MetricType::TracedValueTransition;
 }
 
 /// Of numbers that are traced, over the time in which they are known; a source may not tell that.
-pwr::Data averageOverTime(const SeriesTotals& series) {
+Data averageOverTime(const SeriesTotals& series) {
   return ratio(series.weightedSum, static_cast<double>(series.durationTicks));
 }
 
-pwr::Data averageOfSamples(const SeriesTotals& series) {
+Data averageOfSamples(const SeriesTotals& series) {
   return ratio(series.sum, static_cast<double>(series.count));
 }
 
 TableBuilder valueTable(const MetricTotals& totals) {
-  const pwr::Quantity* const quantity = totals.metric()->quantity;
+  const Quantity* const quantity = totals.metric()->quantity;
   const bool isTraced = isTransition(totals);
   TableBuilder table =
       isTraced ? startTable(totals, "Values over Time",
@@ -273,13 +272,13 @@ TableBuilder valueTable(const MetricTotals& totals) {
   const auto silent = totals.silent();
   const RowNames names(totals, silent);
   for (const SeriesTotals& series : totals.series()) {
-    table.row({pwr::Data(names(series.entity, series.descriptor)), pwr::Data(series.minimum),
-               isTraced ? averageOverTime(series) : averageOfSamples(series),
-               pwr::Data(series.maximum), pwr::Data(series.count)});
+    table.row({Data(names(series.entity, series.descriptor)), Data(series.minimum),
+               isTraced ? averageOverTime(series) : averageOfSamples(series), Data(series.maximum),
+               Data(series.count)});
   }
   for (const auto& [entity, descriptor] : silent) {
-    table.row({pwr::Data(names(entity, descriptor)), notAvailable(), notAvailable(), notAvailable(),
-               pwr::Data(0U)});
+    table.row({Data(names(entity, descriptor)), notAvailable(), notAvailable(), notAvailable(),
+               Data(0U)});
   }
   return table;
 }
@@ -294,17 +293,17 @@ class KnownTimes {
       all_ += time;
     }
   }
-  pwr::Data shareOf(const SeriesTotals& series) const {
+  Data shareOf(const SeriesTotals& series) const {
     return percent(series, times_.at({series.entity, series.descriptor}));
   }
-  pwr::Data shareOfAll(const SeriesTotals& series) const { return percent(series, all_); }
+  Data shareOfAll(const SeriesTotals& series) const { return percent(series, all_); }
 
  private:
-  static pwr::Data percent(const SeriesTotals& series, double time) {
+  static Data percent(const SeriesTotals& series, double time) {
     return ratio(100.0 * static_cast<double>(series.durationTicks), time);
   }
 
-  std::map<std::pair<const pwr::EntityHandle*, const pwr::DataDescriptor*>, double> times_;
+  std::map<std::pair<const EntityHandle*, const DataDescriptor*>, double> times_;
   double all_ = 0.0;
 };
 
@@ -345,12 +344,11 @@ TableBuilder countTable(const MetricTotals& totals) {
   TableBuilder table = startTable(totals, "Counts", noteOfCounts(hasTimes, hasShares));
   table.column("Value");
   table.column("Count");
-  if (hasTimes) table.column("Time", pwr::Quantity::time());
+  if (hasTimes) table.column("Time", Quantity::time());
   if (hasShares) table.column("Share", percentage());
   const KnownTimes known(totals.series());
-  const auto addRow = [&](const std::string& name, const SeriesTotals& series,
-                          const pwr::Data& share) {
-    TableBuilder::Row row{pwr::Data(name), pwr::Data(series.value), pwr::Data(series.count)};
+  const auto addRow = [&](const std::string& name, const SeriesTotals& series, const Data& share) {
+    TableBuilder::Row row{Data(name), Data(series.value), Data(series.count)};
     if (hasTimes) row.emplace_back(series.durationTicks);
     if (hasShares) row.push_back(share);
     table.row(std::move(row));
@@ -363,21 +361,21 @@ TableBuilder countTable(const MetricTotals& totals) {
   return table;
 }
 
-bool isOfRanks(const pwr::MetricDescription& metric) {
+bool isOfRanks(const MetricDescription& metric) {
   return metric.descriptorGroup != nullptr && metric.descriptorGroup->getName() == kRankGroup;
 }
 
 }  // namespace
 
-bool countsEntries(const pwr::MetricDescription& metric) {
-  return metric.type == pwr::Metric::MetricType::SampledDelta && metric.quantity != nullptr &&
-         metric.quantity->toQuantity() == pwr::QuantityType::StateEntry;
+bool countsEntries(const MetricDescription& metric) {
+  return metric.type == Metric::MetricType::SampledDelta && metric.quantity != nullptr &&
+         metric.quantity->toQuantity() == QuantityType::StateEntry;
 }
 
 std::vector<TableBuilder> tablesOf(const MetricTotals& totals, double ticksPerMicrosecond,
                                    const MetricTotals* whole) {
-  using Type = pwr::Metric::MetricType;
-  const pwr::MetricDescription& metric = *totals.metric();
+  using Type = Metric::MetricType;
+  const MetricDescription& metric = *totals.metric();
   const SeriesGrid grid(totals);
   if (totals.hasStates() && isLegible(grid)) return stateTables(totals, grid);
   if (totals.isCategorical()) return {countTable(totals)};
@@ -400,4 +398,4 @@ std::optional<TableBuilder> levelTable(const MetricTotals& levels) {
   return stateTable(levels, grid, true);
 }
 
-}  // namespace tavrin
+}  // namespace pwr
