@@ -24,15 +24,18 @@ namespace tavrin {
 
 namespace {
 
-/// Turns a number of bytes, which may end in K or M for thousands or millions, into that number. It
-/// has to be from `least` to `most`.
+/// Turns a number of bytes, which may end in K, M or G for thousands, millions or billions, into
+/// that number. It has to be from `least` to `most`.
 CLI::Validator sizeIn(std::uint64_t least, std::uint64_t most) {
   const auto convert = [=](std::string& text) -> std::string {
     std::uint64_t number = 0;
     const char* const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, number);
     const std::string_view suffix(rest, end);
-    const std::uint64_t unit = suffix == "M" ? 1'000'000 : suffix == "K" ? 1'000 : 1;
+    const std::uint64_t unit = suffix == "G"   ? 1'000'000'000
+                               : suffix == "M" ? 1'000'000
+                               : suffix == "K" ? 1'000
+                                               : 1;
     if (error != std::errc() || (unit == 1 && !suffix.empty())) {
       return "'" + text + "' is not a size such as 3M, 500K or a number of bytes";
     }
@@ -249,6 +252,49 @@ CLI::Option* addTime(CLI::App& app, const std::string& flag, double& seconds,
   return app.add_option(flag, seconds, help)->type_name("TIME")->transform(timeIn("s", 0.0, 1e9));
 }
 
+/// Where files of lines are sent to, and how.
+void addShipping(CLI::App& app, Options& options, const std::string& urlFlag,
+                 const std::string& urlHelp) {
+  ShipOptions& ship = options.ship;
+  app.add_option(urlFlag, ship.to, urlHelp)->type_name("URL")->allow_extra_args(false);
+  app.add_option("--config", ship.config,
+                 "Configuration with credentials (TOML); default: ~/.config/tavrin/ship.toml, "
+                 "/etc/tavrin/ship.toml")
+      ->type_name("FILE");
+  addTime(app, "--hold", ship.holdSec,
+          "Keep a file for this time after it was acknowledged: engines answer before they have "
+          "it on disk")
+      ->capture_default_str();
+  app.add_option("--max-folder", ship.mostBytes,
+                 "Most bytes of files to keep; the oldest go first. Default: 1G where files keep "
+                 "coming, else no bound")
+      ->type_name("SIZE")
+      ->transform(sizeIn(1, 1'000'000'000'000'000));
+  app.add_option("--retry-max", ship.retryMostSec, "Longest wait between two attempts")
+      ->type_name("TIME")
+      ->transform(timeIn("s", 0.01, 86'400))
+      ->capture_default_str();
+  app.add_option("--timeout", ship.timeoutSec, "Give up a request that gets on no more")
+      ->type_name("TIME")
+      ->transform(timeIn("s", 0.1, 86'400))
+      ->capture_default_str();
+}
+
+CLI::App* addShip(CLI::App& app, Options& options) {
+  CLI::App* const ship =
+      app.add_subcommand("ship", "Send files of the writer 'lines' to time series engines");
+  addShipping(*ship, options, "--to",
+              "Where to post the lines; may be repeated. Default: the places of the configuration");
+  ship->add_flag("--follow", options.ship.follow, "Go on when the folder is empty");
+  addCommonOptions(*ship, options);
+  ship->add_option("folder", options.ship.folder, "Folder with the files to send")
+      ->type_name("")
+      ->option_text("FOLDER")
+      ->required();
+  ship->footer(kShipFooter);
+  return ship;
+}
+
 void addFormat(CLI::App& app, Options& options, const std::vector<std::string>& names,
                const std::string& help) {
   app.add_option("--format", options.format, help)->type_name("NAME")->check(CLI::IsMember(names));
@@ -363,7 +409,7 @@ int runCommandLine(std::vector<std::string> arguments) {
       {addRecord(app, options), runRecord},   {addWatch(app, options), runWatch},
       {addReport(app, options), runReport},   {addExport(app, options), runExport},
       {addCompare(app, options), runCompare}, {addList(app, options), runList},
-      {addInspect(app, options), runInspect},
+      {addInspect(app, options), runInspect}, {addShip(app, options), runShip},
   };
   try {
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());

@@ -20,5 +20,6 @@ int runExport(const Options& options);
 int runCompare(const Options& options);
 int runList(const Options& options);
 int runInspect(const Options& options);
+int runShip(const Options& options);
 
 }  // namespace tavrin

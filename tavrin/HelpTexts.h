@@ -118,6 +118,36 @@ inline constexpr const char* kCompareFooter =
     "Exit status: 0, 1 if a file cannot be read or nothing is to be compared, 2 for a usage\n"
     "error, 3 if a figure changed by more than --fail-above allows.";
 
+inline constexpr const char* kShipFooter =
+    "Examples:\n"
+    "  tavrin ship --to http://engine:8428/write out\n"
+    "  tavrin ship --to 'http://engine:8086/write?db=tavrin' --follow /var/lib/tavrin\n"
+    "  tavrin ship --to https://a.example/write --to https://b.example/write out\n"
+    "\n"
+    "Sends what ends in .lp or .lp.gz, oldest first, and ends when the folder is empty. The\n"
+    "folder is the queue: a file is deleted when every destination has acknowledged it and\n"
+    "has lived on for the time of --hold. After a lost connection what is held is sent again,\n"
+    "after a restart whatever lies there. That counts once in InfluxDB, and in VictoriaMetrics\n"
+    "with -dedup.minScrapeInterval=1ms.\n"
+    "\n"
+    "No connection, no answer in time, 408, 429 and 5xx are tried again, with waits that grow\n"
+    "up to --retry-max, or as Retry-After says. 401, 403, 404 and redirects hold everything:\n"
+    "with --follow they are tried again, else the command ends. 413: less is sent at a time.\n"
+    "After any other 4xx, or where it is damaged, a file goes to FOLDER/rejected, with the\n"
+    "reasons in NAME.txt; moved back it is sent again.\n"
+    "\n"
+    "Credentials are only in the configuration, which others must not be able to read:\n"
+    "  [[to]]\n"
+    "  url = \"https://engine.example:8428/write\"   # also used for --to with this server\n"
+    "  user = \"fleet\"                              # or bearer = \"...\", or token = \"...\"\n"
+    "  password = \"...\"\n"
+    "  ca-file = \"/etc/tavrin/ca.pem\"              # default: the system's authorities\n"
+    "\n"
+    "Every 10 s its own figures are sent along as 'tavrin_ship' (docs/ship.md).\n"
+    "\n"
+    "Ctrl-C ends it at once, and loses nothing. Exit status: 0 if every file was acknowledged,\n"
+    "1 if one was lost to --max-folder, set aside or left, 2 for a usage error.";
+
 inline constexpr const char* kInspectFooter =
     "Examples:\n"
     "  tavrin inspect run.ztbin             one file of a whole run\n"

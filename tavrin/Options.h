@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tavrin/import/Recognition.h"
+#include "tavrin/ship/ShipOptions.h"
 
 namespace tavrin {
 
@@ -62,6 +63,9 @@ struct Options {
   // Of compare, with `files` before and `command` after:
   unsigned int mostRows = 40;  ///< 0: all
   std::string failAbove;
+
+  // Of ship, and of record:
+  ShipOptions ship;
 
   // Of list:
   std::string topic = "all";
