@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const fuzz::QuietLog log(size);
   fuzz::workFolder().write("input.jsonl", std::string(data, data + size));
   std::filesystem::remove("Automation_Summary.csv");  // every run adds to it
-  static const pwr::PluginLibraries plugins({});
+  static const pwr::PluginLibraries plugins;
   replay(plugins.writers());
   return 0;
 }

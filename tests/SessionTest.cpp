@@ -93,7 +93,7 @@ TEST(Session, OfManyMetricsThatAreNotFiniteAFewAreNamed) {
 
 TEST(OutputNames, BaseNamesAreCutToWhatAllWritersShare) {
   const LogCapture log;
-  const pwr::PluginLibraries plugins({});
+  const pwr::PluginLibraries plugins;
   const std::pair<const char*, const char*> cases[] = {
       {"run", "run"},
       {"run.csv", "run"},
@@ -115,7 +115,7 @@ TEST(OutputNames, BaseNamesAreCutToWhatAllWritersShare) {
 
 TEST(OutputNames, FilesWithAnotherUseAreRefused) {
   const TempFolder folder;
-  const pwr::PluginLibraries plugins({});
+  const pwr::PluginLibraries plugins;
   folder.write("input", "");
   std::filesystem::create_hard_link(folder.path("input"), folder.path("hard.csv"));
   folder.write("run_7.ztbin", "");

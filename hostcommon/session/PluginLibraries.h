@@ -21,7 +21,7 @@ class PW_HOST_API PluginLibraries {
   /// Throws HostError when one of `named` or the library of the tool's own formats cannot be
   /// loaded, and for two writers of one name. Another library that cannot be loaded is left out
   /// with a warning, one of another kind without.
-  explicit PluginLibraries(const std::vector<std::string>& named,
+  explicit PluginLibraries(const std::vector<std::string>& named = {},
                            const std::vector<std::filesystem::path>& folders = pluginFolders());
   PluginLibraries(const PluginLibraries&) = delete;
   PluginLibraries& operator=(const PluginLibraries&) = delete;

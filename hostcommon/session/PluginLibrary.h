@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "hostcommon/session/HostError.h"
 #include "writers/host/WriterPlugin.h"
 #include "writers/host/WriterPluginList.h"
 

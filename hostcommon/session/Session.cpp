@@ -41,9 +41,12 @@ void checkClock(const SystemMetadata& metadata) {
        std::to_string(clock) + " MHz; times are taken as ticks of the timestamp clock");
 }
 
-std::string joined(const std::vector<std::string>& names) {
+std::string joined(const std::vector<std::string>& names, const char* separator) {
   std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+  for (const std::string& name : names) {
+    if (!text.empty() && !name.empty()) text += separator;
+    text += name;
+  }
   return text;
 }
 
@@ -66,8 +69,9 @@ void Session::open(const std::string& baseName, bool continuous) {
   }
   if (failed.empty()) return;
   open_.clear();  // not closed: there is no run whose results they could complete
-  throw HostError(HostError::Cause::Failure, "cannot open the output of writer " + joined(failed) +
-                                                 " under '" + baseName + "'" + cause);
+  throw HostError(HostError::Cause::Failure, "cannot open the output of writer " +
+                                                 joined(failed, ", ") + " under '" + baseName +
+                                                 "'" + cause);
 }
 
 template <typename Message>
@@ -163,7 +167,7 @@ void Session::deliverHeader() {
       {"Host: ", metadata_->getHostName()},
       {"Platform: ", metadata_->getPlatformName()},
       {"Processor: ", metadata_->getCPUNativeModelName(0)},
-      {"Operating system: ", metadata_->getOSName() + " " + metadata_->getOSVersion()},
+      {"Operating system: ", joined({metadata_->getOSName(), metadata_->getOSVersion()}, " ")},
   };
   std::string text;
   for (const auto& [label, value] : lines) {

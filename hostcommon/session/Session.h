@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "hostcommon/session/HostError.h"
 #include "hostcommon/session/MessageSink.h"
 #include "hostcommon/summary/SummaryTables.h"
 #include "writers/host/SystemMetadata.h"

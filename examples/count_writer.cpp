@@ -1,0 +1,58 @@
+// A writer of one's own, in a plugin library: BASE.count tells how many values each metric has.
+//
+//   tavrin record -d 1s --plugin ./libcount_writer.so -w count -o run    writes run.count
+
+#include <fstream>
+#include <map>
+#include <string>
+
+#include "writers/host/PluginCapability.h"
+#include "writers/host/WriterPlugin.h"
+#include "writers/host/WriterPluginList.h"
+
+namespace {
+
+class CountWriter final : public WriterPlugin {
+ public:
+  // The id is of this writer alone (uuidgen makes one).
+  CountWriter() : WriterPlugin("6d9f5d52-8f0c-4b7a-9a45-0f6f7f0a3b10") {
+    addCapability(new pwr::WriterPluginCapability({}, "count", "Count the values of each metric",
+                                                  ".count", false));
+  }
+
+  int openOutput(const std::string& baseName, bool /*continuous*/) override {
+    counts_.clear();
+    file_.open(baseName + ".count");
+    return file_.is_open() ? 0 : 1;
+  }
+
+  int closeOutput() override {
+    for (const auto& [name, count] : counts_) file_ << count << '\t' << name << '\n';
+    file_.close();
+    return file_ ? 0 : 1;
+  }
+
+ private:
+  // The messages that a writer does not take are ignored.
+  int writeMessage(const pwr::Metric& metric) override {
+    counts_[metric.getName()] += metric.getData().elements.size();
+    return 0;
+  }
+
+  std::ofstream file_;
+  std::map<std::string, std::size_t> counts_;
+};
+
+}  // namespace
+
+extern "C" {
+
+PW_PLUGIN_EXPORT WriterPluginList* createPlugins() {
+  return makePluginList({new CountWriter});
+}
+
+PW_PLUGIN_EXPORT void destroyPlugins(WriterPluginList* list) {
+  releasePluginList(list);
+}
+
+}  // extern "C"
