@@ -90,7 +90,7 @@ class Engine:
         if self.process.poll() is None:
             self.end(signal.SIGKILL)
         self.log.close()
-        shutil.rmtree(self.folder)
+        shutil.rmtree(self.folder, ignore_errors=True)
 
     def ask(self, path, **parameters):
         status, text = fetch(f"{self.url}{path}?{urllib.parse.urlencode(parameters)}")
@@ -245,13 +245,12 @@ class Prometheus(Engine):
                 for one in answer["data"]["result"]]
 
 
-def needs(engine, command=None):
+def needs(engine, *commands):
     """Skips a test or a class where an engine is not installed, or where tavrin lacks a command."""
-    why = None
+    lacking = [command for command in commands if not has_command(command)]
+    why = f"this tavrin has no {lacking}" if lacking else None
     if not shutil.which(engine.program):
         why = f"{engine.program} is not installed (Debian has a package of it)"
-    elif command and not has_command(command):
-        why = f"this tavrin has no {command}"
     return unittest.skipIf(why, why)
 
 

@@ -16,7 +16,7 @@ AFTER = fleet.START + SECONDS + 60  # when all of it is over
 RANGE = f"[{SECONDS + 120}s]"
 
 
-@needs(VictoriaMetrics, "ship")
+@needs(VictoriaMetrics, "lines", "ship")
 class Fleet(TavrinTest):
     def setUp(self):
         super().setUp()
