@@ -4,6 +4,9 @@
 #if defined(PW_EXPORTER_HTML)
 #include "exporters/html/HtmlWriter.h"
 #endif
+#if defined(PW_EXPORTER_LINES)
+#include "exporters/lines/LinesWriter.h"
+#endif
 #if defined(PW_EXPORTER_SQLITE)
 #include "exporters/sqlite/SqliteWriter.h"
 #endif
@@ -15,6 +18,9 @@ PW_PLUGIN_EXPORT WriterPluginList* createPlugins(void) {
   return makePluginList({
 #if defined(PW_EXPORTER_HTML)
     new HtmlWriter,
+#endif
+#if defined(PW_EXPORTER_LINES)
+        new LinesWriter,
 #endif
         new PerfettoWriter,
 #if defined(PW_EXPORTER_SQLITE)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -18,6 +19,7 @@
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/common/PlainText.h"
+#include "tavrin/common/WallTime.h"
 #include "tavrin/points/PointTable.h"
 
 namespace tavrin {
@@ -44,6 +46,21 @@ CLI::Validator sizeIn(std::uint64_t least, std::uint64_t most) {
              " bytes";
     }
     text = std::to_string(number * unit);
+    return {};
+  };
+  return {convert, ""};
+}
+
+/// Turns a time of day into its nanoseconds since 1970.
+CLI::Validator wallTime() {
+  const auto convert = [](std::string& text) -> std::string {
+    const std::optional<std::uint64_t> nanoseconds = parseWallTime(text);
+    if (!nanoseconds) {
+      return "'" + text +
+             "' is not a time such as 2026-11-22T19:00:00Z, 2026-11-22T20:00:00.5+01:00 "
+             "or a number of seconds since 1970";
+    }
+    text = std::to_string(*nanoseconds);
     return {};
   };
   return {convert, ""};
@@ -93,6 +110,18 @@ void addOutputOptions(CLI::App& app, Options& options) {
                  "Most bytes of data in the page of the writer 'html': 3M (default), 500K, ...")
       ->type_name("SIZE")
       ->transform(sizeIn(10'000, 1'000'000'000));
+  app.add_option(
+         "--start-time", options.startTimeNs,
+         "For the writer 'lines': when the collection began, 2026-11-22T19:00:00Z or seconds "
+         "since 1970; default: what the recording tells")
+      ->type_name("TIME")
+      ->transform(wallTime());
+  app.add_option(
+         "--series-limit", options.seriesLimit,
+         "For the writer 'lines': most series of a run, 10000 by default; further processes "
+         "and states become 'others'")
+      ->type_name("N")
+      ->check(CLI::Range(1ULL, 1'000'000'000ULL));
 }
 
 void addMachineOptions(CLI::App& app, Options& options) {

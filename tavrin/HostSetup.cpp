@@ -1,6 +1,7 @@
 #include "tavrin/HostSetup.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 
 #include "hostcommon/OutputConfigFile.h"
@@ -19,7 +20,19 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kConfigName = "tavrin-output.toml";
-constexpr const char* kPageWriter = "html";
+
+/// An option that one writer knows.
+struct WriterOption {
+  const char* name;
+  const char* writer;
+  unsigned long long value;  // 0 where the user has not set it
+};
+
+std::array<WriterOption, 3> writerOptionsOf(const Options& options) {
+  return {{{"--page-size", "html", options.pageSize},
+           {"--start-time", "lines", options.startTimeNs},
+           {"--series-limit", "lines", options.seriesLimit}}};
+}
 
 std::string channelList() {
   std::string list;
@@ -57,17 +70,18 @@ void setUpHost(const Options& options) {
 
 OutputNames nameOutputs(const Options& options, const pwr::PluginLibraries& plugins,
                         const std::vector<WriterPlugin*>& writers, bool continuous) {
+  const auto nameOf = [](const WriterPlugin* writer) {
+    return pwr::PluginLibrary::nameOf(*writer);
+  };
   const auto hasContinuousResults = [](const WriterPlugin* writer) {
     return pwr::PluginLibrary::capability(*writer).getFlag();
   };
   if (continuous && std::ranges::none_of(writers, hasContinuousResults)) {
     warn("--continuous has no effect: none of the chosen writers has continuous results");
   }
-  const auto isPage = [](const WriterPlugin* writer) {
-    return pwr::PluginLibrary::nameOf(*writer) == kPageWriter;
-  };
-  if (options.pageSize != 0 && std::ranges::none_of(writers, isPage)) {
-    warn("--page-size has no effect: the writer 'html' is not chosen");
+  for (const auto& [option, writer, value] : writerOptionsOf(options)) {
+    if (value == 0 || std::ranges::count(writers, std::string(writer), nameOf) > 0) continue;
+    warn(std::string(option) + " has no effect: the writer '" + writer + "' is not chosen");
   }
   OutputNames names(options.output, plugins, writers, continuous);
   names.refuseSharedFiles();
@@ -76,8 +90,11 @@ OutputNames nameOutputs(const Options& options, const pwr::PluginLibraries& plug
 }
 
 std::vector<std::string> writerOptions(const Options& options) {
-  if (options.pageSize == 0) return {};
-  return {"--page-size=" + std::to_string(options.pageSize)};
+  std::vector<std::string> set;
+  for (const auto& [option, writer, value] : writerOptionsOf(options)) {
+    if (value != 0) set.push_back(std::string(option) + "=" + std::to_string(value));
+  }
+  return set;
 }
 
 int replayStatus(const ByteSource& input, const StopRequest& stop, const Import& replayed,

@@ -20,7 +20,9 @@ struct Options {
   std::string output = "tavrin";
   std::vector<std::string> writers{"sum"};
   std::string outputConfig;
-  unsigned long long pageSize = 0;  ///< bytes; 0: what the writer itself takes
+  unsigned long long pageSize = 0;     ///< bytes; 0: what the writer itself takes
+  unsigned long long startTimeNs = 0;  ///< since 1970; 0: that of the recording
+  unsigned long long seriesLimit = 0;  ///< 0: what the writer itself takes
 
   // Of record, watch and list:
   std::string sysroot;

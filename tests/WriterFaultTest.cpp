@@ -34,6 +34,7 @@ class SmallRun {
     system_.edit().timestampClockFrequencyMHz = 1000;
     system_.edit().tscFrequencyMHz = 1000.0F;
     system_.edit().cpuFrequencyMHz = 2000.0F;
+    system_.edit().collectionStartTimeNs = 1'795'000'000'000'000'000;
   }
 
   /// The status of all messages together.

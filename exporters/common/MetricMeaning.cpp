@@ -4,9 +4,9 @@
 #include <array>
 #include <cctype>
 #include <initializer_list>
-#include <span>
 #include <string_view>
 
+#include "hostcommon/SeriesNames.h"
 #include "writers/common/StateDepth.h"
 #include "writers/host/Process.h"
 #include "writers/host/Quantity.h"
@@ -15,20 +15,6 @@ namespace {
 
 using pwr::QuantityType;
 using Type = pwr::Metric::MetricType;
-
-struct UnitPart {
-  std::string_view unit;
-  double factor;
-};
-
-constexpr std::array<UnitPart, 4> kSeconds{{{"s", 1.0}, {"ms", 1e-3}, {"us", 1e-6}, {"ns", 1e-9}}};
-constexpr std::array<UnitPart, 4> kJoules{{{"J", 1.0}, {"mJ", 1e-3}, {"uJ", 1e-6}, {"Wh", 3600.0}}};
-
-/// 0 for a unit that is not among them.
-double factorIn(std::span<const UnitPart> parts, std::string_view unit) {
-  const auto found = std::ranges::find(parts, unit, &UnitPart::unit);
-  return found == parts.end() ? 0.0 : found->factor;
-}
 
 QuantityType kindOf(const pwr::Quantity* quantity) {
   return quantity == nullptr ? QuantityType::Other : quantity->toQuantity();
@@ -111,8 +97,9 @@ ValueScale rateOf(const pwr::Quantity* quantity, double ticksPerSecond) {
   constexpr double kPercent = 100.0;
   ValueScale scale{.isRate = true};
   const std::string units = quantity == nullptr ? "" : quantity->toUnitsString();
-  const double seconds = pwr::isTime(quantity) ? 1.0 / ticksPerSecond : factorIn(kSeconds, units);
-  const double joules = factorIn(kJoules, units);
+  const pwr::BaseUnit base = pwr::baseUnitOf(quantity, ticksPerSecond);
+  const double seconds = base.name == "seconds" ? base.of(1.0) : 0.0;
+  const double joules = base.name == "joules" ? base.of(1.0) : 0.0;
   if (seconds != 0.0) {
     scale.unit = "%";
     scale.factor = seconds * kPercent;

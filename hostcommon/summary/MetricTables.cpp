@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 
+#include "formats/metric_kinds.h"
 #include "hostcommon/summary/SeriesGrid.h"
 #include "writers/host/Quantity.h"
 

@@ -12,10 +12,6 @@ namespace pwr {
 /// ones and a row of all others.
 inline constexpr std::size_t kMostRows = 20;
 
-/// The group of descriptors that only tell the elements of one time apart, whose owners are in
-/// their attributes: the values under one of them have nothing in common, and no table.
-inline constexpr const char* kRankGroup = "Rank";
-
 /// Whether the metric counts how often states were entered.
 bool countsEntries(const MetricDescription& metric);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "formats/metric_kinds.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/summary/MetricTables.h"
 #include "tavrin/collect/PowerZones.h"
@@ -46,7 +47,7 @@ std::string ProcessEnergyFeature::probe(const SysRoot& root, CpuEntities& /*cpus
   kernelRank_ = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("Kernel Threads", ""));
   idle_ = poll_->attributesNamed("idle");
   kernel_ = poll_->attributesNamed("kernel threads");
-  others_ = poll_->attributesNamed("others");
+  others_ = poll_->attributesNamed(kOtherProcesses);
   std::vector<pwr::Metric::EntityDescCombo> combinations;
   for (std::size_t i = 0; i < energy_->zones().size(); ++i) {
     const EnergyCounters::Zone& zone = energy_->zones()[i];
@@ -66,7 +67,7 @@ std::string ProcessEnergyFeature::probe(const SysRoot& root, CpuEntities& /*cpus
        .quantity = createModelQuantity(),
        .combinations = std::move(combinations),
        .entityGroup = std::make_shared<const pwr::Field>("Zone"),
-       .descriptorGroup = std::make_shared<const pwr::Field>(pwr::kRankGroup),
+       .descriptorGroup = std::make_shared<const pwr::Field>(kRankGroup),
        .valueGroup = std::make_shared<const pwr::Field>("Energy", poll_->expected())}));
   return {};
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "formats/metric_kinds.h"
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/summary/MetricTables.h"
 #include "tavrin/collect/Interval.h"
@@ -47,7 +48,7 @@ std::string ProcessFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
   if (!whyAbsent.empty()) return whyAbsent;
   stat_->open(root);
   ranks_.create();
-  others_ = poll_->attributesNamed("others");
+  others_ = poll_->attributesNamed(kOtherProcesses);
   const pwr::Quantity* const time =
       pwr::createQuantity({.type = pwr::QuantityType::Other, .name = "CPU Time", .units = "ms"});
   addMetric(pwr::createMetric(
@@ -58,7 +59,7 @@ std::string ProcessFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
        .legacyType = pwr::RealTableClass::Trace,
        .quantity = time,
        .combinations = ranks_.combinations(),
-       .descriptorGroup = std::make_shared<const pwr::Field>(pwr::kRankGroup),
+       .descriptorGroup = std::make_shared<const pwr::Field>(kRankGroup),
        .valueGroup = std::make_shared<const pwr::Field>("CPU Time", poll_->expected())}));
   return {};
 }
