@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -25,7 +24,7 @@ class LineOutput {
 
   /// The time of the lines that follow, in nanoseconds since 1970.
   void setTime(std::uint64_t nanoseconds);
-  /// The text of the latest `setTime`.
+  /// That of the latest `setTime`.
   std::uint64_t time() const { return time_; }
   /// Adds a line of that time. `head` is the measurement with its tags.
   void add(std::string_view head, std::string_view fields);

@@ -35,11 +35,11 @@ std::string_view cut(std::string_view text) {
 bool appendTag(std::string& tags, std::string_view key, std::string_view value) {
   tags.append(",").append(key).append("=");
   if (value.empty()) value = kNoText;
-  const std::string_view given = cut(value);
   const bool isAscii = std::ranges::none_of(
-      given, [](char letter) { return static_cast<unsigned char>(letter) >= 0x80; });
-  const std::string repaired = isAscii ? std::string() : pwr::validUtf8(given);
-  const std::string_view valid = isAscii ? given : repaired;
+      value, [](char letter) { return static_cast<unsigned char>(letter) >= 0x80; });
+  const std::string repaired = isAscii ? std::string() : pwr::validUtf8(value);
+  const std::string_view whole = isAscii ? value : repaired;
+  const std::string_view valid = cut(whole);
   for (std::size_t i = 0; i < valid.size(); ++i) {
     const char letter = isControl(valid[i]) ? ' ' : valid[i];
     const char next = i + 1 == valid.size() || isControl(valid[i + 1]) ? ' ' : valid[i + 1];
@@ -48,7 +48,7 @@ bool appendTag(std::string& tags, std::string_view key, std::string_view value) 
     if (isSpecial(letter)) tags += '\\';
     tags += isUnclear ? '/' : letter;
   }
-  return value.size() <= kMostTagText;
+  return valid.size() == whole.size();
 }
 
 ValueText::ValueText(const pwr::BaseUnit& unit) : unit_(unit) {

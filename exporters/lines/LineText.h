@@ -9,8 +9,9 @@
 
 namespace lines {
 
-/// The longest text that a tag's value is made of, in bytes; longer ones are cut.
-inline constexpr std::size_t kMostTagText = 1000;
+/// The longest text that a tag's value is made of, in bytes; longer ones are cut. So no line has
+/// more than 64 KiB, which InfluxDB limits its tags to.
+inline constexpr std::size_t kMostTagText = 500;
 
 /// Appends ",key=value" to the tags of a line, with the value spelled as both InfluxDB and
 /// VictoriaMetrics read it: docs/formats/lines.md. False when the value had to be cut.

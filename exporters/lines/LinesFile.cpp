@@ -20,6 +20,7 @@ bool LinesFile::open(const std::string& path) {
     return false;
   }
   text_.reserve(kMemberText);
+  packed_.resize(libdeflate_gzip_compress_bound(compressor_.get(), kMemberText));
   return file_.open(path);
 }
 
@@ -33,7 +34,8 @@ void LinesFile::add(std::string_view head, std::string_view fields, std::string_
 
 /// Without lines it is a member without text, which makes a file that can be unpacked.
 void LinesFile::pack() {
-  packed_.resize(libdeflate_gzip_compress_bound(compressor_.get(), text_.size()));
+  const std::size_t most = libdeflate_gzip_compress_bound(compressor_.get(), text_.size());
+  if (packed_.size() < most) packed_.resize(most);  // for a line longer than a member
   const std::size_t size = libdeflate_gzip_compress(compressor_.get(), text_.data(), text_.size(),
                                                     packed_.data(), packed_.size());
   text_.clear();

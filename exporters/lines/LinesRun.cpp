@@ -36,7 +36,7 @@ bool LinesRun::begin(const pwr::SystemMetadata& system) {
   }
   clock_.emplace(system, start);
   names_.ticksPerSecond = usableTicksPerMicrosecond(system.getTscFrequencyMHz()) * 1e6;
-  if (!appendTag(names_.host, "host", system.getHostName())) ++limit_.cutTexts;
+  if (!appendTag(names_.host, "host", system.getHostName())) ++tally_.cutTexts;
   return true;
 }
 
@@ -45,7 +45,7 @@ int LinesRun::write(const pwr::Metric& metric) {
   const pwr::Metric::DataPoint& point = metric.getData();
   const std::optional<std::uint64_t> time = clock_->nanoseconds(point.timestamp);
   if (!time) {
-    limit_.outOfTime += point.elements.size();
+    tally_.outOfTime += point.elements.size();
     return 0;
   }
   makeRoom(*time);
@@ -58,13 +58,13 @@ int LinesRun::write(const pwr::Metric& metric) {
 /// run would not name a new process any more otherwise.
 void LinesRun::makeRoom(std::uint64_t time) {
   constexpr std::uint64_t kDay = 86'400'000'000'000;
-  if (std::exchange(day_, time / kDay) == time / kDay || !limit_.isReached()) return;
+  if (std::exchange(day_, time / kDay) == time / kDay || !tally_.isReached()) return;
   for (auto& [id, metric] : metrics_) metric.forgetTagged();
 }
 
 MetricLines& LinesRun::find(const pwr::MetricDescription& metric) {
   if (last_ == nullptr || lastId_ != metric.id) {
-    last_ = &metrics_.try_emplace(metric.id, metric, names_, output_, limit_).first->second;
+    last_ = &metrics_.try_emplace(metric.id, metric, names_, output_, tally_).first->second;
     lastId_ = metric.id;
   }
   return *last_;
@@ -77,7 +77,7 @@ bool LinesRun::flush(const pwr::SystemMetadata& /*metadata*/) {
 }
 
 int LinesRun::close() {
-  limit_.tell();
+  tally_.tell();
   if (!isTimeless_) return output_.close();
   output_.discard();
   return 1;

@@ -8,8 +8,8 @@
 
 #include "exporters/lines/LineClock.h"
 #include "exporters/lines/LineOutput.h"
+#include "exporters/lines/LineTally.h"
 #include "exporters/lines/MetricLines.h"
-#include "exporters/lines/SeriesLimit.h"
 #include "writers/host/Metric.h"
 #include "writers/host/SystemMessage.h"
 
@@ -41,7 +41,7 @@ class LinesRun {
   LinesRun(const std::string& baseName, bool continuous, const LinesOptions& options)
       : options_(options),
         continuous_(continuous),
-        limit_(options.mostSeries),
+        tally_(options.mostSeries),
         output_(baseName, continuous) {}
 
   bool begin(const pwr::SystemMetadata& system);
@@ -50,7 +50,7 @@ class LinesRun {
 
   const LinesOptions options_;
   const bool continuous_;
-  SeriesLimit limit_;
+  LineTally tally_;
   LineOutput output_;
   RunNames names_;
   std::optional<LineClock> clock_;

@@ -12,11 +12,11 @@ bool isNothing(const pwr::Data& handle) {
 }  // namespace
 
 MetricLines::MetricLines(const pwr::MetricDescription& metric, RunNames& run, LineOutput& output,
-                         SeriesLimit& limit)
-    : limit_(limit),
+                         LineTally& tally)
+    : tally_(tally),
       output_(output),
-      names_(metric, run, limit),
-      tagged_(names_, output, limit, run.ticksPerSecond) {}
+      names_(metric, run, tally),
+      tagged_(names_, output, tally, run.ticksPerSecond) {}
 
 void MetricLines::add(const pwr::Metric& metric) {
   for (const pwr::DataElement& element : metric.getData().elements) addElement(element);
@@ -48,7 +48,7 @@ void MetricLines::addElement(const pwr::DataElement& element) {
 void MetricLines::addNumber(const pwr::DataElement& element) {
   Series& series = seriesOf(element);
   if (series.row == nullptr) {
-    ++limit_.beyond;
+    ++tally_.beyond;
     return;
   }
   put(*series.row, series.field, *element.getValue());
@@ -57,13 +57,13 @@ void MetricLines::addNumber(const pwr::DataElement& element) {
 void MetricLines::addRange(const pwr::DataElement& element) {
   Series& series = seriesOf(element);
   const pwr::Data& value = *element.getValue();
-  if (series.row != nullptr && series.ends == nullptr && limit_.take(2)) {
+  if (series.row != nullptr && series.ends == nullptr && tally_.take(2)) {
     const auto& [first, last] = names_.rangeFields(element.getDescriptor());
     series.ends = std::make_unique<std::array<Field, 2>>(
         std::array<Field, 2>{{{.name = first + "="}, {.name = last + "="}}});
   }
   if (series.ends == nullptr) {
-    ++limit_.beyond;
+    ++tally_.beyond;
     return;
   }
   pwr::Data::IntPair integers;
@@ -81,7 +81,7 @@ void MetricLines::addRange(const pwr::DataElement& element) {
 MetricLines::Series& MetricLines::seriesOf(const pwr::DataElement& element) {
   return series_.find(element.getEntity(), element.getDescriptor(), [&] {
     Series series;
-    if (limit_.take()) {
+    if (tally_.take()) {
       series.row = &rowOf(element.getEntity());
       series.field.name = names_.field(element.getDescriptor()) + "=";
     }
@@ -109,11 +109,11 @@ void MetricLines::put(Row& row, Field& field, const pwr::Data& number) {
   const ValueText::Result result = names_.values().append(row.fields, number);
   if (result == ValueText::Result::LeftOut) {
     row.fields.resize(before);
-    ++limit_.notFinite;
+    ++tally_.notFinite;
     return;
   }
-  if (result == ValueText::Result::Rounded) limit_.noteLargeInteger(names_.metric().name);
-  if (isTwice) ++limit_.sameTime;
+  if (result == ValueText::Result::Rounded) tally_.noteLargeInteger(names_.metric().name);
+  if (isTwice) ++tally_.sameTime;
   field.latest = output_.time();
   if (before == 0) touched_.push_back(&row);
   if (row.fields.size() > kMostFields) end(row);

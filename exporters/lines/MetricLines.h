@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "exporters/lines/LineOutput.h"
+#include "exporters/lines/LineTally.h"
 #include "exporters/lines/MetricNames.h"
-#include "exporters/lines/SeriesLimit.h"
 #include "exporters/lines/TaggedLines.h"
 #include "writers/common/SeriesIndex.h"
 
@@ -21,7 +21,7 @@ class MetricLines {
  public:
   /// All have to live as long.
   MetricLines(const pwr::MetricDescription& metric, RunNames& run, LineOutput& output,
-              SeriesLimit& limit);
+              LineTally& tally);
 
   /// Adds the lines of a message at the time that the output has.
   void add(const pwr::Metric& metric);
@@ -56,7 +56,7 @@ class MetricLines {
   void putEnds(Series& series, const pwr::Data& first, const pwr::Data& last);
   void end(Row& row);
 
-  SeriesLimit& limit_;
+  LineTally& tally_;
   LineOutput& output_;
   MetricNames names_;
   TaggedLines tagged_;

@@ -4,9 +4,9 @@
 
 namespace lines {
 
-MetricNames::MetricNames(const pwr::MetricDescription& metric, RunNames& run, SeriesLimit& limit)
+MetricNames::MetricNames(const pwr::MetricDescription& metric, RunNames& run, LineTally& tally)
     : metric_(metric),
-      limit_(limit),
+      tally_(tally),
       ticksPerSecond_(run.ticksPerSecond),
       unit_(pwr::baseUnitOf(metric.quantity, run.ticksPerSecond)),
       values_(unit_),
@@ -25,7 +25,7 @@ const std::string& MetricNames::head(const pwr::EntityHandle* entity) {
   if (!isNew) return place->second;
   std::string tags;
   for (const pwr::SeriesTag& tag : pwr::tagsOf(entity)) {
-    if (!appendTag(tags, tag.key, tag.value)) ++limit_.cutTexts;
+    if (!appendTag(tags, tag.key, tag.value)) ++tally_.cutTexts;
     keys_.take(tag.key);
   }
   return place->second = measurement_ + tags_.take(tags);
@@ -56,7 +56,7 @@ const MetricNames::Attribute* MetricNames::attribute(const std::string& name,
   const auto known = attributes_.find(name);
   if (known != attributes_.end()) return &known->second;
   if (attributes_.size() >= kMostAttributes) {
-    ++limit_.attributes;
+    ++tally_.attributes;
     return nullptr;
   }
   const pwr::BaseUnit unit = pwr::baseUnitOf(quantity, ticksPerSecond_);

@@ -5,8 +5,8 @@
 #include <string>
 #include <unordered_map>
 
+#include "exporters/lines/LineTally.h"
 #include "exporters/lines/LineText.h"
-#include "exporters/lines/SeriesLimit.h"
 #include "hostcommon/SeriesNames.h"
 #include "writers/host/Metric.h"
 
@@ -23,8 +23,8 @@ struct RunNames {
 /// have the same name.
 class MetricNames {
  public:
-  /// `limit` counts the texts that are cut; it and `metric` have to live as long.
-  MetricNames(const pwr::MetricDescription& metric, RunNames& run, SeriesLimit& limit);
+  /// `tally` counts the texts that are cut; it and `metric` have to live as long.
+  MetricNames(const pwr::MetricDescription& metric, RunNames& run, LineTally& tally);
 
   const pwr::MetricDescription& metric() const { return metric_; }
   const ValueText& values() const { return values_; }
@@ -53,7 +53,7 @@ class MetricNames {
 
  private:
   const pwr::MetricDescription& metric_;
-  SeriesLimit& limit_;
+  LineTally& tally_;
   const double ticksPerSecond_;
   const pwr::BaseUnit unit_;
   const ValueText values_;

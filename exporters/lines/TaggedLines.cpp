@@ -31,11 +31,11 @@ std::size_t TaggedLines::Hash::operator()(const Sought& key) const {
   return (tags * kFactor + entity) * kFactor + std::hash<const void*>()(key.descriptor);
 }
 
-TaggedLines::TaggedLines(MetricNames& names, LineOutput& output, SeriesLimit& limit,
+TaggedLines::TaggedLines(MetricNames& names, LineOutput& output, LineTally& tally,
                          double ticksPerSecond)
     : names_(names),
       output_(output),
-      limit_(limit),
+      tally_(tally),
       isPerProcess_(meaningOf(names.metric(), ticksPerSecond).isPerProcess),
       hasRanks_(names.metric().descriptorGroup != nullptr &&
                 names.metric().descriptorGroup->getName() == kRankGroup) {}
@@ -44,7 +44,7 @@ void TaggedLines::add(const pwr::DataElement& element) {
   spell(element);
   if (isPerProcess_ && !isText_) return addProcess(element);
   if (Series* const series = seriesOf(element)) return write(*series, *element.getValue());
-  ++limit_.beyond;
+  ++tally_.beyond;
 }
 
 /// Takes the element apart: what its tags are, and which of its attributes are numbers.
@@ -79,7 +79,7 @@ void TaggedLines::spellAttribute(const std::string& name, const pwr::Quantity* q
 void TaggedLines::addTag(std::string_view key, const pwr::Data& value) {
   text_.clear();
   value.toString(text_);
-  if (!appendTag(tags_, key, text_)) ++limit_.cutTexts;
+  if (!appendTag(tags_, key, text_)) ++tally_.cutTexts;
 }
 
 /// A process that is known already is written at once; so is a part of the whole that has a name of
@@ -87,7 +87,7 @@ void TaggedLines::addTag(std::string_view key, const pwr::Data& value) {
 void TaggedLines::addProcess(const pwr::DataElement& element) {
   double value = 0.0;
   if (element.getValue()->toReal(value) != 0 || !std::isfinite(value)) {
-    ++limit_.notFinite;
+    ++tally_.notFinite;
     return;
   }
   if (!hasPid_ && (tags_.empty() || tags_ == g_otherProcesses)) return addToOthers(element, value);
@@ -118,7 +118,7 @@ void TaggedLines::finish() {
 void TaggedLines::addToOthers(const pwr::DataElement& element, double value) {
   Series* const others = othersOf(element);
   if (others == nullptr) {
-    ++limit_.beyond;
+    ++tally_.beyond;
     return;
   }
   if (!others->hasSum) {
@@ -139,7 +139,7 @@ TaggedLines::Series* TaggedLines::known(const pwr::DataElement& element, std::st
 }
 
 TaggedLines::Series* TaggedLines::make(const pwr::DataElement& element, std::string_view tags) {
-  if (!limit_.take()) return nullptr;
+  if (!tally_.take()) return nullptr;
   const pwr::DataDescriptor* const descriptor = descriptorOf(element);
   const std::string& field = isText_ ? names_.textField(descriptor) : names_.field(descriptor);
   Series series{.head = names_.head(element.getEntity()) + std::string(tags), .field = field + "="};
@@ -162,7 +162,7 @@ TaggedLines::Series* TaggedLines::seriesOf(const pwr::DataElement& element) {
   Series* series = known(element, tags_);
   if (series == nullptr) series = make(element, tags_);
   if (series != nullptr) return series;
-  ++limit_.folded;
+  ++tally_.folded;
   return others;
 }
 
@@ -175,7 +175,10 @@ void TaggedLines::write(Series& series, const pwr::Data& value) {
   }
   for (const auto& [attribute, number] : numbers_) {
     const std::uint32_t bit = 1U << attribute->number;
-    if ((series.attributes & bit) == 0 && !limit_.take()) continue;
+    if ((series.attributes & bit) == 0 && !tally_.take()) {
+      ++tally_.beyond;
+      continue;
+    }
     series.attributes |= bit;
     const std::size_t before = fields_.size();
     fields_.append(",").append(attribute->field).append("=");
@@ -186,20 +189,20 @@ void TaggedLines::write(Series& series, const pwr::Data& value) {
 
 bool TaggedLines::appendNumber(const ValueText& values, const pwr::Data& number) {
   const ValueText::Result result = values.append(fields_, number);
-  if (result == ValueText::Result::Rounded) limit_.noteLargeInteger(names_.metric().name);
-  if (result == ValueText::Result::LeftOut) ++limit_.notFinite;
+  if (result == ValueText::Result::Rounded) tally_.noteLargeInteger(names_.metric().name);
+  if (result == ValueText::Result::LeftOut) ++tally_.notFinite;
   return result != ValueText::Result::LeftOut;
 }
 
 void TaggedLines::end(Series& series) {
-  if (series.latest == output_.time()) ++limit_.sameTime;
+  if (series.latest == output_.time()) ++tally_.sameTime;
   series.latest = output_.time();
   output_.add(series.head, fields_);
 }
 
 void TaggedLines::forget() {
   for (const auto& [key, series] : series_) {
-    limit_.giveBack(1 + static_cast<std::uint64_t>(std::popcount(series.attributes)));
+    tally_.giveBack(1 + static_cast<std::uint64_t>(std::popcount(series.attributes)));
   }
   series_.clear();
 }

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "exporters/lines/LineOutput.h"
+#include "exporters/lines/LineTally.h"
 #include "exporters/lines/MetricNames.h"
-#include "exporters/lines/SeriesLimit.h"
 
 namespace lines {
 
@@ -17,7 +17,7 @@ namespace lines {
 /// series goes into one more series "others" of the same entity, whose room is taken beforehand.
 class TaggedLines {
  public:
-  TaggedLines(MetricNames& names, LineOutput& output, SeriesLimit& limit, double ticksPerSecond);
+  TaggedLines(MetricNames& names, LineOutput& output, LineTally& tally, double ticksPerSecond);
   TaggedLines(const TaggedLines&) = delete;
   TaggedLines& operator=(const TaggedLines&) = delete;
 
@@ -82,7 +82,7 @@ class TaggedLines {
 
   MetricNames& names_;
   LineOutput& output_;
-  SeriesLimit& limit_;
+  LineTally& tally_;
   const bool isPerProcess_;
   const bool hasRanks_;  // descriptors say in which place of an order a process was
   std::unordered_map<Key, Series, Hash, Equal> series_;

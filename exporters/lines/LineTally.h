@@ -5,11 +5,11 @@
 
 namespace lines {
 
-/// How many series (fields of a measurement with its tags) a run has and may have, and what its
-/// lines lack for that or other causes. Each cause is told once.
-class SeriesLimit {
+/// Counts the series of a run (fields of a measurement with its tags) against their limit, and what
+/// its lines lack for that and other causes. Each cause is told once.
+class LineTally {
  public:
-  explicit SeriesLimit(std::uint64_t most) : most_(most) {}
+  explicit LineTally(std::uint64_t mostSeries) : most_(mostSeries) {}
 
   /// Takes `count` more series. False, which is told, when they are too many.
   bool take(std::uint64_t count = 1);
@@ -21,7 +21,8 @@ class SeriesLimit {
   std::uint64_t folded = 0;     ///< of processes and states: they are in "others"
   std::uint64_t beyond = 0;     ///< of further series: left out
   std::uint64_t notFinite = 0;  ///< left out
-  std::uint64_t sameTime = 0;  ///< of a series that has one of the same time, which engines replace
+  /// Of a series that has one of the same time, which engines replace.
+  std::uint64_t sameTime = 0;
   std::uint64_t outOfTime = 0;   ///< of a time that engines cannot have: left out
   std::uint64_t cutTexts = 0;    ///< texts of tags that were too long
   std::uint64_t attributes = 0;  ///< attributes that a metric has too many of: left out

@@ -1,4 +1,4 @@
-#include "exporters/lines/SeriesLimit.h"
+#include "exporters/lines/LineTally.h"
 
 #include <utility>
 
@@ -6,7 +6,7 @@
 
 namespace lines {
 
-bool SeriesLimit::take(std::uint64_t count) {
+bool LineTally::take(std::uint64_t count) {
   if (count <= most_ - taken_) {
     taken_ += count;
     return true;
@@ -20,7 +20,7 @@ bool SeriesLimit::take(std::uint64_t count) {
   return false;
 }
 
-void SeriesLimit::noteLargeInteger(const std::string& metric) {
+void LineTally::noteLargeInteger(const std::string& metric) {
   if (std::exchange(hasToldOfIntegers_, true)) return;
   PW_LOG(kPlainLog, PW_LOG_WARNING,
          "WARNING: Integers of %s are beyond 2^53: their last digits are lost, as all numbers of "
@@ -28,7 +28,7 @@ void SeriesLimit::noteLargeInteger(const std::string& metric) {
          metric.c_str());
 }
 
-void SeriesLimit::tell() const {
+void LineTally::tell() const {
   const std::pair<std::uint64_t, const char*> losses[] = {
       {folded, "values of further processes and states are in \"others\" (--series-limit)"},
       {beyond, "values of further series are left out (--series-limit)"},
