@@ -5,7 +5,8 @@ set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config rapidjson-dev libcli11-dev libtomlplusplus-dev libtracefs-dev
   libcurl4-openssl-dev libtraceevent-dev libzstd-dev zlib1g-dev libprotozero-dev libsqlite3-dev esbuild libjs-dygraphs
-  libdeflate-dev)
+  libdeflate-dev
+  prometheus-cpp-dev)
 missing=()
 for package in "${build[@]}" "$@"; do
   dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed ||

@@ -259,6 +259,22 @@ CLI::App* addWatch(CLI::App& app, Options& options) {
   return watch;
 }
 
+CLI::App* addServe(CLI::App& app, Options& options) {
+  CLI::App* const serve =
+      app.add_subcommand("serve", "Offer live telemetry over HTTP for Prometheus to scrape");
+  serve
+      ->add_option("--listen", options.listen,
+                   "Address and port to answer on; without another one only this machine reaches "
+                   "it, port 0 is any that is free")
+      ->type_name("ADDRESS:PORT")
+      ->capture_default_str();
+  addCollectionOptions(*serve, options, options.watchIntervalMs, "-n,--count");
+  addMachineOptions(*serve, options);
+  addCommonOptions(*serve, options);
+  serve->footer(kServeFooter);
+  return serve;
+}
+
 CLI::App* addReport(CLI::App& app, Options& options) {
   CLI::App* const report = app.add_subcommand("report", "Replay a recorded run into writers");
   addOutputOptions(*report, options);
@@ -435,10 +451,11 @@ int runCommandLine(std::vector<std::string> arguments) {
   app.require_subcommand(1);
   app.get_formatter()->column_width(34);
   const std::pair<CLI::App*, std::function<int(const Options&)>> commands[] = {
-      {addRecord(app, options), runRecord},   {addWatch(app, options), runWatch},
-      {addReport(app, options), runReport},   {addExport(app, options), runExport},
-      {addCompare(app, options), runCompare}, {addList(app, options), runList},
-      {addInspect(app, options), runInspect}, {addShip(app, options), runShip},
+      {addRecord(app, options), runRecord}, {addWatch(app, options), runWatch},
+      {addServe(app, options), runServe},   {addReport(app, options), runReport},
+      {addExport(app, options), runExport}, {addCompare(app, options), runCompare},
+      {addList(app, options), runList},     {addInspect(app, options), runInspect},
+      {addShip(app, options), runShip},
   };
   try {
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());

@@ -15,6 +15,7 @@ int runCommandLine(std::vector<std::string> arguments);
 /// The commands. Each returns the process's exit status, or throws CommandError.
 int runRecord(const Options& options);
 int runWatch(const Options& options);
+int runServe(const Options& options);
 int runReport(const Options& options);
 int runExport(const Options& options);
 int runCompare(const Options& options);

@@ -11,6 +11,7 @@ inline constexpr const char* kDescription =
     "  tavrin record -d 10s -o out/idle     measure 10 s; report in out/idle.csv\n"
     "  tavrin record -f core-cstate,cpu-time -i 20ms -d 5s --capture run.jsonl\n"
     "  tavrin watch                         the same, live on the terminal\n"
+    "  tavrin serve                         the same, for Prometheus to scrape\n"
     "  tavrin report -w all -o again run.jsonl\n"
     "  mytool | tavrin report -o mytool -   report what another tool measured\n"
     "  tavrin compare a.jsonl b.jsonl       what changed most between two runs\n"
@@ -55,6 +56,29 @@ inline constexpr const char* kWatchFooter =
     "place of the one before; elsewhere every row begins with its time in seconds.\n"
     "\n"
     "Exit status: 0, 1 if nothing can be measured or printed, 2 for a usage error.";
+
+inline constexpr const char* kServeFooter =
+    "Examples:\n"
+    "  tavrin serve                         at http://127.0.0.1:9464/metrics, until Ctrl-C\n"
+    "  tavrin serve -f energy,thermal -i 5s\n"
+    "  tavrin serve --listen 0.0.0.0:9464   for other machines: anybody who reaches it can read\n"
+    "  curl -s localhost:9464/metrics | grep tavrin_cpu_c_state_seconds_total\n"
+    "\n"
+    "To have Prometheus scrape it, below scrape_configs of prometheus.yml:\n"
+    "  - job_name: tavrin\n"
+    "    static_configs: [{targets: ['127.0.0.1:9464']}]\n"
+    "\n"
+    "Counters and times in states grow from the start of the command and end in _total; divide\n"
+    "what they grow by the time: rate(tavrin_cpu_c_state_seconds_total{state='C6'}[1m]) is the\n"
+    "part of the time in C6. Values are the last ones; what is gone disappears. Every scrape has\n"
+    "the values of one pass, however often passes are and scrapes come. Names, labels and limits:\n"
+    "docs/formats/prometheus.md.\n"
+    "\n"
+    "There is no password and no encryption: what is to be reached from elsewhere belongs behind\n"
+    "something that has them.\n"
+    "\n"
+    "Exit status: 0 after Ctrl-C, SIGTERM or the end of the duration, 1 if the address cannot be\n"
+    "had or nothing can be measured, 2 for a usage error.";
 
 inline constexpr const char* kReportFooter =
     "FILE is a stream recorded with 'tavrin record --capture', or printed by any other tool\n"

@@ -24,11 +24,11 @@ struct Options {
   unsigned long long startTimeNs = 0;  ///< since 1970; 0: that of the recording
   unsigned long long seriesLimit = 0;  ///< 0: what the writer itself takes
 
-  // Of record, watch and list:
+  // Of record, watch, serve and list:
   std::string sysroot;
   std::vector<std::string> features{"default"};
 
-  // Of record and watch:
+  // Of record, watch and serve:
   double durationSec = 0.0;  ///< 0: no limit
   unsigned int samples = 0;  ///< intervals to collect for; 0: no limit
 
@@ -44,8 +44,13 @@ struct Options {
   bool continuous = false;
   bool points = false;
 
-  // Of watch:
+  // Of watch and serve:
   double watchIntervalMs = 1000.0;
+
+  // Of serve:
+  std::string listen = "127.0.0.1:9464";
+
+  // Of watch:
   std::vector<std::string> show;
   std::vector<std::string> hide;
 

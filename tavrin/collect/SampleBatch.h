@@ -30,13 +30,20 @@ class SampleBatch {
   unsigned long long time() const { return time_; }
   void setTime(unsigned long long ticks) { time_ = ticks; }
 
+  /// How many passes of the run were left out before this one.
+  unsigned long long missed() const { return missed_; }
+  void setMissed(unsigned long long passes) { missed_ = passes; }
+
   pwr::Metric* begin() { return metrics_.data(); }
   pwr::Metric* end() { return metrics_.data() + used_; }
+  const pwr::Metric* begin() const { return metrics_.data(); }
+  const pwr::Metric* end() const { return metrics_.data() + used_; }
 
  private:
   std::vector<pwr::Metric> metrics_;
   std::size_t used_ = 0;
   unsigned long long time_ = 0;
+  unsigned long long missed_ = 0;
 };
 
 }  // namespace tavrin

@@ -58,6 +58,7 @@ void Sampler::pass(unsigned long long now) {
     return;
   }
   batch->setTime(now);
+  batch->setMissed(report_.missed + report_.dropped);
   for (Feature* feature : features_) feature->sample(now, *batch);
   queue_.endFill();
 }
