@@ -217,6 +217,63 @@ void addCollectionOptions(CLI::App& app, Options& options, double& intervalMs,
       ->excludes(duration);
 }
 
+CLI::Option* addTime(CLI::App& app, const std::string& flag, double& seconds,
+                     const std::string& help) {
+  return app.add_option(flag, seconds, help)->type_name("TIME")->transform(timeIn("s", 0.0, 1e9));
+}
+
+/// Where files of lines are sent to, and how. The names of the options begin with `start`.
+void addShipping(CLI::App& app, Options& options, const std::string& urlFlag,
+                 const std::string& start, const std::string& urlHelp) {
+  ShipOptions& ship = options.ship;
+  app.add_option(urlFlag, ship.to, urlHelp)->type_name("URL")->allow_extra_args(false);
+  app.add_option(start + "config", ship.config,
+                 "Configuration with credentials (TOML); default: ~/.config/tavrin/ship.toml, "
+                 "/etc/tavrin/ship.toml")
+      ->type_name("FILE");
+  addTime(app, start + "hold", ship.holdSec,
+          "Keep a file for this time after it was acknowledged: engines answer before they have "
+          "it on disk")
+      ->capture_default_str();
+  app.add_option(start + "max-folder", ship.mostBytes,
+                 "Most bytes of files to keep; the oldest go first. Default: 1G where files keep "
+                 "coming, else no bound")
+      ->type_name("SIZE")
+      ->transform(sizeIn(1, 1'000'000'000'000'000));
+  app.add_option(start + "retry-max", ship.retryMostSec, "Longest wait between two attempts")
+      ->type_name("TIME")
+      ->transform(timeIn("s", 0.01, 86'400))
+      ->capture_default_str();
+  app.add_option(start + "timeout", ship.timeoutSec, "Give up a request that gets on no more")
+      ->type_name("TIME")
+      ->transform(timeIn("s", 0.1, 86'400))
+      ->capture_default_str();
+}
+
+/// Sends what the recording writes: that are files of lines, numbered ones.
+void addRecordShipping(CLI::App& record, Options& options) {
+  addShipping(record, options, "--ship", "--ship-",
+              "Post the lines there while the recording goes on; adds '-w lines', and the start "
+              "time to the names of the outputs; may be repeated");
+  record
+      .add_option("--ship-wait", options.ship.waitSec,
+                  "Wait for acknowledgements at the end, at most for this time")
+      ->type_name("TIME")
+      ->transform(timeIn("s", 0.0, 1e6))
+      ->capture_default_str();
+  for (const char* option : {"--ship", "--ship-config"}) {
+    record.get_option(option)->needs("--continuous");
+  }
+  record.parse_complete_callback([&record, &options] {
+    if (options.ship.to.empty() && options.ship.config.empty()) return;
+    if (record.count("--writer") == 0) options.writers.clear();
+    const auto hasLines = [](const std::string& name) {
+      return name == "lines" || name == "every";
+    };
+    if (std::ranges::none_of(options.writers, hasLines)) options.writers.emplace_back("lines");
+  });
+}
+
 CLI::App* addRecord(CLI::App& app, Options& options) {
   CLI::App* const record =
       app.add_subcommand("record", "Collect live telemetry while a command runs, or until Ctrl-C");
@@ -240,6 +297,7 @@ CLI::App* addRecord(CLI::App& app, Options& options) {
       ->type_name("FILE");
   record->add_flag("--progress", options.progress,
                    "Show how the run goes also while a command shares the terminal");
+  addRecordShipping(*record, options);
   addMachineOptions(*record, options);
   addCommonOptions(*record, options);
   record->footer(kRecordFooter);
@@ -292,43 +350,10 @@ CLI::App* addReport(CLI::App& app, Options& options) {
   return report;
 }
 
-CLI::Option* addTime(CLI::App& app, const std::string& flag, double& seconds,
-                     const std::string& help) {
-  return app.add_option(flag, seconds, help)->type_name("TIME")->transform(timeIn("s", 0.0, 1e9));
-}
-
-/// Where files of lines are sent to, and how.
-void addShipping(CLI::App& app, Options& options, const std::string& urlFlag,
-                 const std::string& urlHelp) {
-  ShipOptions& ship = options.ship;
-  app.add_option(urlFlag, ship.to, urlHelp)->type_name("URL")->allow_extra_args(false);
-  app.add_option("--config", ship.config,
-                 "Configuration with credentials (TOML); default: ~/.config/tavrin/ship.toml, "
-                 "/etc/tavrin/ship.toml")
-      ->type_name("FILE");
-  addTime(app, "--hold", ship.holdSec,
-          "Keep a file for this time after it was acknowledged: engines answer before they have "
-          "it on disk")
-      ->capture_default_str();
-  app.add_option("--max-folder", ship.mostBytes,
-                 "Most bytes of files to keep; the oldest go first. Default: 1G where files keep "
-                 "coming, else no bound")
-      ->type_name("SIZE")
-      ->transform(sizeIn(1, 1'000'000'000'000'000));
-  app.add_option("--retry-max", ship.retryMostSec, "Longest wait between two attempts")
-      ->type_name("TIME")
-      ->transform(timeIn("s", 0.01, 86'400))
-      ->capture_default_str();
-  app.add_option("--timeout", ship.timeoutSec, "Give up a request that gets on no more")
-      ->type_name("TIME")
-      ->transform(timeIn("s", 0.1, 86'400))
-      ->capture_default_str();
-}
-
 CLI::App* addShip(CLI::App& app, Options& options) {
   CLI::App* const ship =
       app.add_subcommand("ship", "Send files of the writer 'lines' to time series engines");
-  addShipping(*ship, options, "--to",
+  addShipping(*ship, options, "--to", "--",
               "Where to post the lines; may be repeated. Default: the places of the configuration");
   ship->add_flag("--follow", options.ship.follow, "Go on when the folder is empty");
   addCommonOptions(*ship, options);

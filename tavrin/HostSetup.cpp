@@ -69,7 +69,8 @@ void setUpHost(const Options& options) {
 }
 
 OutputNames nameOutputs(const Options& options, const pwr::PluginLibraries& plugins,
-                        const std::vector<WriterPlugin*>& writers, bool continuous) {
+                        const std::vector<WriterPlugin*>& writers, bool continuous,
+                        const std::string& suffix) {
   const auto nameOf = [](const WriterPlugin* writer) {
     return pwr::PluginLibrary::nameOf(*writer);
   };
@@ -83,7 +84,7 @@ OutputNames nameOutputs(const Options& options, const pwr::PluginLibraries& plug
     if (value == 0 || std::ranges::count(writers, std::string(writer), nameOf) > 0) continue;
     warn(std::string(option) + " has no effect: the writer '" + writer + "' is not chosen");
   }
-  OutputNames names(options.output, plugins, writers, continuous);
+  OutputNames names(options.output, plugins, writers, continuous, suffix);
   names.refuseSharedFiles();
   if (!options.outputConfig.empty()) names.refuse(options.outputConfig, "the output configuration");
   return names;

@@ -17,9 +17,11 @@ namespace tavrin {
 void setUpHost(const Options& options);
 
 /// The names of the files that the writers will write. Tells the user of options that have no
-/// effect on them. Throws CommandError when two are the same file, or one is the configuration's.
+/// effect on them; `suffix` is added to the base name. Throws CommandError when two are the same
+/// file, or one is the configuration's.
 OutputNames nameOutputs(const Options& options, const pwr::PluginLibraries& plugins,
-                        const std::vector<WriterPlugin*>& writers, bool continuous);
+                        const std::vector<WriterPlugin*>& writers, bool continuous,
+                        const std::string& suffix = {});
 
 /// What the writers are offered of the options: those that one of them knows.
 std::vector<std::string> writerOptions(const Options& options);

@@ -53,7 +53,8 @@ bool isSameFile(const fs::path& one, const fs::path& other) {
 }  // namespace
 
 OutputNames::OutputNames(const std::string& given, const pwr::PluginLibraries& plugins,
-                         const std::vector<WriterPlugin*>& chosen, bool continuous)
+                         const std::vector<WriterPlugin*>& chosen, bool continuous,
+                         const std::string& suffix)
     : baseName_(withoutEnding(given, plugins)) {
   const std::string name = pwr::utf8FromPath(pwr::pathFromUtf8(baseName_).filename());
   if (name.empty() || name == "." || name == "..") {
@@ -62,6 +63,7 @@ OutputNames::OutputNames(const std::string& given, const pwr::PluginLibraries& p
   if (baseName_ != given) {
     inform("the base name of the outputs is '" + baseName_ + "': each writer adds its own ending");
   }
+  baseName_ += suffix;
   for (const WriterPlugin* writer : chosen) {
     const pwr::WriterPluginCapability& capability = pwr::PluginLibrary::capability(*writer);
     if (continuous && capability.getFlag()) {

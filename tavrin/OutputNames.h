@@ -14,9 +14,10 @@ class OutputNames {
   /// `given` is the base name as the user gave it: the ending of a writer's file is cut off, of
   /// which the user is told. Throws CommandError for what cannot be a base name: nothing, a folder.
   /// The chosen writers write either one file each or, when `continuous`, those that can numbered
-  /// ones.
+  /// ones. The base name gets the suffix.
   OutputNames(const std::string& given, const pwr::PluginLibraries& plugins,
-              const std::vector<WriterPlugin*>& chosen, bool continuous);
+              const std::vector<WriterPlugin*>& chosen, bool continuous,
+              const std::string& suffix = {});
 
   const std::string& baseName() const { return baseName_; }
 

@@ -20,6 +20,7 @@
 #include "hostcommon/session/Session.h"
 #include "tavrin/Capture.h"
 #include "tavrin/HostSetup.h"
+#include "tavrin/LineShipping.h"
 #include "tavrin/LiveFeatures.h"
 #include "tavrin/WrittenFiles.h"
 #include "tavrin/collect/KernelTracing.h"
@@ -94,6 +95,7 @@ class Recording {
   const std::unique_ptr<ChildProcess> command_;  ///< null where none is measured
   pwr::PluginLibraries plugins_;
   std::vector<WriterPlugin*> writers_;
+  LineShipping shipping_;
   OutputNames names_;
   StopRequest stop_;
   Interrupt interrupt_;
@@ -115,7 +117,9 @@ Recording::Recording(const Options& options)
       command_(options.command.empty() ? nullptr : std::make_unique<ChildProcess>(options.command)),
       plugins_(options.plugins),
       writers_(plugins_.select(options.writers)),
-      names_(nameOutputs(options, plugins_, writers_, options.continuousSec > 0.0)),
+      shipping_(options),
+      names_(nameOutputs(options, plugins_, writers_, options.continuousSec > 0.0,
+                         shipping_.suffix())),
       interrupt_(stop_,
                  [this] {
                    if (command_ && command_->hasEnded()) stop_.request();
@@ -310,9 +314,10 @@ SamplingReport Recording::sample() {
 }
 
 int Recording::run() {
-  const WrittenFiles written;
+  const WrittenFiles written([this](const std::string& path) { return shipping_.takes(path); });
   tellOfMemory();
   prepareOutputs();
+  shipping_.start(names_.baseName());
   session_.open(names_.baseName(), options_.continuousSec > 0.0);
   if (!options_.capture.empty()) {
     // Emptied only now: a run that cannot begin leaves the capture of an earlier one alone.
@@ -333,6 +338,7 @@ int Recording::run() {
   report(sampling);
   warnOfSilent();
   written.tell();
+  shipping_.finish(stop_);
   return command_ && command_->exitStatus() != 0 ? command_->exitStatus() : status;
 }
 

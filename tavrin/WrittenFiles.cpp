@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdint>
 #include <tuple>
+#include <utility>
 
 #include "tavrin/common/Messages.h"
 #include "writers/host/PluginEnvironment.h"
@@ -57,10 +58,12 @@ FileName::FileName(std::string text) : whole(std::move(text)), stem(whole) {
 
 }  // namespace
 
-WrittenFiles::WrittenFiles() {
-  g_pluginEnvironment->setOutputListener([this](const std::string& path, bool isComplete) {
-    (isComplete ? complete_ : incomplete_).push_back(path);
-  });
+WrittenFiles::WrittenFiles(std::function<bool(const std::string& path)> elsewhere) {
+  g_pluginEnvironment->setOutputListener(
+      [this, elsewhere = std::move(elsewhere)](const std::string& path, bool isComplete) {
+        if (isComplete && elsewhere && elsewhere(path)) return;
+        (isComplete ? complete_ : incomplete_).push_back(path);
+      });
 }
 
 WrittenFiles::~WrittenFiles() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -8,8 +9,9 @@ namespace tavrin {
 /// The files of a run, as the writers tell of them. Only one at a time.
 class WrittenFiles {
  public:
-  /// Listens while it exists.
-  WrittenFiles();
+  /// Listens while it exists. Complete files that are `elsewhere` by the time of `tell` are left
+  /// out.
+  explicit WrittenFiles(std::function<bool(const std::string& path)> elsewhere = {});
   ~WrittenFiles();
   WrittenFiles(const WrittenFiles&) = delete;
   WrittenFiles& operator=(const WrittenFiles&) = delete;

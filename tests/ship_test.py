@@ -265,15 +265,15 @@ class Ship(ShipTest):
         self.assertEqual(self.queue(), [])
 
     def test_restart_sends_what_lies_there(self):
-        wanted = self.put_files(2)
-        with FaultyEngine() as engine:
+        wanted = self.put_files(3)
+        with FaultyEngine([204, 204, "hang"]) as engine:
             process = self.start_ship("--to", engine.url, "--hold", "60s")
-            self.wait_for(lambda: len(engine.lines) == 6)
+            self.wait_for(lambda: len(engine.posts()) == 3)
             told = self.end(process, signal.SIGINT)
-            self.assertEqual(process.returncode, 0, told)
-            self.assertIn("2 files acknowledged, but not for as long as --hold says", told)
+            self.assertEqual(process.returncode, 1, told)
+            self.assertIn("2 files acknowledged, but not for the time of the hold", told)
             self.ship("--to", engine.url, *QUICK)
-        self.assertEqual(engine.lines, dict.fromkeys(wanted, 2))
+        self.assertEqual(engine.lines, {**dict.fromkeys(wanted, 2), **dict.fromkeys(wanted[6:], 1)})
         self.assertEqual(self.queue(), [])
 
     def test_killed_at_any_time(self):
@@ -306,6 +306,12 @@ class Ship(ShipTest):
         self.assertEqual(late.lines, live.lines)
         self.assertEqual(self.queue(), [])
 
+    def test_two_places_on_one_server(self):
+        wanted = self.put_files(20)
+        with FaultyEngine() as engine:
+            self.ship("--to", engine.url + "?db=a", "--to", engine.url + "?db=b", "--hold", "300ms")
+        self.assertEqual(engine.lines, dict.fromkeys(wanted, 2))
+
     def test_one_that_refuses_does_not_take_files_from_another(self):
         wanted = self.put_files(3)
         with FaultyEngine([400] * 3) as refusing, FaultyEngine([500] * 5) as slow:
@@ -333,7 +339,7 @@ class Ship(ShipTest):
         self.assertEqual(process.returncode, 1)
         kept = [f"run_{n}.lp.gz" for n in range(20, 30)]
         self.assertLessEqual(set(kept), set(self.queue()))
-        self.assertRegex(told, r"lost old.lp.gz: the folder out has more bytes than --max-folder")
+        self.assertRegex(told, r"lost old.lp.gz: the folder out has more bytes than it may have")
         self.assertRegex(told, r"(19|20|21) files lost")
 
     def test_stops_at_once_and_loses_nothing(self):
@@ -406,6 +412,13 @@ class Ship(ShipTest):
         self.assertEqual(done.returncode, 1)
         self.assertEqual(engine.lines, dict.fromkeys(wanted[:3] + wanted[6:], 1))
         self.assertIn("1 file", read(self.path("told")))
+
+
+    def test_shows_how_it_goes(self):
+        self.put_files(3)
+        with FaultyEngine([lambda _: time.sleep(0.6) or 204] * 3) as engine:
+            shown = self.run_on_terminal([TAVRIN, "ship", "--to", engine.url, *QUICK, "out"], "xterm")
+        self.assertRegex(shown.decode(), r"shipping: \d files? left, lag 1\d min, .*/s; 0 files held")
 
 
 class Secrets(ShipTest):
@@ -522,6 +535,80 @@ class Secrets(ShipTest):
                 self.assertIn("SSL", process.stderr.readline())
                 self.end(process)
                 self.assertEqual((engine.requests, len(self.queue())), ([], 2))
+
+
+class Record(ShipTest):
+    """Recordings that send what they write."""
+
+    def setUp(self):
+        super().setUp()
+        if not re.search(r"(?m)^  lines ", self.run_tavrin("list", "writers").stdout):
+            self.skipTest("this build has no writer 'lines'")
+
+    def record(self, engine, *arguments):
+        return ["record", "--sysroot", "tree", "-f", "cpu-time,thermal", "-i", "20ms",
+                "--continuous", "100ms", "-o", "out/run", "--ship", engine.url, "--ship-hold", "0",
+                *arguments]
+
+    def times(self, engine):
+        return sorted({int(line.rsplit(" ", 1)[1]) for line in engine.lines})
+
+    def test_sends_while_it_records(self):
+        other = lines_of(1)
+        self.put("other_0.lp.gz", other)
+        self.put("run_0.lp.gz", other)  # not of a recording that was sent
+        earlier = self.put("run-20260101-000000-000_3.lp.gz", lines_of(2))
+        with FaultyEngine() as engine:
+            done = self.run_tavrin(*self.record(engine, "-d", "1s"), env=ENVIRONMENT)
+        self.assertEqual([engine.lines[line] for line in earlier], [1, 1, 1])
+        self.assertFalse(set(other) & set(engine.lines))
+        for line in earlier:
+            del engine.lines[line]
+        self.assertEqual(set(engine.lines.values()), {1})
+        self.assertGreater(len(self.times(engine)), 20)
+        self.assertGreater(len(engine.posts()), 4, "it does not wait for the end")
+        self.assertEqual(self.queue(), ["other_0.lp.gz", "run_0.lp.gz"])
+        self.assertRegex(done.stderr, r"sent to .*: \d+ files, \d+ lines")
+        self.assertNotIn("wrote", done.stderr, "files that are gone are no outputs")
+
+    def test_dead_network_delays_nothing(self):
+        with FaultyEngine(["hang"] * 100) as engine:
+            start = time.monotonic()
+            done = self.run_tavrin(*self.record(engine, "-d", "2s", "--ship-wait", "300ms"),
+                                   env=ENVIRONMENT)
+            self.assertLess(time.monotonic() - start, 10)
+        samples, missed, dropped = map(int, re.search(
+            r"(\d+) samples .* (\d+) missed, (\d+) dropped", done.stderr).groups())
+        self.assertGreater(samples, 100)
+        self.assertLess(missed + dropped, 20)
+        self.assertRegex(done.stderr, "files left in out, not acknowledged; 'tavrin ship out' sends")
+        with FaultyEngine() as engine:
+            self.ship("--to", engine.url, *QUICK)
+        self.assertGreater(len(self.times(engine)), 80)
+
+    def test_started_again_after_a_kill(self):
+        with FaultyEngine(["hang"] * 100) as dead:
+            process = self.start(*self.record(dead), env=ENVIRONMENT)
+            self.wait_for(lambda: len(self.queue()) > 5)
+            process.kill()
+            process.communicate()
+        left = [name for name in self.queue() if name.endswith(".lp.gz")]
+        with FaultyEngine() as engine:
+            self.run_tavrin(*self.record(engine, "-d", "300ms"), env=ENVIRONMENT)
+            self.assertGreater(len(self.times(engine)), 5 * len(left))
+        self.assertFalse([name for name in self.queue() if name.endswith(".lp.gz")])
+
+    def test_writers(self):
+        with FaultyEngine() as engine:
+            self.run_tavrin(*self.record(engine, "-d", "200ms", "-w", "json"), env=ENVIRONMENT)
+            self.assertTrue(engine.lines)
+            self.assertTrue(all(re.fullmatch(r"run-\d{8}-\d{6}-\d{3}_\d+.ztjson", name)
+                                for name in self.queue()), self.queue())
+            done = self.run_tavrin("record", "--ship", engine.url, status=2)
+            self.assertIn("--continuous", done.stderr)
+            done = self.run_tavrin(*self.record(engine, "-o", "console"), status=2)
+            done = self.run_tavrin(*self.record(engine, "--ship-config", "none"), status=2)
+            self.assertIn("No such file", done.stderr)
 
 
 if __name__ == "__main__":

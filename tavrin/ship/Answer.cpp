@@ -10,7 +10,7 @@ namespace tavrin {
 
 namespace {
 
-constexpr std::size_t kMostWords = 400;  // bytes that are shown
+constexpr std::size_t kMostShown = 400;  // bytes that are shown
 
 enum HttpStatus : long {
   kUnauthorized = 401,
@@ -69,7 +69,7 @@ std::string textOf(const Answer& answer) {
     return text + ", which points to " + escaped(answer.location) + "; redirects are not followed";
   }
   std::string words(trimmed(answer.words));
-  if (words.size() > kMostWords) words = words.substr(0, kMostWords) + "...";
+  if (words.size() > kMostShown) words = words.substr(0, kMostShown) + "...";
   std::ranges::replace(words, '\n', ' ');
   return words.empty() ? text : text + ": " + escaped(words);
 }

@@ -179,7 +179,7 @@ void FileQueue::lose(const FileOrder& order, const std::string& path) {
   if (!remove(path)) return;
   ++lost_;
   lossNote_.tell("lost " + order.name + ": the folder " + folder_ +
-                 " has more bytes than --max-folder allows, and the oldest files go first");
+                 " has more bytes than it may have, and the oldest files go first");
 }
 
 void FileQueue::trim(std::uint64_t most) {

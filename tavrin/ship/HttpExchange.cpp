@@ -48,10 +48,13 @@ HttpExchange::HttpExchange(Transfers& transfers, const Endpoint& endpoint, Clock
     : transfers_(transfers),
       endpoint_(endpoint),
       patience_(patience),
+      connections_(curl_share_init(), &curl_share_cleanup),
       easy_(curl_easy_init(), &curl_easy_cleanup),
       headers_(headersOf(endpoint), &curl_slist_free_all) {
   CURL* const easy = easy_.get();
-  if (easy == nullptr) throw std::bad_alloc();
+  if (easy == nullptr || connections_ == nullptr) throw std::bad_alloc();
+  curl_share_setopt(connections_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+  curl_easy_setopt(easy, CURLOPT_SHARE, connections_.get());
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(patience);
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);  // no wait for a slow resolver

@@ -14,8 +14,9 @@
 
 namespace tavrin {
 
-/// One request after the other to one endpoint, over a connection that is kept. Servers prove who
-/// they are (TLS); redirects are not followed.
+/// One request after the other to one endpoint, over a connection that is kept, and that others who
+/// send to the same server do not use. Servers prove who they are (TLS); redirects are not
+/// followed.
 class HttpExchange {
  public:
   using Clock = Transfers::Clock;
@@ -53,6 +54,7 @@ class HttpExchange {
   Transfers& transfers_;
   const Endpoint& endpoint_;
   const Clock::duration patience_;
+  std::unique_ptr<CURLSH, decltype(&curl_share_cleanup)> connections_;  ///< its own ones only
   std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy_;
   std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers_;
   std::array<char, CURL_ERROR_SIZE> error_{};

@@ -24,7 +24,7 @@ namespace tavrin {
 
 namespace {
 
-constexpr off_t kMostBytes = 1'000'000;
+constexpr off_t kMostConfig = 1'000'000;
 constexpr mode_t kOfOthers = S_IRWXG | S_IRWXO;
 
 [[noreturn]] void refuseConfig(const std::string& path, const toml::source_position& place,
@@ -145,7 +145,7 @@ void refuseOpenConfig(const std::string& path, const struct stat& status) {
 }
 
 std::string contentOf(const std::string& path, int file, const struct stat& status) {
-  if (!S_ISREG(status.st_mode) || status.st_size > kMostBytes) {
+  if (!S_ISREG(status.st_mode) || status.st_size > kMostConfig) {
     throw CommandError(kExitUsage, path + ": this is no configuration file");
   }
   std::string text(static_cast<std::size_t>(status.st_size), '\0');

@@ -12,15 +12,15 @@ namespace tavrin {
 
 namespace {
 
-/// The value of a tag: what would end it is escaped, and what cannot be escaped is replaced.
+/// The value of a tag: what would end it is escaped. Of a backslash no engine reads what another
+/// one does.
 std::string tagValue(std::string_view text) {
   std::string value;
   for (const char letter : text) {
     const bool isControl = static_cast<unsigned char>(letter) < 0x20;
     if (letter == ',' || letter == '=' || letter == ' ' || isControl) value += '\\';
-    value += isControl ? ' ' : letter;
+    value += isControl ? ' ' : letter == '\\' ? '/' : letter;
   }
-  if (value.ends_with('\\')) value.back() = '/';
   return value.empty() ? "-" : value;
 }
 

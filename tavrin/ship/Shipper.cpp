@@ -143,7 +143,7 @@ void Shipper::tellOutcome() const {
     inform("sent to " + destination->name() + ": " + summaryText(destination->counts()));
   }
   if (queue_.lost() > 0) {
-    warn(counted(queue_.lost(), "file") + " lost to the bound of the folder (--max-folder)");
+    warn(counted(queue_.lost(), "file") + " lost to the bound of the folder");
   }
   if (queue_.setAside() > 0) {
     warn(counted(queue_.setAside(), "file") + " set aside in " + queue_.folder() + "/rejected");
@@ -153,11 +153,11 @@ void Shipper::tellOutcome() const {
   }
   if (queue_.unacknowledged() > 0) {
     warn(counted(queue_.unacknowledged(), "file") + " left in " + queue_.folder() +
-         ", not acknowledged; 'tavrin ship' sends them");
+         ", not acknowledged; 'tavrin ship " + queue_.folder() + "' sends them");
   }
   const std::size_t held = queue_.size() - queue_.unacknowledged();
   if (held > 0) {
-    inform(counted(held, "file") + " acknowledged, but not for as long as --hold says; left in " +
+    inform(counted(held, "file") + " acknowledged, but not for the time of the hold; left in " +
            queue_.folder() + " to be sent once more");
   }
 }
