@@ -141,15 +141,13 @@ TEST(LinesWriter, ALineForEachEntityAndTime) {
   trial.deliver(metric, 100,
                 {point(g_cpu0, g_c6, 0), point(g_cpu1, g_c6, 0), point(g_cpu0, g_c1, 0),
                  point(nullptr, g_c1, 5)});
-  EXPECT_EQ(trial.finish(), (Lines{"cpu_c_state_seconds,host=lab,package=Package0,thread=CPU0 "
-                                   "c1=0.25,c6=0.000000001 1000000000000",
-                                   "cpu_c_state_seconds,host=lab,package=Package0,thread=CPU1 "
-                                   "c1=0,c6=0.0000001 1000000000000",
-                                   "cpu_c_state_seconds,host=lab,package=Package0,thread=CPU0 "
-                                   "c6=0,c1=0 1000000000100",
-                                   "cpu_c_state_seconds,host=lab,package=Package0,thread=CPU1 "
-                                   "c6=0 1000000000100",
-                                   "cpu_c_state_seconds,host=lab c1=0.000000005 1000000000100"}));
+  const std::string machine = "cpu_c_state_seconds,host=lab";
+  const std::string cpu0 = machine + ",package=Package0,thread=CPU0 ";
+  const std::string cpu1 = machine + ",package=Package0,thread=CPU1 ";
+  EXPECT_EQ(trial.finish(),
+            (Lines{cpu0 + "c1=0.25,c6=0.000000001 1000000000000",
+                   cpu1 + "c1=0,c6=0.0000001 1000000000000", cpu0 + "c6=0,c1=0 1000000000100",
+                   cpu1 + "c6=0 1000000000100", machine + " c1=0.000000005 1000000000100"}));
   EXPECT_EQ(trial.log().all(), "");
 }
 

@@ -10,8 +10,6 @@
 
 namespace {
 
-using pwr::QuantityType;
-
 TEST(SeriesNames, PlainNames) {
   const struct {
     const char* text;

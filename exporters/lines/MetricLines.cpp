@@ -56,16 +56,11 @@ void MetricLines::addNumber(const pwr::DataElement& element) {
 
 void MetricLines::addRange(const pwr::DataElement& element) {
   Series& series = seriesOf(element);
-  const pwr::Data& value = *element.getValue();
-  if (series.row != nullptr && series.ends == nullptr && tally_.take(2)) {
-    const auto& [first, last] = names_.rangeFields(element.getDescriptor());
-    series.ends = std::make_unique<std::array<Field, 2>>(
-        std::array<Field, 2>{{{.name = first + "="}, {.name = last + "="}}});
-  }
-  if (series.ends == nullptr) {
+  if (series.row == nullptr || !makeEnds(series, element.getDescriptor())) {
     ++tally_.beyond;
     return;
   }
+  const pwr::Data& value = *element.getValue();
   pwr::Data::IntPair integers;
   pwr::Data::UIntPair naturals;
   pwr::Data::RealPair reals;
@@ -76,6 +71,15 @@ void MetricLines::addRange(const pwr::DataElement& element) {
   } else if (value.toRealRange(reals) == 0) {
     putEnds(series, pwr::Data(reals.first), pwr::Data(reals.second));
   }
+}
+
+bool MetricLines::makeEnds(Series& series, const pwr::DataDescriptor* descriptor) {
+  if (series.ends != nullptr) return true;
+  if (!tally_.take(2)) return false;
+  const auto& [first, last] = names_.rangeFields(descriptor);
+  series.ends = std::make_unique<std::array<Field, 2>>(
+      std::array<Field, 2>{{{.name = first + "="}, {.name = last + "="}}});
+  return true;
 }
 
 MetricLines::Series& MetricLines::seriesOf(const pwr::DataElement& element) {

@@ -50,6 +50,8 @@ class MetricLines {
   void addElement(const pwr::DataElement& element);
   void addNumber(const pwr::DataElement& element);
   void addRange(const pwr::DataElement& element);
+  /// False where there is no room for them.
+  bool makeEnds(Series& series, const pwr::DataDescriptor* descriptor);
   Series& seriesOf(const pwr::DataElement& element);
   Row& rowOf(const pwr::EntityHandle* entity);
   void put(Row& row, Field& field, const pwr::Data& number);
