@@ -3,9 +3,11 @@
 engine, all of it on this machine.
 
   fleet_cost.py [--tavrin PATH] [--hosts 200] [--seconds 60] [--engine victoria-metrics|influxdb]
+                [--live 60] [--features LIST]
 
-64 series a host, ten values of each a second. Prints processor time and bytes per point; exits with 1
-when the engine has more or fewer points than were sent."""
+64 series a host, ten values of each a second; then this machine, recorded and shipped once a second for
+the seconds of --live. Prints processor time and bytes per point; exits with 1 when the engine has more
+or fewer points than were sent."""
 
 import argparse
 import os
@@ -25,6 +27,8 @@ def arguments():
     parser.add_argument("--hosts", type=int, default=200)
     parser.add_argument("--seconds", type=int, default=60)
     parser.add_argument("--engine", default="victoria-metrics")
+    parser.add_argument("--live", type=int, default=60)
+    parser.add_argument("--features", default="cpu-time,memory,interrupts,pressure,network,disk")
     found = parser.parse_args()
     if not found.tavrin:
         parser.error("where is tavrin? (--tavrin)")
@@ -57,6 +61,22 @@ def ship_all(fleet, engine, queue):
     seconds = time.monotonic() - begin
     gate.shut()
     return children_time() - before, engine.time() - engine_before, seconds, gate.passed
+
+
+def record_live(fleet, engines, options):
+    """This machine into an engine of its own: points, processor time and bytes sent."""
+    from gate import Gate
+    engine = engines.VictoriaMetrics()
+    gate, before = Gate(engine.port), children_time()
+    with tempfile.TemporaryDirectory() as folder:
+        fleet.tavrin("record", "-q", "-f", options.features, "-i", "1s", "-d", f"{options.live}s",
+                     "--continuous", "10", "--ship", gate.url + "/write", "--ship-hold", "1s",
+                     "-o", os.path.join(folder, "run"))
+    used = children_time() - before
+    gate.shut()
+    points = sum(not name.startswith("tavrin_ship") for name, *_ in engine.points())
+    engine.close()
+    return points, used, gate.passed
 
 
 def points_in(engine, fleet, seconds):
@@ -97,6 +117,10 @@ def main():
     row(engine.program, points, stored, engine.bytes_on_disk())
     print(f"{engine.program} took {memory / 2**20:.0f} MiB and has {found:.0f} points")
     engine.close()
+    if options.live:
+        points_live, used, sent = record_live(fleet, engines, options)
+        row("record --ship, this machine, once a second", points_live, used, sent)
+        print(f"{points_live} points, {used / options.live:.3%} of a processor")
     return 0 if found == points else 1
 
 

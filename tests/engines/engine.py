@@ -123,10 +123,10 @@ def processor_time(pid):
     return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 
-def memory(pid):
-    """Bytes that a process has in memory, its share of what is shared."""
+def memory(pid, kind="Pss"):
+    """Bytes that a process has in memory, its share of what is shared; "Pss_Anon": without files."""
     with open(f"/proc/{pid}/smaps_rollup") as file:
-        return 1024 * int(re.search(r"(?m)^Pss:\s+(\d+) kB", file.read())[1])
+        return 1024 * int(re.search(rf"(?m)^{kind}:\s+(\d+) kB", file.read())[1])
 
 
 class VictoriaMetrics(Engine):
@@ -149,9 +149,20 @@ class VictoriaMetrics(Engine):
     def export(self, match, **parameters):
         """Every stored point: [(labels, [values], [milliseconds])]."""
         self.flush()
-        text = self.ask("/api/v1/export", **{"match[]": match, "reduce_mem_usage": 1, **parameters})
+        text = self.ask("/api/v1/export", **{"match[]": match, **parameters})
         series = [json.loads(line) for line in text.strip().split("\n") if line]
         return [(one["metric"], one["values"], one["timestamps"]) for one in series]
+
+    def points(self):
+        """Every value: {(name, labels, milliseconds): value}."""
+        found = {}
+        for labels, values, times in self.export('{__name__!=""}', start=0, end=4e9):
+            name = labels.pop("__name__")
+            for time, value in zip(times, values):
+                key = name, tuple(sorted(labels.items())), time
+                assert key not in found, f"{key} is there twice"
+                found[key] = value
+        return found
 
     def query(self, query, at):
         """The samples of an instant query: [(labels, value)]."""
@@ -210,6 +221,17 @@ log-enabled = false
         answer = json.loads(text)["results"][0]
         assert status == 200 and "error" not in answer, f"{query}: {text}"
         return answer.get("series", [])
+
+    def points(self):
+        """Every value: {(measurement, tags, field, nanoseconds): value}."""
+        found = {}
+        for series in self.query("SELECT * FROM /.*/ GROUP BY *"):
+            tags = tuple(sorted((key, value) for key, value in series["tags"].items() if value))
+            for time, *values in series["values"]:
+                for field, value in zip(series["columns"][1:], values):
+                    if value is not None:
+                        found[series["name"], tags, field, time] = float(value)
+        return found
 
     def counters(self, *names):
         """Sums over the parts of the engine that count something of that name."""

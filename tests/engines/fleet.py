@@ -5,6 +5,7 @@ import gzip
 import json
 import os
 import random
+import signal
 import subprocess
 
 import engine
@@ -30,7 +31,7 @@ def definitions():
             *({"type": "descriptor", "id": 300 + n, "name": name}
               for n, name in enumerate(STATES)),
             {"type": "metric", "id": 20, "container": 1, "name": "CPU C-State",
-             "feature": "core-cstate", "kind": "residency"}]
+             "feature": "core-cstate", "kind": "residency", "quantity": 0}]
 
 
 def residencies(draw):
@@ -90,17 +91,17 @@ def multiply(path, folder, hosts, parts):
     in the order in which they would have come. Returns the number of points."""
     with gzip.open(path, "rb") as file:
         lines = [line.rsplit(b" ", 1) for line in file.read().splitlines()]
-    lines = [(head.replace(b",host=host0,", b",host=host%d,"), head.count(b",", head.rindex(b" ")) + 1,
-              int(time)) for head, time in lines]
+    fields = sum(head.count(b",", head.rindex(b" ")) + 1 for head, _ in lines)
+    lines = [(head.replace(b",host=host0,", b",host=host%d,"), int(time)) for head, time in lines]
     size = -(-len(lines) // parts)
     for part in range(parts):
         piece = lines[part * size:(part + 1) * size]
         for host in range(hosts):
             shift = shift_of(host)
-            text = b"".join([b"%b %d\n" % (head % host, time + shift) for head, _, time in piece])
+            text = b"".join([b"%b %d\n" % (head % host, time + shift) for head, time in piece])
             with open(os.path.join(folder, f"host{host}_{part}.lp.gz"), "wb") as file:
                 file.write(gzip.compress(text, 1))
-    return sum(fields for _, fields, _ in lines) * hosts
+    return fields * hosts
 
 
 class Shipper:
@@ -121,6 +122,11 @@ class Shipper:
     def kill(self):
         self.process.kill()
         self.process.wait()
+
+    def end(self):
+        """As Ctrl-C does; returns its exit status."""
+        self.process.send_signal(signal.SIGINT)
+        return self.finish()
 
     def finish(self, seconds=engine.DEADLINE * 3):
         """Waits until it has sent everything; returns its exit status."""

@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """Tests what is written, shipped and served against the engines themselves.
 
-usage: run.py TAVRIN TESTS_FOLDER [TEST...]        a test is a module, a class or a method: test_values.Values
+usage: run.py TAVRIN TESTS_FOLDER [TEST...]
+A test is a module, a class or a method: test_values.Values
 
 Ends with status 77 when all of them were skipped: an engine is not installed, or this tavrin lacks
 what is tested.

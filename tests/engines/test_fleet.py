@@ -85,6 +85,23 @@ class Fleet(TavrinTest):
         self.engine.restart()  # what it has is on disk
         self.check_points(HOSTS)
 
+    def test_bound_of_the_folder(self):
+        """What it takes are the oldest files, as it says; all others arrive."""
+        hosts, seconds = 10, 2
+        self.fill_queue(hosts, seconds, parts=1)
+        sizes = [os.path.getsize(os.path.join(self.queue, f"host{n}_0.lp.gz")) for n in range(hosts)]
+        self.gate.shut()
+        shipper = self.ship("--follow", "--max-folder", str(sum(sizes[4:]) + sizes[3] // 2))
+        wait_until(lambda: len(os.listdir(self.queue)) < hosts, "files to go")
+        self.gate.open()
+        wait_until(lambda: not os.listdir(self.queue), "the files to be sent")
+        shipper.end()
+        kept = {f"host{n}": fleet.SERIES * fleet.RATE * seconds for n in range(4, hosts)}
+        self.assertEqual(self.by_host("count_over_time"), kept, shipper.words())
+        (_, lost, _), = self.engine.export("tavrin_ship_lost_files", start=0, end=4e9)
+        self.assertEqual(lost[-1], 4)
+        self.assertIn("4 files", shipper.words())
+
     def test_crash_while_nothing_is_sent(self):
         """Between the last answer and the end of the hold there is no connection that could fail."""
         self.fill_queue(hosts=2, seconds=2, parts=1)

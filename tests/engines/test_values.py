@@ -83,7 +83,7 @@ class Values(TavrinTest):
                 expected = collections.defaultdict(list)  # few times have several values
                 for *key, value in points(path):
                     expected[tuple(key)].append(value)
-                found = influx_points(engine)
+                found = engine.points()
                 self.assertEqual(found.keys(), expected.keys())
                 self.assertEqual([], [(key, value) for key, value in found.items()
                                       if value not in expected[key]])
@@ -103,7 +103,7 @@ class Values(TavrinTest):
                 expected = collections.defaultdict(list)
                 for measurement, tags, field, time, value in points(path):
                     expected[f"{measurement}_{field}", tags, time // 10**6].append(value)
-                self.compare(victoria_points(engine), expected)
+                self.compare(engine.points(), expected)
                 counted = engine.counters("vm_rows_ignored_total", "vm_rows_invalid_total",
                                           "vm_metrics_with_dropped_labels_total",
                                           "vm_too_long_label_values_total")
@@ -128,8 +128,7 @@ class Values(TavrinTest):
             with self.subTest(kind.program):
                 engine = self.engine(kind)
                 self.send(engine, path)
-                found = (influx_points if kind is InfluxDB else victoria_points)(engine)
-                self.check_names(found, expected)
+                self.check_names(engine.points(), expected)
 
     def check_names(self, found, expected):
         values, states, backslashes = {}, set(), set()
@@ -149,27 +148,3 @@ class Values(TavrinTest):
         self.assertEqual(len(values), len(BACKSLASHES))
         for value, name in zip(sorted(values.values()), BACKSLASHES):
             self.assertAlmostEqual(value, expected[name], delta=1e-13)
-
-
-def influx_points(engine):
-    """Every value: {(measurement, tags, field, nanoseconds): value}."""
-    found = {}
-    for series in engine.query("SELECT * FROM /.*/ GROUP BY *"):
-        tags = tuple(sorted((key, value) for key, value in series["tags"].items() if value))
-        for time, *values in series["values"]:
-            for field, value in zip(series["columns"][1:], values):
-                if value is not None:
-                    found[series["name"], tags, field, time] = float(value)
-    return found
-
-
-def victoria_points(engine):
-    """Every value: {(name, labels, milliseconds): value}."""
-    found = {}
-    for labels, values, times in engine.export('{__name__!=""}', start=0, end=2 * 10**9):
-        name = labels.pop("__name__")
-        for time, value in zip(times, values):
-            key = name, tuple(sorted(labels.items())), time
-            assert key not in found, f"{key} is there twice"
-            found[key] = value
-    return found
