@@ -13,7 +13,7 @@ namespace pwr {
 /// `system` first and once, then any of the others. All calls come from one thread.
 class PW_HOST_API MessageSink {
  public:
-  virtual ~MessageSink() = default;
+  virtual ~MessageSink();
 
   /// `metadata` outlives the run; whoever delivers it completes it (stop timestamp, duration,
   /// processes, lost events) before the run is finished.

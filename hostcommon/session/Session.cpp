@@ -52,6 +52,8 @@ std::string joined(const std::vector<std::string>& names, const char* separator)
 
 }  // namespace
 
+MessageSink::~MessageSink() = default;
+
 void Session::open(const std::string& baseName, bool continuous) {
   continuous_ = continuous;
   std::vector<std::string> failed;
