@@ -63,6 +63,27 @@ foreach(name tavrin tavrin-reader)
           DESTINATION ${pkgconfig_folder} COMPONENT dev)
 endforeach()
 
+# Manual pages and completions: the tool writes them, if it runs here.
+if(NOT CMAKE_CROSSCOMPILING)
+  set(manual_folder ${CMAKE_CURRENT_BINARY_DIR}/manual)
+  add_custom_command(OUTPUT ${manual_folder}/bash/tavrin
+    COMMAND ${CMAKE_COMMAND} -D TAVRIN=$<TARGET_FILE:tavrin> -D FOLDER=${manual_folder}
+            -P ${CMAKE_CURRENT_SOURCE_DIR}/cmake/WriteManual.cmake
+    DEPENDS tavrin cmake/WriteManual.cmake
+    COMMENT "Writing manual pages and completions"
+    VERBATIM)
+  add_custom_target(manual ALL DEPENDS ${manual_folder}/bash/tavrin)
+  install(DIRECTORY ${manual_folder}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT command)
+  foreach(of "bash bash-completion/completions" "zsh zsh/vendor-completions"
+             "fish fish/vendor_completions.d")
+    separate_arguments(of)
+    list(GET of 0 shell)
+    list(GET of 1 folder)
+    install(DIRECTORY ${manual_folder}/${shell}/ DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder}
+            COMPONENT command)
+  endforeach()
+endif()
+
 install(FILES config/tavrin-output.toml DESTINATION ${CMAKE_INSTALL_DATADIR}/tavrin COMPONENT command)
 # CMAKE_INSTALL_DOCDIR carries the name of the project.
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc

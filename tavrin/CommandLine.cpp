@@ -1,278 +1,27 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
-#include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <functional>
-#include <optional>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "hostcommon/Version.h"
+#include "tavrin/CommandOptions.h"
 #include "tavrin/Commands.h"
 #include "tavrin/HelpTexts.h"
+#include "tavrin/OptionValues.h"
 #include "tavrin/Options.h"
 #include "tavrin/UsageError.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
 #include "tavrin/common/PlainText.h"
-#include "tavrin/common/WallTime.h"
+#include "tavrin/manual/CommandSyntax.h"
 #include "tavrin/points/PointTable.h"
 
 namespace tavrin {
 
 namespace {
-
-/// Turns a number of bytes, which may end in K, M or G for thousands, millions or billions, into
-/// that number. It has to be from `least` to `most`.
-CLI::Validator sizeIn(std::uint64_t least, std::uint64_t most) {
-  const auto convert = [=](std::string& text) -> std::string {
-    std::uint64_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, number);
-    const std::string_view suffix(rest, end);
-    const std::uint64_t unit = suffix == "G"   ? 1'000'000'000
-                               : suffix == "M" ? 1'000'000
-                               : suffix == "K" ? 1'000
-                                               : 1;
-    if (error != std::errc() || (unit == 1 && !suffix.empty())) {
-      return "'" + text + "' is not a size such as 3M, 500K or a number of bytes";
-    }
-    if (number < least / unit || number > most / unit) {
-      return "'" + text + "' is not from " + std::to_string(least) + " to " + std::to_string(most) +
-             " bytes";
-    }
-    text = std::to_string(number * unit);
-    return {};
-  };
-  return {convert, ""};
-}
-
-/// Turns a time of day into its nanoseconds since 1970.
-CLI::Validator wallTime() {
-  const auto convert = [](std::string& text) -> std::string {
-    const std::optional<std::uint64_t> nanoseconds = parseWallTime(text);
-    if (!nanoseconds) {
-      return "'" + text +
-             "' is not a time such as 2026-11-22T19:00:00Z, 2026-11-22T20:00:00.5+01:00 "
-             "or a number of seconds since 1970";
-    }
-    text = std::to_string(*nanoseconds);
-    return {};
-  };
-  return {convert, ""};
-}
-
-void addCommonOptions(CLI::App& app, Options& options) {
-  app.add_option("--plugin", options.plugins,
-                 "Plugin library to load beside the tool's own, or in the place of the one with "
-                 "the same file name; may be repeated")
-      ->type_name("PATH")
-      ->allow_extra_args(false);
-  app.add_option("--verbosity", options.verbosity,
-                 "Log lines to show: 0 notes only, 1 errors, 2 warnings, 3 debug, 4 info")
-      ->type_name("N")
-      ->check(CLI::Range(0, 4))
-      ->capture_default_str();
-  app.add_flag_callback(
-      "-v", [&options] { options.verbosity = std::min(options.verbosity + 1, 4); },
-      "Raise the verbosity by one; may be repeated");
-  app.add_flag_callback(
-      "-q,--quiet", [&options] { options.verbosity = 0; }, "Show notes only (verbosity 0)");
-  app.add_option("--debug", options.debugChannels,
-                 "Show all log lines of a channel: text-writer-plugin, continuous_writer, "
-                 "binarywriter, iter; may be repeated")
-      ->type_name("CHANNEL")
-      ->allow_extra_args(false);
-}
-
-void addOutputOptions(CLI::App& app, Options& options) {
-  app.add_option(
-         "-o,--output", options.output,
-         "Base name of the outputs; each writer adds its own ending, and a missing folder is "
-         "made. 'console' also prints the summary report")
-      ->type_name("BASE")
-      ->capture_default_str();
-  app.add_option("-w,--writer", options.writers,
-                 "Writers to use, separated by commas; 'all' are those of the tool's own formats, "
-                 "'every' is all that are loaded; see 'tavrin list writers'")
-      ->type_name("NAME,...")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->capture_default_str();
-  app.add_option("--output-config", options.outputConfig,
-                 "Order of features and metrics in the report (TOML); default: the installed one")
-      ->type_name("FILE");
-  app.add_option("--page-size", options.pageSize,
-                 "Most bytes of data in the page of the writer 'html': 3M (default), 500K, ...")
-      ->type_name("SIZE")
-      ->transform(sizeIn(10'000, 1'000'000'000));
-  app.add_option(
-         "--start-time", options.startTimeNs,
-         "For the writer 'lines': when the collection began, 2026-11-22T19:00:00Z or seconds "
-         "since 1970; default: what the recording tells")
-      ->type_name("TIME")
-      ->transform(wallTime());
-  app.add_option(
-         "--series-limit", options.seriesLimit,
-         "For the writer 'lines': most series of a run, 10000 by default; further processes "
-         "and states become 'others'")
-      ->type_name("N")
-      ->check(CLI::Range(1ULL, 1'000'000'000ULL));
-}
-
-void addMachineOptions(CLI::App& app, Options& options) {
-  app.add_option("--sysroot", options.sysroot,
-                 "Read /sys, /proc and /etc below this folder instead of the machine's own")
-      ->type_name("DIR")
-      ->check(CLI::ExistingDirectory);
-}
-
-CLI::Option* addInput(CLI::App& app, Options& options) {
-  app.add_option("--clock", options.import.clockMHz,
-                 "Ticks per microsecond of a file that does not tell them")
-      ->type_name("MHz")
-      ->check(CLI::Range(1U, 1'000'000U));
-  return app
-      .add_option("file", options.import.files,
-                  "Recorded stream, kernel recording, .ztbin, .ztjson or .pwr file, - for standard "
-                  "input; several are the numbered files of a continuous run")
-      ->type_name("")
-      ->option_text("FILE...|-")
-      ->required();
-}
-
-/// The seconds that a unit of time has; 0 for an unknown one.
-double secondsOfUnit(std::string_view unit) {
-  constexpr std::pair<std::string_view, double> kUnits[] = {
-      {"us", 1e-6}, {"ms", 1e-3}, {"s", 1.0}, {"m", 60.0}, {"min", 60.0}, {"h", 3600.0}};
-  for (const auto& [name, seconds] : kUnits) {
-    if (name == unit) return seconds;
-  }
-  return 0.0;
-}
-
-/// Turns a time with a unit, or a number alone in units of `unit`, into that number. It has to be
-/// from `least` to `most` of them.
-CLI::Validator timeIn(const std::string& unit, double least, double most) {
-  const auto convert = [=](std::string& text) -> std::string {
-    double number = 0.0;
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, number);
-    const double given = rest == end ? secondsOfUnit(unit) : secondsOfUnit({rest, end});
-    if (error != std::errc() || given == 0.0) {
-      return "'" + text + "' is not a time such as 500ms, 10s, 2m or a number of " + unit;
-    }
-    // To the nanosecond: 0.1 s are 100 ms, not a little more.
-    const double value = std::round(number * given * 1e9) / 1e9 / secondsOfUnit(unit);
-    if (!(value >= least && value <= most)) {
-      return "'" + text + "' is not from " + plainNumber(least) + " to " + plainNumber(most) + " " +
-             unit;
-    }
-    text = plainNumber(value);
-    return {};
-  };
-  return {convert, ""};
-}
-
-CLI::Option* addNames(CLI::App& app, const std::string& flags, std::vector<std::string>& names,
-                      const std::string& help) {
-  return app.add_option(flags, names, help)
-      ->type_name("NAME,...")
-      ->delimiter(',')
-      ->allow_extra_args(false);
-}
-
-CLI::Option* addPatterns(CLI::App& app, const std::string& flag, std::vector<std::string>& patterns,
-                         const std::string& help) {
-  return app.add_option(flag, patterns, help + "; may be repeated")
-      ->type_name("PATTERN")
-      ->allow_extra_args(false);
-}
-
-/// What is collected live, and when.
-void addCollectionOptions(CLI::App& app, Options& options, double& intervalMs,
-                          const std::string& countFlags) {
-  addNames(
-      app, "-f,--feature", options.features,
-      "Features to collect, separated by commas; 'default' are those that this machine has but "
-      "for kernel tracing, 'all' are those too; see 'tavrin list features'")
-      ->capture_default_str();
-  app.add_option("-i,--interval", intervalMs,
-                 "Sampling interval, in milliseconds or with a unit: 20, 20ms, 1s")
-      ->type_name("TIME")
-      ->transform(timeIn("ms", 1, 3'600'000))
-      ->capture_default_str();
-  auto* const duration =
-      app.add_option("-d,--duration", options.durationSec,
-                     "Collect for this time, in seconds or with a unit: 10, 500ms, 2m")
-          ->type_name("TIME")
-          ->transform(timeIn("s", 0.001, 1e9));
-  app.add_option(countFlags, options.samples, "Collect for this many intervals")
-      ->type_name("N")
-      ->check(CLI::Range(1U, 1'000'000'000U))
-      ->excludes(duration);
-}
-
-CLI::Option* addTime(CLI::App& app, const std::string& flag, double& seconds,
-                     const std::string& help) {
-  return app.add_option(flag, seconds, help)->type_name("TIME")->transform(timeIn("s", 0.0, 1e9));
-}
-
-/// Where files of lines are sent to, and how. The names of the options begin with `start`.
-void addShipping(CLI::App& app, Options& options, const std::string& urlFlag,
-                 const std::string& start, const std::string& urlHelp) {
-  ShipOptions& ship = options.ship;
-  app.add_option(urlFlag, ship.to, urlHelp)->type_name("URL")->allow_extra_args(false);
-  app.add_option(start + "config", ship.config,
-                 "Configuration with credentials (TOML); default: ~/.config/tavrin/ship.toml, "
-                 "/etc/tavrin/ship.toml")
-      ->type_name("FILE");
-  addTime(app, start + "hold", ship.holdSec,
-          "Keep a file for this time after it was acknowledged: engines answer before they have "
-          "it on disk")
-      ->capture_default_str();
-  app.add_option(start + "max-folder", ship.mostBytes,
-                 "Most bytes of files to keep; the oldest go first. Default: 1G where files keep "
-                 "coming, else no bound")
-      ->type_name("SIZE")
-      ->transform(sizeIn(1, 1'000'000'000'000'000));
-  app.add_option(start + "retry-max", ship.retryMostSec, "Longest wait between two attempts")
-      ->type_name("TIME")
-      ->transform(timeIn("s", 0.01, 86'400))
-      ->capture_default_str();
-  app.add_option(start + "timeout", ship.timeoutSec, "Give up a request that gets on no more")
-      ->type_name("TIME")
-      ->transform(timeIn("s", 0.1, 86'400))
-      ->capture_default_str();
-}
-
-/// Sends what the recording writes: that are files of lines, numbered ones.
-void addRecordShipping(CLI::App& record, Options& options) {
-  addShipping(record, options, "--ship", "--ship-",
-              "Post the lines there while the recording goes on; adds '-w lines', and the start "
-              "time to the names of the outputs; may be repeated");
-  record
-      .add_option("--ship-wait", options.ship.waitSec,
-                  "Wait for acknowledgements at the end, at most for this time")
-      ->type_name("TIME")
-      ->transform(timeIn("s", 0.0, 1e6))
-      ->capture_default_str();
-  for (const char* option : {"--ship", "--ship-config"}) {
-    record.get_option(option)->needs("--continuous");
-  }
-  record.parse_complete_callback([&record, &options] {
-    if (options.ship.to.empty() && options.ship.config.empty()) return;
-    if (record.count("--writer") == 0) options.writers.clear();
-    const auto hasLines = [](const std::string& name) {
-      return name == "lines" || name == "every";
-    };
-    if (std::ranges::none_of(options.writers, hasLines)) options.writers.emplace_back("lines");
-  });
-}
 
 CLI::App* addRecord(CLI::App& app, Options& options) {
   CLI::App* const record =
@@ -365,11 +114,6 @@ CLI::App* addShip(CLI::App& app, Options& options) {
   return ship;
 }
 
-void addFormat(CLI::App& app, Options& options, const std::vector<std::string>& names,
-               const std::string& help) {
-  app.add_option("--format", options.format, help)->type_name("NAME")->check(CLI::IsMember(names));
-}
-
 CLI::App* addExport(CLI::App& app, Options& options) {
   CLI::App* const command =
       app.add_subcommand("export", "Print the points of a recording as a long table");
@@ -434,6 +178,32 @@ CLI::App* addInspect(CLI::App& app, Options& options) {
   return inspect;
 }
 
+CLI::App* addCompletion(CLI::App& app, Options& options) {
+  CLI::App* const completion =
+      app.add_subcommand("completion", "Print what a shell completes command lines with");
+  completion->add_option("shell", options.shell, "The shell that reads it")
+      ->type_name("")
+      ->option_text("SHELL")
+      ->check(CLI::IsMember({"bash", "zsh", "fish"}))
+      ->required();
+  completion->footer(kCompletionFooter);
+  return completion;
+}
+
+CLI::App* addManual(CLI::App& app, Options& options) {
+  CLI::App* const manual = app.add_subcommand("manual", "Print a manual page, as 'man' reads it");
+  manual->add_option("command", options.manualPage, "Command that it is about; default: the tool")
+      ->type_name("")
+      ->option_text("COMMAND");
+  manual->footer(kManualFooter);
+  return manual;
+}
+
+int print(const std::string& text) {
+  std::fputs(text.c_str(), stdout);
+  return kExitDone;
+}
+
 /// Takes the command to measure, which follows "--", from the arguments, and leaves the rest.
 std::vector<std::string> takeCommand(std::vector<std::string>& arguments) {
   const auto marker = std::ranges::find(arguments, "--");
@@ -476,11 +246,19 @@ int runCommandLine(std::vector<std::string> arguments) {
   app.require_subcommand(1);
   app.get_formatter()->column_width(34);
   const std::pair<CLI::App*, std::function<int(const Options&)>> commands[] = {
-      {addRecord(app, options), runRecord}, {addWatch(app, options), runWatch},
-      {addServe(app, options), runServe},   {addReport(app, options), runReport},
-      {addExport(app, options), runExport}, {addCompare(app, options), runCompare},
-      {addList(app, options), runList},     {addInspect(app, options), runInspect},
+      {addRecord(app, options), runRecord},
+      {addWatch(app, options), runWatch},
+      {addServe(app, options), runServe},
+      {addReport(app, options), runReport},
+      {addExport(app, options), runExport},
+      {addCompare(app, options), runCompare},
+      {addList(app, options), runList},
+      {addInspect(app, options), runInspect},
       {addShip(app, options), runShip},
+      {addCompletion(app, options),
+       [&app](const Options& asked) { return print(completion(syntaxOf(app), asked.shell)); }},
+      {addManual(app, options),
+       [&app](const Options& asked) { return print(manualPage(syntaxOf(app), asked.manualPage)); }},
   };
   try {
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());

@@ -176,6 +176,25 @@ inline constexpr const char* kShipFooter =
     "Ctrl-C ends it at once, and loses nothing. Exit status: 0 if every file was acknowledged,\n"
     "1 if one was lost to --max-folder, set aside or left, 2 for a usage error.";
 
+inline constexpr const char* kCompletionFooter =
+    "Examples:\n"
+    "  tavrin completion bash > ~/.local/share/bash-completion/completions/tavrin\n"
+    "  tavrin completion zsh > ~/.zfunc/_tavrin       a folder of fpath\n"
+    "  tavrin completion fish > ~/.config/fish/completions/tavrin.fish\n"
+    "\n"
+    "Commands, options, files, and the names of the writers and features that are there. An\n"
+    "installation has these files already.\n"
+    "\n"
+    "Exit status: 0, 2 for a usage error.";
+
+inline constexpr const char* kManualFooter =
+    "Examples:\n"
+    "  tavrin manual record | man -l -\n"
+    "\n"
+    "An installation has these pages already: tavrin(1), tavrin-record(1) and so on.\n"
+    "\n"
+    "Exit status: 0, 2 for a usage error.";
+
 inline constexpr const char* kInspectFooter =
     "Examples:\n"
     "  tavrin inspect run.ztbin             one file of a whole run\n"

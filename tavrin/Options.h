@@ -80,6 +80,10 @@ struct Options {
   // Of inspect and compare:
   std::vector<std::string> files;
 
+  // Of completion and manual:
+  std::string shell;
+  std::string manualPage;  ///< the command that it is about
+
   std::string commandLine;  ///< all arguments as given, for the reports
 };
 
