@@ -283,10 +283,14 @@ TEST(LinesWriter, EachDayHasRoomForOthers) {
   trial.deliver(use.metric(), 0, {use.element("gcc", 7, 1, 0)});
   trial.deliver(use.metric(), 100, {use.element("ld", 8, 1, 0)});
   trial.deliver(use.metric(), kDay, {use.element("ld", 8, 1, 0)});
+  trial.deliver(use.metric(), 200, {use.element("as", 9, 1, 0)});
+  trial.deliver(use.metric(), kDay + 100, {use.element("as", 9, 1, 0)});
   const Lines lines = trial.finish();
-  ASSERT_EQ(lines.size(), 3U);
+  ASSERT_EQ(lines.size(), 5U);
   EXPECT_NE(lines[1].find(",process=others "), std::string::npos) << lines[1];
   EXPECT_NE(lines[2].find(",process=ld,pid=8 "), std::string::npos) << lines[2];
+  EXPECT_NE(lines[3].find(",process=others "), std::string::npos) << "a day that was there already";
+  EXPECT_NE(lines[4].find(",process=others "), std::string::npos) << lines[4];
 }
 
 TEST(LinesWriter, SeriesBeyondTheLimitAreCounted) {

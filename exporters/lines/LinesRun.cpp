@@ -54,11 +54,14 @@ int LinesRun::write(const pwr::Metric& metric) {
   return 0;
 }
 
-/// The indexes of engines are of days: with each one the series that come and go count anew. A long
-/// run would not name a new process any more otherwise.
+/// The indexes of engines are of days: with each new one the series that come and go count anew. A
+/// long run would not name a new process any more otherwise.
 void LinesRun::makeRoom(std::uint64_t time) {
   constexpr std::uint64_t kDay = 86'400'000'000'000;
-  if (std::exchange(day_, time / kDay) == time / kDay || !tally_.isReached()) return;
+  const std::uint64_t day = time / kDay;
+  if (day <= day_) return;  // times may go back
+  day_ = day;
+  if (!tally_.isReached()) return;
   for (auto& [id, metric] : metrics_) metric.forgetTagged();
 }
 

@@ -55,7 +55,7 @@ class LinesRun {
   RunNames names_;
   std::optional<LineClock> clock_;
   bool isTimeless_ = false;  // without a clock, which has been told
-  std::uint64_t day_ = 0;    // of the latest message
+  std::uint64_t day_ = 0;    // the latest one so far
   std::unordered_map<unsigned int, MetricLines> metrics_;
   unsigned int lastId_ = 0;
   MetricLines* last_ = nullptr;
