@@ -66,6 +66,11 @@ class ShipTest(TavrinTest):
         process.send_signal(how)
         return process.communicate(timeout=60)[1]
 
+    def skip_without_mounts(self):
+        if subprocess.run(["unshare", "-rm", "mount", "-t", "tmpfs", "none", self.path("out")],
+                          capture_output=True).returncode != 0:
+            self.skipTest("no file systems can be mounted here")
+
     def queue(self):
         return sorted(os.listdir(self.path("out")))
 
@@ -221,6 +226,26 @@ class Ship(ShipTest):
         self.assertGreater(len(engine.lines), 3000, "what is sound is sent")
         self.assertLess(max(map(len, engine.lines)), 1000)
 
+    def test_a_file_larger_than_its_text_is_packed_anew(self):
+        wanted = lines_of(1)
+        members = gzip.compress(b"") * 150000
+        self.put_bytes("empty_members.lp.gz", gzip.compress("\n".join(wanted).encode()) + members)
+        with FaultyEngine() as engine:
+            self.ship("--to", engine.url, *QUICK)
+            self.assertEqual(engine.lines, dict.fromkeys(wanted, 1))
+            sizes = [int(headers["content-length"]) for _, _, headers, *_ in engine.posts()]
+        self.assertLess(max(sizes), 2000000)
+
+    def test_times_of_files_may_be_absurd(self):
+        wanted = []
+        for number, year in enumerate((-60, 1, 400)):
+            wanted += self.put(f"{9 - number}.lp", lines_of(number))
+            os.utime(self.path(f"out/{9 - number}.lp"), (0, year * 365.25 * 86400))
+        with FaultyEngine() as engine:
+            self.ship("--to", engine.url, "--hold", "100ms")
+        self.assertEqual(engine.order, wanted[::3])
+        self.assertEqual(self.queue(), [])
+
     def test_deletes_nothing_before_the_hold(self):
         wanted = self.put_files(3)
         with FaultyEngine() as engine:
@@ -342,6 +367,24 @@ class Ship(ShipTest):
         self.assertRegex(told, r"lost old.lp.gz: the folder out has more bytes than it may have")
         self.assertRegex(told, r"(19|20|21) files lost")
 
+    def test_what_cannot_be_removed_for_the_bound_is_sent(self):
+        self.skip_without_mounts()
+        wanted = self.put_files(3)
+        # Nobody can remove what something is mounted on.
+        script = 'for file in out/*; do mount --bind "$file" "$file"; done; exec "$@"'
+        with FaultyEngine() as engine:
+            process = subprocess.Popen(
+                ["unshare", "-rm", "sh", "-c", script, "sh", TAVRIN, "ship", "--follow", "--max-folder",
+                 "10", "--to", engine.url, *QUICK, "out"],
+                cwd=self.folder, env=ENVIRONMENT, stderr=subprocess.PIPE, text=True)
+            self.addCleanup(process.communicate)
+            self.addCleanup(process.kill)
+            self.wait_for(lambda: len(engine.lines) == 9)
+            told = self.end(process)
+        self.assertEqual(engine.lines, dict.fromkeys(wanted, 1), told)
+        self.assertIn("cannot remove out/run_0.lp.gz", told)
+        self.assertIn("3 files could not be taken away", told)
+
     def test_stops_at_once_and_loses_nothing(self):
         for how in (signal.SIGINT, signal.SIGTERM):
             with self.subTest(how), FaultyEngine(["hang"]) as engine:
@@ -393,16 +436,17 @@ class Ship(ShipTest):
             done = self.ship("--to", engine.url, *QUICK, status=1)
         self.assertEqual(engine.lines, dict.fromkeys(wanted[3:], 1))
         self.assertEqual(self.queue(), ["rejected", "run_0.lp.gz"])
-        self.assertIn("it stays, and is not sent", done.stderr)
+        self.assertIn("cannot set out/run_0.lp.gz aside: Not a directory; it stays, and is not sent",
+                      done.stderr)
+        self.assertNotIn("1 file set aside", done.stderr)
+        self.assertIn("1 file could not be taken away", done.stderr)
 
     def test_full_disk(self):
         # A file system of its own, in a name space of its own.
         script = ("mount -t tmpfs -o size=64k none out && cp -a files/. out/ && "
                   "cat /dev/zero > out/filler 2>/dev/null; exec \"$@\" 2>told; ")
         command = ["unshare", "-rm", "sh", "-c", script, "sh"]
-        if subprocess.run(["unshare", "-rm", "mount", "-t", "tmpfs", "none", self.path("out")],
-                          capture_output=True).returncode != 0:
-            self.skipTest("no file systems can be mounted here")
+        self.skip_without_mounts()
         wanted = self.put_files(5)
         os.rename(self.path("out"), self.path("files"))
         os.mkdir(self.path("out"))

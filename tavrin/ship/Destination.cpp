@@ -151,7 +151,9 @@ bool Destination::sendLines(Clock::time_point now) {
 
 /// False when the file cannot be read once more.
 bool Destination::prepareBody() {
-  if (reader_->isWholePackedFile(batch_.size())) {
+  // Packed files may be much longer than what is in them.
+  const bool isShort = current_->file->size <= BatchReader::kMostText;
+  if (isShort && reader_->isWholePackedFile(batch_.size())) {
     body_ = bytesOf(current_->file->path, current_->file->size);
   } else {
     body_ = packed(batch_);

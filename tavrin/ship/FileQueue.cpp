@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <limits>
 #include <optional>
 
 #include "tavrin/common/CommandError.h"
@@ -39,18 +40,23 @@ int lockFolder(const std::string& folder) {
                          : "cannot lock the folder " + folder + ": " + std::strerror(cause));
 }
 
+/// In nanoseconds since 1970. Times beyond what these can tell are the nearest ones that they can.
+std::int64_t nanoseconds(const timespec& time) {
+  constexpr std::int64_t kNanoseconds = 1'000'000'000;
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max() / kNanoseconds - 1;
+  return std::clamp<std::int64_t>(time.tv_sec, 0, kMost) * kNanoseconds + time.tv_nsec;
+}
+
 /// What a folder has under a name, if that is a file; a link is none.
 QueuedFilePtr fileAt(const std::string& folder, const std::string& name) {
   const std::string path = folder + "/" + name;
   struct stat status {};
   if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
-  constexpr std::int64_t kNanoseconds = 1'000'000'000;
-  return std::make_shared<QueuedFile>(QueuedFile{
-      .order = {.modified = status.st_mtim.tv_sec * kNanoseconds + status.st_mtim.tv_nsec,
-                .name = name},
-      .path = path,
-      .size = static_cast<std::uint64_t>(status.st_size),
-      .inode = status.st_ino});
+  return std::make_shared<QueuedFile>(
+      QueuedFile{.order = {.modified = nanoseconds(status.st_mtim), .name = name},
+                 .path = path,
+                 .size = static_cast<std::uint64_t>(status.st_size),
+                 .inode = status.st_ino});
 }
 
 /// The names of a folder; nothing when it cannot be read.
@@ -161,24 +167,24 @@ std::string FileQueue::placeAside(const std::string& name) const {
 }
 
 void FileQueue::putAside(const QueuedFilePtr& file) {
-  ++setAside_;
-  const bool isThere = mkdir(aside_.c_str(), 0777) == 0 || errno == EEXIST;
+  int fault = mkdir(aside_.c_str(), 0777) == 0 || errno == EEXIST ? 0 : errno;
   const std::string place = placeAside(file->order.name);
-  if (!isThere || rename(file->path.c_str(), place.c_str()) != 0) {
-    asideNote_.tell("cannot set " + file->path + " aside: " + std::strerror(errno) +
+  if (fault == 0 && rename(file->path.c_str(), place.c_str()) != 0) fault = errno;
+  if (fault != 0) {
+    asideNote_.tell("cannot set " + file->path + " aside: " + std::strerror(fault) +
                     "; it stays, and is not sent: " + file->refusals.front());
     stuck_.insert(file->order.name);
     return;
   }
+  ++setAside_;
   const bool isTold = writeText(place + kReasonsEnding, file->refusals);
   asideNote_.tell("set aside as " + place + (isTold ? "" : " (the reason could not be written)") +
                   ": " + file->refusals.front());
 }
 
-void FileQueue::lose(const FileOrder& order, const std::string& path) {
-  if (!remove(path)) return;
+void FileQueue::noteLoss(const std::string& name) {
   ++lost_;
-  lossNote_.tell("lost " + order.name + ": the folder " + folder_ +
+  lossNote_.tell("lost " + name + ": the folder " + folder_ +
                  " has more bytes than it may have, and the oldest files go first");
 }
 
@@ -194,14 +200,11 @@ void FileQueue::trim(std::uint64_t most) {
     all.emplace(file->order, file);
   }
   for (const auto& [order, file] : all) bytes += file->size;
-  for (auto oldest = all.begin(); bytes > most && oldest != all.end(); ++oldest) {
-    const QueuedFilePtr& file = oldest->second;
+  for (const auto& [order, file] : all) {
+    if (bytes <= most) break;
     bytes -= file->size;
-    if (file->unacknowledged == 0) {
-      remove(file->path);
-    } else {
-      lose(file->order, file->path);
-    }
+    if (!remove(file->path)) continue;  // it is sent, and takes no place from newer ones
+    if (file->unacknowledged > 0) noteLoss(order.name);
     if (file->path.starts_with(aside_)) {
       remove(file->path + kReasonsEnding);
     } else {

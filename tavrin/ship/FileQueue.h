@@ -57,7 +57,7 @@ class FileQueue {
   void forget(const QueuedFilePtr& file);
   void putAside(const QueuedFilePtr& file);
   std::string placeAside(const std::string& name) const;
-  void lose(const FileOrder& order, const std::string& path);
+  void noteLoss(const std::string& name);
 
   const std::string folder_;
   const std::string aside_;  ///< folder
