@@ -4,7 +4,9 @@
 usage: install_test.py BUILD TESTS_FOLDER CMAKE COMPILER FLAGS
 """
 
+import gzip
 import os
+import re
 import shlex
 import shutil
 import subprocess
@@ -83,6 +85,20 @@ class Install(unittest.TestCase):
             file.write("this is no configuration")
         refused = run(self.tavrin, "report", "-o", "again", STREAM, cwd=self.work, status=2)
         self.assertIn("/share/tavrin/tavrin-output.toml", refused.stderr)
+
+    def test_manual_pages_and_completions(self):
+        listed = run(self.tavrin, "--help").stdout.split("Subcommands:\n")[1].split("\n\n")[0]
+        commands = re.findall(r"^  ([a-z]+) ", listed, re.MULTILINE)
+        share = os.path.join(self.prefix, "share")
+        pages = {"tavrin.1.gz", *(f"tavrin-{command}.1.gz" for command in commands)}
+        self.assertEqual(set(os.listdir(f"{share}/man/man1")), pages)
+        with gzip.open(f"{share}/man/man1/tavrin-record.1.gz", "rt") as page:
+            self.assertEqual(page.read(), run(self.tavrin, "manual", "record").stdout)
+        for shell, path in (("bash", "bash-completion/completions/tavrin"),
+                            ("zsh", "zsh/vendor-completions/_tavrin"),
+                            ("fish", "fish/vendor_completions.d/tavrin.fish")):
+            with self.subTest(shell), open(f"{share}/{path}", encoding="utf-8") as file:
+                self.assertEqual(file.read(), run(self.tavrin, "completion", shell).stdout)
 
     def check_examples(self, folder, **options):
         """As examples/README.md has it."""

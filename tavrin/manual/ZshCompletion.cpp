@@ -15,7 +15,15 @@ _tavrin_names() {
 }
 _tavrin() {
   local state
+  local -i marker=${words[(i)--]}
   local -a commands
+  # What is measured is completed as if it stood alone.
+  if [[ $words[2] = record ]] && (( marker < CURRENT )); then
+    shift $marker words
+    (( CURRENT -= marker ))
+    _normal
+    return
+  fi
   commands=(
 )zsh";
 
@@ -59,16 +67,6 @@ std::string messageOf(const Parameter& parameter) {
   return ":" + zshQuoted(parameter.placeholder, "\\:[]") + ":" + actionOf(parameter);
 }
 
-/// What is measured is completed as if it stood alone.
-constexpr const char* kZshMeasured = R"zsh(        local marker=${words[(i)--]}
-        if (( marker < CURRENT )); then
-          shift $marker words
-          (( CURRENT -= marker ))
-          _normal
-          return
-        fi
-)zsh";
-
 /// A line for each name: no two of them can be given as one.
 std::string specifications(const CommandSyntax& command) {
   std::string text;
@@ -91,8 +89,8 @@ std::string zshCompletion(const CommandSyntax& tool) {
   std::string cases;
   for (const CommandSyntax& command : tool.commands) {
     text += "    '" + command.name + ":" + zshQuoted(command.help, "\\:") + "'\n";
-    cases += "      " + command.name + ")\n" + (command.name == "record" ? kZshMeasured : "") +
-             "        _arguments" + specifications(command) + "\n        ;;\n";
+    cases += "      " + command.name + ")\n        _arguments" + specifications(command) +
+             "\n        ;;\n";
   }
   return text + "  )\n  _arguments -C" + specifications({{}, {}, {}, tool.options, {}, {}}) +
          " \\\n        '1: :->command' '*:: :->arguments'\n"
