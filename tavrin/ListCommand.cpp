@@ -8,6 +8,7 @@
 
 #if defined(__linux__)
 #include "tavrin/collect/CpuEntities.h"
+#include "tavrin/collect/FeatureProbe.h"
 #include "tavrin/collect/FeatureRegistry.h"
 #include "tavrin/collect/SysRoot.h"
 #include "writers/host/Quantity.h"
@@ -71,6 +72,17 @@ void listMetrics(const Feature& feature) {
   }
 }
 
+void listFeature(const Feature& feature, const FeatureProbe& probe) {
+  using State = FeatureProbe::State;
+  const State state = probe.state();
+  const char* presence = feature.isOnDemand() ? "on demand" : "present";
+  if (state == State::Absent) presence = "absent";
+  if (state == State::Refused) presence = "refused";
+  std::string text = probe.whyAbsent.empty() ? feature.help() : probe.explanation();
+  if (state == State::Partial) text += "; the whole needs " + probe.needs();
+  std::printf("  %-13s %-11s %s\n", feature.tag().c_str(), presence, text.c_str());
+}
+
 void listMachine(const Options& options, bool features, bool metrics) {
   const SysRoot root(options.sysroot);
   CpuEntities cpus(root);
@@ -79,13 +91,9 @@ void listMachine(const Options& options, bool features, bool metrics) {
   std::vector<const Feature*> present;
   unsigned int containerId = 0;
   for (const auto& feature : all) {
-    const std::string whyAbsent = feature->probe(root, cpus, ++containerId);
-    if (whyAbsent.empty()) present.push_back(feature.get());
-    if (!features) continue;
-    const char* const presence = feature->isOnDemand() ? "on demand" : "present";
-    std::printf("  %-13s %-11s %s\n", feature->tag().c_str(),
-                whyAbsent.empty() ? presence : "absent",
-                whyAbsent.empty() ? feature->help().c_str() : whyAbsent.c_str());
+    const FeatureProbe probe = probeFeature(*feature, root, cpus, ++containerId);
+    if (probe.whyAbsent.empty()) present.push_back(feature.get());
+    if (features) listFeature(*feature, probe);
   }
   if (!metrics) return;
   std::puts("Metrics of this machine (name, feature, kind, unit):");

@@ -4,8 +4,10 @@
 #include <chrono>
 
 #include "hostcommon/session/HostError.h"
+#include "tavrin/collect/FeatureProbe.h"
 #include "tavrin/collect/FeatureRegistry.h"
 #include "tavrin/common/CommandError.h"
+#include "tavrin/common/Messages.h"
 
 namespace tavrin {
 
@@ -14,6 +16,14 @@ namespace {
 /// All but those that are on demand.
 constexpr const char* kDefaultFeatures = "default";
 constexpr const char* kAllFeatures = "all";
+
+std::string whyNot(const std::string& tag, const FeatureProbe& probe) {
+  if (probe.state() == FeatureProbe::State::Absent) {
+    return "this machine has no feature '" + tag + "': " + probe.whyAbsent;
+  }
+  return "this user may not have the feature '" + tag + "': " + probe.explanation() +
+         "; see 'tavrin doctor'";
+}
 
 }  // namespace
 
@@ -26,6 +36,7 @@ LiveFeatures::LiveFeatures(const Options& options, const ChildProcess* command)
   const auto isAskedFor = [&](const std::string& name) {
     return std::ranges::count(options.features, name) > 0;
   };
+  std::string refused;
   unsigned int containerId = 0;
   for (const auto& feature : features_) {
     ++containerId;
@@ -33,15 +44,17 @@ LiveFeatures::LiveFeatures(const Options& options, const ChildProcess* command)
     const bool inGroup =
         isAskedFor(kAllFeatures) || (isAskedFor(kDefaultFeatures) && !feature->isOnDemand());
     if (!inGroup && !named) continue;
-    const std::string whyAbsent = feature->probe(root_, cpus_, containerId);
-    if (whyAbsent.empty()) {
+    const FeatureProbe probe = probeFeature(*feature, root_, cpus_, containerId);
+    if (probe.whyAbsent.empty()) {
       present_.push_back(feature.get());
       if (feature->tracing() != nullptr) tracing_ = feature->tracing();
     } else if (named) {
-      throw CommandError(kExitIncomplete,
-                         "this machine has no feature '" + feature->tag() + "': " + whyAbsent);
+      throw CommandError(kExitIncomplete, whyNot(feature->tag(), probe));
+    } else if (probe.state() == FeatureProbe::State::Refused) {
+      refused.append(refused.empty() ? "" : ", ").append(feature->tag());
     }
   }
+  if (!refused.empty()) inform("not permitted here, see 'tavrin doctor': " + refused);
   if (present_.empty()) {
     throw CommandError(kExitIncomplete,
                        "this machine has none of the features; see 'tavrin list features'");

@@ -303,7 +303,8 @@ std::vector<Scenario> wakeupScenarios() {
              "(wakeup3)/active=1000\nWakelocks @3+0: usb (wakeup3)/State=held\n"}}},
       {"wakeup sources of the debug file system: names with blanks, one name twice, damaged lines",
        "wakeup",
-       {{kWakeupTable,
+       {{"/sys/power/wakeup_count", "5\n"},
+        {kWakeupTable,
          "name\t\tactive_count\tevent_count\twakeup_count\texpire_count\tactive_since\t"
          "total_time\tmax_time\tlast_change\tprevent_suspend_time\n"
          "Power Button\t2\t\t2\t\t2\t\t2\t\t0\t\t40\t\t0\t\t0\t\t0\n"

@@ -10,6 +10,8 @@
 #include <utility>
 
 #include "hostcommon/Descriptions.h"
+#include "tavrin/collect/Rights.h"
+#include "tavrin/common/Refusals.h"
 
 namespace tavrin {
 
@@ -64,7 +66,9 @@ int CpuEventCounter::open(std::uint32_t type, std::uint64_t config, unsigned int
   attributes.config = config;
   descriptor_ = static_cast<int>(syscall(SYS_perf_event_open, &attributes, -1,
                                          static_cast<int>(cpu), -1, PERF_FLAG_FD_CLOEXEC));
-  return descriptor_ < 0 ? errno : 0;
+  const int error = descriptor_ < 0 ? errno : 0;
+  Refusals::note(kCpuCounters, error);
+  return error;
 }
 
 bool CpuEventCounter::read(unsigned long long& count) const {

@@ -8,6 +8,9 @@
 #include <cstdint>
 #include <utility>
 
+#include "tavrin/collect/Rights.h"
+#include "tavrin/common/Refusals.h"
+
 namespace tavrin {
 
 namespace {
@@ -56,6 +59,7 @@ void CommandCounters::open() {
     Counter counter{event.name};
     counter.descriptor = openEvent(event, false);
     if (counter.descriptor < 0 && (errno == EACCES || errno == EPERM)) {
+      Refusals::note(kTaskCounters, errno);
       counter.descriptor = openEvent(event, true);
       // Of the task clock the kernel makes no such difference.
       if (event.type == PERF_TYPE_HARDWARE) counter.name += " (programs)";

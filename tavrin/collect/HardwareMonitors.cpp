@@ -1,8 +1,8 @@
 #include "tavrin/collect/HardwareMonitors.h"
 
-#include <unistd.h>
-
 #include <set>
+
+#include "tavrin/collect/OpenFile.h"
 
 namespace tavrin {
 
@@ -36,7 +36,7 @@ std::vector<MonitorSensor> findSensors(const SysRoot& root, const std::string& m
     for (const unsigned int number : root.listNumbered(folder, kind, ending)) {
       const std::string sensor = kind + std::to_string(number);
       const std::string path = root.path(folder + sensor + ending);
-      if (access(path.c_str(), R_OK) != 0 || !numbers.insert(number).second) continue;
+      if (!OpenFile::isReadable(path) || !numbers.insert(number).second) continue;
       std::string label = root.readLine(folder + sensor + "_label");
       if (label.empty()) label = sensor;
       if (!labels.insert(label).second) label += " " + sensor;

@@ -97,8 +97,8 @@ std::string KernelTracing::probe(EventGroup group, const SysRoot& root, CpuEntit
                                  unsigned int containerId, const std::string& tag,
                                  std::vector<const pwr::MetricDescription*>& metrics) {
   if (!root.isThisMachine()) return "only the running kernel can be traced (not with --sysroot)";
-  std::string reason = TraceSource::whyAbsent(group);
-  if (reason.empty()) reason = whyNothingHappens(group, root, cpus);
+  std::string reason = whyNothingHappens(group, root, cpus);
+  if (reason.empty()) reason = TraceSource::whyAbsent(group);
   if (!reason.empty()) return reason;
   root_ = &root;
   cpus_ = &cpus;

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "tavrin/common/Refusals.h"
 #include "tavrin/common/TextScan.h"
 
 namespace tavrin {
@@ -39,6 +40,13 @@ rlim_t mostFilesKept() {
 }
 
 }  // namespace
+
+bool OpenFile::isReadable(const std::string& path) {
+  // access(2) would ask for the rights of the real user, without capabilities.
+  if (faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0) return true;
+  Refusals::note(path, errno);
+  return false;
+}
 
 unsigned long long OpenFile::countBeyondLimit() {
   return filesBeyondLimit;
@@ -95,6 +103,7 @@ void OpenFile::close() {
 
 /// Ends a read. Returns `error`.
 int OpenFile::finish(int error) {
+  if (error != 0) Refusals::note(path_, error);
   if (error != 0 || !staysOpen()) close();
   return error;
 }

@@ -26,6 +26,9 @@ class OpenFile {
   OpenFile& operator=(OpenFile&& other) noexcept;
 
   const std::string& path() const { return path_; }
+  /// Whether the file can be opened. Its value may come later: that of a sleeping device, for
+  /// example.
+  static bool isReadable(const std::string& path);
   /// How many files there are now that are read in every pass and cannot stay open.
   static unsigned long long countBeyondLimit();
   /// Whether it stays open between the reads: known once it has been opened, true until then.

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
 #include <iterator>
 #include <set>
@@ -10,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "tavrin/common/Refusals.h"
 #include "writers/host/Process.h"
 
 namespace tavrin {
@@ -56,6 +58,8 @@ std::string ProcessPoll::open(const SysRoot& root) {
     if (error != 0) return "/proc cannot be read: " + std::generic_category().message(error);
     return "no processes with a schedstat below /proc";
   }
+  // The first process never ends: who cannot see it sees only his own ones (hidepid).
+  if (pids_.front() != 1) Refusals::note(root.path("/proc/1"), EACCES);
   for (const int pid : pids_) meet(pid);
   using Type = pwr::AttributeType;
   for (const auto& [name, type] : {std::pair{std::string(pwr::kProcessAttribute), Type::String},

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "tavrin/collect/OpenFile.h"
+#include "tavrin/common/Refusals.h"
 #include "tavrin/common/TextScan.h"
 
 namespace tavrin {
@@ -68,6 +69,7 @@ std::vector<std::string> SysRoot::list(std::string_view folder) const {
   std::vector<std::string> names;
   std::error_code error;
   std::filesystem::directory_iterator entry(path(folder), error);
+  if (error) Refusals::note(path(folder), error.value());
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
     names.push_back(entry->path().filename().string());
   }

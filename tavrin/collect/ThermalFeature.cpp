@@ -1,11 +1,10 @@
 #include "tavrin/collect/ThermalFeature.h"
 
-#include <unistd.h>
-
 #include <utility>
 
 #include "hostcommon/Descriptions.h"
 #include "tavrin/collect/HardwareMonitors.h"
+#include "tavrin/collect/OpenFile.h"
 #include "tavrin/collect/SysRoot.h"
 
 namespace tavrin {
@@ -15,12 +14,6 @@ namespace {
 constexpr const char* kZones = "/sys/class/thermal";
 constexpr const char* kZone = "thermal_zone";
 
-/// Whether the file can be opened. Its value may come later: that of a sleeping device, for
-/// example.
-bool isReadable(const std::string& path) {
-  return access(path.c_str(), R_OK) == 0;
-}
-
 }  // namespace
 
 ThermalFeature::ThermalFeature()
@@ -29,7 +22,7 @@ ThermalFeature::ThermalFeature()
 GaugeSet::Numbers ThermalFeature::openZone(const std::string& zone) {
   const std::string folder = std::string(kZones).append("/").append(zone);
   const std::string path = root_->path(folder + "/temp");
-  if (!isReadable(path)) return {};
+  if (!OpenFile::isReadable(path)) return {};
   const pwr::EntityHandle* const entity =
       zones_.of(sensorName("", root_->readLine(folder + "/type"), zone));
   if (entity == nullptr) return {};

@@ -1,5 +1,7 @@
 #include "tavrin/collect/WakeupFeature.h"
 
+#include <unistd.h>
+
 #include <utility>
 
 #include "tavrin/collect/Counting.h"
@@ -10,6 +12,8 @@ namespace tavrin {
 namespace {
 
 constexpr const char* kWakeupSources = "/sys/class/wakeup";
+/// Of every kernel that has wakeup sources. It is only looked for: its reader may have to wait.
+constexpr const char* kWakeupCount = "/sys/power/wakeup_count";
 constexpr const char* kWakeupTable = "/sys/kernel/debug/wakeup_sources";
 
 constexpr std::array kWakeupFiles{"active_count", "event_count",    "wakeup_count",
@@ -136,7 +140,10 @@ std::string WakeupFeature::probe(const SysRoot& root, CpuEntities& /*cpus*/,
   root_ = &root;
   sources_.follow(root);
   findSources();
-  if (root.listNumbered(kWakeupSources, "wakeup").empty()) table_.emplace(root.path(kWakeupTable));
+  const bool canWake = access(root.path(kWakeupCount).c_str(), F_OK) == 0;
+  if (canWake && root.listNumbered(kWakeupSources, "wakeup").empty()) {
+    table_.emplace(root.path(kWakeupTable));
+  }
   read();
   if (things_.empty()) {
     return std::string("no wakeup source below ") + kWakeupSources + " or in " + kWakeupTable +

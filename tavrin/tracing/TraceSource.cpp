@@ -1,5 +1,6 @@
 #include "tavrin/tracing/TraceSource.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
+#include "tavrin/common/Refusals.h"
 #include "tavrin/decoding/EventDecoder.h"
 #include "tavrin/decoding/EventFormat.h"
 #include "tavrin/tracing/CpuBuffer.h"
@@ -20,6 +22,7 @@ namespace tavrin {
 
 namespace {
 
+constexpr const char* kTracefs = "/sys/kernel/tracing";
 constexpr const char* kClock = "mono_raw";
 /// Of each CPU: what 100,000 events a second of one CPU fill in a second and more.
 constexpr unsigned long long kBufferKilobytes = 8192;
@@ -41,11 +44,15 @@ std::string nameOf(const KnownEvent& event) {
   return std::string(event.system) + ":" + event.name;
 }
 
-/// The folder of tracefs; "" without one.
-std::string tracefsFolder() {
-  trace_api_quiet();
-  const char* const folder = trace_api_folder();
-  return folder == nullptr ? "" : folder;
+/// The folder of tracefs; "" without one. Looked for once: where the user may not look into it, the
+/// library would do so each time, and forget the last one without freeing it.
+const std::string& tracefsFolder() {
+  static const std::string kFolder = [] {
+    trace_api_quiet();
+    const char* const folder = trace_api_folder();
+    return std::string(folder == nullptr ? "" : folder);
+  }();
+  return kFolder;
 }
 
 /// The number behind "key: " in the text of a CPU's statistics.
@@ -96,18 +103,24 @@ TraceSource::~TraceSource() {
 }
 
 std::string TraceSource::whyAbsent(EventGroup group) {
-  const std::string tracefs = tracefsFolder();
+  const std::string& tracefs = tracefsFolder();
   if (tracefs.empty()) {
-    return geteuid() == 0 ? "tracefs is not there and cannot be mounted"
-                          : "only root may trace the kernel";
+    if (access(kTracefs, F_OK) != 0) return "this kernel has no tracefs";
+    Refusals::note("tracefs", EPERM);
+    return "tracefs is not mounted, and cannot be";
   }
-  if (access((tracefs + "/instances").c_str(), R_OK | W_OK | X_OK) != 0) {
-    return "no permission to trace the kernel: " + tracefs + "/instances: " + std::strerror(errno);
+  // By the rights that the process has, with its capabilities; access(2) asks for the real user's.
+  const std::string instances = tracefs + "/instances";
+  if (faccessat(AT_FDCWD, instances.c_str(), R_OK | W_OK | X_OK, AT_EACCESS) != 0) {
+    const int error = errno;
+    Refusals::note(instances, error);
+    return "no permission to trace the kernel: " + instances + ": " + std::strerror(error);
   }
   std::string missing;
   for (const KnownEvent& event : knownEvents()) {
     if (event.group != group) continue;
-    if (access(formatFile(tracefs, event).c_str(), R_OK) == 0) return {};
+    const std::string format = formatFile(tracefs, event);
+    if (faccessat(AT_FDCWD, format.c_str(), R_OK, AT_EACCESS) == 0) return {};
     missing += (missing.empty() ? "" : ", ") + nameOf(event);
   }
   return "this kernel does not have " + missing;
