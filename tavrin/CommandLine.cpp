@@ -165,6 +165,16 @@ CLI::App* addList(CLI::App& app, Options& options) {
   return list;
 }
 
+CLI::App* addDoctor(CLI::App& app, Options& options) {
+  CLI::App* const doctor =
+      app.add_subcommand("doctor", "Tell what this user may measure here, and how to get the rest");
+  addFormat(*doctor, options, {"text", "json"}, "text (default), or json for scripts");
+  addMachineOptions(*doctor, options);
+  addCommonOptions(*doctor, options);
+  doctor->footer(kDoctorFooter);
+  return doctor;
+}
+
 CLI::App* addInspect(CLI::App& app, Options& options) {
   CLI::App* const inspect = app.add_subcommand(
       "inspect", "Verify .ztbin, .ztjson and .pwr files and tell what is in them");
@@ -253,6 +263,7 @@ int runCommandLine(std::vector<std::string> arguments) {
       {addExport(app, options), runExport},
       {addCompare(app, options), runCompare},
       {addList(app, options), runList},
+      {addDoctor(app, options), runDoctor},
       {addInspect(app, options), runInspect},
       {addShip(app, options), runShip},
       {addCompletion(app, options),

@@ -20,6 +20,7 @@ int runReport(const Options& options);
 int runExport(const Options& options);
 int runCompare(const Options& options);
 int runList(const Options& options);
+int runDoctor(const Options& options);
 int runInspect(const Options& options);
 int runShip(const Options& options);
 

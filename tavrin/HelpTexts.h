@@ -16,6 +16,7 @@ inline constexpr const char* kDescription =
     "  mytool | tavrin report -o mytool -   report what another tool measured\n"
     "  tavrin compare a.jsonl b.jsonl       what changed most between two runs\n"
     "  tavrin list features                 what this machine offers\n"
+    "  tavrin doctor                        what this user lacks the rights for\n"
     "  tavrin inspect again.ztbin           verify a recorded output and tell what is in it";
 
 inline constexpr const char* kRecordFooter =
@@ -175,6 +176,22 @@ inline constexpr const char* kShipFooter =
     "\n"
     "Ctrl-C ends it at once, and loses nothing. Exit status: 0 if every file was acknowledged,\n"
     "1 if one was lost to --max-folder, set aside or left, 2 for a usage error.";
+
+inline constexpr const char* kDoctorFooter =
+    "Examples:\n"
+    "  tavrin doctor                        what works, what is missing and how to get it\n"
+    "  tavrin doctor --format json | jq -r '.features[] | select(.state == \"refused\").name'\n"
+    "  sudo tavrin doctor                   what root would get\n"
+    "\n"
+    "Looks for every live feature with the rights of the user who runs it, and tells what the\n"
+    "kernel refused: the right that is missing, what it would bring, and commands that give it\n"
+    "until the next start of the machine. docs/permissions.md tells what they mean, and lasting\n"
+    "ways. Nothing is changed, except that tracefs is mounted where it is not and root asks.\n"
+    "\n"
+    "In JSON the state of a feature is works, partial (some of what it reads is refused),\n"
+    "refused or absent (this machine lacks it); 'missing' names its entries in 'rights'.\n"
+    "\n"
+    "Exit status: 0 whatever was found, 1 if it cannot be printed, 2 for a usage error.";
 
 inline constexpr const char* kCompletionFooter =
     "Examples:\n"

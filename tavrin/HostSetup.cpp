@@ -40,7 +40,8 @@ std::string channelList() {
   return list;
 }
 
-/// The configuration that came with the tool; "" when there is none.
+}  // namespace
+
 std::string installedConfig() {
   const fs::path folder = pwr::executableFolder();
   for (const fs::path& candidate :
@@ -49,8 +50,6 @@ std::string installedConfig() {
   }
   return {};
 }
-
-}  // namespace
 
 void setUpHost(const Options& options) {
   g_pluginEnvironment->setVerbosity(static_cast<PWLogLevel>(options.verbosity));

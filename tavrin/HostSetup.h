@@ -11,6 +11,9 @@
 
 namespace tavrin {
 
+/// The output configuration that was installed with the tool; "" when there is none.
+std::string installedConfig();
+
 /// Sets verbosity and debug switches, raises the limit of open files and loads the output
 /// configuration: the file that the user named, else the one that was installed with the tool.
 /// Throws CommandError when that file is faulty.

@@ -51,9 +51,7 @@ Progress::~Progress() {
 
 void Progress::show(const std::string& text) {
   if (!enabled_) return;
-  const char* const noColor = std::getenv("NO_COLOR");
-  const bool plain = noColor != nullptr && *noColor != '\0';
-  std::fprintf(stderr, plain ? "\r\033[K%s" : "\r\033[K\033[2m%s\033[0m", text.c_str());
+  std::fprintf(stderr, allowsColours() ? "\r\033[K\033[2m%s\033[0m" : "\r\033[K%s", text.c_str());
   std::fflush(stderr);
   g_progressShown = true;
 }

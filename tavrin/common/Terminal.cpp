@@ -22,6 +22,11 @@ bool isCapableTerminal(FILE* stream) {
 #endif
 }
 
+bool allowsColours() {
+  const char* const noColor = std::getenv("NO_COLOR");
+  return noColor == nullptr || *noColor == '\0';
+}
+
 TerminalSize terminalSize([[maybe_unused]] FILE* stream) {
   TerminalSize size;
 #if !defined(_WIN32)

@@ -7,6 +7,9 @@ namespace tavrin {
 /// Whether the stream is a terminal that knows escape sequences.
 bool isCapableTerminal(FILE* stream);
 
+/// Whether the user has nothing against colours (NO_COLOR).
+bool allowsColours();
+
 struct TerminalSize {
   unsigned int columns = 80;
   unsigned int lines = 24;
