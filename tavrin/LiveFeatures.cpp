@@ -27,8 +27,9 @@ std::string whyNot(const std::string& tag, const FeatureProbe& probe) {
 
 }  // namespace
 
-LiveFeatures::LiveFeatures(const Options& options, const ChildProcess* command)
-    : root_(options.sysroot), cpus_(root_), features_(createFeatures(command)) {
+LiveFeatures::LiveFeatures(const Options& options, const ChildProcess* command,
+                           std::size_t mostEnded)
+    : root_(options.sysroot), cpus_(root_), features_(createFeatures(command, mostEnded)) {
   std::vector<std::string> known;
   for (const auto& feature : features_) known.push_back(feature->tag());
   known.insert(known.end(), {kDefaultFeatures, kAllFeatures});

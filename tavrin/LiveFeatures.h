@@ -16,9 +16,9 @@ class ChildProcess;
 /// The features that the user asked for, found on the machine or in a copy of its files.
 class LiveFeatures {
  public:
-  /// `command` is what is measured, or null; it must outlive the features. Throws CommandError when
-  /// one that was named is unknown or absent, or none is there.
-  explicit LiveFeatures(const Options& options, const ChildProcess* command = nullptr);
+  /// `command` and `mostEnded` are those of `createFeatures`. Throws CommandError when a feature
+  /// that was named is unknown or absent, or none is there.
+  LiveFeatures(const Options& options, const ChildProcess* command, std::size_t mostEnded);
 
   const SysRoot& root() const { return root_; }
   const CpuEntities& cpus() const { return cpus_; }

@@ -51,6 +51,12 @@ constexpr std::chrono::milliseconds kProgressPeriod{250};
 /// Kernel events wait no longer, so that the kernel's buffers have room for more.
 constexpr std::chrono::milliseconds kTracePeriod{50};
 
+/// A run that may go on for months tells of fewer processes that have ended.
+std::size_t mostEndedProcesses(const Options& options) {
+  constexpr std::size_t kMostOfContinuous = 4096;
+  return options.continuousSec > 0.0 ? kMostOfContinuous : ProcessTable::kMostEnded;
+}
+
 std::string withDecimals(double value, int decimals) {
   std::string text;
   pwr::appendFixed(text, value, decimals);
@@ -124,7 +130,7 @@ Recording::Recording(const Options& options)
                  [this] {
                    if (command_ && command_->hasEnded()) stop_.request();
                  }),
-      features_(options, command_.get()),
+      features_(options, command_.get(), mostEndedProcesses(options)),
       tracing_(features_.tracing()),
       metadata_(probeSystem(features_.root(), features_.cpus())),
       session_(writers_, writerOptions(options)),

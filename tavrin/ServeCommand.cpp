@@ -46,7 +46,7 @@ double secondsSince1970() {
 int runServe(const Options& options) {
   setUpHost(options);
   const ListenAddress address = parseListenAddress(options.listen);
-  const LiveFeatures features(options);
+  const LiveFeatures features(options, nullptr, 0);  // what has ended is not told of
   StopRequest stop;
   const Interrupt interrupt(stop);
   const auto metrics = std::make_shared<LiveMetrics>(kTicksPerSecond, secondsSince1970());

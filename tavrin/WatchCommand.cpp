@@ -62,7 +62,7 @@ class Watcher final : public LiveTaker {
 
 int runWatch(const Options& options) {
   setUpHost(options);
-  const LiveFeatures features(options);
+  const LiveFeatures features(options, nullptr, 0);  // what has ended is not told of
   StopRequest stop;
   Watcher watcher(choiceOf(options, features), stop);
   const Interrupt interrupt(stop);

@@ -25,9 +25,9 @@
 
 namespace tavrin {
 
-std::vector<std::unique_ptr<Feature>> createFeatures(const ChildProcess* command) {
+std::vector<std::unique_ptr<Feature>> createFeatures(const ChildProcess* command, std::size_t mostEnded) {
   const auto stat = std::make_shared<StatFile>();
-  const auto lives = std::make_shared<ProcessTable>();
+  const auto lives = std::make_shared<ProcessTable>(mostEnded);
   const auto energy = std::make_shared<EnergyCounters>();
   const auto processes = std::make_shared<ProcessPoll>(lives, stat);
   std::vector<std::unique_ptr<Feature>> features;
