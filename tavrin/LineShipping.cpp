@@ -36,8 +36,11 @@ bool LineShipping::takes(const std::string& path) const {
 #include <ctime>
 #include <future>
 #include <thread>
+#include <utility>
 
+#include "tavrin/common/Messages.h"
 #include "tavrin/ship/ShipConfig.h"
+#include "tavrin/ship/ShipStatistics.h"
 #include "tavrin/ship/Shipper.h"
 
 namespace tavrin {
@@ -113,12 +116,17 @@ void LineShipping::start(const std::string& baseName) {
 
 void LineShipping::finish(const StopRequest& stop) {
   if (thread_ == nullptr) return;
-  const bool wasStopped = stop.isRequested();
   thread_->shipper->endWithin(std::chrono::duration_cast<Shipper::Clock::duration>(
       std::chrono::duration<double>(options_.waitSec)));
   const auto ended = thread_->ended.get_future();
+  bool isTold = false;
   while (ended.wait_for(kLookPeriod) != std::future_status::ready) {
-    if (!wasStopped && stop.isRequested()) thread_->stop.request();
+    if (stop.isRequested()) {
+      thread_->stop.request();
+    } else if (!std::exchange(isTold, true)) {
+      inform("waiting for acknowledgements, for " + timeText(options_.waitSec) +
+             " at most; Ctrl-C ends it");
+    }
   }
   thread_->thread.join();
   thread_->shipper->tellOutcome();

@@ -95,6 +95,7 @@ class Recording {
   SamplingReport sample();
   void report(const SamplingReport& sampling) const;
   void warnOfSilent() const;
+  void awaitShipping();
 
   const Options& options_;
   const SamplingTimes times_;
@@ -104,7 +105,7 @@ class Recording {
   LineShipping shipping_;
   OutputNames names_;
   StopRequest stop_;
-  Interrupt interrupt_;
+  std::optional<Interrupt> interrupt_;
   LiveFeatures features_;
   KernelTracing* const tracing_;  ///< null unless a feature traces the kernel
   pwr::SystemMetadata metadata_;
@@ -126,7 +127,7 @@ Recording::Recording(const Options& options)
       shipping_(options),
       names_(nameOutputs(options, plugins_, writers_, options.continuousSec > 0.0,
                          shipping_.suffix())),
-      interrupt_(stop_,
+      interrupt_(std::in_place, stop_,
                  [this] {
                    if (command_ && command_->hasEnded()) stop_.request();
                  }),
@@ -319,6 +320,14 @@ SamplingReport Recording::sample() {
   return sampling;
 }
 
+/// The outputs are complete: from here on Ctrl-C, also a second one, ends nothing but the wait.
+void Recording::awaitShipping() {
+  interrupt_.reset();
+  StopRequest enough;
+  const Interrupt interrupt(enough);
+  shipping_.finish(enough);
+}
+
 int Recording::run() {
   const WrittenFiles written([this](const std::string& path) { return shipping_.takes(path); });
   tellOfMemory();
@@ -344,7 +353,7 @@ int Recording::run() {
   report(sampling);
   warnOfSilent();
   written.tell();
-  shipping_.finish(stop_);
+  awaitShipping();
   return command_ && command_->exitStatus() != 0 ? command_->exitStatus() : status;
 }
 

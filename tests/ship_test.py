@@ -630,6 +630,20 @@ class Record(ShipTest):
             self.ship("--to", engine.url, *QUICK)
         self.assertGreater(len(self.times(engine)), 80)
 
+    def test_another_interrupt_ends_the_wait_alone(self):
+        with FaultyEngine(["hang"] * 100) as dead:
+            process = self.start(*self.record(dead, "--ship-wait", "10m"), env=ENVIRONMENT)
+            self.addCleanup(process.kill)
+            self.wait_for(lambda: len(self.queue()) > 1)
+            process.send_signal(signal.SIGINT)
+            told = ""
+            while "waiting for acknowledgements, for 10 min at most" not in told:
+                told += process.stderr.readline() or self.fail(told)
+            told += self.end(process, signal.SIGINT)
+        self.assertEqual(process.returncode, 0, told)
+        self.assertIn("left in out, not acknowledged", told)
+        self.assertNotIn("not complete", told)
+
     def test_started_again_after_a_kill(self):
         with FaultyEngine(["hang"] * 100) as dead:
             process = self.start(*self.record(dead), env=ENVIRONMENT)
