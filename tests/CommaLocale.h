@@ -1,6 +1,7 @@
 #pragma once
 
 #include <clocale>
+#include <cstdlib>
 #include <locale>
 
 #if !defined(_WIN32)
@@ -19,7 +20,9 @@ class CommaLocale {
     // The only kind of locale that all C++ libraries know there.
     inForce_ = std::setlocale(LC_ALL, "German") != nullptr;
 #else
-    // The C library keeps what it allocates for a locale that it finds through LOCPATH.
+    // Here alone: libraries that others link look for locales when they are loaded. The C library
+    // keeps what it allocates for one that it finds so.
+    ::setenv("LOCPATH", PW_TEST_LOCALES, 1);
     if (__lsan_disable != nullptr) __lsan_disable();
     inForce_ = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
     if (inForce_) std::locale::global(std::locale("de_DE.UTF-8"));
@@ -33,7 +36,7 @@ class CommaLocale {
   CommaLocale(const CommaLocale&) = delete;
   CommaLocale& operator=(const CommaLocale&) = delete;
 
-  /// False where LOCPATH does not lead to the locale.
+  /// False where there is no such locale.
   bool inForce() const {
     return inForce_;
   }
