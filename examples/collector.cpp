@@ -19,6 +19,7 @@ unsigned long long now() {  // in nanoseconds, which are the ticks of this colle
 
 int main(int argc, char** argv) try {
   if (argc != 3) return std::fprintf(stderr, "usage: %s BASE SAMPLES\n", argv[0]), 2;
+  const long samples = std::strtol(argv[2], nullptr, 10);
   const pwr::PluginLibraries plugins;
   pwr::Session session(plugins.select({"all"}));
   session.open(argv[1], false);
@@ -34,7 +35,7 @@ int main(int argc, char** argv) try {
                          .type = pwr::Metric::MetricType::SampledValue,
                          .quantity = pwr::createQuantity({.name = "Load"}),
                          .combinations = {{.entity = machine, .descriptor = average}}}));
-  for (int left = std::atoi(argv[2]); left > 0; --left) {
+  for (long left = samples; left > 0; --left) {
     const unsigned long long start = now();
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     double value = 0.0;
@@ -44,7 +45,7 @@ int main(int argc, char** argv) try {
     session.metric(load);
   }
   system.edit().collectionStopTimestamp = now();
-  system.edit().collectionDurationSec = 0.1 * std::atoi(argv[2]);
+  system.edit().collectionDurationSec = 0.1 * static_cast<double>(samples);
   return session.finish().empty() ? 0 : 1;
 } catch (const pwr::HostError& error) {
   return std::fprintf(stderr, "%s\n", error.what()), 1;

@@ -13,7 +13,8 @@ namespace {
 
 void replay(const std::vector<WriterPlugin*>& writers) {
   tavrin::InputFile input("input.jsonl");
-  pwr::Session session(writers);
+  // For streams without the time of day, which lines cannot do without.
+  pwr::Session session(writers, {"--start-time=1"});
   session.beforeSystem([&] { session.open("run", false); });
   tavrin::StreamReader reader(input, session);
   std::string error;

@@ -64,7 +64,7 @@ class Plugins(TavrinTest):
         for name, changed, text in (
                 ("other", mark + b"2;", "was made for version 2 of the host interface, this is version 1"),
                 ("old", bytes(len(mark)) + b"1;", "does not tell for which version of the host interface"),
-                ("end", mark + b"\0\0", "was made for version ")):
+                ("end", mark + b"\0\0", "does not tell for which version of the host interface")):
             path = self.path(f"libtavrin_{name}.so")
             with open(path, "wb") as file:
                 file.write(library.replace(mark + b"1;", changed))

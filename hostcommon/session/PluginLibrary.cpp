@@ -29,10 +29,14 @@ std::string interfaceVersionOf(const std::string& path) {
     isEnd = file.gcount() == 0;
     bytes.append(block.data(), static_cast<std::size_t>(file.gcount()));
     if (isEnd) bytes.append(kLongestVersion, ';');
-    const std::size_t mark = bytes.find(kMark);
-    if (mark != std::string::npos && mark + kMark.size() + kLongestVersion <= bytes.size()) {
+    for (std::size_t mark = bytes.find(kMark); mark != std::string::npos;
+         mark = bytes.find(kMark, mark + 1)) {
+      if (mark + kMark.size() + kLongestVersion > bytes.size()) break;
+      // The host's own file has the mark that it looks for, without a version.
       const std::string version = bytes.substr(mark + kMark.size(), kLongestVersion);
-      return version.substr(0, version.find(';'));
+      if (version.front() >= '0' && version.front() <= '9') {
+        return version.substr(0, version.find(';'));
+      }
     }
     // What may be a mark that goes on in the next block.
     const std::size_t kept = std::min(bytes.size(), kMark.size() + kLongestVersion);
