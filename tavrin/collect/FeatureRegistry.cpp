@@ -25,7 +25,8 @@
 
 namespace tavrin {
 
-std::vector<std::unique_ptr<Feature>> createFeatures(const ChildProcess* command, std::size_t mostEnded) {
+std::vector<std::unique_ptr<Feature>> createFeatures(const ChildProcess* command,
+                                                     std::size_t mostEnded) {
   const auto stat = std::make_shared<StatFile>();
   const auto lives = std::make_shared<ProcessTable>(mostEnded);
   const auto energy = std::make_shared<EnergyCounters>();

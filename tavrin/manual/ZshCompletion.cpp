@@ -27,7 +27,7 @@ _tavrin() {
   commands=(
 )zsh";
 
-/// Some text within the brackets of a specification and between apostrophes.
+/// Some text within the brackets of an argument and between apostrophes.
 std::string zshQuoted(const std::string& text, const std::string& special) {
   std::string out;
   for (const char letter : text) {
@@ -68,7 +68,7 @@ std::string messageOf(const Parameter& parameter) {
 }
 
 /// A line for each name: no two of them can be given as one.
-std::string specifications(const CommandSyntax& command) {
+std::string argumentTexts(const CommandSyntax& command) {
   std::string text;
   for (const Parameter& option : command.options) {
     for (const std::string& name : option.names) {
@@ -89,10 +89,10 @@ std::string zshCompletion(const CommandSyntax& tool) {
   std::string cases;
   for (const CommandSyntax& command : tool.commands) {
     text += "    '" + command.name + ":" + zshQuoted(command.help, "\\:") + "'\n";
-    cases += "      " + command.name + ")\n        _arguments" + specifications(command) +
+    cases += "      " + command.name + ")\n        _arguments" + argumentTexts(command) +
              "\n        ;;\n";
   }
-  return text + "  )\n  _arguments -C" + specifications({{}, {}, {}, tool.options, {}, {}}) +
+  return text + "  )\n  _arguments -C" + argumentTexts({{}, {}, {}, tool.options, {}, {}}) +
          " \\\n        '1: :->command' '*:: :->arguments'\n"
          "  case $state in\n    command) _describe command commands ;;\n"
          "    arguments) case $words[1] in\n" +
