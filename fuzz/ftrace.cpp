@@ -2,15 +2,15 @@
 // refused is refused with a cause.
 
 #include "fuzz/FuzzTarget.h"
-#include "hostcommon/session/MessageSink.h"
 #include "hostcommon/summary/SummaryTables.h"
+#include "tavrin/common/MetricSink.h"
 #include "tavrin/import/FtraceImport.h"
 #include "tavrin/platform/InputFile.h"
 
 namespace {
 
 /// Adds up, and demands what writers rely on.
-class Totals : public pwr::MessageSink {
+class Totals : public tavrin::MetricSink {
  public:
   void system(const pwr::SystemMetadata& metadata) override { metadata_ = &metadata; }
   void metric(pwr::Metric& metric) override {
@@ -20,12 +20,6 @@ class Totals : public pwr::MessageSink {
     }
     tables_.add(metric);
   }
-  void table(const pwr::TableMessage& /*message*/) override {}
-  void container(const pwr::MetricContainerInfoMessage& /*message*/) override {}
-  void remainder(pwr::Metric& /*metric*/) override {}
-  void text(const pwr::TextMessage& /*message*/) override {}
-  void id(const pwr::IdMessage& /*message*/) override {}
-  void flush() override {}
 
   void finish() {
     if (metadata_ == nullptr) return;

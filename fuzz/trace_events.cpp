@@ -8,6 +8,7 @@
 
 #include "fuzz/FuzzTarget.h"
 #include "hostcommon/summary/SummaryTables.h"
+#include "tavrin/common/MetricSink.h"
 #include "tavrin/decoding/EventDecoder.h"
 #include "tavrin/events/EventMetrics.h"
 
@@ -45,7 +46,7 @@ tavrin::EventDecoder decoderOfAll() {
 }
 
 /// Adds up.
-class Totals : public pwr::MessageSink {
+class Totals : public tavrin::MetricSink {
  public:
   void metric(pwr::Metric& metric) override {
     for (const pwr::DataElement& element : metric.getData().elements) {
@@ -53,13 +54,6 @@ class Totals : public pwr::MessageSink {
     }
     tables_.add(metric);
   }
-  void system(const pwr::SystemMetadata& /*metadata*/) override {}
-  void container(const pwr::MetricContainerInfoMessage& /*message*/) override {}
-  void remainder(pwr::Metric& /*metric*/) override {}
-  void table(const pwr::TableMessage& /*message*/) override {}
-  void text(const pwr::TextMessage& /*message*/) override {}
-  void id(const pwr::IdMessage& /*message*/) override {}
-  void flush() override {}
 
  private:
   pwr::SummaryTables tables_;

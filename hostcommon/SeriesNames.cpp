@@ -4,6 +4,8 @@
 #include <array>
 #include <optional>
 
+#include "hostcommon/Utf8Text.h"
+
 namespace pwr {
 
 namespace {
@@ -80,6 +82,24 @@ BaseUnit unitOf(std::string_view text) {
   return unit;
 }
 
+constexpr std::string_view kNoText = "(none)";
+
+bool isControl(char letter) {
+  return static_cast<unsigned char>(letter) < 0x20 || letter == 0x7F;
+}
+
+bool isSpecial(char letter) {
+  return letter == ',' || letter == '=' || letter == ' ';
+}
+
+/// The text without the bytes beyond the limit, and without a part of a character at its end.
+std::string_view cut(std::string_view text) {
+  if (text.size() <= kMostTagText) return text;
+  std::size_t size = kMostTagText;
+  while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80) --size;
+  return text.substr(0, size);
+}
+
 }  // namespace
 
 std::string plainName(std::string_view text) {
@@ -132,6 +152,25 @@ std::vector<SeriesTag> tagsOf(const EntityHandle* entity) {
   }
   std::ranges::reverse(tags);
   return tags;
+}
+
+bool appendTag(std::string& tags, std::string_view key, std::string_view value) {
+  tags.append(",").append(key).append("=");
+  if (value.empty()) value = kNoText;
+  const bool isAscii = std::ranges::none_of(
+      value, [](char letter) { return static_cast<unsigned char>(letter) >= 0x80; });
+  const std::string repaired = isAscii ? std::string() : validUtf8(value);
+  const std::string_view whole = isAscii ? value : repaired;
+  const std::string_view valid = cut(whole);
+  for (std::size_t i = 0; i < valid.size(); ++i) {
+    const char letter = isControl(valid[i]) ? ' ' : valid[i];
+    const char next = i + 1 == valid.size() || isControl(valid[i + 1]) ? ' ' : valid[i + 1];
+    // Engines differ in what a backslash before one of these, or at the end, means.
+    const bool isUnclear = letter == '\\' && (isSpecial(next) || next == '\\');
+    if (isSpecial(letter)) tags += '\\';
+    tags += isUnclear ? '/' : letter;
+  }
+  return valid.size() == whole.size();
 }
 
 std::string UniqueNames::take(const std::string& name) {

@@ -55,6 +55,14 @@ struct SeriesTag {
 /// parents the outer ones are left out. None for a null `entity`.
 std::vector<SeriesTag> tagsOf(const EntityHandle* entity);
 
+/// The longest text that a tag's value is made of, in bytes; longer ones are cut. So no line has
+/// more than 64 KiB, which InfluxDB limits its tags to.
+inline constexpr std::size_t kMostTagText = 500;
+
+/// Appends ",key=value" to the tags of a line, with the value spelled as both InfluxDB and
+/// VictoriaMetrics read it. False when the value had to be cut.
+bool appendTag(std::string& tags, std::string_view key, std::string_view value);
+
 /// Gives each name once: later ones that are the same get "_2", "_3" ... behind them.
 class UniqueNames {
  public:

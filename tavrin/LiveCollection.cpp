@@ -3,9 +3,9 @@
 #include <chrono>
 #include <utility>
 
-#include "hostcommon/session/MessageSink.h"
 #include "hostcommon/session/Session.h"
 #include "tavrin/collect/KernelTracing.h"
+#include "tavrin/common/MetricSink.h"
 #include "tavrin/platform/SamplingThread.h"
 #include "tavrin/run/Sampler.h"
 
@@ -18,18 +18,11 @@ constexpr std::size_t kLiveQueueCapacity = 16;
 constexpr std::chrono::milliseconds kLiveLoopPeriod{250};
 
 /// Hands over what the kernel has traced.
-class TracedSink final : public pwr::MessageSink {
+class TracedSink final : public MetricSink {
  public:
   explicit TracedSink(LiveTaker& taker) : taker_(taker) {}
 
   void metric(pwr::Metric& metric) override { taker_.traced(metric); }
-  void system(const pwr::SystemMetadata& /*metadata*/) override {}
-  void container(const pwr::MetricContainerInfoMessage& /*message*/) override {}
-  void remainder(pwr::Metric& /*metric*/) override {}
-  void table(const pwr::TableMessage& /*message*/) override {}
-  void text(const pwr::TextMessage& /*message*/) override {}
-  void id(const pwr::IdMessage& /*message*/) override {}
-  void flush() override {}
 
  private:
   LiveTaker& taker_;

@@ -26,7 +26,7 @@ const auto* const g_c1 = descriptor("C1");
 const auto* const g_c6 = descriptor("C6");
 
 TEST(LinesText, TagValues) {
-  const std::string longText(lines::kMostTagText - 1, 'x');
+  const std::string longText(pwr::kMostTagText - 1, 'x');
   const struct {
     std::string text;
     std::string spelled;
@@ -51,7 +51,7 @@ TEST(LinesText, TagValues) {
   };
   for (const auto& [text, spelled, isWhole] : cases) {
     std::string tags;
-    EXPECT_EQ(lines::appendTag(tags, "k", text), isWhole) << text;
+    EXPECT_EQ(pwr::appendTag(tags, "k", text), isWhole) << text;
     EXPECT_EQ(tags, ",k=" + spelled) << text;
   }
 }
@@ -228,6 +228,7 @@ class ProcessUse {
     pwr::AttributeValueManager values;
     values.addAttributeValue(process_, Data(name));
     if (pid) values.addAttributeValue(pid_, Data(*pid));
+    if (pid) values.addAttributeValue(tid_, Data(*pid));  // its main thread
     pwr::DataElement element(Data(milliseconds), ranks_[rank], nullptr, 100);
     element.setAttributes(std::make_shared<const pwr::AttributeValueManager>(values));
     return element;
@@ -246,6 +247,7 @@ class ProcessUse {
   const pwr::Attribute* process_ =
       pwr::Attribute::create("Process", nullptr, pwr::AttributeType::String);
   const pwr::Attribute* pid_ = pwr::Attribute::create("PID", nullptr, pwr::AttributeType::Int);
+  const pwr::Attribute* tid_ = pwr::Attribute::create("TID", nullptr, pwr::AttributeType::Int);
   const std::vector<const pwr::DataDescriptor*> ranks_{descriptor("First"), descriptor("Second")};
   const pwr::MetricDescription* metric_ = pwr::createMetric(
       {.name = "Process CPU Time",

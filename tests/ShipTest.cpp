@@ -231,11 +231,12 @@ TEST_F(ShipBatches, EndWithAFaultBehindWhatIsSound) {
 }
 
 TEST(ShipFigures, AreALine) {
-  const ShipPlace place{.host = "a b,c=d\\", .folder = ""};
+  const ShipPlace place{.host = "a b,c=d\\", .folder = "/x\\,\x7F"};
   const ShipCounts counts{.files = 1, .lines = 2, .bytes = 3, .rejected = 4, .failed = 5};
   const ShipLoad load{.files = 6, .lagSec = 1.5, .lost = 7};
   EXPECT_EQ(statisticsLine(place, counts, load, std::chrono::system_clock::from_time_t(8)),
-            "tavrin_ship,host=a\\ b\\,c\\=d/,folder=- lag_seconds=1.500,sent_bytes=3,sent_files=1,"
+            "tavrin_ship,host=a\\ b\\,c\\=d/,folder=/x/\\,\\  "
+            "lag_seconds=1.500,sent_bytes=3,sent_files=1,"
             "sent_lines=2,waiting_files=6,lost_files=7,rejected_files=4,failed_requests=5 "
             "8000000000\n");
 }

@@ -9,14 +9,6 @@
 
 namespace lines {
 
-/// The longest text that a tag's value is made of, in bytes; longer ones are cut. So no line has
-/// more than 64 KiB, which InfluxDB limits its tags to.
-inline constexpr std::size_t kMostTagText = 500;
-
-/// Appends ",key=value" to the tags of a line, with the value spelled as both InfluxDB and
-/// VictoriaMetrics read it: docs/formats/lines.md. False when the value had to be cut.
-bool appendTag(std::string& tags, std::string_view key, std::string_view value);
-
 /// How the numbers of a unit are spelled: in the base unit, in the shortest form that reads back to
 /// the same value.
 class ValueText {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "hostcommon/SeriesNames.h"
 #include "writers/common/TextLog.h"
 #include "writers/common/TimeScale.h"
 
@@ -36,7 +37,7 @@ bool LinesRun::begin(const pwr::SystemMetadata& system) {
   }
   clock_.emplace(system, start);
   names_.ticksPerSecond = usableTicksPerMicrosecond(system.getTscFrequencyMHz()) * 1e6;
-  if (!appendTag(names_.host, "host", system.getHostName())) ++tally_.cutTexts;
+  if (!pwr::appendTag(names_.host, "host", system.getHostName())) ++tally_.cutTexts;
   return true;
 }
 

@@ -25,7 +25,7 @@ const std::string& MetricNames::head(const pwr::EntityHandle* entity) {
   if (!isNew) return place->second;
   std::string tags;
   for (const pwr::SeriesTag& tag : pwr::tagsOf(entity)) {
-    if (!appendTag(tags, tag.key, tag.value)) ++tally_.cutTexts;
+    if (!pwr::appendTag(tags, tag.key, tag.value)) ++tally_.cutTexts;
     keys_.take(tag.key);
   }
   return place->second = measurement_ + tags_.take(tags);

@@ -67,6 +67,8 @@ void TaggedLines::spellAttribute(const std::string& name, const pwr::Quantity* q
     hasPid_ = true;
     return addTag(kPidKey, value);
   }
+  // What a process used is of all its threads: its main thread would be a series for nothing.
+  if (isPerProcess_ && !isText_ && name == pwr::kTidAttribute) return;
   const MetricNames::Attribute* const attribute = names_.attribute(name, quantity);
   if (attribute == nullptr) return;
   if (value.isNumeric()) {
@@ -79,7 +81,7 @@ void TaggedLines::spellAttribute(const std::string& name, const pwr::Quantity* q
 void TaggedLines::addTag(std::string_view key, const pwr::Data& value) {
   text_.clear();
   value.toString(text_);
-  if (!appendTag(tags_, key, text_)) ++tally_.cutTexts;
+  if (!pwr::appendTag(tags_, key, text_)) ++tally_.cutTexts;
 }
 
 /// A process that is known already is written at once; so is a part of the whole that has a name of

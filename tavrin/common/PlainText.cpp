@@ -66,6 +66,12 @@ std::string shellLine(const std::vector<std::string>& words) {
   return line;
 }
 
+std::string joined(const std::vector<std::string>& words, const std::string& between) {
+  std::string text;
+  for (const std::string& word : words) text.append(text.empty() ? "" : between).append(word);
+  return text;
+}
+
 std::string plainNumber(double number) {
   // As many digits as a double can have before its point, or behind it.
   std::array<char, 400> text;

@@ -4,8 +4,8 @@
 #include <string>
 #include <tuple>
 
-#include "hostcommon/session/MessageSink.h"
 #include "hostcommon/summary/MetricTotals.h"
+#include "tavrin/common/MetricSink.h"
 
 namespace tavrin {
 
@@ -60,16 +60,11 @@ struct ComparedRun {
 /// memory depends on the number of series only.
 ///
 /// Calls: those of a sink, then `take` while the system description is still there.
-class RunFigures final : public pwr::MessageSink {
+class RunFigures final : public MetricSink {
  public:
   void system(const pwr::SystemMetadata& metadata) override { metadata_ = &metadata; }
   void metric(pwr::Metric& metric) override;
   void remainder(pwr::Metric& metric) override;
-  void container(const pwr::MetricContainerInfoMessage& /*message*/) override {}
-  void table(const pwr::TableMessage& /*message*/) override {}
-  void text(const pwr::TextMessage& /*message*/) override {}
-  void id(const pwr::IdMessage& /*message*/) override {}
-  void flush() override {}
 
   /// To be called once.
   ComparedRun take();

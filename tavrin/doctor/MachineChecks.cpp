@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "tavrin/collect/OpenFile.h"
+#include "tavrin/common/PlainText.h"
 #include "tavrin/common/TextScan.h"
 #include "tavrin/doctor/Diagnosis.h"
 
@@ -54,12 +55,6 @@ bool isInFirst(const SysRoot& root, const std::string& kind, const char* number)
   return error || target == kind + ":[" + number + "]";
 }
 
-std::string joined(const std::vector<std::string>& parts) {
-  std::string text;
-  for (const std::string& part : parts) text.append(text.empty() ? "" : "; ").append(part);
-  return text;
-}
-
 /// Those of this process, whatever the root is.
 Check checkCapabilities() {
   std::string status;
@@ -75,7 +70,8 @@ Check checkCapabilities() {
                                      {CAP_SYS_PTRACE, "CAP_SYS_PTRACE"}}) {
     if ((held >> static_cast<unsigned int>(number) & 1U) != 0) names.emplace_back(name);
   }
-  return {"capabilities", true, names.empty() ? "none that bear on measuring" : joined(names)};
+  return {"capabilities", true,
+          names.empty() ? "none that bear on measuring" : joined(names, "; ")};
 }
 
 Check checkVirtual(const SysRoot& root) {
@@ -103,7 +99,7 @@ Check checkContainer(const SysRoot& root) {
   if (mountedAt(root, "/sys").find(",ro,") != std::string::npos) {
     limits.emplace_back("/sys is read-only: nothing can be mounted or changed there");
   }
-  if (!limits.empty()) return {"container", false, joined(limits)};
+  if (!limits.empty()) return {"container", false, joined(limits, "; ")};
   for (const char* const mark : {"/.dockerenv", "/run/.containerenv", "/run/systemd/container"}) {
     if (exists(root, mark)) {
       return {"container", true, std::string("marked by ") + mark + "; sees the whole machine"};

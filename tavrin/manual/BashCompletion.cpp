@@ -1,3 +1,4 @@
+#include "tavrin/common/PlainText.h"
 #include "tavrin/manual/CommandSyntax.h"
 
 namespace tavrin {

@@ -79,12 +79,6 @@ Parameter parameterOf(const CLI::Option& option) {
 
 }  // namespace
 
-std::string joined(const std::vector<std::string>& words, const std::string& between) {
-  std::string text;
-  for (const std::string& word : words) text.append(text.empty() ? "" : between).append(word);
-  return text;
-}
-
 std::string completion(const CommandSyntax& tool, const std::string& shell) {
   if (shell == "bash") return bashCompletion(tool);
   return shell == "zsh" ? zshCompletion(tool) : fishCompletion(tool);

@@ -45,9 +45,6 @@ struct CommandSyntax {
 
 CommandSyntax syntaxOf(const CLI::App& app);
 
-/// The words with something between any two of them.
-std::string joined(const std::vector<std::string>& words, const std::string& between = " ");
-
 /// The text of the manual page of the tool, or of the command if that is not empty: troff with the
 /// macros "man". Throws CommandError for an unknown command.
 std::string manualPage(const CommandSyntax& tool, const std::string& command);

@@ -7,8 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "hostcommon/session/MessageSink.h"
 #include "hostcommon/summary/SeriesKey.h"
+#include "tavrin/common/MetricSink.h"
 #include "tavrin/points/PointText.h"
 
 namespace tavrin {
@@ -49,19 +49,13 @@ struct PointChoice {
 /// what the lines of a series have in common.
 ///
 /// Calls: those of a sink, then `finish`. Each may throw CommandError when nothing can be printed.
-class PointTable final : public pwr::MessageSink {
+class PointTable final : public MetricSink {
  public:
   /// `out` is not owned.
   PointTable(PointChoice choice, std::FILE* out);
 
   void system(const pwr::SystemMetadata& metadata) override;
   void metric(pwr::Metric& metric) override;
-  void container(const pwr::MetricContainerInfoMessage& /*message*/) override {}
-  void remainder(pwr::Metric& /*metric*/) override {}
-  void table(const pwr::TableMessage& /*message*/) override {}
-  void text(const pwr::TextMessage& /*message*/) override {}
-  void id(const pwr::IdMessage& /*message*/) override {}
-  void flush() override {}
 
   /// Prints the head, if no system has come, and what still waits.
   void finish();

@@ -6,23 +6,12 @@
 #include <utility>
 
 #include "hostcommon/NumberText.h"
+#include "hostcommon/SeriesNames.h"
 #include "hostcommon/Utf8Path.h"
 
 namespace tavrin {
 
 namespace {
-
-/// The value of a tag: what would end it is escaped. Of a backslash no engine reads what another
-/// one does.
-std::string tagValue(std::string_view text) {
-  std::string value;
-  for (const char letter : text) {
-    const bool isControl = static_cast<unsigned char>(letter) < 0x20;
-    if (letter == ',' || letter == '=' || letter == ' ' || isControl) value += '\\';
-    value += isControl ? ' ' : letter == '\\' ? '/' : letter;
-  }
-  return value.empty() ? "-" : value;
-}
 
 std::string withDecimals(double value, int decimals) {
   std::string text;
@@ -46,8 +35,9 @@ std::string statisticsLine(const ShipPlace& place, const ShipCounts& counts, con
       {"lost_files", load.lost},          {"rejected_files", counts.rejected},
       {"failed_requests", counts.failed},
   };
-  std::string line =
-      "tavrin_ship,host=" + tagValue(place.host) + ",folder=" + tagValue(place.folder);
+  std::string line = "tavrin_ship";
+  pwr::appendTag(line, "host", place.host);
+  pwr::appendTag(line, "folder", place.folder);
   line += " lag_seconds=" + withDecimals(load.lagSec, 3);
   for (const auto& [name, value] : fields) {
     line.append(",").append(name).append("=").append(std::to_string(value));
