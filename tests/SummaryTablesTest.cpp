@@ -13,8 +13,6 @@
 #include "writers/host/Quantity.h"
 
 using pwr::Data;
-using pwr::MetricTotals;
-using pwr::SummaryTables;
 using Type = pwr::Metric::MetricType;
 
 namespace {
