@@ -1,3 +1,6 @@
+#include <map>
+#include <tuple>
+
 #include "readers/PlainText.h"
 #include "readers/ResultSource.h"
 #include "readers/ZtbinReader.h"
@@ -11,9 +14,16 @@ class BinarySource final : public ResultSource {
  public:
   void open(std::istream& file) override {
     reader_.open(file);
+    if (reader_.isAnew()) {
+      seriesPlaces_.clear();
+      earlierSeries_ = nextPlace(series);
+    }
     for (const std::uint32_t id : reader_.newMetrics()) {
+      const ztbin::Metric& metric = reader_.metrics().at(id);
+      const auto known = places_.find(id);
+      if (known != places_.end() && metrics[known->second].name == text(metric.name)) continue;
       places_[id] = nextPlace(metrics);
-      describe(id, reader_.metrics().at(id));
+      describe(id, metric);
     }
   }
   bool next(Point& point) override;
@@ -29,6 +39,10 @@ class BinarySource final : public ResultSource {
   ztbin::ZtbinReader reader_;
   std::unordered_map<std::uint32_t, std::uint32_t> places_;        ///< of metrics, by number
   std::unordered_map<std::uint64_t, std::uint32_t> seriesPlaces_;  ///< by metric, key, descriptor
+  /// The same by texts, which have one place each: files that begin anew have other numbers.
+  using SeriesName = std::tuple<std::uint32_t, const char*, const char*, const char*>;
+  std::map<SeriesName, std::uint32_t> namedSeries_;
+  std::uint32_t earlierSeries_ = 0;  ///< how many there were before the last that began anew
 };
 
 void BinarySource::describe(std::uint32_t id, const ztbin::Metric& metric) {
@@ -62,6 +76,10 @@ std::uint32_t BinarySource::seriesOf(const ztbin::Point& point) {
   const std::string_view label = text(point.key);
   const std::size_t nameLength = metrics[metric].name.size();
   const ztbin::Descriptor& descriptor = reader_.descriptor(point.descriptor);
+  const SeriesName name{metric, label.data(), text(descriptor.name).data(),
+                        text(descriptor.text).data()};
+  const std::uint32_t known = namedSeries_.try_emplace(name, place->second).first->second;
+  if (known < earlierSeries_) return place->second = known;
   series.push_back(
       {.metric = metric,
        .entity = label.size() <= nameLength ? kNone : entityOf(label.substr(nameLength + 1)),

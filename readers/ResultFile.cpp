@@ -60,9 +60,10 @@ std::string_view firstKey(std::string_view text) {
 }
 
 std::optional<ResultFormat> formatOfName(const std::string& name) {
-  if (name.ends_with(".ztbin")) return ResultFormat::BinaryStream;
-  if (name.ends_with(".ztjson")) return ResultFormat::JsonTrace;
-  if (name.ends_with(".pwr")) return ResultFormat::Timeline;
+  const std::string_view unpacked = withoutPacking(name);
+  if (unpacked.ends_with(".ztbin")) return ResultFormat::BinaryStream;
+  if (unpacked.ends_with(".ztjson")) return ResultFormat::JsonTrace;
+  if (unpacked.ends_with(".pwr")) return ResultFormat::Timeline;
   return std::nullopt;
 }
 
@@ -78,7 +79,39 @@ std::optional<ResultFormat> formatOf(std::string_view head) {
 }
 
 bool ResultFile::Buffer::open(const std::string& name) {
-  return file_.open(pwr::pathFromUtf8(name), std::ios::in | std::ios::binary) != nullptr;
+  if (file_.open(pwr::pathFromUtf8(name), std::ios::in | std::ios::binary) == nullptr) return false;
+  const auto packing = packingOfContent(head());
+  if (!packing) return true;
+  const std::string reason = whyNotPacked(*packing);
+  if (!reason.empty()) throw std::runtime_error("it is packed, and " + reason);
+  unpacked_ = std::make_unique<Unpacked>(name, file_, createUnpacker(*packing), head());
+  readFrom(*unpacked_);
+  setg(nullptr, nullptr, nullptr);
+  return true;
+}
+
+void ResultFile::Buffer::Unpacked::refuse(const char* cause) const {
+  throw std::runtime_error("cannot read " + name_ + ": " + cause);
+}
+
+/// What is thrown here makes the stream bad that reads.
+ResultFile::Buffer::int_type ResultFile::Buffer::Unpacked::underflow() {
+  long long count = 0;
+  while (count == 0) {
+    if (unread_.empty()) {
+      const auto size = static_cast<std::streamsize>(packed_.size());
+      unread_ = {packed_.data(), static_cast<std::size_t>(file_.sgetn(packed_.data(), size))};
+      if (unread_.empty() && unpacker_->isBetweenFrames()) return traits_type::eof();
+      if (unread_.empty()) refuse("what is packed in it is cut off");
+    }
+    const std::size_t before = unread_.size();
+    count = unpacker_->unpack(unread_, bytes_.data(), bytes_.size());
+    if (count < 0 || (count == 0 && unread_.size() == before)) {
+      refuse("what is packed in it is damaged");
+    }
+  }
+  setg(bytes_.data(), bytes_.data(), bytes_.data() + count);
+  return traits_type::to_int_type(bytes_.front());
 }
 
 std::string_view ResultFile::Buffer::head() {
@@ -100,7 +133,13 @@ ResultFile::ResultFile(const std::string& name) : name_(name) {
   };
   if (std::filesystem::is_directory(pwr::pathFromUtf8(name), ignored)) refuse("it is a folder");
   errno = 0;
-  if (!buffer_.open(name)) refuse(std::generic_category().message(errno));
+  bool isOpen = false;
+  try {
+    isOpen = buffer_.open(name);
+  } catch (const std::runtime_error& fault) {
+    refuse(fault.what());
+  }
+  if (!isOpen) refuse(std::generic_category().message(errno));
 }
 
 ResultFile::ResultFile(std::string name, std::streambuf& bytes) : name_(std::move(name)) {

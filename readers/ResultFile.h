@@ -3,9 +3,13 @@
 #include <array>
 #include <fstream>
 #include <istream>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "packing/Packing.h"
 
 namespace tavrin {
 
@@ -21,8 +25,8 @@ enum class ResultFormat {
 /// them. A few hundred bytes are enough, a shorter file has fewer.
 std::optional<ResultFormat> formatOf(std::string_view head);
 
-/// A file of a run, open for reading. Its first bytes can be looked at also where it is a pipe,
-/// which can be read only once.
+/// A file of a run, open for reading; one that is packed (gzip, zstd) is unpacked. Its first bytes
+/// can be looked at also where it is a pipe, which can be read only once.
 class ResultFile {
  public:
   /// `name` is UTF-8 on every system. Throws std::runtime_error: "cannot read NAME: cause".
@@ -44,6 +48,8 @@ class ResultFile {
   /// A buffer that is filled before it is read.
   class Buffer : public std::streambuf {
    public:
+    /// False with errno set when that fails. Throws std::runtime_error, the cause, for a file that
+    /// cannot be unpacked.
     bool open(const std::string& name);
     void readFrom(std::streambuf& source) { source_ = &source; }
     std::string_view head();
@@ -52,7 +58,32 @@ class ResultFile {
     int_type underflow() override;
 
    private:
+    /// What is packed in the file.
+    class Unpacked : public std::streambuf {
+     public:
+      /// `head`: what has been read of the file.
+      Unpacked(std::string name, std::filebuf& file, std::unique_ptr<Unpacker> unpacker,
+               std::string_view head)
+          : name_(std::move(name)), file_(file), unpacker_(std::move(unpacker)) {
+        unread_ = {packed_.data(), head.copy(packed_.data(), packed_.size())};
+      }
+
+     protected:
+      int_type underflow() override;
+
+     private:
+      [[noreturn]] void refuse(const char* cause) const;
+
+      const std::string name_;
+      std::filebuf& file_;
+      std::unique_ptr<Unpacker> unpacker_;
+      std::array<char, 65536> packed_{};
+      std::string_view unread_;  ///< of `packed_`
+      std::array<char, 65536> bytes_{};
+    };
+
     std::filebuf file_;
+    std::unique_ptr<Unpacked> unpacked_;  ///< null where nothing is packed
     std::streambuf* source_ = &file_;
     std::array<char, 65536> bytes_{};
   };

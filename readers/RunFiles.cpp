@@ -12,6 +12,7 @@
 #include "formats/ztbin_format.h"
 #include "formats/ztjson_format.h"
 #include "hostcommon/Utf8Path.h"
+#include "packing/Packing.h"
 #include "readers/ResultReader.h"
 #include "readers/ZtbinRecord.h"
 
@@ -24,13 +25,13 @@ struct InputName {
   std::string name;
   std::optional<std::uint32_t> number;
   std::string base;    ///< with the underscore
-  std::string ending;  ///< with the dot
+  std::string ending;  ///< with the dot, also those that tell how it is packed
 
   std::string with(std::uint32_t other) const { return base + std::to_string(other) + ending; }
 };
 
 InputName parse(const std::string& name) {
-  const std::size_t dot = name.rfind('.');
+  const std::size_t dot = withoutPacking(name).rfind('.');
   const std::size_t line = name.rfind('_', dot);
   if (line == std::string::npos || dot == std::string::npos) return {name};
   InputName parts{.name = name, .base = name.substr(0, line + 1), .ending = name.substr(dot)};
@@ -58,6 +59,7 @@ bool beginsRun(ResultFile& file) {
 struct Place {
   bool standsForItself = true;  ///< needs none of those before it
   bool buildsOnOthers = false;  ///< cannot be read without those before it
+  ResultFormat format = ResultFormat::JsonTrace;
 };
 
 /// What is no regular file can be read only once.
@@ -71,10 +73,26 @@ Place placeOf(const std::string& name) {
     ResultFile file(name);
     const bool isFirst = beginsRun(file);
     return {.standsForItself = isFirst && file.format() != ResultFormat::NumberedJson,
-            .buildsOnOthers = !isFirst};
+            .buildsOnOthers = !isFirst,
+            .format = file.format()};
   } catch (const std::runtime_error& fault) {
     throw ResultError(fault.what());
   }
+}
+
+/// The first system record of a binary stream.
+struct Times {
+  std::uint64_t start = 0;  ///< of the collection, in ticks
+  std::uint64_t stop = 0;   ///< 0: it goes on
+};
+
+std::optional<Times> timesOf(ResultFile& file) {
+  ztbin::ZtbinRecord record(file.stream());
+  while (record.next() && record.type() == ztbin::RecordType::String) {
+  }
+  if (record.size() != ztbin::system_record::kSize) return std::nullopt;
+  return Times{.start = record.u64(ztbin::system_record::kStartTimestamp),
+               .stop = record.u64(ztbin::system_record::kStopTimestamp)};
 }
 
 /// The start of the collection of a continuous run, in ticks, as a file of it says near its
@@ -82,11 +100,8 @@ Place placeOf(const std::string& name) {
 std::optional<std::uint64_t> startOf(const std::string& name) {
   ResultFile file(name);
   if (file.format() == ResultFormat::BinaryStream) {
-    ztbin::ZtbinRecord record(file.stream());
-    while (record.next() && record.type() == ztbin::RecordType::String) {
-    }
-    if (record.size() != ztbin::system_record::kSize) return std::nullopt;
-    return record.u64(ztbin::system_record::kStartTimestamp);
+    const std::optional<Times> times = timesOf(file);
+    return times ? std::optional(times->start) : std::nullopt;
   }
   if (file.format() != ResultFormat::NumberedJson) return std::nullopt;
   const std::string key = std::string("\"") + ztjson::kStartTimestamp + "\":\"";
@@ -106,7 +121,8 @@ std::vector<std::vector<InputName>> groupByBase(const std::vector<std::string>& 
   for (const std::string& name : names) {
     InputName parts = parse(name);
     std::size_t place = groups.size();
-    if (parts.number) place = places.try_emplace({parts.base, parts.ending}, place).first->second;
+    const std::string ending(withoutPacking(parts.ending));
+    if (parts.number) place = places.try_emplace({parts.base, ending}, place).first->second;
     if (place == groups.size()) groups.emplace_back();
     groups[place].push_back(std::move(parts));
   }
@@ -121,6 +137,15 @@ void requireNext(const InputName& before, const InputName& file) {
   std::string missing = file.with(next);
   if (*file.number > next + 1) missing += " to " + file.with(*file.number - 1);
   throw ResultError(file.name + ": " + missing + ", which comes before it, is not given");
+}
+
+/// Whether a file that can be read alone goes on with the run of another one.
+bool continues(const InputName& before, const InputName& file, ResultFormat format) {
+  if (format != ResultFormat::BinaryStream) return false;
+  ResultFile one(before.name);
+  if (one.format() != format) return false;
+  const std::optional<Times> times = timesOf(one);
+  return times && times->stop == 0 && times->start == startOf(file.name);
 }
 
 /// A file that builds on others needs them.
@@ -139,6 +164,8 @@ void addRuns(const std::vector<InputName>& group, std::vector<RunFiles>& runs) {
     const Place place = file.number ? placeOf(file.name) : Place{};
     if (before != nullptr && !place.standsForItself) {
       requireNext(*before, file);
+      runs.back().push_back(file.name);
+    } else if (before != nullptr && continues(*before, file, place.format)) {
       runs.back().push_back(file.name);
     } else {
       if (before == nullptr) requireFirst(file, place);

@@ -95,8 +95,27 @@ void ZtbinReader::startFile() {
   isAtPoint_ = false;
   lastType_ = 0;
   hasSystem_ = false;
+  isAnew_ = false;
   known_ = {.strings = strings_.size(), .descriptors = descriptors_.size()};
   newMetrics_.clear();
+}
+
+ZtbinReader::SeriesName ZtbinReader::nameOf(std::uint64_t series) const {
+  const Descriptor& named = descriptor(static_cast<std::uint16_t>(series));
+  return {static_cast<std::uint32_t>(series >> 32U),
+          &text(static_cast<std::uint16_t>(series >> 16U)), &text(named.name), &text(named.text)};
+}
+
+void ZtbinReader::beginAnew() {
+  isAnew_ = true;
+  for (const auto& [series, time] : times_) earlierTimes_[nameOf(series)] = time;
+  strings_.clear();
+  stringUses_.clear();
+  descriptors_.clear();
+  descriptorUses_.clear();
+  metrics_.clear();
+  times_.clear();
+  known_ = {};
 }
 
 /// A file brings nothing that it does not use: what nothing refers to was for records that are
@@ -113,7 +132,7 @@ void ZtbinReader::requireUses(std::uint64_t end) const {
   }
   for (std::size_t i = known_.strings; i < strings_.size(); ++i) {
     require(stringUses_[i],
-            numbered("a record that refers to string", i + 1) + ", " + inQuotes(strings_[i]));
+            numbered("a record that refers to string", i + 1) + ", " + inQuotes(*strings_[i]));
   }
 }
 
@@ -125,6 +144,8 @@ void ZtbinReader::readString(const ZtbinRecord& record) {
     throw FormatError(record.offset(field::kIndex), "string index 1, with which a run begins",
                       std::to_string(record.u16(field::kIndex)) + ", of a later file");
   }
+  const bool isFirst = strings_.size() == known_.strings;
+  if (isFirst && record.u16(field::kIndex) == kFirstIndex) beginAnew();
   requireNext(record, field::kIndex, strings_.size(), "string index");
   if (record.u8(field::kLowLength) != length % 256) {
     throw FormatError(record.offset(field::kLowLength),
@@ -135,7 +156,7 @@ void ZtbinReader::readString(const ZtbinRecord& record) {
     throw FormatError(record.offset(field::kPadding), "the byte 0",
                       std::to_string(record.u8(field::kPadding)));
   }
-  strings_.push_back(record.text(field::kText));
+  strings_.push_back(&*texts_.insert(record.text(field::kText)).first);
   stringUses_.push_back(false);
 }
 
@@ -281,7 +302,11 @@ void ZtbinReader::requireOrder(const ZtbinRecord& record, const Point& point,
   const std::uint64_t series =
       std::uint64_t{point.metric} << 32U | std::uint64_t{point.key} << 16U | point.descriptor;
   const auto [last, isNew] = times_.try_emplace(series, point.timestamp);
-  if (isNew) requireKey(record, metric);
+  if (isNew) {
+    requireKey(record, metric);
+    const auto earlier = earlierTimes_.find(nameOf(series));
+    if (earlier != earlierTimes_.end()) last->second = earlier->second;
+  }
   if (point.timestamp < last->second) {
     throw FormatError(record.offset(point_record::kTimestamp),
                       numbered("a time, as the series has had it, of", last->second) + " or later",

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <istream>
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "formats/ztbin_format.h"
@@ -75,7 +76,8 @@ struct Point {
 
 /// Strict reader of a binary stream: of the file of a whole run, or of the files of a continuous
 /// run in the order in which they were written, since strings, descriptors and metrics of one file
-/// are used by those that follow. The format: docs/formats/binary-stream.md.
+/// are used by those that follow. One that begins anew, with string 1, forgets what the files
+/// before it have described; such files may be missing. The format: docs/formats/binary-stream.md.
 ///
 ///     std::ifstream file("run.ztbin", std::ios::binary);
 ///     ztbin::ZtbinReader reader;
@@ -112,8 +114,11 @@ class ZtbinReader {
 
   /// Of the last file.
   const System& system() const { return system_; }
-  /// `index` must be one that a record of the run has, other than 0. The text stays where it is.
-  const std::string& text(std::uint16_t index) const { return strings_[index - 1U]; }
+  /// Whether it describes all that it uses, as the first file of a run does.
+  bool isAnew() const { return isAnew_; }
+  /// `index` must be one that a record has, other than 0. The text stays where it is, also after
+  /// a file that begins anew, and equal texts are at one place.
+  const std::string& text(std::uint16_t index) const { return *strings_[index - 1U]; }
   const Descriptor& descriptor(std::uint16_t id) const { return descriptors_[id - 1U]; }
   /// By id.
   const std::map<std::uint32_t, Metric>& metrics() const { return metrics_; }
@@ -123,7 +128,12 @@ class ZtbinReader {
   std::size_t descriptorCount() const { return descriptors_.size(); }
 
  private:
+  /// A series by its metric and the places of its texts.
+  using SeriesName =
+      std::tuple<std::uint32_t, const std::string*, const std::string*, const std::string*>;
+
   void startFile();
+  void beginAnew();
   bool nextRecord();
   void readDescription(const ZtbinRecord& record);
   void readString(const ZtbinRecord& record);
@@ -133,6 +143,7 @@ class ZtbinReader {
   void readQuantity(const ZtbinRecord& record, Metric& metric);
   void readTables(const ZtbinRecord& record, Metric& metric);
   Point readPoint(const ZtbinRecord& record);
+  SeriesName nameOf(std::uint64_t series) const;
   void requireOrder(const ZtbinRecord& record, const Point& point, const Metric& metric);
   void requireKey(const ZtbinRecord& record, const Metric& metric) const;
   void requireUses(std::uint64_t end) const;
@@ -151,7 +162,9 @@ class ZtbinReader {
   int lastType_ = 0;
   bool hasSystem_ = false;
   System system_;
-  std::deque<std::string> strings_;
+  bool isAnew_ = false;
+  std::unordered_set<std::string> texts_;
+  std::vector<const std::string*> strings_;
   std::vector<bool> stringUses_;
   std::vector<Descriptor> descriptors_;
   std::vector<bool> descriptorUses_;
@@ -160,6 +173,8 @@ class ZtbinReader {
   std::vector<std::uint32_t> newMetrics_;  ///< ids; of this file
   /// The last time of each series, which metric, key and descriptor make.
   std::unordered_map<std::uint64_t, std::uint64_t> times_;
+  /// The same by texts, from before the file that began anew.
+  std::map<SeriesName, std::uint64_t> earlierTimes_;
 };
 
 }  // namespace ztbin

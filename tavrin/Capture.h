@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "tavrin/packing/Packing.h"
+#include "packing/Packing.h"
 #include "tavrin/stream/StreamWriter.h"
 
 namespace tavrin {

@@ -7,10 +7,10 @@
 
 #include "hostcommon/session/HostError.h"
 #include "hostcommon/session/PluginLibraries.h"
+#include "packing/Packing.h"
 #include "tavrin/HostSetup.h"
 #include "tavrin/common/Terminal.h"
 #include "tavrin/doctor/DoctorReport.h"
-#include "tavrin/packing/Packing.h"
 
 namespace tavrin {
 

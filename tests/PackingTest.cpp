@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "TestSupport.h"
+#include "packing/Packing.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/import/Recognition.h"
-#include "tavrin/packing/Packing.h"
 
 namespace tavrin {
 namespace {

@@ -8,6 +8,7 @@
 #include "MessageText.h"
 #include "RecordingBuilder.h"
 #include "TestSupport.h"
+#include "packing/Packing.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/import/MergedEvents.h"
 #include "tavrin/import/PrintText.h"
@@ -15,7 +16,6 @@
 #include "tavrin/import/RecordedEvents.h"
 #include "tavrin/import/RecordingImport.h"
 #include "tavrin/import/RecordingReader.h"
-#include "tavrin/packing/Packing.h"
 
 namespace tavrin {
 namespace {

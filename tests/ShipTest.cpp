@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "TestSupport.h"
-#include "tavrin/packing/Packing.h"
+#include "packing/Packing.h"
 #include "tavrin/ship/Answer.h"
 #include "tavrin/ship/Backlog.h"
 #include "tavrin/ship/Backoff.h"

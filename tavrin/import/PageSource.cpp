@@ -4,8 +4,8 @@
 #include <limits>
 #include <vector>
 
+#include "packing/Packing.h"
 #include "tavrin/import/FieldCursor.h"
-#include "tavrin/packing/Packing.h"
 
 namespace tavrin {
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "packing/Packing.h"
 #include "readers/ResultReader.h"
 #include "readers/RunFiles.h"
 #include "tavrin/common/CommandError.h"
@@ -11,7 +12,6 @@
 #include "tavrin/import/RecordingReader.h"
 #include "tavrin/import/ResultImport.h"
 #include "tavrin/import/UnpackedSource.h"
-#include "tavrin/packing/Packing.h"
 #include "tavrin/platform/InputFile.h"
 #include "tavrin/stream/StreamNames.h"
 #include "tavrin/stream/StreamReader.h"

@@ -1,9 +1,9 @@
 #include "tavrin/import/RecordingReader.h"
 
+#include "packing/Packing.h"
 #include "tavrin/import/FieldCursor.h"
 #include "tavrin/import/RecordingParts.h"
 #include "tavrin/import/RecordingSections.h"
-#include "tavrin/packing/Packing.h"
 
 namespace tavrin {
 

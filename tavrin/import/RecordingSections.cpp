@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 
-#include "tavrin/packing/Packing.h"
+#include "packing/Packing.h"
 
 namespace tavrin {
 

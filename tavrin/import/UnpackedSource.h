@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "tavrin/packing/Packing.h"
+#include "packing/Packing.h"
 #include "tavrin/platform/ByteSource.h"
 
 namespace tavrin {

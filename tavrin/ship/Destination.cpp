@@ -5,9 +5,9 @@
 #include <limits>
 #include <utility>
 
+#include "packing/Packing.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
-#include "tavrin/packing/Packing.h"
 #include "tavrin/ship/EngineProbe.h"
 
 namespace tavrin {

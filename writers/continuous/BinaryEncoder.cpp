@@ -308,6 +308,17 @@ bool BinaryEncoder::writeFile(const pwr::SystemMetadata& metadata, Naming naming
   return true;
 }
 
+void BinaryEncoder::beginAnew() {
+  strings_.clear();
+  stringCounter_.last = 0;
+  entities_.clear();
+  entityCounter_.last = 0;
+  metrics_.clear();
+  lastDescription_ = nullptr;
+  lastState_ = nullptr;
+  metricTemplate_ = {};
+}
+
 /// Writes all buffers. They keep their bytes: whether the file is complete is known only at the
 /// end.
 bool BinaryEncoder::flushBuffers_i(pwr::Logger& output) {

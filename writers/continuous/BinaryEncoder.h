@@ -25,8 +25,8 @@ inline const WriterLog kBinaryLog(kBinaryChannel);
 /// format: docs/formats/binary-stream.md.
 ///
 /// Strings and descriptors keep their indices for the whole run, so every file builds on the files
-/// before it. A series (metric, entity, descriptor) resolves its indices once: from then on a point
-/// costs no look-up of a text.
+/// before it, unless `beginAnew` has them described again. A series (metric, entity, descriptor)
+/// resolves its indices once: from then on a point costs no look-up of a text.
 class BinaryEncoder {
  public:
   /// `baseName` is a path without extension.
@@ -45,6 +45,9 @@ class BinaryEncoder {
   /// where N counts the complete files of the process. Returns false, having told why, when the
   /// file is not complete: the next one will have its records and, if it is numbered, its number.
   bool writeFile(const pwr::SystemMetadata& metadata, Naming naming, Unfinished unfinished);
+  /// Has the next file describe all that it uses, from string 1 on. Call when there are no records
+  /// since the last file.
+  void beginAnew();
 
  private:
   struct Series {
@@ -109,7 +112,7 @@ class BinaryEncoder {
   std::unordered_map<unsigned int, MetricState> metrics_;
   const pwr::MetricDescription* lastDescription_ = nullptr;
   MetricState* lastState_ = nullptr;
-  /// Never cleared: a metric without a quantity repeats the fields of the one described before.
+  /// A metric without a quantity repeats the fields of the one described before.
   std::array<std::byte, ztbin::metric_record::kFixedSize> metricTemplate_{};
   Duration duration_;                                          ///< of the last element
   std::array<RecordBlocks, ztbin::kRecordTypes - 1> buffers_;  ///< of all types but points

@@ -10,14 +10,18 @@ BinaryWriter::BinaryWriter()
                                                 "Write data in a proprietary binary format "
                                                 "(.ztbin) for consumption by the Tavrin API",
                                                 ".ztbin", true),
-                kBinaryLog, [](const std::string& baseName, bool continuous) {
-                  return std::make_unique<BinaryOutput>(baseName, continuous);
+                kBinaryLog, [this](const std::string& baseName, bool continuous) {
+                  return std::make_unique<BinaryOutput>(baseName, continuous, standalone_);
                 }) {}
 
 BinaryWriter::~BinaryWriter() = default;
 
 int BinaryWriter::openOutput(const std::string& baseName, bool continuous) {
   return isOpen() ? 0 : RunWriter::openOutput(baseName, continuous);
+}
+
+void BinaryWriter::handleBroadcastOption(const std::string& option) {
+  if (option == "--standalone-files=1") standalone_ = true;
 }
 
 int BinaryOutput::close() {
@@ -31,6 +35,7 @@ bool BinaryOutput::flush(const pwr::SystemMetadata& metadata) {
   // The file of a whole run must not depend on another.
   if (!continuous_) return false;
   flushed_ = encoder_.writeFile(metadata, BinaryEncoder::Naming::Numbered, Unfinished::Discarded);
+  if (flushed_ && standalone_) encoder_.beginAnew();
   return flushed_;
 }
 

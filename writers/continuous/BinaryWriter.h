@@ -9,8 +9,9 @@
 /// One run of the binary writer.
 class BinaryOutput {
  public:
-  BinaryOutput(const std::string& baseName, bool continuous)
-      : encoder_(baseName), continuous_(continuous) {}
+  /// `standalone`: numbered files that can be read without those before them.
+  BinaryOutput(const std::string& baseName, bool continuous, bool standalone)
+      : encoder_(baseName), continuous_(continuous), standalone_(standalone) {}
 
   int write(const pwr::Metric& metric);
   int write(const pwr::SystemMessage& message);
@@ -20,6 +21,7 @@ class BinaryOutput {
  private:
   BinaryEncoder encoder_;
   const bool continuous_;
+  const bool standalone_;
   bool flushed_ = true;  ///< the last flush, if there was one, succeeded
 };
 
@@ -27,6 +29,9 @@ class BinaryOutput {
 /// the output is closed or, with continuous output, one numbered file per flush. What arrives after
 /// the last flush is not written: the host flushes before it closes. The format:
 /// docs/formats/binary-stream.md.
+///
+/// The option "--standalone-files=1" has each numbered file stand for itself, for hosts that remove
+/// the oldest of them.
 ///
 /// A file that cannot be written completely is left as NAME.incomplete by `closeOutput`, which
 /// returns 1. A flush that fails returns false and leaves nothing; the next one has its records,
@@ -38,4 +43,8 @@ class BinaryWriter : public RunWriter<BinaryOutput> {
 
   /// Does nothing while an output is open.
   int openOutput(const std::string& baseName, bool continuous) override;
+  void handleBroadcastOption(const std::string& option) override;
+
+ private:
+  bool standalone_ = false;
 };

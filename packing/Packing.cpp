@@ -1,9 +1,9 @@
-#include "tavrin/packing/Packing.h"
+#include "packing/Packing.h"
 
 #include <algorithm>
 
-#include "tavrin/packing/Gzip.h"
-#include "tavrin/packing/Zstd.h"
+#include "packing/Gzip.h"
+#include "packing/Zstd.h"
 
 namespace tavrin {
 
@@ -13,7 +13,7 @@ namespace {
 struct Known {
   Packing packing;
   std::string_view beginning;  // of every frame
-  std::string_view ending;     // of names
+  const char* ending;          // of names
   const char* library;
   std::unique_ptr<Packer> (*packer)();
   std::unique_ptr<Unpacker> (*unpacker)();
@@ -45,6 +45,16 @@ bool mayBePacked(std::string_view head) {
 
 std::optional<Packing> packingOfName(std::string_view name) {
   return find([&](const Known& known) { return name.ends_with(known.ending); });
+}
+
+const char* packedEnding(Packing packing) {
+  return known(packing).ending;
+}
+
+std::string_view withoutPacking(std::string_view name) {
+  const auto packing = packingOfName(name);
+  if (packing) name.remove_suffix(std::string_view(packedEnding(*packing)).size());
+  return name;
 }
 
 std::string whyNotPacked(Packing packing) {

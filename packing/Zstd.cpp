@@ -1,4 +1,4 @@
-#include "tavrin/packing/Zstd.h"
+#include "packing/Zstd.h"
 
 #if defined(PW_ZSTD)
 

@@ -1,4 +1,4 @@
-#include "tavrin/packing/Gzip.h"
+#include "packing/Gzip.h"
 
 #if defined(PW_ZLIB)
 

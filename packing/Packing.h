@@ -19,6 +19,10 @@ std::optional<Packing> packingOfContent(std::string_view head);
 bool mayBePacked(std::string_view head);
 /// What a file is to be packed with by the ending of its name: ".gz", ".zst"; nothing without one.
 std::optional<Packing> packingOfName(std::string_view name);
+/// The ending of such names.
+const char* packedEnding(Packing packing);
+/// A name without the ending that tells so.
+std::string_view withoutPacking(std::string_view name);
 /// "", or why this build can neither pack nor unpack so.
 std::string whyNotPacked(Packing packing);
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tavrin/packing/Packing.h"
+#include "packing/Packing.h"
 
 namespace tavrin {
 
