@@ -57,6 +57,8 @@ FILE* openFile(const char* path, const char* mode) {
 FILE* createExclusive(const char* path, Access access) {
   const int file = createNewFile(path, access);
   if (file < 0) return nullptr;
+  // Until it is closed, whoever finds it sees that it is being written.
+  flock(file, LOCK_EX | LOCK_NB);
   FILE* const stream = fdopen(file, "w+b");
   if (stream == nullptr) {
     const int errnum = errno;

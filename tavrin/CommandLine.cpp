@@ -12,6 +12,7 @@
 #include "tavrin/HelpTexts.h"
 #include "tavrin/OptionValues.h"
 #include "tavrin/Options.h"
+#include "tavrin/RecordConfig.h"
 #include "tavrin/UsageError.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
@@ -46,6 +47,7 @@ CLI::App* addRecord(CLI::App& app, Options& options) {
       ->type_name("FILE");
   record->add_flag("--progress", options.progress,
                    "Show how the run goes also while a command shares the terminal");
+  addService(*record, options);
   addRecordShipping(*record, options);
   addMachineOptions(*record, options);
   addCommonOptions(*record, options);
@@ -248,6 +250,7 @@ int finishStandardOutput(int status) {
 
 int runCommandLine(std::vector<std::string> arguments) {
   Options options;
+  options.arguments = arguments;
   options.commandLine = "tavrin " + shellLine(arguments);
   options.command = takeCommand(arguments);
   CLI::App app(kDescription, "tavrin");
@@ -272,8 +275,7 @@ int runCommandLine(std::vector<std::string> arguments) {
        [&app](const Options& asked) { return print(manualPage(syntaxOf(app), asked.manualPage)); }},
   };
   try {
-    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
-    app.parse(reversed);  // takes them from the end
+    parseArguments(app, options, arguments);
     const bool takesMore = app.got_subcommand("record") || app.got_subcommand("compare");
     if (!options.command.empty() && !takesMore) {
       throw CommandError(kExitUsage, "only 'tavrin record' takes a command after '--'");

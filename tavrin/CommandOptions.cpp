@@ -2,10 +2,29 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 
 #include "tavrin/OptionValues.h"
 
 namespace tavrin {
+
+namespace {
+
+/// Of two bounds of a kind the smaller one counts.
+void addBound(const std::string& bound, KeepBounds& bounds) {
+  const auto addTo = [](auto& known, auto given) {
+    if (known == 0 || given < known) known = given;
+  };
+  double number = 0.0;
+  std::from_chars(bound.data(), bound.data() + bound.size(), number);
+  if (bound.ends_with('s')) {
+    addTo(bounds.ageSec, number);
+  } else {
+    addTo(bounds.bytes, static_cast<std::uint64_t>(number));
+  }
+}
+
+}  // namespace
 
 void addCommonOptions(CLI::App& app, Options& options) {
   app.add_option("--plugin", options.plugins,
@@ -182,6 +201,32 @@ void addRecordShipping(CLI::App& record, Options& options) {
 void addFormat(CLI::App& app, Options& options, const std::vector<std::string>& names,
                const std::string& help) {
   app.add_option("--format", options.format, help)->type_name("NAME")->check(CLI::IsMember(names));
+}
+
+void addService(CLI::App& record, Options& options) {
+  record
+      .add_option("--config", options.config,
+                  "Options of 'record' from this file (TOML), by their long names; those of the "
+                  "command line win. SIGHUP reads it again")
+      ->type_name("FILE");
+  record.add_flag("--check", options.check,
+                  "Only tell whether a recording with these options could begin");
+  record
+      .add_option_function<std::vector<std::string>>(
+          "--keep",
+          [&options](const std::vector<std::string>& bounds) {
+            for (const std::string& bound : bounds) addBound(bound, options.keep);
+          },
+          "Remove the oldest files of this base name, also those of earlier runs, when they are "
+          "older (7d, 48h) or all together larger (2G, 500M); may be given for both")
+      ->type_name("AGE|SIZE")
+      ->transform(keepBound())
+      ->allow_extra_args(false)
+      ->needs("--continuous");
+  record.add_option("--compress", options.packing, "Compress finished numbered files: zstd")
+      ->type_name("NAME")
+      ->check(CLI::IsMember({"zstd"}))
+      ->needs("--continuous");
 }
 
 }  // namespace tavrin

@@ -45,6 +45,8 @@ void addShipping(CLI::App& app, Options& options, const std::string& urlFlag,
 
 /// Sends what the recording writes: that are files of lines, numbered ones.
 void addRecordShipping(CLI::App& record, Options& options);
+/// What makes a service of a recording.
+void addService(CLI::App& record, Options& options);
 
 /// One of the names of formats.
 void addFormat(CLI::App& app, Options& options, const std::vector<std::string>& names,

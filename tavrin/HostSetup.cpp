@@ -94,6 +94,8 @@ std::vector<std::string> writerOptions(const Options& options) {
   for (const auto& [option, writer, value] : writerOptionsOf(options)) {
     if (value != 0) set.push_back(std::string(option) + "=" + std::to_string(value));
   }
+  // The first files of the run will be removed before the last ones.
+  if (options.keep.isAny()) set.emplace_back("--standalone-files=1");
   return set;
 }
 

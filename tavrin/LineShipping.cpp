@@ -4,22 +4,13 @@
 
 #include "hostcommon/Platform.h"
 #include "tavrin/common/CommandError.h"
+#include "tavrin/service/RunNames.h"
 
 namespace tavrin {
 
 bool isShippedName(const std::string& name, const std::string& stem) {
-  constexpr std::string_view kTime = "-dddddddd-dddddd-ddd_";  // d stands for a digit
-  constexpr std::string_view kEnding = ".lp.gz";
-  if (!name.starts_with(stem) || !name.ends_with(kEnding)) return false;
-  std::string_view rest = std::string_view(name).substr(stem.size());
-  if (rest.size() <= kTime.size() + kEnding.size()) return false;
-  const auto isDigit = [](char letter) { return letter >= '0' && letter <= '9'; };
-  for (const char wanted : kTime) {
-    if (wanted == 'd' ? !isDigit(rest.front()) : rest.front() != wanted) return false;
-    rest.remove_prefix(1);
-  }
-  rest.remove_suffix(kEnding.size());
-  return rest.find_first_not_of("0123456789") == std::string_view::npos;
+  const std::string_view rest = restOfRunName(name, stem);
+  return isNumberedRest(rest) && rest.substr(rest.find('.')) == ".lp.gz";
 }
 
 bool LineShipping::takes(const std::string& path) const {
@@ -31,9 +22,7 @@ bool LineShipping::takes(const std::string& path) const {
 
 #if defined(PW_SHIP)
 
-#include <array>
 #include <chrono>
-#include <ctime>
 #include <future>
 #include <thread>
 #include <utility>
@@ -49,25 +38,9 @@ namespace {
 
 constexpr std::chrono::milliseconds kLookPeriod{50};
 
-bool isAsked(const ShipOptions& options) {
-  return !options.to.empty() || !options.config.empty();
-}
-
 ShipOptions following(ShipOptions options) {
   options.follow = true;
   return options;
-}
-
-std::string startSuffix() {
-  const auto now = std::chrono::system_clock::now();
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-  const auto milliseconds =
-      std::chrono::floor<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
-  std::tm parts{};
-  gmtime_r(&seconds, &parts);
-  std::array<char, 32> text{};
-  const std::size_t size = std::strftime(text.data(), text.size(), "-%Y%m%d-%H%M%S-", &parts);
-  return std::string(text.data(), size) + std::to_string(1000 + milliseconds).substr(1);
 }
 
 }  // namespace
@@ -88,21 +61,20 @@ struct LineShipping::Thread {
 };
 
 LineShipping::LineShipping(const Options& options) : options_(following(options.ship)) {
-  if (!isAsked(options_)) return;
+  if (!options_.isAsked()) return;
   if (options.output == "console") {
     throw CommandError(kExitUsage, "--ship sends files, and '-o console' makes none");
   }
   thread_ = std::make_unique<Thread>(options_);
-  suffix_ = startSuffix();
 }
 
 LineShipping::~LineShipping() = default;
 
-void LineShipping::start(const std::string& baseName) {
+void LineShipping::start(const std::string& baseName, const std::string& suffix) {
   if (thread_ == nullptr) return;
   std::string folder = pwr::platform::folderOf(baseName);
   stem_ = baseName.substr(folder.size());
-  stem_.resize(stem_.size() - suffix_.size());
+  stem_.resize(stem_.size() - suffix.size());
   if (folder.size() > 1) folder.pop_back();
   Thread& thread = *thread_;
   thread.shipper = std::make_unique<Shipper>(
@@ -141,13 +113,13 @@ namespace tavrin {
 struct LineShipping::Thread {};
 
 LineShipping::LineShipping(const Options& options) : options_(options.ship) {
-  if (options_.to.empty() && options_.config.empty()) return;
+  if (!options_.isAsked()) return;
   throw CommandError(kExitUsage, "--ship is not in this build: it needs libcurl and zlib");
 }
 
 LineShipping::~LineShipping() = default;
 
-void LineShipping::start(const std::string& /*baseName*/) {}
+void LineShipping::start(const std::string& /*baseName*/, const std::string& /*suffix*/) {}
 
 void LineShipping::finish(const StopRequest& /*stop*/) {}
 

@@ -10,9 +10,7 @@ namespace tavrin {
 
 /// Sends the files of lines of a recording while it goes on, and those that earlier recordings with
 /// the same base name have left, from a thread that has nothing to do with sampling.
-///
-/// The names of such a recording have its start in them: one that is started again, by a service
-/// manager for instance, finds no file in its way, and no file that was not sent has to go.
+/// The names of such a recording have its start in them (RunNames.h).
 class LineShipping {
  public:
   /// Does nothing unless the options ask for it. Throws CommandError for a faulty configuration, or
@@ -23,12 +21,9 @@ class LineShipping {
   LineShipping(const LineShipping&) = delete;
   LineShipping& operator=(const LineShipping&) = delete;
 
-  /// What the base name of the outputs has to end in: "-20261122-190811-042"; "" when nothing is
-  /// sent.
-  const std::string& suffix() const { return suffix_; }
-  /// Begins to send files of this base name, in which the suffix is. Throws CommandError when
-  /// another process sends them already.
-  void start(const std::string& baseName);
+  /// Begins to send files of this base name, which ends in `suffix`: the start of the run. Throws
+  /// CommandError when another process sends them already.
+  void start(const std::string& baseName, const std::string& suffix);
   /// Whether a file is one of those that are sent, and is gone then.
   bool takes(const std::string& path) const;
   /// Waits until everything is acknowledged, but only for a bounded time, and not when a stop is
@@ -39,7 +34,6 @@ class LineShipping {
   struct Thread;
 
   const ShipOptions options_;
-  std::string suffix_;
   std::string stem_;  ///< of the names, without the folder and the suffix
   std::unique_ptr<Thread> thread_;
 };

@@ -16,7 +16,8 @@ namespace {
 /// The seconds that a unit of time has; 0 for an unknown one.
 double secondsOfUnit(std::string_view unit) {
   constexpr std::pair<std::string_view, double> kUnits[] = {
-      {"us", 1e-6}, {"ms", 1e-3}, {"s", 1.0}, {"m", 60.0}, {"min", 60.0}, {"h", 3600.0}};
+      {"us", 1e-6},  {"ms", 1e-3},  {"s", 1.0},    {"m", 60.0},
+      {"min", 60.0}, {"h", 3600.0}, {"d", 86400.0}};
   for (const auto& [name, seconds] : kUnits) {
     if (name == unit) return seconds;
   }
@@ -64,6 +65,21 @@ CLI::Validator timeIn(const std::string& unit, double least, double most) {
              unit;
     }
     text = plainNumber(value);
+    return {};
+  };
+  return {convert, ""};
+}
+
+CLI::Validator keepBound() {
+  const auto convert = [](std::string& text) -> std::string {
+    std::string age = text;
+    std::string size = text;
+    const bool hasUnit = !text.empty() && (text.back() < '0' || text.back() > '9');
+    const bool isAge = hasUnit && timeIn("s", 1, 1e10)(age).empty();
+    if (!isAge && (!hasUnit || !sizeIn(1, 1'000'000'000'000'000)(size).empty())) {
+      return "'" + text + "' is neither an age such as 7d, 48h nor a size such as 2G, 500M";
+    }
+    text = isAge ? age + "s" : size + "B";
     return {};
   };
   return {convert, ""};

@@ -17,6 +17,10 @@ CLI::Validator sizeIn(std::uint64_t least, std::uint64_t most);
 /// from `least` to `most` of them.
 CLI::Validator timeIn(const std::string& unit, double least, double most);
 
+/// Turns a bound for files that are kept, an age or a size with a unit, into seconds with "s" or
+/// bytes with "B".
+CLI::Validator keepBound();
+
 /// Turns a time of day into its nanoseconds since 1970.
 CLI::Validator wallTime();
 

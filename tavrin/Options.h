@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tavrin/import/Recognition.h"
+#include "tavrin/service/KeepBounds.h"
 #include "tavrin/ship/ShipOptions.h"
 
 namespace tavrin {
@@ -39,6 +40,10 @@ struct Options {
   std::vector<std::string> command;
   bool force = false;     ///< replace the numbered files of an earlier run
   bool progress = false;  ///< shown also when a command shares the terminal
+  std::string config;     ///< file with options
+  bool check = false;     ///< ends before anything is recorded
+  KeepBounds keep;
+  std::string packing;  ///< of finished files: "zstd", or "" for none
 
   // Of report and of inspect:
   bool continuous = false;
@@ -84,7 +89,8 @@ struct Options {
   std::string shell;
   std::string manualPage;  ///< the command that it is about
 
-  std::string commandLine;  ///< all arguments as given, for the reports
+  std::vector<std::string> arguments;  ///< all as given
+  std::string commandLine;             ///< the same, for the reports
 };
 
 }  // namespace tavrin

@@ -32,6 +32,8 @@
 #include "tavrin/platform/Interrupt.h"
 #include "tavrin/platform/SamplingThread.h"
 #include "tavrin/run/Sampler.h"
+#include "tavrin/service/RecordService.h"
+#include "tavrin/service/RunNames.h"
 
 namespace tavrin {
 
@@ -80,6 +82,8 @@ class Recording {
  public:
   explicit Recording(const Options& options);
   int run();
+  /// Whether another run follows, in a process that begins anew.
+  bool isReloading() const { return service_.isReloading(); }
 
  private:
   void refuseCapture() const;
@@ -103,6 +107,8 @@ class Recording {
   pwr::PluginLibraries plugins_;
   std::vector<WriterPlugin*> writers_;
   LineShipping shipping_;
+  RecordService service_;
+  const std::string suffix_;  ///< of the base name
   OutputNames names_;
   StopRequest stop_;
   std::optional<Interrupt> interrupt_;
@@ -125,12 +131,15 @@ Recording::Recording(const Options& options)
       plugins_(options.plugins),
       writers_(plugins_.select(options.writers)),
       shipping_(options),
-      names_(nameOutputs(options, plugins_, writers_, options.continuousSec > 0.0,
-                         shipping_.suffix())),
-      interrupt_(std::in_place, stop_,
-                 [this] {
-                   if (command_ && command_->hasEnded()) stop_.request();
-                 }),
+      service_(options),
+      suffix_(service_.keepsFiles() || options.ship.isAsked() ? startSuffix() : ""),
+      names_(nameOutputs(options, plugins_, writers_, options.continuousSec > 0.0, suffix_)),
+      interrupt_(
+          std::in_place, stop_,
+          [this] {
+            if (command_ && command_->hasEnded()) stop_.request();
+          },
+          service_.isReloadable() ? std::function<void()>([this] { service_.reload(); }) : nullptr),
       features_(options, command_.get(), mostEndedProcesses(options)),
       tracing_(features_.tracing()),
       metadata_(probeSystem(features_.root(), features_.cpus())),
@@ -210,21 +219,25 @@ void Recording::drain(SampleQueue& queue, const Sampler& sampler) {
     const auto now = Clock::now();
     if (command_ && command_->hasEnded()) stop_.request();
     auto wake = now + (progress_.isShown() ? kProgressPeriod : kLoopPeriod);
+    wake = std::min(wake, now + service_.longestWait());
     if (options_.continuousSec > 0.0) wake = std::min(wake, nextFlush_);
     if (tracing_ != nullptr) wake = std::min(wake, nextTrace_);
     // Rounded up, so that the wait does not end just before the time that it waits for.
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(wake - now);
-    if (SampleBatch* batch = queue.beginRead(std::max(wait, std::chrono::milliseconds(0)))) {
+    SampleBatch* const batch = queue.beginRead(std::max(wait, std::chrono::milliseconds(0)));
+    if (batch != nullptr) {
       consume(*batch);
       queue.endRead();
     }
     traceKernel(sampler);
     if (options_.continuousSec > 0.0 && Clock::now() >= nextFlush_) {
+      service_.makeRoom();
       session_.flush();
       nextFlush_ += toDuration(options_.continuousSec);
     }
     if (capture_) capture_->keepUp(Clock::now());
     showProgress(Clock::now());
+    if (service_.keepUp(Clock::now(), batch != nullptr)) stop_.request(SIGHUP);
   }
 }
 
@@ -310,7 +323,9 @@ SamplingReport Recording::sample() {
   nextFlush_ = start_ + toDuration(options_.continuousSec);
   describe(sampler);
   if (command_) command_->start();
+  service_.began();
   drain(queue, sampler);
+  service_.ending();
   const SamplingReport sampling = sampler.join();
   if (tracing_ != nullptr) {
     tracing_->stop(sampler.stopTicks());
@@ -329,10 +344,12 @@ void Recording::awaitShipping() {
 }
 
 int Recording::run() {
-  const WrittenFiles written([this](const std::string& path) { return shipping_.takes(path); });
+  const WrittenFiles written(
+      [this](const std::string& path) { return shipping_.takes(path) || service_.takes(path); });
   tellOfMemory();
   prepareOutputs();
-  shipping_.start(names_.baseName());
+  shipping_.start(names_.baseName(), suffix_);
+  service_.start(names_.baseName(), suffix_);
   session_.open(names_.baseName(), options_.continuousSec > 0.0);
   if (!options_.capture.empty()) {
     // Emptied only now: a run that cannot begin leaves the capture of an earlier one alone.
@@ -345,6 +362,7 @@ int Recording::run() {
   const bool isCaptured = !capture_ || capture_->finish(metadata_);
   if (command_) command_->end(stop_.signal() == SIGINT);
   progress_.show("writing the outputs");
+  service_.makeRoom();
   int status = reportIncomplete(session_.finish());
   if (!isCaptured) {
     fail("the capture " + options_.capture + " is incomplete");
@@ -353,6 +371,7 @@ int Recording::run() {
   report(sampling);
   warnOfSilent();
   written.tell();
+  service_.finish();
   awaitShipping();
   return command_ && command_->exitStatus() != 0 ? command_->exitStatus() : status;
 }
@@ -361,7 +380,13 @@ int Recording::run() {
 
 int runRecord(const Options& options) {
   setUpHost(options);
-  return Recording(options).run();
+  auto recording = std::make_unique<Recording>(options);
+  if (options.check) return kExitDone;
+  const int status = recording->run();
+  const bool isReloading = recording->isReloading();
+  recording.reset();
+  if (isReloading) beginAnew(options.arguments);
+  return status;
 }
 
 }  // namespace tavrin

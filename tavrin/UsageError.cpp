@@ -24,15 +24,6 @@ std::size_t distance(std::string_view one, std::string_view other) {
   return row.back();
 }
 
-/// "; did you mean 'NAME'?" for the nearest of the known names, if one is near enough.
-std::string hint(const std::string& name, const std::vector<std::string>& known) {
-  const auto far = [&](const std::string& one) { return distance(name, one); };
-  const auto nearest = std::ranges::min_element(known, {}, far);
-  if (nearest == known.end() || far(*nearest) > std::max<std::size_t>(1, name.size() / 3))
-    return {};
-  return "; did you mean '" + *nearest + "'?";
-}
-
 std::vector<std::string> commandsOf(const CLI::App& app) {
   std::vector<std::string> names;
   for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
@@ -55,7 +46,7 @@ bool isOption(const std::string& argument) {
 std::string unexpected(const std::string& argument, const CLI::App& command) {
   if (isOption(argument)) {
     const std::string name = argument.substr(0, argument.find('='));
-    return "unknown option '" + name + "'" + hint(name, optionsOf(command));
+    return "unknown option '" + name + "'" + nameHint(name, optionsOf(command));
   }
   const bool isRecord = command.get_name() == "record";
   return "unexpected argument '" + argument + "'" +
@@ -68,7 +59,7 @@ std::string problem(const CLI::App& app, const CLI::App& command,
   if (!hasCommand && arguments.empty()) return "no command is given";
   if (!hasCommand && !isOption(arguments.front())) {
     return "'" + arguments.front() + "' is not a command" +
-           hint(arguments.front(), commandsOf(app));
+           nameHint(arguments.front(), commandsOf(app));
   }
   const std::vector<std::string> remaining = app.remaining(true);
   const auto first = std::ranges::find_if(arguments, [&](const std::string& argument) {
@@ -78,6 +69,14 @@ std::string problem(const CLI::App& app, const CLI::App& command,
 }
 
 }  // namespace
+
+std::string nameHint(const std::string& name, const std::vector<std::string>& known) {
+  const auto far = [&](const std::string& one) { return distance(name, one); };
+  const auto nearest = std::ranges::min_element(known, {}, far);
+  if (nearest == known.end() || far(*nearest) > std::max<std::size_t>(1, name.size() / 3))
+    return {};
+  return "; did you mean '" + *nearest + "'?";
+}
 
 std::string usageError(const CLI::App& app, const std::vector<std::string>& arguments,
                        const CLI::ParseError& error) {

@@ -47,7 +47,8 @@ BOOL WINAPI onControl(DWORD event) {
 
 }  // namespace
 
-Interrupt::Interrupt(StopRequest& stop, std::function<void()> /*onChild*/) {
+Interrupt::Interrupt(StopRequest& stop, std::function<void()> /*onChild*/,
+                     std::function<void()> /*onHangup*/) {
   g_stop = &stop;
   SetConsoleCtrlHandler(onControl, TRUE);
 }
@@ -62,10 +63,12 @@ struct Interrupt::Watch {
   SignalWatcher watcher;
 };
 
-Interrupt::Interrupt(StopRequest& stop, std::function<void()> onChild)
+Interrupt::Interrupt(StopRequest& stop, std::function<void()> onChild,
+                     std::function<void()> onHangup)
     : watch_(new Watch{SignalWatcher({.onStop = [&stop](int signal) { stop.request(signal); },
                                       .onAbort = abortRun,
-                                      .onChild = onChild ? std::move(onChild) : [] {}})}) {}
+                                      .onChild = onChild ? std::move(onChild) : [] {},
+                                      .onHangup = std::move(onHangup)})}) {}
 
 Interrupt::~Interrupt() = default;
 

@@ -13,7 +13,9 @@ namespace tavrin {
 class Interrupt {
  public:
   /// `onChild`, called when a child process has ended, from a thread of the watcher's own.
-  explicit Interrupt(StopRequest& stop, std::function<void()> onChild = {});
+  /// `onHangup`, if there is one, is called for SIGHUP, which is no request to stop then; likewise.
+  explicit Interrupt(StopRequest& stop, std::function<void()> onChild = {},
+                     std::function<void()> onHangup = {});
   ~Interrupt();
   Interrupt(const Interrupt&) = delete;
   Interrupt& operator=(const Interrupt&) = delete;

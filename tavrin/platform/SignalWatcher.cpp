@@ -62,6 +62,8 @@ void SignalWatcher::watch() {
     if (read(signals_, &info, sizeof info) != static_cast<ssize_t>(sizeof info)) continue;
     if (info.ssi_signo == SIGCHLD) {
       handlers_.onChild();
+    } else if (info.ssi_signo == SIGHUP && handlers_.onHangup) {
+      handlers_.onHangup();
     } else if (!stoppingSince) {
       stoppingSince = Clock::now();
       handlers_.onStop(static_cast<int>(info.ssi_signo));

@@ -14,10 +14,12 @@ namespace tavrin {
 /// Create it before any other thread.
 class SignalWatcher {
  public:
+  /// `onHangup` takes SIGHUP out of those that stop; empty it does not.
   struct Handlers {
     std::function<void(int)> onStop;
     std::function<void()> onAbort;
     std::function<void()> onChild;
+    std::function<void()> onHangup;
   };
 
   explicit SignalWatcher(Handlers handlers);

@@ -7,11 +7,11 @@
 #include <string>
 #include <string_view>
 
+#include "tavrin/common/RepeatedNote.h"
 #include "tavrin/ship/Backlog.h"
 #include "tavrin/ship/BatchReader.h"
 #include "tavrin/ship/FileQueue.h"
 #include "tavrin/ship/HttpExchange.h"
-#include "tavrin/ship/RepeatedNote.h"
 #include "tavrin/ship/ShipStatistics.h"
 
 namespace tavrin {

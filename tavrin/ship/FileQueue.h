@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tavrin/common/RepeatedNote.h"
 #include "tavrin/ship/QueuedFile.h"
-#include "tavrin/ship/RepeatedNote.h"
 
 namespace tavrin {
 

@@ -15,6 +15,9 @@ struct ShipOptions {
   unsigned long long mostBytes = 0;  ///< of the folder; 0: 1 GB where files keep coming, else any
   bool follow = false;               ///< goes on when the folder is empty
 
+  /// Whether a recording is to send its lines.
+  bool isAsked() const { return !to.empty() || !config.empty(); }
+
   // Of ship:
   std::string folder;
   // Of record:

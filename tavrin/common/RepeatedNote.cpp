@@ -1,4 +1,4 @@
-#include "tavrin/ship/RepeatedNote.h"
+#include "tavrin/common/RepeatedNote.h"
 
 #include "tavrin/common/Messages.h"
 
