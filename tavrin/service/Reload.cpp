@@ -55,6 +55,7 @@ Reload::Progress Reload::keepUp() {
 void beginAnew(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), "tavrin");
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   execv(program().c_str(), pointers.data());
