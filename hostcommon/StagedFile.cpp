@@ -1,6 +1,7 @@
 #include "hostcommon/StagedFile.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <utility>
 
 #include "hostcommon/Platform.h"
@@ -38,7 +39,9 @@ bool StagedFile::commit() {
 bool StagedFile::keepIncomplete() {
   close_i();
   if (isDirect_) return true;
-  if (!platform::replaceFile(privatePath_, finalPath_ + kIncomplete)) {
+  std::error_code error;
+  const bool hasBytes = std::filesystem::file_size(pathFromUtf8(privatePath_), error) > 0;
+  if (!hasBytes || !platform::replaceFile(privatePath_, finalPath_ + kIncomplete)) {
     discard();
     return false;
   }

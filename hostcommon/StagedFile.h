@@ -33,8 +33,8 @@ class StagedFile {
   /// Closes the file and gives it its name. After a failure, what there is of it waits for one of
   /// the two operations below.
   bool commit();
-  /// Closes a file that lacks something and names it `incompletePath()`. False when that name
-  /// cannot be had: the file is deleted then.
+  /// Closes a file that lacks something and names it `incompletePath()`. False when it has no byte,
+  /// or that name cannot be had: the file is deleted then.
   bool keepIncomplete();
   /// Closes the file and deletes it.
   void discard();

@@ -646,7 +646,7 @@ TEST_F(JsonWriterTest, ATraceTakesTheMemoryOfItsLongestText) {
     for (int i = 0; i < 400; ++i) send(metric, kStart, sample);
     const ScarceMemory scarce;
     EXPECT_EQ(writer_.closeOutput(), length > 1 ? 1 : 0);
-    EXPECT_EQ(std::filesystem::exists(path + ".incomplete"), length > 1);
+    EXPECT_FALSE(std::filesystem::exists(path + ".incomplete")) << "it would be empty";
   }
   EXPECT_GT(std::filesystem::file_size(path), 400000U * 20);
   EXPECT_NE(log_.errors().find(": Cannot allocate memory."), std::string::npos) << log_.errors();

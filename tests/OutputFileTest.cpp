@@ -138,7 +138,14 @@ TEST_F(OutputFileTest, AFullDiskCostsOnlyTheNewFile) {
     EXPECT_EQ(file.close(), 1);
     EXPECT_EQ(read("run.csv"), "the last good one");
     EXPECT_EQ(read("run.csv.incomplete"), text.substr(0, 3));
+    std::filesystem::remove(folder_.path("run.csv.incomplete"));
   }
+  pwr::OutputFile file;
+  ASSERT_TRUE(file.open(folder_.path("run.csv")));
+  const FullDisk full(0);
+  file.write("nothing of it");
+  EXPECT_EQ(file.close(), 1);
+  EXPECT_EQ(names(), "run.csv ") << "an empty file would tell nothing";
 }
 
 TEST_F(OutputFileTest, LinksAreReplacedAndPipesWrittenTo) {

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -20,6 +21,11 @@
 #include "tavrin/service/RunNames.h"
 #include "tavrin/service/ServiceNotifier.h"
 #include "tests/TestSupport.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+extern "C" std::size_t
+__sanitizer_get_current_allocated_bytes();  // NOLINT: g++ has no header of it
+#endif
 
 using namespace tavrin;  // NOLINT: the tests are about this namespace
 namespace fs = std::filesystem;
@@ -142,6 +148,15 @@ void FakeService::check(const char* when) {
   }
 }
 
+/// Bytes that the process has allocated.
+std::size_t allocated() {
+#if defined(__SANITIZE_ADDRESS__)
+  return __sanitizer_get_current_allocated_bytes();
+#else
+  return mallinfo2().uordblks;
+#endif
+}
+
 TEST(Rotation, AWeekStaysWithinItsBounds) {
   constexpr double kHour = 3600.0;
   const KeepBounds cases[] = {{.ageSec = 12 * kHour, .bytes = 0},
@@ -155,10 +170,13 @@ TEST(Rotation, AWeekStaysWithinItsBounds) {
     folder.write(unfinished, "what could be written");
     setModified(folder.path(unfinished), Time(std::chrono::hours(400'000)));
     FakeService service(folder.path(), bounds);
+    std::size_t afterADay = 0;
     for (int minutes = 0; minutes < 7 * 24 * 60; minutes += 10) {
       if (minutes % 1500 == 0) service.restart();
       service.step();
+      if (minutes == 24 * 60) afterADay = allocated();
     }
+    EXPECT_LT(allocated(), afterADay + 10'000) << "no memory for what is gone";
     EXPECT_GT(service.removed(), 900U);
     EXPECT_TRUE(fs::exists(folder.path("other-20260105-000000-000_0.ztbin")));
     EXPECT_TRUE(fs::exists(folder.path("run_0.ztbin")));
