@@ -30,7 +30,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "analyse"
 CACHE = ROOT / "build" / "clang-tidy"
-FOLDERS = ("examples", "exporters", "formats", "fuzz", "hostcommon", "readers", "tavrin", "tests",
+FOLDERS = ("examples", "exporters", "formats", "fuzz", "hostcommon", "packing", "readers", "tavrin", "tests",
            "writers")
 # The analyser does not follow calls into the standard library: it takes a third of the time, and what
 # it finds there is not ours.
