@@ -10,7 +10,6 @@ set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
-option(PW_DEBIAN "Install what Debian packages have beyond: nothing that moves, a copyright each" OFF)
 if(PW_DEBIAN)
   include(cmake/DebianPackages.cmake)
 endif()

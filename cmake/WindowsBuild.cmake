@@ -4,12 +4,14 @@
 add_compile_definitions(__USE_MINGW_ANSI_STDIO=1 UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
 
 # Objects and exceptions cross the borders of the libraries, so all of them share one runtime, which
-# is copied beside the executables.
+# is copied beside the executables, without its debug information.
+file(MAKE_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
 foreach(runtime libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
   execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${runtime}
                   OUTPUT_VARIABLE runtime_file OUTPUT_STRIP_TRAILING_WHITESPACE)
-  file(COPY ${runtime_file} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
-  list(APPEND runtime_libraries ${runtime_file})
+  set(runtime ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${runtime})
+  execute_process(COMMAND ${CMAKE_STRIP} --preserve-dates -o ${runtime} ${runtime_file} COMMAND_ERROR_IS_FATAL ANY)
+  list(APPEND runtime_libraries ${runtime})
 endforeach()
 
 # Lets a cross-build find header-only libraries of the build machine, without the other headers of

@@ -18,3 +18,10 @@ wine cmd.exe /c exit >/dev/null 2>&1 3>&-
 
 echo "== tests for Windows, under $(wine --version)"
 ctest --preset windows -j "$(nproc)" 3>&-
+
+echo "== the package"
+cpack --config build/windows/CPackConfig.cmake -G ZIP -B build/windows/package >build/windows/cpack.log || {
+  cat build/windows/cpack.log >&2
+  exit 1
+}
+tests/packages/try_zip.sh build/windows/package/*.zip
