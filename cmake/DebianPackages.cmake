@@ -23,11 +23,17 @@ file(WRITE ${changelog} "tavrin (${debian_version}) unstable; urgency=medium
 find_program(GZIP gzip REQUIRED)
 execute_process(COMMAND ${GZIP} -9nf ${changelog} COMMAND_ERROR_IS_FATAL ANY)
 
-# A package of a library that others link has the loader's list of libraries made anew.
+# A package of a library that others link has the loader's list of libraries made anew. CPack would write
+# scripts that call ldconfig, if it were not told of others: there are none.
 set(scripts ${CMAKE_CURRENT_BINARY_DIR}/debian)
 file(WRITE ${scripts}/triggers "activate-noawait ldconfig\n")
-set(CPACK_DEBIAN_HOST_PACKAGE_CONTROL_EXTRA ${scripts}/triggers)
-set(CPACK_DEBIAN_READER_PACKAGE_CONTROL_EXTRA ${scripts}/triggers)
+set(library_control ${scripts}/triggers ${scripts}/none/postinst ${scripts}/none/postrm)
+set(CPACK_DEBIAN_HOST_PACKAGE_CONTROL_EXTRA ${library_control})
+set(CPACK_DEBIAN_READER_PACKAGE_CONTROL_EXTRA ${library_control})
+
+# What the owner of a machine changes there stays as it is.
+file(WRITE ${scripts}/conffiles "${CMAKE_INSTALL_FULL_SYSCONFDIR}/tavrin/record.toml\n")
+set(CPACK_DEBIAN_COMMAND_PACKAGE_CONTROL_EXTRA ${scripts}/conffiles)
 
 # Makes a package of a component. `depends` and `recommends` may have "=" after the name of a package
 # of this version.
@@ -73,7 +79,9 @@ libraries: sessions, the object model of metrics, summaries, logging."
   RECOMMENDS tavrin-writers=)
 debian_package(reader NAME libtavrin-reader1 SECTION libs
   SUMMARY "reader of the results of Tavrin"
-  TEXT "Reads the points of .ztbin, .ztjson and .pwr files. Its interface is one of C.")
+  TEXT "Reads the points of .ztbin, .ztjson and .pwr files, one by one or as columns,
+with the series that they belong to. Its interface is one of C, which other
+languages can call.")
 debian_package(dev NAME libtavrin-dev SECTION libdevel
   SUMMARY "headers of the libraries of Tavrin"
   TEXT "What programs need that hand telemetry to the writers of Tavrin or read its
@@ -82,7 +90,8 @@ package, pkg-config files, examples."
   DEPENDS ${host_package}= libtavrin-reader1= RECOMMENDS tavrin-writers=)
 debian_package(doc ALL NAME tavrin-doc SECTION doc
   SUMMARY "documentation of Tavrin"
-  TEXT "Guides, and descriptions of the formats that Tavrin writes.")
+  TEXT "Guides to measuring a command, recording for good, embedding the libraries and
+writing plugins, and descriptions of the formats that Tavrin writes.")
 if(TARGET tavrin_python)
   execute_process(COMMAND /usr/bin/python3 -c "import sys; print('%d.%d;%d.%d' % (
       sys.version_info[:2] + (sys.version_info[0], sys.version_info[1] + 1)))"

@@ -84,6 +84,18 @@ if(NOT CMAKE_CROSSCOMPILING)
   endforeach()
 endif()
 
+# A service, which nobody has started yet. Its unit names the folders of this prefix.
+if(CMAKE_SYSTEM_NAME STREQUAL Linux)
+  set(PW_UNIT_FOLDER lib/systemd/system CACHE STRING "Where units of systemd are installed")
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS config/tavrin.service)
+  file(READ config/tavrin.service unit)
+  string(REPLACE /usr/bin/tavrin ${CMAKE_INSTALL_FULL_BINDIR}/tavrin unit "${unit}")
+  string(REPLACE /etc/ ${CMAKE_INSTALL_FULL_SYSCONFDIR}/ unit "${unit}")
+  file(CONFIGURE OUTPUT tavrin.service CONTENT "${unit}" @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tavrin.service DESTINATION ${PW_UNIT_FOLDER} COMPONENT command)
+  install(FILES config/record.toml DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/tavrin COMPONENT command)
+endif()
+
 install(FILES config/tavrin-output.toml DESTINATION ${CMAKE_INSTALL_DATADIR}/tavrin COMPONENT command)
 # CMAKE_INSTALL_DOCDIR carries the name of the project.
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc

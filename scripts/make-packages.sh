@@ -50,19 +50,38 @@ sort_archive() {
   rm -r "$folder"
 }
 
+sort_zip() {
+  python3 - "$1" "$SOURCE_DATE_EPOCH" <<'END'
+import sys, time, zipfile
+path, date = sys.argv[1], time.gmtime(int(sys.argv[2]))[:6]
+with zipfile.ZipFile(path) as package:
+    files = sorted((file.filename, file.external_attr, package.read(file)) for file in package.infolist())
+with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as package:
+    for name, attributes, content in files:
+        file = zipfile.ZipInfo(name, date)
+        file.external_attr = attributes
+        package.writestr(file, content, zipfile.ZIP_DEFLATED, 9)
+END
+}
+
 for kind in "${kinds[@]}"; do
   case $kind in
     deb)
       # A system's libraries are found without being told where they are.
       package package DEB deb -DPW_DEBIAN=ON -DCMAKE_SKIP_INSTALL_RPATH=ON -DCMAKE_INSTALL_PREFIX=/usr \
+        -DCMAKE_INSTALL_SYSCONFDIR=/etc -DPW_UNIT_FOLDER=/lib/systemd/system \
         -DCMAKE_INSTALL_LIBDIR="lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)"
       ;;
     tar)
       package package TZST tar.zst -DPW_DEBIAN=OFF -DCMAKE_SKIP_INSTALL_RPATH=OFF \
-        -DCMAKE_INSTALL_PREFIX=/usr/local -DCMAKE_INSTALL_LIBDIR=lib
+        -DCMAKE_INSTALL_PREFIX=/usr/local \
+        -DCMAKE_INSTALL_SYSCONFDIR=etc -DPW_UNIT_FOLDER=lib/systemd/system -DCMAKE_INSTALL_LIBDIR=lib
       sort_archive "$packages"/*.tar.zst
       ;;
-    zip) package windows-package ZIP zip ;;
+    zip)
+      package windows-package ZIP zip
+      sort_zip "$packages"/*.zip
+      ;;
     *)
       sed -n '2,5s/^# \?//p' "$0" >&2
       exit 2
