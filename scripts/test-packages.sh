@@ -1,23 +1,15 @@
 #!/usr/bin/env bash
-# Makes the Debian packages and tries them in a bare system: an ordinary user runs the command, programs
-# are built against the headers, and when all is removed nothing is left. What debootstrap and apt
-# bring is kept in build/test-packages for the next time.
+# Makes the packages, and again in another folder, which has to give the same bytes; tries Debian's in a
+# bare system: an ordinary user runs the command, programs are built against the headers, newer
+# packages take the place of older ones, and when all are removed nothing is left. The systems
+# are kept in build/test-packages for the next time.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
-[ "$(id -u)" -eq 0 ] || {
-  echo "skipped: a system in a folder of its own needs root"
-  exit 0
-}
-
-scripts/make-packages.sh deb
 packages=$PWD/build/packages
-echo "== lintian"
-lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs "$packages"/*.deb
-
 work=$PWD/build/test-packages
-mkdir -p "$work"
-mirror=$(apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' |
-  awk -v suite="$(. /etc/os-release && echo "$VERSION_CODENAME")" '$2 == suite {print $1; exit}')
+in_root=tests/packages/in_root.sh
+
+step() { echo "== $SECONDS s: $*"; }
 
 # What the packages need of others, as apt reads it.
 needed() {
@@ -26,30 +18,36 @@ needed() {
     sed 's/^ *//' | grep -v -E 'tavrin|hostcommon|^$' | sort -u | paste -sd,
 }
 
-# Runs a command in a system, which sees processes and devices of this one as long as it runs.
-in_root() {
-  local root=$1
-  shift
-  unshare --mount sh -c 'mount -t proc proc "$0/proc" && mount --rbind /sys "$0/sys" &&
-    mount --rbind /dev "$0/dev" && exec chroot "$0" "$@"' "$root" env -i \
-    PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"
+# Whoever links the libraries depends on their packages.
+check_shared_libraries() {
+  local folder
+  folder=$(mktemp -d)
+  mkdir "$folder/debian"
+  touch "$folder/debian/control"
+  dpkg-deb -R "$packages"/libhostcommon*.deb "$folder/host"
+  (cd "$folder" && dpkg-shlibdeps -O -Shost "$OLDPWD/build/package/bin/tavrin") | grep -o 'libhostcommon[^,]*'
+  rm -r "$folder"
 }
 
-# Makes the bare system, then one with the tools that build programs, both with what the packages need.
-make_roots() {
-  local key
-  key=$(needed)
-  [ "$(cat "$work/made" 2>/dev/null)" != "$key" ] || return 0
-  rm -rf "$work/bare" "$work/tools" "$work/made"
-  debootstrap --variant=minbase "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$work/bare" \
-    "${mirror:-http://deb.debian.org/debian}" >"$work/debootstrap.log"
-  cp /etc/resolv.conf "$work/bare/etc/"
-  in_root "$work/bare" apt-get satisfy -y -qq --no-install-recommends "$key" >"$work/bare.log" 2>&1
-  in_root "$work/bare" useradd --create-home user
-  cp -a "$work/bare" "$work/tools"
-  in_root "$work/tools" apt-get install -y -qq --no-install-recommends g++ gcc cmake make pkg-config \
-    >"$work/tools.log" 2>&1
-  echo "$key" >"$work/made"
+# What systemd has to say about a unit, as far as it is here, with a program that is here.
+check_unit() {
+  command -v systemd-analyze >/dev/null || return 0
+  sed 's|^ExecStart=[^ ]*|ExecStart=/bin/true|' "$1" >"$work/tavrin.service"
+  systemd-analyze verify --man=no "$work/tavrin.service"
+}
+
+# Makes packages of the next revision, with nothing new in them.
+make_newer() {
+  local package folder
+  rm -rf "$work/newer"
+  mkdir "$work/newer"
+  for package in "$packages"/*.deb; do
+    folder=$work/newer/unpacked
+    dpkg-deb -R "$package" "$folder"
+    sed -i -E '/^(Version|Depends|Recommends|Suggests):/s/-1(\)|$)/-2\1/g' "$folder/DEBIAN/control"
+    dpkg-deb -Zgzip -z1 -b "$folder" "$work/newer" >"$work/newer.log"
+    rm -r "$folder"
+  done
 }
 
 # All files but the ones in which dpkg and the loader keep what they know.
@@ -59,26 +57,40 @@ files_of() {
     -prune -o -printf '%P\n' | sort
 }
 
-# Copies a system, installs the packages that are named by patterns, runs a script as an ordinary user,
-# and removes them.
-try() {
-  local root=$work/try from=$1 script=$2
-  shift 2
-  rm -rf "$root"
-  cp -a --reflink=auto "$work/$from" "$root"
-  mkdir "$root/packages"
-  (cd "$packages" && cp $* "$root/packages")  # their patterns are meant
-  files_of "$root" >"$work/before"
-  in_root "$root" sh -c 'dpkg -i /packages/*.deb' >"$work/dpkg.log" || {
+# Runs dpkg in the system of `try`; what it says is shown if it fails, or if it has a warning.
+dpkg_in_root() {
+  "$in_root" "$work/try" sh -c "dpkg $*" >"$work/dpkg.log" 2>&1 && ! grep -E '^dpkg: (warning|error)' "$work/dpkg.log" || {
     cat "$work/dpkg.log" >&2
     exit 1
   }
-  echo "== as an ordinary user, in the $from system"
+}
+
+# Copies a system, installs the packages that are named by patterns, runs a script as an ordinary user,
+# installs newer ones, and removes them.
+try() {
+  local root=$work/try from=$1 script=$2 config=etc/tavrin/record.toml
+  shift 2
+  step "as an ordinary user, in the $from system"
+  rm -rf "$root"
+  cp -a --reflink=auto "$work/$from" "$root"
+  mkdir "$root/packages" "$root/newer"
+  (cd "$packages" && cp $* "$root/packages")  # their patterns are meant
+  (cd "$root/packages" && ls | sed 's/-1_/-2_/' | (cd "$work/newer" && xargs cp -t "$root/newer"))
+  files_of "$root" >"$work/before"
+  dpkg_in_root -i '/packages/*.deb'
   cp "$script" "$root/home/user/script"
   cp tests/data/recorded.jsonl "$root/home/user/recorded.jsonl"
-  in_root "$root" su user -c 'cd && sh -eux script'
-  in_root "$root" sh -c 'dpkg --purge $(for one in /packages/*.deb; do dpkg-deb -f $one Package; done)' \
-    >"$work/dpkg.log"
+  "$in_root" "$root" su user -c 'cd && sh -eux script'
+  check_unit "$root/lib/systemd/system/tavrin.service"
+
+  step "newer ones, and none"
+  echo '# mine' >>"$root/$config"
+  dpkg_in_root -i '/newer/*.deb'
+  grep -qx '# mine' "$root/$config"
+  "$in_root" "$root" su user -c 'tavrin list writers' >"$work/list.log"
+  dpkg_in_root --remove '$(for one in /packages/*.deb; do dpkg-deb -f $one Package; done)'
+  grep -qx '# mine' "$root/$config"
+  dpkg_in_root --purge tavrin  # the others are gone
   files_of "$root" >"$work/after"
   diff "$work/before" "$work/after" || {
     echo "these are left" >&2
@@ -87,8 +99,23 @@ try() {
   rm -rf "$root"
 }
 
-make_roots
+step "packages"
+scripts/make-packages.sh deb tar
+step "lintian"
+lintian --allow-root --display-info --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs \
+  "$packages"/*.deb | tee "$packages/lintian.log"
+check_shared_libraries
+step "packages of another folder"
+mkdir -p "$work"
+tests/packages/reproducible.sh deb tar
+
+step "bare systems"
+status=0
+tests/packages/systems.sh "$work" "$(needed)" || status=$?
+[ $status -ne 77 ] || exit 0
+[ $status -eq 0 ] || exit $status
+make_newer
 try bare tests/packages/use.sh 'tavrin_*' 'tavrin-writers_*' 'libhostcommon*' 'libtavrin-reader*' \
   'tavrin-doc_*' 'python3-tavrin_*'
 try tools tests/packages/build.sh 'tavrin-writers_*' 'libhostcommon*' 'libtavrin-*' 'tavrin_*'
-echo "== nothing is left"
+step "nothing is left"
