@@ -2,27 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <numeric>
-#include <string_view>
+
+#include "hostcommon/NearName.h"
 
 namespace tavrin {
 
 namespace {
-
-/// How many letters have to be added, taken out or replaced to make one name of the other.
-std::size_t distance(std::string_view one, std::string_view other) {
-  std::vector<std::size_t> row(other.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (const char letter : one) {
-    std::size_t before = row[0]++;
-    for (std::size_t n = 0; n < other.size(); ++n) {
-      const std::size_t replaced = before + (letter == other[n] ? 0 : 1);
-      before = row[n + 1];
-      row[n + 1] = std::min({replaced, row[n] + 1, before + 1});
-    }
-  }
-  return row.back();
-}
 
 std::vector<std::string> commandsOf(const CLI::App& app) {
   std::vector<std::string> names;
@@ -71,11 +56,8 @@ std::string problem(const CLI::App& app, const CLI::App& command,
 }  // namespace
 
 std::string nameHint(const std::string& name, const std::vector<std::string>& known) {
-  const auto far = [&](const std::string& one) { return distance(name, one); };
-  const auto nearest = std::ranges::min_element(known, {}, far);
-  if (nearest == known.end() || far(*nearest) > std::max<std::size_t>(1, name.size() / 3))
-    return {};
-  return "; did you mean '" + *nearest + "'?";
+  const std::string near = pwr::nearName(name, known);
+  return near.empty() ? near : "; did you mean '" + near + "'?";
 }
 
 std::string usageError(const CLI::App& app, const std::vector<std::string>& arguments,

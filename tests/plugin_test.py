@@ -10,7 +10,7 @@ import subprocess
 import sys
 import unittest
 
-from command_support import STREAM, TAVRIN, TavrinTest
+from command_support import STREAM, TAVRIN, TavrinTest, read
 
 PROBE = os.path.abspath(sys.argv[3])
 BINARIES = os.path.dirname(TAVRIN)
@@ -55,23 +55,62 @@ class Plugins(TavrinTest):
             with self.subTest(size):
                 self.assertIn(text, self.run_tavrin(*report, size, status=2).stderr)
 
+    def refused(self, path):
+        """What is said of a library that is named, and that nothing of it was called."""
+        done = self.run_tavrin("list", "writers", "--plugin", path, status=1,
+                               env={**os.environ, "LD_DEBUG": "files"})
+        self.assertNotIn(f"calling init: {path}\n", done.stderr)
+        return done.stderr
+
     def test_libraries_for_other_hosts(self):
         """One that was made for another version of the interface is refused before it is loaded."""
-        with open(PROBE, "rb") as file:
-            library = file.read()
         mark = b"Tavrin plugin library for host interface "
+        library = read(PROBE, "rb")
         self.assertEqual(library.count(mark + b"1;"), 1)
+        loaded = self.run_tavrin("list", "writers", "--plugin", PROBE,
+                                 env={**os.environ, "LD_DEBUG": "files"})
+        self.assertIn(f"calling init: {PROBE}\n", loaded.stderr)
+        none = "does not tell for which version of the host interface it was made"
         for name, changed, text in (
                 ("other", mark + b"2;", "was made for version 2 of the host interface, this is version 1"),
-                ("old", bytes(len(mark)) + b"1;", "does not tell for which version of the host interface"),
-                ("end", mark + b"\0\0", "does not tell for which version of the host interface")):
+                ("old", bytes(len(mark)) + b"1;", none), ("end", mark + b"\0\0", none),
+                ("open", mark + b"1\0", none), ("word", mark + b"x;", none)):
             path = self.path(f"libtavrin_{name}.so")
             with open(path, "wb") as file:
                 file.write(library.replace(mark + b"1;", changed))
             with self.subTest(name):
-                done = self.run_tavrin("report", "--plugin", path, "-w", "probe", "-o", "run", STREAM,
-                                       status=1)
-                self.assertIn(f"the plugin library {path} {text}", done.stderr)
+                self.assertIn(f"the plugin library {path} {text}", self.refused(path))
+
+    def test_what_is_no_library(self):
+        library = read(PROBE, "rb")
+        files = {"text": b"no library", "empty": b"", "short": library[:50], "parts": library[:200],
+                 "cut": library[:3000], "last page": library[:len(library) // 2],
+                 "exports": library.replace(b"createPlugins", b"createNothing")}
+        for name, content in files.items():
+            with open(self.path(name), "wb") as file:
+                file.write(content)
+        os.truncate(self.path("text"), 10 << 30)
+        os.truncate(self.path("exports"), 10 << 30)
+        os.mkfifo(self.path("pipe"))
+        os.mkdir(self.path("folder"))
+        cannot = "cannot load the plugin library {}: "
+        cases = {"text": cannot + "it is no shared library", "empty": cannot + "it is no shared library",
+                 "short": cannot + "it is cut short", "parts": cannot + "it is cut short",
+                 "cut": cannot + "it is cut short", "last page": cannot + "it is cut short",
+                 "exports": "{} is not a plugin library: it does not export createPlugins and",
+                 "pipe": cannot + "it is no regular file", "folder": cannot + "it is a folder",
+                 "/dev/zero": cannot + "it is no regular file", "": cannot + "No such file or directory",
+                 "none.so": cannot + "No such file or directory"}
+        for name, text in cases.items():
+            path = self.path(name) if name else name
+            with self.subTest(name):
+                self.assertIn("tavrin: error: " + text.format(path), self.refused(path))
+
+    def test_a_library_that_lacks_another(self):
+        path = self.path("libtavrin_lacking.so")
+        with open(path, "wb") as file:
+            file.write(read(PROBE, "rb").replace(b"libhostcommon.so.1\0", b"libhostcommon.so.9\0"))
+        self.assertIn(f"cannot load the plugin library {path}: libhostcommon.so.9: ", self.refused(path))
 
     def test_libraries_beside_the_command(self):
         for name in ("tavrin", "libhostcommon.so.1", "libtavrin_writers.so"):

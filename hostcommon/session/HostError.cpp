@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "hostcommon/NearName.h"
+
 namespace pwr {
 
 HostError::HostError(Cause cause, const std::string& message)
@@ -13,8 +15,11 @@ void requireKnown(const std::vector<std::string>& names, const std::vector<std::
                   const std::string& kind) {
   for (const std::string& name : names) {
     if (std::ranges::count(known, name) > 0) continue;
+    const std::string near = nearName(name, known);
     std::string text = "unknown ";
-    text.append(kind).append(" '").append(name).append("'; known are");
+    text.append(kind).append(" '").append(name).append("'; ");
+    if (!near.empty()) text.append("did you mean '").append(near).append("'? ");
+    text.append("known are");
     char mark = ':';
     for (const std::string& one : known) {
       text.append(1, mark).append(1, ' ').append(one);

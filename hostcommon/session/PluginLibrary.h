@@ -15,8 +15,9 @@ namespace pwr {
 class PW_HOST_API PluginLibrary {
  public:
   /// Loads the file. Null when it is a library of another kind, which does not export
-  /// `createPlugins` and `destroyPlugins`. Throws HostError when it cannot be loaded, and when it
-  /// was made for another version of the host interface: that one is not loaded.
+  /// `createPlugins` and `destroyPlugins`. Throws HostError when it cannot be loaded, when one of
+  /// its writers has no name, and when it was made for another version of the host interface:
+  /// nothing of that one is called.
   static std::unique_ptr<PluginLibrary> load(const std::string& path);
   ~PluginLibrary();
   PluginLibrary(const PluginLibrary&) = delete;
