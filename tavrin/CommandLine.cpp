@@ -164,6 +164,7 @@ CLI::App* addList(CLI::App& app, Options& options) {
       ->check(CLI::IsMember({"all", "writers", "features", "metrics"}));
   addMachineOptions(*list, options);
   addCommonOptions(*list, options);
+  list->footer(kListFooter);
   return list;
 }
 

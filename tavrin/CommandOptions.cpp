@@ -52,8 +52,8 @@ void addCommonOptions(CLI::App& app, Options& options) {
 void addOutputOptions(CLI::App& app, Options& options) {
   app.add_option(
          "-o,--output", options.output,
-         "Base name of the outputs; each writer adds its own ending, and a missing folder is "
-         "made. 'console' also prints the summary report")
+         "Base name of the outputs; each writer adds its own ending and replaces what had that "
+         "name, and a missing folder is made. 'console' also prints the summary report")
       ->type_name("BASE")
       ->capture_default_str();
   app.add_option("-w,--writer", options.writers,

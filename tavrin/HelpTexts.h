@@ -17,7 +17,9 @@ inline constexpr const char* kDescription =
     "  tavrin compare a.jsonl b.jsonl       what changed most between two runs\n"
     "  tavrin list features                 what this machine offers\n"
     "  tavrin doctor                        what this user lacks the rights for\n"
-    "  tavrin inspect again.ztbin           verify a recorded output and tell what is in it";
+    "  tavrin inspect again.ztbin           verify a recorded output and tell what is in it\n"
+    "\n"
+    "Pages called docs/... are in the folder share/doc/tavrin of an installation.\n";
 
 inline constexpr const char* kRecordFooter =
     "To measure a command: tavrin record [OPTIONS] -- COMMAND ARGS...\n"
@@ -181,6 +183,14 @@ inline constexpr const char* kShipFooter =
     "\n"
     "Ctrl-C ends it at once, and loses nothing. Exit status: 0 if every file was acknowledged,\n"
     "1 if one was lost to --max-folder, set aside or left, 2 for a usage error.";
+
+inline constexpr const char* kListFooter =
+    "Examples:\n"
+    "  tavrin list writers                  what -w takes, and the files that each writes\n"
+    "  tavrin list features                 what -f takes; why this machine or user lacks some\n"
+    "  tavrin list metrics --sysroot tree   of the machine whose files are in a folder\n"
+    "\n"
+    "Exit status: 0, 1 if it cannot be printed, 2 for a usage error.";
 
 inline constexpr const char* kDoctorFooter =
     "Examples:\n"

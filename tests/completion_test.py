@@ -28,6 +28,9 @@ LINES = {
     "tavrin list --sysroot tr": ["tree"],
     "tavrin list wr": ["writers"],
     "tavrin completion z": ["zsh"],
+    "tavrin manual comp": ["compare", "completion"],
+    "tavrin record -w sum -- workl": ["workload"],
+    "tavrin record -- cat run.j": ["run.jsonl"],
 }
 
 BASH = """
@@ -41,6 +44,23 @@ while IFS= read -r line; do
 done
 """
 
+# A terminal in which the tabulator puts in the first of what may stand there, and ^X^A prints the line.
+ZSHRC = """
+autoload -Uz compinit; compinit -u -D; source ./_tavrin
+setopt menu_complete
+show() { print -r -- "<<$BUFFER>>"; BUFFER= }
+zle -N show; bindkey '^X^A' show
+"""
+ZSH = """
+zmodload zsh/zpty
+zpty terminal zsh -d -i
+while IFS= read -r line; do
+  zpty -w -n terminal "$line"$'\\t\\x18\\x01'
+  zpty -r terminal answer '*<<*>>*'
+  print -r -- ${${answer##*<<}%%>>*}
+done
+"""
+
 
 def shell(name):
     return shutil.which(name) or ""
@@ -50,7 +70,10 @@ class Completion(TavrinTest):
     def setUp(self):
         super().setUp()
         self.write("run.jsonl", "")
-        self.environment = {**os.environ, "PATH": f"{os.path.dirname(TAVRIN)}:{os.environ['PATH']}"}
+        os.makedirs(self.path("programs"))
+        os.symlink(shell("true"), self.path("programs/workload"))
+        folders = [os.path.dirname(TAVRIN), self.path("programs"), os.environ["PATH"]]
+        self.environment = {**os.environ, "PATH": ":".join(folders)}
 
     def run_shell(self, name, *arguments, **options):
         done = subprocess.run([name, *arguments], cwd=self.folder, env=self.environment, text=True,
@@ -102,6 +125,16 @@ class Completion(TavrinTest):
         self.run_shell("zsh", "-n", "_tavrin")
         loaded = "autoload -Uz compinit; compinit -u -D; source ./_tavrin; print $_comps[tavrin]"
         self.assertEqual(self.run_shell("zsh", "-f", "-c", loaded), "_tavrin\n")
+
+    @unittest.skipUnless(shell("zsh"), "zsh is not installed")
+    def test_zsh(self):
+        self.write("_tavrin", self.run_tavrin("completion", "zsh").stdout)
+        self.write(".zshrc", ZSHRC)
+        self.environment["ZDOTDIR"] = self.folder
+        completed = self.run_shell("zsh", "-f", "-c", ZSH, input="\n".join(LINES) + "\n")
+        for line, words in zip(LINES, completed.splitlines(), strict=True):
+            with self.subTest(line):
+                self.assertEqual(re.split(r"[ =]", words.rstrip(" /,"))[-1], LINES[line][0])
 
     def test_pages_have_every_option(self):
         for command in [[], *([name] for name in self.commands())]:

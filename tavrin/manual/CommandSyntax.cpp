@@ -84,6 +84,23 @@ std::string completion(const CommandSyntax& tool, const std::string& shell) {
   return shell == "zsh" ? zshCompletion(tool) : fishCompletion(tool);
 }
 
+namespace {
+
+/// What is called COMMAND is one of the tool's.
+void offerCommands(CommandSyntax& tool) {
+  std::vector<std::string> names;
+  for (const CommandSyntax& command : tool.commands) names.push_back(command.name);
+  for (CommandSyntax& command : tool.commands) {
+    for (Parameter& argument : command.arguments) {
+      if (argument.placeholder != "COMMAND") continue;
+      argument.values = Values::Choices;
+      argument.choices = names;
+    }
+  }
+}
+
+}  // namespace
+
 CommandSyntax syntaxOf(const CLI::App& app) {
   CommandSyntax syntax{app.get_name(), app.get_description(), app.get_footer(), {}, {}, {}};
   for (const CLI::Option* option : app.get_options()) {
@@ -92,6 +109,7 @@ CommandSyntax syntaxOf(const CLI::App& app) {
   for (const CLI::App* command : app.get_subcommands({})) {
     syntax.commands.push_back(syntaxOf(*command));
   }
+  offerCommands(syntax);
   return syntax;
 }
 

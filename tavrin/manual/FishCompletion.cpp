@@ -5,7 +5,8 @@ namespace tavrin {
 
 namespace {
 
-/// The lists, whose last value alone is completed, begin with what is already there.
+/// The lists, whose last value alone is completed, begin with what is already there. What follows
+/// "--" is completed as if it stood alone.
 constexpr const char* kFishHead = R"(# fish completion of tavrin
 function __tavrin_names
     tavrin list $argv[1] 2>/dev/null | string replace -rf '^  (\S+) .*' '$1'
@@ -16,7 +17,17 @@ function __tavrin_list
         echo $start$value
     end
 end
+function __tavrin_measures
+    set -l words (commandline -opc)
+    test "$words[2]" = record; and contains -- -- $words
+end
+function __tavrin_measured
+    set -l words (commandline -opc)
+    set -l measured $words[(math (contains -i -- -- $words) + 1)..]
+    complete -C (string join ' ' -- (string escape -- $measured) (commandline -ct))
+end
 complete -c tavrin -f
+complete -c tavrin -n __tavrin_measures -a '(__tavrin_measured)'
 )";
 
 std::string fishQuoted(const std::string& text) {

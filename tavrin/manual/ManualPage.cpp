@@ -158,7 +158,7 @@ std::string item(const Parameter& parameter) {
     text += ":";
     for (const std::string& choice : parameter.choices) text += " " + troff(choice);
   }
-  if (!parameter.initial.empty()) text += " (" + troff(parameter.initial) + " by default)";
+  if (!parameter.initial.empty()) text += " (default: " + troff(parameter.initial) + ")";
   return text + "\n";
 }
 

@@ -17,7 +17,7 @@ _tavrin_names() {
 _tavrin() {
   local state
   local -i marker=${words[(i)--]}
-  local -a commands
+  local -a subcommands  # 'commands' is what the shell itself knows
   # What is measured is completed as if it stood alone.
   if [[ $words[2] = record ]] && (( marker < CURRENT )); then
     shift $marker words
@@ -25,7 +25,7 @@ _tavrin() {
     _normal
     return
   fi
-  commands=(
+  subcommands=(
 )zsh";
 
 /// Some text within the brackets of an argument and between apostrophes.
@@ -95,7 +95,7 @@ std::string zshCompletion(const CommandSyntax& tool) {
   }
   return text + "  )\n  _arguments -C" + argumentTexts({{}, {}, {}, tool.options, {}, {}}) +
          " \\\n        '1: :->command' '*:: :->arguments'\n"
-         "  case $state in\n    command) _describe command commands ;;\n"
+         "  case $state in\n    command) _describe command subcommands ;;\n"
          "    arguments) case $words[1] in\n" +
          cases + "      esac ;;\n  esac\n}\n" +
          "if [ \"$funcstack[1]\" = _tavrin ]; then _tavrin \"$@\"; else compdef _tavrin tavrin; "
