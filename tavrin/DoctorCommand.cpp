@@ -75,6 +75,8 @@ int runDoctor(const Options& options) {
        {checkWriters(options), configuration, checkPacking(), checkShipping(), checkServing()}) {
     diagnosis.checks.push_back(check);
   }
+  if (const std::string page = installedPage("permissions.md"); !page.empty())
+    diagnosis.guide = page;
   const bool isColoured = isCapableTerminal(stdout) && allowsColours();
   const std::string text =
       options.format == "json" ? doctorJson(diagnosis) : doctorText(diagnosis, isColoured);

@@ -34,6 +34,14 @@ std::array<WriterOption, 3> writerOptionsOf(const Options& options) {
            {"--series-limit", "lines", options.seriesLimit}}};
 }
 
+/// The first of the files that is there; "" if none is.
+std::string firstOf(const std::vector<fs::path>& candidates) {
+  std::error_code unknown;
+  const auto found = std::ranges::find_if(
+      candidates, [&unknown](const fs::path& file) { return fs::exists(file, unknown); });
+  return found == candidates.end() ? std::string() : pwr::utf8FromPath(*found);
+}
+
 std::string channelList() {
   std::string list;
   for (const char* channel : kLogChannels) list.append(list.empty() ? "" : ", ").append(channel);
@@ -44,11 +52,11 @@ std::string channelList() {
 
 std::string installedConfig() {
   const fs::path folder = pwr::executableFolder();
-  for (const fs::path& candidate :
-       {folder / kConfigName, folder / ".." / "share" / "tavrin" / kConfigName}) {
-    if (fs::exists(candidate)) return pwr::utf8FromPath(candidate);
-  }
-  return {};
+  return firstOf({folder / kConfigName, folder.parent_path() / "share" / "tavrin" / kConfigName});
+}
+
+std::string installedPage(const std::string& name) {
+  return firstOf({pwr::executableFolder().parent_path() / "share" / "doc" / "tavrin" / name});
 }
 
 void setUpHost(const Options& options) {

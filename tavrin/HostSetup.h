@@ -13,6 +13,8 @@ namespace tavrin {
 
 /// The output configuration that was installed with the tool; "" when there is none.
 std::string installedConfig();
+/// The page of docs/ that an installation has; "" where there is none.
+std::string installedPage(const std::string& name);
 
 /// Sets verbosity and debug switches, raises the limit of open files and loads the output
 /// configuration: the file that the user named, else the one that was installed with the tool.

@@ -66,7 +66,7 @@ const char* kindOf(const pwr::MetricDescription& metric) {
 void listMetrics(const Feature& feature) {
   for (const pwr::MetricDescription* metric : feature.metrics()) {
     const std::string units = metric->quantity == nullptr ? "" : metric->quantity->toUnitsString();
-    std::printf("  %-22s %-13s %-10s %-6s %zu series\n", metric->name.c_str(),
+    std::printf("  %-22s %-15s %-10s %-6s %zu series\n", metric->name.c_str(),
                 metric->featureTag.c_str(), kindOf(*metric), units.empty() ? "-" : units.c_str(),
                 metric->combinations.size());
   }
@@ -80,7 +80,7 @@ void listFeature(const Feature& feature, const FeatureProbe& probe) {
   if (state == State::Refused) presence = "refused";
   std::string text = probe.whyAbsent.empty() ? feature.help() : probe.explanation();
   if (state == State::Partial) text += "; the whole needs " + probe.needs();
-  std::printf("  %-13s %-11s %s\n", feature.tag().c_str(), presence, text.c_str());
+  std::printf("  %-15s %-11s %s\n", feature.tag().c_str(), presence, text.c_str());
 }
 
 void listMachine(const Options& options, bool features, bool metrics) {

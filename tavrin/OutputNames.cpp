@@ -33,6 +33,11 @@ std::string withoutEnding(const std::string& name, const pwr::PluginLibraries& p
   return name.substr(0, name.size() - longest);
 }
 
+/// A base name in a folder, for an example.
+std::string nameIn(const std::string& folder) {
+  return pwr::utf8FromPath(pwr::pathFromUtf8(folder) / "run");
+}
+
 /// Whether both are one existing file, or the same name of one that does not exist yet. What is no
 /// file (a pipe, a device) is no harm to share.
 bool isSameFile(const fs::path& one, const fs::path& other) {
@@ -58,7 +63,9 @@ OutputNames::OutputNames(const std::string& given, const pwr::PluginLibraries& p
     : baseName_(withoutEnding(given, plugins)) {
   const std::string name = pwr::utf8FromPath(pwr::pathFromUtf8(baseName_).filename());
   if (name.empty() || name == "." || name == "..") {
-    throw CommandError(kExitUsage, "'" + given + "' is no base name of outputs (-o)");
+    const std::string what =
+        given.empty() ? "" : ": it is a folder; add a name, as in '" + nameIn(given) + "'";
+    throw CommandError(kExitUsage, "'" + given + "' is no base name of outputs (-o)" + what);
   }
   if (baseName_ != given) {
     inform("the base name of the outputs is '" + baseName_ + "': each writer adds its own ending");

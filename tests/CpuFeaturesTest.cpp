@@ -76,6 +76,11 @@ std::vector<Scenario> sleepChoiceScenarios() {
                           "CPU C-State Refusals @3+1: CPU0/C1=2\n"},
         {4.5, {{kState + "above", "4"}, {kState + "s2idle/usage", "9"}}, pass("4", "0.5")}},
        "CPU C-State Too Deep: CPU0/C1=1\n"},
+      {"wrong choices of a run shorter than a second: all are the remainder, none of them too",
+       "core-cstate",
+       together({idleState(kState), within(kState, {{"above", "5"}, {"below", "1"}})}),
+       {{0, {}, ""}, {0.5, {{kState + "above", "9"}}, pass("0", "0.5")}},
+       "CPU C-State Too Deep: CPU0/C1=4\nCPU C-State Too Shallow: CPU0/C1=0\n"},
   };
 }
 

@@ -90,6 +90,10 @@ class CommandLine(TavrinTest):
             (["record", "-d", "inf"], "--duration: 'inf' is not"),
             (["record", "--continuous", "nan", "-d", "1"], "--continuous: 'nan' is not"),
             (["record", "-w", "sum,nope", "-d", "1"], "unknown writer 'nope'; known are: sum"),
+            (["record", "-w", "sum, Raw", "-d", "1"],
+             "unknown writer ' Raw'; did you mean 'raw'? known are: sum"),
+            (["record", "-o", "out/", "-d", "1"],
+             "'out/' is no base name of outputs (-o): it is a folder; add a name, as in 'out/run'"),
             (["record", "-f", "nope", "-d", "1"],
              "unknown feature 'nope'; known are: core-cstate, cpu-time"),
             (["report"], "file"),
@@ -100,6 +104,17 @@ class CommandLine(TavrinTest):
                 done = self.run_tavrin(*arguments, status=2)
                 self.assertIn(text, done.stderr + done.stdout)
         self.assertEqual(self.files(), [])
+
+    def test_inputs_that_are_none(self):
+        self.write("empty", "")
+        for command in ("report", "export"):
+            for name, text in (("empty", "empty: there is nothing in it"), ("none", "cannot read none: No such"),
+                               ("tree", "cannot read tree: it is a folder")):
+                with self.subTest((command, name)):
+                    done = self.run_tavrin(command, name, status=1)
+                    self.assertEqual(done.stderr.removeprefix("tavrin: error: ").find(text), 0, done.stderr)
+        nothing = self.run_tavrin("report", "-", status=1, stdin=subprocess.DEVNULL)
+        self.assertEqual(nothing.stderr, "tavrin: error: standard input: there is nothing in it\n")
 
     def test_times_have_units(self):
         record = ("record", "--sysroot", "tree", "-f", "thermal", "-q", "-o", "run")

@@ -86,6 +86,14 @@ class Install(unittest.TestCase):
         refused = run(self.tavrin, "report", "-o", "again", STREAM, cwd=self.work, status=2)
         self.assertIn("/share/tavrin/tavrin-output.toml", refused.stderr)
 
+    def test_doctor_names_the_page_that_is_installed(self):
+        os.chmod(self.folder, 0o755)
+        ordinary = {"user": 65534, "group": 65534, "extra_groups": []} if os.geteuid() == 0 else {}
+        told = run(self.tavrin, "doctor", **ordinary).stdout
+        self.assertIn(f"lasting ones: {self.prefix}/share/doc/tavrin/permissions.md\n", told)
+        config = f"{self.prefix}/share/tavrin/tavrin-output.toml"
+        self.assertIn(re.sub(r"\s", "", config), re.sub(r"\s", "", told))
+
     def test_manual_pages_and_completions(self):
         listed = run(self.tavrin, "--help").stdout.split("Subcommands:\n")[1].split("\n\n")[0]
         commands = re.findall(r"^  ([a-z]+) ", listed, re.MULTILINE)

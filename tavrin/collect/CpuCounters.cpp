@@ -53,6 +53,7 @@ void CpuCounters::read(Counter& counter, unsigned long long now, bool isOnline,
   const auto growth = growthOf(counter.before, count);
   if (complete && counter.isKnown && isFound && growth) {
     point.of(counter.interval).add(pwr::Data(*growth), counter.descriptor, counter.entity);
+    counter.isTold = true;
   }
   counter.before = count;
   counter.isKnown = isFound;
@@ -65,7 +66,9 @@ void CpuCounters::remainder(SampleBatch& batch) {
     unsigned long long count = 0;
     if (!counter.isKnown || counter.file.readNumber(count) != 0) continue;
     const auto growth = growthOf(counter.before, count);
-    if (growth && *growth != 0) point.add(pwr::Data(*growth), counter.descriptor, counter.entity);
+    // Of a run that was shorter than the pause, that nothing was counted is told here alone.
+    if (!growth || (*growth == 0 && counter.isTold)) continue;
+    point.add(pwr::Data(*growth), counter.descriptor, counter.entity);
   }
 }
 

@@ -42,6 +42,7 @@ class CpuCounters {
     const pwr::DataDescriptor* descriptor = nullptr;
     unsigned long long before = 0;
     bool isKnown = false;  // whether it could be read at the end of the last interval
+    bool isTold = false;   // whether a sample has had a count of it
     Interval interval = {};
     unsigned long long due = 0;  // time of the next reading
   };

@@ -28,6 +28,7 @@ struct Diagnosis {
   std::string user;  ///< name and number
   std::vector<FeatureFinding> features;
   std::vector<Check> checks;
+  std::string guide = "docs/permissions.md";  ///< where to read on about rights
 
   std::size_t count(FeatureProbe::State state) const;
   /// The rights that some feature lacks, in the order of `rights`.

@@ -100,7 +100,7 @@ void addMissing(Page& page, const Diagnosis& diagnosis) {
     addGains(page, *right, diagnosis.features);
     for (const char* const command : right->recipe) page.verbatim(std::string("    $ ") + command);
   }
-  page.verbatim("\n What these mean, safer ways and lasting ones: docs/permissions.md");
+  page.verbatim("\n What these mean, safer ways and lasting ones: " + diagnosis.guide);
 }
 
 void addFeatures(Page& page, const Diagnosis& diagnosis, const std::string& title,

@@ -11,6 +11,7 @@ bool PeekedSource::peekMore() {
   head_.resize(kMostHead);
   const long long count = source_->read(head_.data() + known, kMostHead - known);
   head_.resize(known + static_cast<std::size_t>(std::max(count, 0LL)));
+  hasEnded_ = count == 0;
   return count > 0;
 }
 

@@ -22,6 +22,8 @@ class PeekedSource final : public ByteSource {
   /// recognised before it writes more. Returns false when nothing is added: the input ends there or
   /// cannot be read, a stop has ended it, or the head is full.
   bool peekMore();
+  /// Whether the input has ended without a byte: it was read, and no stop ended it.
+  bool isEmpty() const { return head_.empty() && hasEnded_ && !isStopped(); }
 
   long long read(char* buffer, std::size_t size) override;
   std::string readError() const override { return source_->readError(); }
@@ -33,6 +35,7 @@ class PeekedSource final : public ByteSource {
  private:
   const std::unique_ptr<ByteSource> source_;
   std::string head_;
+  bool hasEnded_ = false;
   std::size_t read_ = 0;  ///< of the head
 };
 

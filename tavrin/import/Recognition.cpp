@@ -1,7 +1,9 @@
 #include "tavrin/import/Recognition.h"
 
 #include <algorithm>
+#include <filesystem>
 
+#include "hostcommon/Utf8Path.h"
 #include "packing/Packing.h"
 #include "readers/ResultReader.h"
 #include "readers/RunFiles.h"
@@ -111,6 +113,10 @@ ImportOptions inRunOrder(ImportOptions options) {
 }
 
 std::unique_ptr<PeekedSource> openInput(const std::string& path, const StopRequest* stop) {
+  std::error_code unknown;
+  if (path != "-" && std::filesystem::is_directory(pwr::pathFromUtf8(path), unknown)) {
+    throw CommandError(kExitIncomplete, "cannot read " + path + ": it is a folder");
+  }
   auto input = std::make_unique<PeekedSource>(std::make_unique<InputFile>(path, stop));
   while (mayBePacked(input->head()) && input->peekMore()) {
   }
@@ -129,6 +135,9 @@ std::unique_ptr<Import> openImport(PeekedSource& input, pwr::MessageSink& sink,
   while (kind == nullptr && !isAll) {
     isAll = !input.peekMore();
     kind = kindOf({input.head(), isAll});
+  }
+  if (isAll && input.isEmpty()) {
+    throw CommandError(kExitIncomplete, input.name() + ": there is nothing in it");
   }
   if (kind == nullptr) refuse(input.name());
   return kind->open(input, sink, options);
