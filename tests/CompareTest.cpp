@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "hostcommon/summary/TableBuilder.h"
 #include "tavrin/compare/CompareReport.h"
 #include "tavrin/compare/Comparison.h"
 #include "tavrin/compare/RankTest.h"
@@ -126,6 +127,32 @@ TEST(Comparison, WhatChangedMostComesFirst) {
                 .find("3 more changed less (--top 0 shows all)\n"
                       "1 did not change\n"),
             std::string::npos);
+}
+
+TEST(RunFigures, WhatACommandUsedIsCompared) {
+  const pwr::SystemMetadata system({.collectionDurationSec = 2.0});
+  RunFigures figures;
+  figures.system(system);
+  const auto deliver = [&figures](const char* title, const char* column) {
+    pwr::TableBuilder table(1, 0, title, "");
+    table.column("Name");
+    table.column(column);
+    table.row({pwr::Data("Elapsed Time (ms)"), pwr::Data(1462.5)});
+    table.row({pwr::Data("Page Faults"), pwr::Data(7)});
+    table.row({pwr::Data("Cycles"), pwr::Data("n/a")});
+    table.deliver([&figures](const pwr::TableMessage& message) { figures.table(message); });
+  };
+  deliver("Command Summary", "Value");
+  deliver("Other Summary", "Count");
+  std::string text;
+  for (const auto& [key, figure] : figures.take().figures) {
+    text += key.metric + "/" + key.descriptor + " " + nameOf(key.form) + "=" +
+            std::to_string(figure.value) + figure.unit + " of " + std::to_string(figure.seconds) +
+            "\n";
+  }
+  EXPECT_EQ(text,
+            "Command/Elapsed Time total=1462.500000ms of 2.000000\n"
+            "Command/Page Faults total=7.000000 of 2.000000\n");
 }
 
 TEST(Comparison, FilesOfARunAreOneRun) {

@@ -1,6 +1,7 @@
 #include "tavrin/compare/RunFigures.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -190,10 +191,32 @@ void RunFigures::remainder(pwr::Metric& metric) {
   totalsOf(metric).addRemainder(metric.getData());
 }
 
+void RunFigures::table(const pwr::TableMessage& message) {
+  constexpr std::string_view kSummary = " Summary";
+  const std::vector<pwr::Data>& cells = message.getCells();
+  const std::vector<const pwr::DataHandle*>& columns = message.getHandles();
+  if (cells.size() != 2 || columns.size() != 2 || columns[1]->getFieldName() != "Value") return;
+  std::string name;
+  double number = 0.0;
+  if (cells[0].toString(name) != 0 || cells[1].toReal(number) != 0) return;
+  std::string title = message.getTitle();
+  if (title.ends_with(kSummary)) title.resize(title.size() - kSummary.size());
+  std::string unit;
+  if (const std::size_t open = name.rfind(" ("); open != std::string::npos && name.back() == ')') {
+    unit = name.substr(open + 2, name.size() - open - 3);
+    name.resize(open);
+  }
+  told_.insert_or_assign(
+      {.metric = std::move(title), .descriptor = std::move(name), .form = FigureForm::Total},
+      Figure{.value = number, .unit = unit, .isEnergy = unit == "J"});
+}
+
 ComparedRun RunFigures::take() {
   ComparedRun run;
   if (metadata_ == nullptr) return run;
   run.facts = factsOf(*metadata_);
+  for (auto& [key, figure] : told_) figure.seconds = run.facts.seconds;
+  run.figures = std::move(told_);
   std::map<std::string, int> uses;
   for (const auto& [id, totals] : totals_) ++uses[totals.metric()->name];
   for (auto& [id, totals] : totals_) {

@@ -65,6 +65,9 @@ class RunFigures final : public MetricSink {
   void system(const pwr::SystemMetadata& metadata) override { metadata_ = &metadata; }
   void metric(pwr::Metric& metric) override;
   void remainder(pwr::Metric& metric) override;
+  /// Of two columns, the second called "Value", each row is a figure: so a run tells what its
+  /// command used.
+  void table(const pwr::TableMessage& message) override;
 
   /// To be called once.
   ComparedRun take();
@@ -77,6 +80,7 @@ class RunFigures final : public MetricSink {
   std::map<unsigned int, pwr::MetricTotals> totals_;  // by metric
   /// By metric: what the elements of a list add up to, by the names of those that they are of.
   std::map<unsigned int, std::map<std::string, double>> owners_;
+  std::map<FigureKey, Figure> told_;  // by tables
 };
 
 }  // namespace tavrin
