@@ -3,50 +3,51 @@
 //   collector BASE SAMPLES    writes BASE.csv, BASE.pwr, BASE.ztbin, BASE_trace.csv ...
 
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <thread>
 
 #include "hostcommon/Descriptions.h"
 #include "hostcommon/session/PluginLibraries.h"
 #include "hostcommon/session/Session.h"
 
-unsigned long long now() {  // in nanoseconds, which are the ticks of this collector
-  const auto time = std::chrono::steady_clock::now().time_since_epoch();
-  return static_cast<unsigned long long>(std::chrono::nanoseconds(time).count());
+unsigned long long now() {  // in nanoseconds: ticks of a clock of 1000 MHz
+  const std::chrono::nanoseconds time = std::chrono::steady_clock::now().time_since_epoch();
+  return static_cast<unsigned long long>(time.count());
 }
 
 int main(int argc, char** argv) try {
-  if (argc != 3) return std::fprintf(stderr, "usage: %s BASE SAMPLES\n", argv[0]), 2;
-  const long samples = std::strtol(argv[2], nullptr, 10);
-  const pwr::PluginLibraries plugins;
+  const long samples = argc == 3 ? std::strtol(argv[2], nullptr, 10) : 0;
+  if (samples <= 0) return std::cerr << "usage: " << argv[0] << " BASE SAMPLES\n", 2;
+  const pwr::PluginLibraries plugins;  // outlives the session
   pwr::Session session(plugins.select({"all"}));
   session.open(argv[1], false);
-  pwr::SystemMetadata system({.hostName = "example", .timestampClockFrequencyMHz = 1000});
-  system.edit().collectionStartTimestamp = now();
+  pwr::SystemMetadata system(
+      {.timestampClockFrequencyMHz = 1000, .collectionStartTimestamp = now()});
   session.system(system);
-  const pwr::EntityHandle* const machine =
-      pwr::createEntity({.name = "Machine", .level = "System"});
-  const pwr::DataDescriptor* const average = pwr::DataDescriptor::create({"1 min", ""});
-  pwr::Metric load(
-      pwr::createMetric({.name = "Load",
-                         .featureTag = "load",
-                         .type = pwr::Metric::MetricType::SampledValue,
-                         .quantity = pwr::createQuantity({.name = "Load"}),
-                         .combinations = {{.entity = machine, .descriptor = average}}}));
+  const auto* machine = pwr::createEntity({.name = "Machine", .level = "System"});
+  const auto* average = pwr::DataDescriptor::create({"1 min", "of the last minute"});
+  pwr::Metric load(pwr::createMetric({.name = "Load",
+                                      .featureTag = "load",
+                                      .type = pwr::Metric::MetricType::SampledValue,
+                                      .quantity = pwr::createQuantity({.name = "Load"}),
+                                      .combinations = {{machine, average}}}));
   for (long left = samples; left > 0; --left) {
-    const unsigned long long start = now();
+    const auto start = now();
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     double value = 0.0;
-    std::ifstream("/proc/loadavg") >> value;
+    if (!(std::ifstream("/proc/loadavg") >> value)) continue;  // a gap
     load.editData() = {start,
                        {pwr::DataElement(pwr::Data(value), average, machine, now() - start)}};
     session.metric(load);
   }
-  system.edit().collectionStopTimestamp = now();
-  system.edit().collectionDurationSec = 0.1 * static_cast<double>(samples);
-  return session.finish().empty() ? 0 : 1;
+  pwr::SystemDescription& run = system.edit();
+  run.collectionStopTimestamp = now();
+  run.collectionDurationSec = 1e-9 * static_cast<double>(now() - run.collectionStartTimestamp);
+  const std::vector<std::string> incomplete = session.finish();
+  for (const std::string& writer : incomplete) std::cerr << writer << " is incomplete\n";
+  return incomplete.empty() ? 0 : 1;
 } catch (const pwr::HostError& error) {
-  return std::fprintf(stderr, "%s\n", error.what()), 1;
+  return std::cerr << error.what() << '\n', 1;
 }

@@ -2,11 +2,11 @@
 //
 //   tavrin record -d 1s --plugin ./libcount_writer.so -w count -o run    writes run.count
 
-#include <fstream>
 #include <map>
 #include <string>
 
 #include "writers/host/PluginCapability.h"
+#include "writers/host/PluginEnvironment.h"
 #include "writers/host/WriterPlugin.h"
 #include "writers/host/WriterPluginList.h"
 
@@ -20,16 +20,18 @@ class CountWriter final : public WriterPlugin {
                                                   ".count", false));
   }
 
+  // A file of the host's: it gets its name when it is complete, and the host tells what failed.
   int openOutput(const std::string& baseName, bool /*continuous*/) override {
     counts_.clear();
-    file_.open(baseName + ".count");
-    return file_.is_open() ? 0 : 1;
+    file_ = g_pluginEnvironment->getFileOutputHandle((baseName + ".count").c_str());
+    return file_ != nullptr ? 0 : 1;
   }
 
   int closeOutput() override {
-    for (const auto& [name, count] : counts_) file_ << count << '\t' << name << '\n';
-    file_.close();
-    return file_ ? 0 : 1;
+    std::string text;
+    for (const auto& [name, count] : counts_) text += std::to_string(count) + '\t' + name + '\n';
+    file_->write(text.data(), text.size());  // a failure is remembered
+    return file_->close();
   }
 
  private:
@@ -39,7 +41,7 @@ class CountWriter final : public WriterPlugin {
     return 0;
   }
 
-  std::ofstream file_;
+  pwr::Logger* file_ = nullptr;
   std::map<std::string, std::size_t> counts_;
 };
 

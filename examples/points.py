@@ -3,6 +3,9 @@ import sys
 
 import tavrin
 
-run = tavrin.open(*sys.argv[1:])
-table = run.to_pandas()
+try:
+    run = tavrin.open(*sys.argv[1:])
+    table = run.to_pandas()
+except tavrin.Error as fault:
+    sys.exit(str(fault))
 print(table.groupby(["metric", "entity", "descriptor"])["value"].mean())

@@ -45,5 +45,9 @@ int main(int argc, char** argv) {
   if (status == TAVRIN_FAULT) fprintf(stderr, "%s\n", tavrin_error(reader));
   if (status == TAVRIN_NO_MEMORY) fprintf(stderr, "out of memory\n");
   tavrin_close(reader);
+  if (fflush(stdout) != 0 || ferror(stdout)) {
+    fprintf(stderr, "cannot write to standard output\n");
+    return 1;
+  }
   return status == TAVRIN_END ? 0 : 1;
 }

@@ -44,7 +44,8 @@ class Examples(TavrinTest):
         done = self.collect("none/load", "3")
         self.assertEqual(done.returncode, 1)
         self.assertIn("cannot open the output of writer sum", done.stderr)
-        self.assertEqual(self.collect("load").returncode, 2)
+        for wrong in (["load"], ["load", "x"], ["load", "0"]):
+            self.assertEqual(self.collect(*wrong).returncode, 2)
 
     def test_a_writer_in_a_plugin_library(self):
         self.run_tavrin("report", "--plugin", COUNT_WRITER, "-w", "count,bin", "-o", "run", STREAM)
@@ -53,6 +54,13 @@ class Examples(TavrinTest):
         written = {name: int(count) for count, name in (line.split("\t") for line in lines)}
         self.assertGreater(len(counts), 1)
         self.assertEqual(written, dict(counts))
+
+    def test_a_writer_leaves_the_last_good_file_alone(self):
+        self.write("run.count", "of an earlier run")
+        self.write("faulty.jsonl", read(STREAM) + "nonsense\n")
+        self.run_tavrin("report", "--plugin", COUNT_WRITER, "-w", "count", "-o", "run", "faulty.jsonl",
+                        status=1)
+        self.assertEqual(read(self.path("run.count")), "of an earlier run")
 
 
 if __name__ == "__main__":

@@ -58,6 +58,12 @@ class ReaderLibrary(unittest.TestCase):
         self.assertIn("cannot read none", output(PROGRAM, "none", status=1).stderr)
         self.assertIn("no file is given", output(PROGRAM, status=1).stderr)
 
+    def test_output_that_cannot_be_written_is_told_of(self):
+        with open("/dev/full", "w") as full:
+            done = subprocess.run([PROGRAM, "run.ztbin"], stdout=full, stderr=subprocess.PIPE, text=True,
+                                  timeout=120)
+        self.assertEqual((done.returncode, done.stderr), (1, "cannot write to standard output\n"))
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1])
