@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 
@@ -13,6 +14,7 @@
 #include <toml++/toml.h>
 
 #include "hostcommon/Platform.h"
+#include "hostcommon/Utf8Path.h"
 #include "tavrin/UsageError.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/PlainText.h"
@@ -21,7 +23,8 @@ namespace tavrin {
 
 namespace {
 
-constexpr std::size_t kMostConfigBytes = 1'000'000;
+/// The parser calls itself for each part of a name, of which so many letters may have half as many.
+constexpr std::size_t kMostConfigBytes = 20'000;
 
 /// What concerns the call, not the recording.
 constexpr std::array<std::string_view, 3> kNoKeys{"config", "check", "help"};
@@ -31,6 +34,11 @@ constexpr std::array<std::string_view, 3> kNoKeys{"config", "check", "help"};
 }
 
 std::string textOfConfig(const std::string& path) {
+  // A pipe would be read once, and not again when it is asked for.
+  std::error_code error;
+  if (std::filesystem::is_other(pwr::pathFromUtf8(path), error)) {
+    refuseAt(path, "this is no configuration file");
+  }
   const std::unique_ptr<FILE, int (*)(FILE*)> file(pwr::platform::openFile(path.c_str(), "rb"),
                                                    std::fclose);
   if (file == nullptr) refuseAt(path, pwr::platform::errorText(errno));
@@ -104,7 +112,12 @@ ConfiguredOption Reading::option(const std::string& key, const toml::node& node)
 }
 
 std::string Reading::valueOf(const std::string& key, const toml::node& node) const {
-  if (const auto* const text = node.as_string()) return text->get();
+  if (const auto* const text = node.as_string()) {
+    if (text->get().find('\0') != std::string::npos) {
+      refuseAt(placeOf(node), key + " has a character that cannot be in a text: 0");
+    }
+    return text->get();
+  }
   if (const auto* const number = node.as_integer()) return std::to_string(number->get());
   if (const auto* const number = node.as_floating_point()) return plainNumber(number->get());
   refuseAt(placeOf(node), key + " must be a text in double quotes or a number");
