@@ -21,14 +21,20 @@ namespace tavrin {
 namespace {
 
 constexpr std::chrono::minutes kAbandoned{1};
+/// In seconds; in nanoseconds no clock counts much further.
+constexpr long kLatest = 9'000'000'000;
+/// Servers of files have clocks of their own.
+constexpr std::chrono::hours kClockDifference{1};
 constexpr const char* kIncomplete = ".incomplete";
 
 /// What is under a name, if that is a file; a link is none.
 std::optional<RunFolder::File> fileAt(const std::string& folder, const std::string& name) {
   struct stat status {};
   if (lstat((folder + name).c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
-  const auto sinceEpoch = std::chrono::seconds(status.st_mtim.tv_sec) +
-                          std::chrono::nanoseconds(status.st_mtim.tv_nsec);
+  const auto seconds =
+      std::clamp<decltype(status.st_mtim.tv_sec)>(status.st_mtim.tv_sec, 0, kLatest);
+  const auto sinceEpoch =
+      std::chrono::seconds(seconds) + std::chrono::nanoseconds(status.st_mtim.tv_nsec);
   return RunFolder::File{.name = name,
                          .modified = RunFolder::Time(
                              std::chrono::duration_cast<RunFolder::Time::duration>(sinceEpoch)),
@@ -83,8 +89,12 @@ RunFolder::Content RunFolder::look(Time now) {
     content.files.push_back(std::move(*file));
   }
   if (error) faultNote_.tell("cannot read the folder " + folder_ + ": " + error.message());
-  std::ranges::sort(content.files, {},
-                    [](const File& file) { return std::tie(file.modified, file.name); });
+  // What comes from the future was written before the clock was set back.
+  const auto isOfNow = [&](const File& file) { return file.modified < now + kClockDifference; };
+  std::ranges::sort(content.files, [&](const File& one, const File& other) {
+    return std::tuple(isOfNow(one), one.modified, std::string_view(one.name)) <
+           std::tuple(isOfNow(other), other.modified, std::string_view(other.name));
+  });
   return content;
 }
 

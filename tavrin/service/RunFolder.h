@@ -22,7 +22,7 @@ class RunFolder {
     bool isNumbered = false;  ///< a period of a continuous run, complete and not packed
   };
   struct Content {
-    std::vector<File> files;  ///< the oldest first
+    std::vector<File> files;  ///< the oldest first; before them those that are from the future
     std::uint64_t bytes = 0;  ///< of all files, and of what is being written in the folder
   };
 
