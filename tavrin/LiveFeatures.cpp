@@ -37,6 +37,8 @@ LiveFeatures::LiveFeatures(const Options& options, const ChildProcess* command,
   const auto isAskedFor = [&](const std::string& name) {
     return std::ranges::count(options.features, name) > 0;
   };
+  // Machines share a configuration that not all of them can have in full.
+  const bool isConfigured = !options.config.empty();
   std::string refused;
   unsigned int containerId = 0;
   for (const auto& feature : features_) {
@@ -50,7 +52,9 @@ LiveFeatures::LiveFeatures(const Options& options, const ChildProcess* command,
       present_.push_back(feature.get());
       if (feature->tracing() != nullptr) tracing_ = feature->tracing();
     } else if (named) {
-      throw CommandError(kExitIncomplete, whyNot(feature->tag(), probe));
+      const std::string why = whyNot(feature->tag(), probe);
+      if (!isConfigured) throw CommandError(kExitIncomplete, why);
+      warn(why);
     } else if (probe.state() == FeatureProbe::State::Refused) {
       refused.append(refused.empty() ? "" : ", ").append(feature->tag());
     }

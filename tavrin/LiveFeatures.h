@@ -17,7 +17,8 @@ class ChildProcess;
 class LiveFeatures {
  public:
   /// `command` and `mostEnded` are those of `createFeatures`. Throws CommandError when a feature
-  /// that was named is unknown or absent, or none is there.
+  /// that was named is unknown or absent, or none is there. With a configuration file those that
+  /// are absent are told only.
   LiveFeatures(const Options& options, const ChildProcess* command, std::size_t mostEnded);
 
   const SysRoot& root() const { return root_; }
