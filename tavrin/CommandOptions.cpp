@@ -207,7 +207,8 @@ void addService(CLI::App& record, Options& options) {
   record
       .add_option("--config", options.config,
                   "Options of 'record' from this file (TOML), by their long names; those of the "
-                  "command line win. SIGHUP reads it again")
+                  "command line win. With --continuous, SIGHUP reads it again. A feature "
+                  "that the machine lacks is left out")
       ->type_name("FILE");
   record.add_flag("--check", options.check,
                   "Only tell whether a recording with these options could begin");

@@ -126,10 +126,14 @@ std::vector<fs::path> OutputNames::leftovers() const {
   return files;
 }
 
-void OutputNames::makeFolder() const {
+std::error_code OutputNames::ensureFolder() const {
   std::error_code error;
   if (!folder().empty()) fs::create_directories(folder(), error);
-  if (error) {
+  return error;
+}
+
+void OutputNames::makeFolder() const {
+  if (const std::error_code error = ensureFolder()) {
     throw CommandError(kExitIncomplete, "cannot make the folder " + pwr::utf8FromPath(folder()) +
                                             ": " + error.message());
   }

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "hostcommon/session/PluginLibraries.h"
@@ -30,6 +31,8 @@ class OutputNames {
   std::vector<std::filesystem::path> leftovers() const;
   /// Makes the folder of the files. Throws CommandError when that fails.
   void makeFolder() const;
+  /// Likewise, and returns why it fails.
+  std::error_code ensureFolder() const;
 
  private:
   std::filesystem::path folder() const;

@@ -3,17 +3,21 @@
 
 #if defined(__linux__)
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
 #include "hostcommon/NumberText.h"
 #include "hostcommon/Platform.h"
+#include "hostcommon/StagedFile.h"
 #include "hostcommon/Utf8Path.h"
 #include "hostcommon/Version.h"
 #include "hostcommon/session/PluginLibraries.h"
@@ -81,9 +85,11 @@ std::string localTime(std::time_t time) {
 class Recording {
  public:
   explicit Recording(const Options& options);
+  /// Throws CommandError when the outputs could not be written.
+  void check() const;
   int run();
-  /// Whether another run follows, in a process that begins anew.
-  bool isReloading() const { return service_.isReloading(); }
+  /// Whether another run follows, in a process that begins anew. Not when the end was asked for.
+  bool isReloading() const { return service_.isReloading() && stop_.signal() == 0; }
 
  private:
   void refuseCapture() const;
@@ -96,6 +102,7 @@ class Recording {
   void deliverRest();
   void tellOfMemory() const;
   void prepareOutputs();
+  void makeRoom();
   SamplingReport sample();
   void report(const SamplingReport& sampling) const;
   void warnOfSilent() const;
@@ -132,7 +139,7 @@ Recording::Recording(const Options& options)
       writers_(plugins_.select(options.writers)),
       shipping_(options),
       service_(options),
-      suffix_(service_.keepsFiles() || options.ship.isAsked() ? startSuffix() : ""),
+      suffix_(service_.namesStarts() ? startSuffix() : ""),
       names_(nameOutputs(options, plugins_, writers_, options.continuousSec > 0.0, suffix_)),
       interrupt_(
           std::in_place, stop_,
@@ -231,13 +238,13 @@ void Recording::drain(SampleQueue& queue, const Sampler& sampler) {
     }
     traceKernel(sampler);
     if (options_.continuousSec > 0.0 && Clock::now() >= nextFlush_) {
-      service_.makeRoom();
+      makeRoom();
       session_.flush();
       nextFlush_ += toDuration(options_.continuousSec);
     }
     if (capture_) capture_->keepUp(Clock::now());
     showProgress(Clock::now());
-    if (service_.keepUp(Clock::now(), batch != nullptr)) stop_.request(SIGHUP);
+    if (service_.keepUp(Clock::now(), batch != nullptr)) stop_.request();
   }
 }
 
@@ -311,6 +318,25 @@ void Recording::prepareOutputs() {
   names_.makeFolder();
 }
 
+/// For the next files. Somebody may have taken the folder away since the last ones.
+void Recording::makeRoom() {
+  service_.makeRoom();
+  names_.ensureFolder();
+}
+
+void Recording::check() const {
+  namespace fs = std::filesystem;
+  if (names_.baseName() == "console") return;
+  std::error_code error;
+  fs::path folder = fs::absolute(pwr::pathFromUtf8(names_.baseName())).parent_path();
+  const bool isThere = fs::exists(folder, error);
+  while (!fs::exists(folder, error) && folder.has_relative_path()) folder = folder.parent_path();
+  pwr::StagedFile file;
+  if (isThere ? file.open(names_.baseName()) : access(folder.c_str(), W_OK | X_OK) == 0) return;
+  throw CommandError(kExitIncomplete, "cannot write into the folder " + pwr::utf8FromPath(folder) +
+                                          ": " + std::strerror(errno));
+}
+
 /// Starts the command and samples until the end.
 SamplingReport Recording::sample() {
   // A journal and results that are flushed have to keep up.
@@ -341,6 +367,7 @@ void Recording::awaitShipping() {
   StopRequest enough;
   const Interrupt interrupt(enough);
   shipping_.finish(enough);
+  if (enough.signal() != SIGHUP) stop_.request(enough.signal());
 }
 
 int Recording::run() {
@@ -362,7 +389,7 @@ int Recording::run() {
   const bool isCaptured = !capture_ || capture_->finish(metadata_);
   if (command_) command_->end(stop_.signal() == SIGINT);
   progress_.show("writing the outputs");
-  service_.makeRoom();
+  makeRoom();
   int status = reportIncomplete(session_.finish());
   if (!isCaptured) {
     fail("the capture " + options_.capture + " is incomplete");
@@ -381,7 +408,10 @@ int Recording::run() {
 int runRecord(const Options& options) {
   setUpHost(options);
   auto recording = std::make_unique<Recording>(options);
-  if (options.check) return kExitDone;
+  if (options.check) {
+    recording->check();
+    return kExitDone;
+  }
   const int status = recording->run();
   const bool isReloading = recording->isReloading();
   recording.reset();

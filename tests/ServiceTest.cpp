@@ -16,6 +16,7 @@
 #include <random>
 
 #include "hostcommon/StagedFile.h"
+#include "tavrin/service/FileKeeper.h"
 #include "tavrin/service/FilePacker.h"
 #include "tavrin/service/Rotation.h"
 #include "tavrin/service/RunNames.h"
@@ -185,6 +186,50 @@ TEST(Rotation, AWeekStaysWithinItsBounds) {
   }
 }
 
+TEST(Rotation, WhatIsFromTheFutureGoesFirst) {
+  const TempFolder folder;
+  const auto now = Time(std::chrono::hours(500'000));
+  using std::chrono::hours;
+  const struct {
+    std::string name;
+    Time modified;
+  } files[] = {{"run" + std::string(kStart) + "_0.ztbin", now + hours(9000)},
+               {"run" + std::string(kStart) + "_1.ztbin", now - hours(3)},
+               {"run" + std::string(kStart) + "_2.ztbin", now - hours(2)}};
+  for (const auto& [name, modified] : files) {
+    folder.write(name, std::string(500, 'x'));
+    setModified(folder.path(name), modified);
+  }
+  const std::string far = "run" + std::string(kStart) + "_3.ztbin";
+  folder.write(far, "a year that does not fit into nanoseconds");
+  const timespec times[] = {{13'000'000'000, 0}, {13'000'000'000, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, folder.path(far).c_str(), times, 0), 0);
+  RunFolder content(folder.path(), "run", false);
+  EXPECT_EQ(Rotation(content, {.ageSec = 7200.0, .bytes = 0}).trim(now, 0).files.size(), 3U);
+  EXPECT_TRUE(fs::exists(folder.path(far))) << "its age is not known";
+  const auto left = Rotation(content, {.ageSec = 0, .bytes = 510}).trim(now, 0).files;
+  ASSERT_EQ(left.size(), 1U);
+  EXPECT_EQ(left.front().name, files[2].name);
+}
+
+TEST(FileKeeper, DoesNotDelayTheEndForLong) {
+  constexpr int kFiles = 100;
+  const TempFolder folder;
+  const auto name = [](int i) {
+    return "run" + std::string(kStart) + "_" + std::to_string(i) + ".ztbin";
+  };
+  for (int i = 0; i < kFiles; ++i) folder.write(name(i), std::string(500'000, 'x'));
+  for (const bool isPatient : {false, true}) {
+    FileKeeper keeper(
+        {.folder = folder.path(), .stem = "run", .bounds = {}, .packing = Packing::Zstd});
+    keeper.start();
+    keeper.finish(isPatient ? std::chrono::minutes(5) : std::chrono::minutes(0));
+    int packed = 0;
+    for (int i = 0; i < kFiles; ++i) packed += fs::exists(folder.path(name(i) + ".zst")) ? 1 : 0;
+    EXPECT_EQ(packed == kFiles, isPatient) << packed;
+  }
+}
+
 TEST(Rotation, LeavesLinesToWhoeverSendsThem) {
   const TempFolder folder;
   const std::string stem = "run" + std::string(kStart);
@@ -276,6 +321,12 @@ TEST(ServiceNotifier, TellsTheWatchdogSeveralTimesInItsPeriod) {
     if (!manager.take().empty()) ++told;
   }
   EXPECT_EQ(told, 8);
+  for (const char* hostile : {"9223372036854775807", "1"}) {
+    setenv("WATCHDOG_USEC", hostile, 1);
+    const auto period = ServiceNotifier().watchdogPeriod();
+    EXPECT_GE(period, std::chrono::milliseconds(10)) << hostile;
+    EXPECT_LE(period, std::chrono::hours(1)) << hostile;
+  }
   setenv("WATCHDOG_PID", "1", 1);
   EXPECT_EQ(ServiceNotifier().watchdogPeriod().count(), 0) << "it waits for somebody else";
 }

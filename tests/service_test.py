@@ -4,6 +4,7 @@
 usage: service_test.py TAVRIN TESTS_FOLDER [TEST...]
 """
 
+import contextlib
 import os
 import random
 import re
@@ -91,9 +92,11 @@ class Configuration(ServiceTest):
             ('output = "a"\noutput = "b"', "2: "),
             ('output = x', "1: "),
             ('verbosity = 9', "1: --verbosity: "),
+            ('output = "a\\u0000b"', "1: output has a character that cannot be in a text: 0"),
+            ("a" + ".a" * 100_000 + " = 1", " this is no configuration file"),
         ]
         for text, error in cases:
-            with self.subTest(text):
+            with self.subTest(text[:40]):
                 self.write("record.toml", text)
                 done = self.record("-d", "1", status=2)
                 self.assertIn(f"tavrin: error: record.toml:{error}", done.stderr)
@@ -101,13 +104,28 @@ class Configuration(ServiceTest):
         self.assertIn("--compress requires --continuous", self.record("-d", "1", status=2).stderr)
         done = self.run_tavrin("record", "--config", "none.toml", status=2)
         self.assertIn("none.toml: No such file", done.stderr)
-        done = self.run_tavrin("record", "--config", "/dev/zero", status=2)
-        self.assertIn("this is no configuration file", done.stderr)
+        os.mkfifo(self.path("pipe"))
+        for name in ("/dev/zero", "pipe"):
+            done = self.run_tavrin("record", "--config", name, status=2)
+            self.assertIn("this is no configuration file", done.stderr)
 
     def test_check_records_nothing(self):
         self.record("--check")
         self.assertEqual(self.out(), [])
         self.assertIn("unknown feature 'nope'", self.record("--check", "-f", "nope", status=2).stderr)
+        self.record("--check", "-o", "console", "--keep", "1d", status=2)
+        for output in ("record.toml/run", "out/new/run"):
+            os.makedirs(self.path("out"), exist_ok=True)
+            done = self.record("--check", "-o", output, status=1 if "toml" in output else 0)
+            self.assertEqual("cannot write into the folder" in done.stderr, "toml" in output)
+        self.assertEqual(self.out(), [])
+
+    def test_what_a_machine_lacks_is_left_out(self):
+        self.write("record.toml", CONFIG.replace("cpu-time", "pressure"))
+        done = self.record("-d", "100ms")
+        self.assertIn("warning: this machine has no feature 'pressure': ", done.stderr)
+        self.assertTrue(self.out())
+        self.assertIn("none of the features", self.record("-d", "1", "-f", "disk", status=1).stderr)
 
     def test_help(self):
         text = self.run_tavrin("record", "--help").stdout
@@ -159,25 +177,39 @@ class Files(ServiceTest):
         for name in ("other-20260101-000000-000_3.ztbin", "run_3.ztbin"):
             self.write("out/" + name, "x" * 20000)
         process = self.start_record("--keep", "60K", "--continuous", "20ms")
-        largest = 0
+        largest = largest_file = 0
         deadline = time.monotonic() + 4
         while time.monotonic() < deadline:
-            size = 0
-            for name in self.out():
+            names = self.out()
+            sizes = [0]
+            for name in names:
                 if name.startswith(("run-", ".tavrin-")):
-                    try:
-                        size += os.path.getsize(self.path("out/" + name))
-                    except FileNotFoundError:
-                        pass
-            largest = max(largest, size)
+                    with contextlib.suppress(FileNotFoundError):
+                        sizes.append(os.path.getsize(self.path("out/" + name)))
+            if self.out() == names:  # else some came after others, that were counted, had gone
+                largest = max(largest, sum(sizes))
+                largest_file = max(largest_file, *(size for size in sizes if size != 20000))
         errors = self.end(process)
         self.assertGreater(largest, bound / 2)
-        self.assertLessEqual(largest, bound)
+        # On a busy machine a period may be much longer than the one before.
+        self.assertLessEqual(largest, bound + (largest_file if largest_file > 5000 else 0))
         self.assertRegex(errors, r"removed out/run-20260101-000000-000_3.*for --keep")
         self.assertEqual(errors.count("for --keep"), 1, "told once")
         self.assertEqual([name for name in self.out() if "20260101" in name],
                          ["other-20260101-000000-000_3.ztbin"])
         self.assertIn("run_3.ztbin", self.out())
+
+    def test_a_bound_that_no_file_fits_in(self):
+        errors = self.record("-d", "300ms", "--keep", "1K").stderr
+        self.assertEqual(len(re.findall("--keep has room for fewer than three files", errors)), 1)
+
+    def test_a_folder_that_was_taken_away_comes_again(self):
+        process = self.start_record()
+        self.wait_for(self.finals)
+        os.rename(self.path("out"), self.path("moved"))
+        self.wait_for(lambda: len(self.finals()) > 2)
+        self.end(process)
+        self.assertTrue(all(name.endswith(".zst") for name in self.out()), self.out())
 
     def test_killed_at_any_place(self):
         generator = random.Random(int(os.environ.get("TAVRIN_TEST_SEED", "0")) or None)
@@ -254,6 +286,11 @@ class Manager(ServiceTest):
         self.assertFalse([text for text in self.hear("STOPPING") if "READY" in text])
         self.end(process)
 
+    def test_a_name_of_several_lines(self):
+        process = self.start_record("-o", "out/a\nMAINPID=1", env=self.environment)
+        self.assertTrue(self.hear("STATUS")[-1].startswith("STATUS=recording to out/a\\x0aMAINPID=1-"))
+        self.end(process)
+
     def test_watchdog_hears_nothing_from_a_writer_that_hangs(self):
         os.mkfifo(self.path("pipe"))
         reader = os.open(self.path("pipe"), os.O_RDONLY | os.O_NONBLOCK)
@@ -288,12 +325,43 @@ class Manager(ServiceTest):
             self.assertTrue(all(name.endswith(".ztbin.zst") for name in names), names)
             self.assertIn("sound", self.run_tavrin("inspect", *("out/" + n for n in names)).stdout)
 
+    def test_reload_never_writes_over_what_is_there(self):
+        config = CONFIG.replace('compress = "zstd"\nkeep = ["7d", "2G"]\n', "")
+        self.write("record.toml", config)
+        process = self.start_record(env=self.environment)
+        for _ in range(2):
+            self.hear("READY")
+            before = len(self.finals())
+            self.wait_for(lambda: len(self.finals()) > before + 2)
+            process.send_signal(signal.SIGHUP)
+        self.hear("READY")
+        self.end(process)
+        self.assertEqual(len({name.split("_")[0] for name in self.out()}), 3)
+        self.write("record.toml", config.replace('continuous = "50ms"', ""))
+        process = self.start_record("-o", "whole", env=self.environment)
+        self.hear("READY")
+        process.send_signal(signal.SIGHUP)
+        process.communicate(timeout=60)
+        self.run_tavrin("inspect", "whole.ztbin")
+
+    def test_a_stop_while_a_reload_is_under_way(self):
+        command = ("sh", "-c", 'trap "" TERM; sleep 3')
+        process = self.start_record("--", *command, env=self.environment)
+        self.hear("READY")
+        process.send_signal(signal.SIGHUP)
+        self.hear("RELOADING")
+        while "waiting up to" not in process.stderr.readline():
+            self.assertIsNone(process.poll())
+        self.end(process)
+        self.assertEqual(len({name.split("_")[0] for name in self.out()}), 1, "no other run")
+
     def test_faulty_reload_goes_on(self):
         process = self.start_record(env=self.environment)
         self.hear("READY")
         cases = [('interval = "1 parsec"', "record.toml:1: --interval: '1 parsec' is not"),
                  (CONFIG.replace("thermal", "nope"), "unknown feature 'nope'"),
-                 (CONFIG.replace("tree", "no-tree"), "record.toml:8: --sysroot: ")]
+                 (CONFIG.replace("tree", "no-tree"), "record.toml:8: --sysroot: "),
+                 (CONFIG.replace("out/run", "record.toml/run"), "cannot write into the folder")]
         for text, _ in cases:
             self.write("record.toml", text)
             process.send_signal(signal.SIGHUP)
@@ -304,7 +372,7 @@ class Manager(ServiceTest):
         errors = self.end(process)
         for _, error in cases:
             self.assertIn(error, errors)
-        self.assertEqual(errors.count("going on with the configuration as it was"), 3)
+        self.assertEqual(errors.count("going on with the configuration as it was"), len(cases))
         self.assertEqual(len({name.split("_")[0] for name in self.out()}), 1, "one run")
 
     def test_lines_for_the_journal(self):

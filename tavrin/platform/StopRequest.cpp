@@ -28,8 +28,8 @@ StopRequest::~StopRequest() {
 void StopRequest::request(int signal) {
   {
     const std::lock_guard lock(mutex_);
+    if (signal_ == 0) signal_ = signal;
     if (requested_) return;
-    signal_ = signal;
     requested_.store(true, std::memory_order_release);
 #if !defined(_WIN32)
     eventfd_write(descriptor_, 1);

@@ -7,7 +7,7 @@
 
 namespace tavrin {
 
-/// Tells every thread of a run that it shall end. Only the first request counts.
+/// Tells every thread of a run that it shall end. The first request counts, and the first signal.
 class StopRequest {
  public:
   using Clock = std::chrono::steady_clock;
@@ -20,7 +20,7 @@ class StopRequest {
   /// `signal`: the number of the signal that asks for it; 0 when none does.
   void request(int signal = 0);
   bool isRequested() const { return requested_.load(std::memory_order_acquire); }
-  /// The signal of the first request; 0 without one.
+  /// The first signal that has asked for it, be it behind a request without one; 0 for none.
   int signal() const { return signal_; }
   /// Waits until `deadline` or a request; true when the stop was requested.
   bool waitUntil(Clock::time_point deadline);

@@ -37,7 +37,7 @@ FileKeeper::FileKeeper(const Settings& settings)
       rotation_(files_, settings.bounds) {}
 
 FileKeeper::~FileKeeper() {
-  end(true);
+  end(std::chrono::milliseconds(0));
 }
 
 void FileKeeper::start() {
@@ -53,27 +53,37 @@ void FileKeeper::noteFile(const std::string& path) {
   if (const std::uint64_t size = sizeOf(path); size > 0) {
     const std::lock_guard lock(filesMutex_);
     latestSize_ = size;
+    tellOfSmallBound();
   }
   {
     const std::lock_guard lock(mutex_);
     hasWork_ = true;
   }
-  changed_.notify_one();
+  changed_.notify_all();
 }
 
-void FileKeeper::end(bool isHurried) {
+/// Room for the next file takes twice the size of the last one.
+void FileKeeper::tellOfSmallBound() {
+  if (settings_.bounds.bytes == 0 || settings_.bounds.bytes > 3 * latestSize_) return;
+  smallNote_.tell("--keep has room for fewer than three files like the last one, of " +
+                  std::to_string(latestSize_) + " bytes: they are removed at once");
+}
+
+void FileKeeper::end(std::chrono::milliseconds patience) {
   if (!thread_.joinable()) return;
   {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     isEnding_ = true;
-    isHurried_ = isHurried;
+    changed_.notify_all();
+    changed_.wait_for(lock, patience, [this] { return hasEnded_; });
+    isHurried_ = true;
   }
-  changed_.notify_one();
+  changed_.notify_all();
   thread_.join();
 }
 
-void FileKeeper::finish() {
-  end(false);
+void FileKeeper::finish(std::chrono::milliseconds patience) {
+  end(patience);
   const std::string removed =
       rotation_.removed() == 0 ? "" : "; removed " + std::to_string(rotation_.removed()) + " files";
   inform("kept " + status() + removed);
@@ -99,6 +109,11 @@ bool FileKeeper::waitForWork() {
 void FileKeeper::run() {
   lowerPriority();
   while (waitForWork()) lookAfterFiles();
+  {
+    const std::lock_guard lock(mutex_);
+    hasEnded_ = true;
+  }
+  changed_.notify_all();
 }
 
 void FileKeeper::lookAfterFiles() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -39,8 +40,9 @@ class FileKeeper {
   void makeRoom();
   /// Writer thread: a file of the run has got its name.
   void noteFile(const std::string& path);
-  /// Does what is left to do, ends the thread, and tells what became of the files.
-  void finish();
+  /// Does what is left to do, as far as it can begin in this time, ends the thread, and tells what
+  /// became of the files.
+  void finish(std::chrono::milliseconds patience);
   /// "12 files with 3.4 MB", from any thread.
   std::string status() const;
 
@@ -50,7 +52,8 @@ class FileKeeper {
   void lookAfterFiles();
   void packFiles(const RunFolder::Content& content);
   RunFolder::Content trim();
-  void end(bool isHurried);
+  void tellOfSmallBound();
+  void end(std::chrono::milliseconds patience);
 
   const Settings settings_;
   std::mutex filesMutex_;  ///< for what follows up to the next empty line; locked first
@@ -60,11 +63,13 @@ class FileKeeper {
   std::uint64_t packedSize_ = 0;  ///< bytes that the file may have that is being packed
 
   RepeatedNote packNote_;
+  RepeatedNote smallNote_;
   mutable std::mutex mutex_;  ///< for all that follows
   std::condition_variable changed_;
   bool hasWork_ = true;
   bool isEnding_ = false;
   bool isHurried_ = false;
+  bool hasEnded_ = false;  ///< the thread has nothing more to do
   std::size_t keptFiles_ = 0;
   std::uint64_t keptBytes_ = 0;
   std::thread thread_;

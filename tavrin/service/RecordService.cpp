@@ -5,12 +5,16 @@
 #include "hostcommon/Platform.h"
 #include "tavrin/common/CommandError.h"
 #include "tavrin/common/Messages.h"
+#include "tavrin/common/PlainText.h"
 
 namespace tavrin {
 
 namespace {
 
 constexpr std::chrono::milliseconds kReloadLook{50};
+/// Service managers kill what takes longer than 90 seconds, and at a reload nothing is measured
+/// meanwhile. The next run packs what is left.
+constexpr std::chrono::seconds kPackingWait{20};
 
 std::optional<Packing> packingOf(const Options& options) {
   if (options.packing.empty()) return {};
@@ -44,7 +48,7 @@ void RecordService::start(const std::string& baseName, const std::string& suffix
 }
 
 std::string RecordService::status() const {
-  return "recording to " + baseName_ + (keeper_ ? "; kept " + keeper_->status() : "");
+  return "recording to " + escaped(baseName_) + (keeper_ ? "; kept " + keeper_->status() : "");
 }
 
 void RecordService::began() {
@@ -98,7 +102,7 @@ void RecordService::ending() {
 }
 
 void RecordService::finish() {
-  if (keeper_) keeper_->finish();
+  if (keeper_) keeper_->finish(kPackingWait);
 }
 
 }  // namespace tavrin

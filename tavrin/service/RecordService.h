@@ -23,9 +23,9 @@ class RecordService {
   explicit RecordService(const Options& options);
 
   /// Whether files of earlier runs stay, so that names need the start of their run.
-  bool keepsFiles() const { return options_.keep.isAny() || !options_.packing.empty(); }
+  bool namesStarts() const { return keepsFiles() || isReloadable() || options_.ship.isAsked(); }
   /// Whether a hangup asks for a new configuration, not for the end.
-  bool isReloadable() const { return !options_.config.empty(); }
+  bool isReloadable() const { return !options_.config.empty() && options_.continuousSec > 0.0; }
   /// Asks for it, from any thread.
   void reload() { reload_.request(); }
 
@@ -46,12 +46,14 @@ class RecordService {
   bool keepUp(Clock::time_point now, bool hasSamples);
   /// The outputs are being closed.
   void ending();
-  /// They are closed. Waits until the files are packed.
+  /// They are closed. Waits until the files are packed, but not for long: the next run packs
+  /// what is left.
   void finish();
-  /// Whether the process has to begin anew then.
+  /// Whether a changed configuration was accepted.
   bool isReloading() const { return reload_.isAccepted(); }
 
  private:
+  bool keepsFiles() const { return options_.keep.isAny() || !options_.packing.empty(); }
   std::string status() const;
   bool keepUpReload();
 

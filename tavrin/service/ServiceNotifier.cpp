@@ -4,6 +4,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstdlib>
@@ -19,6 +20,9 @@ namespace {
 
 /// Several times in the period, so that one that comes late does no harm.
 constexpr int kTellsPerPeriod = 4;
+/// What is longer is told more often than needed; what is shorter cannot be met.
+constexpr std::chrono::microseconds kLongestPeriod = std::chrono::hours(1);
+constexpr std::chrono::microseconds kLeastPeriod = std::chrono::milliseconds(10);
 
 std::string_view variable(const char* name) {
   const char* const value = std::getenv(name);
@@ -58,7 +62,8 @@ ServiceNotifier::ServiceNotifier() {
   if (socket_ < 0) warn("the service manager's socket cannot be reached: " + std::string(name));
   const long long process = numberIn("WATCHDOG_PID");
   if (process != 0 && process != getpid()) return;
-  watchdog_ = std::chrono::microseconds(numberIn("WATCHDOG_USEC"));
+  const std::chrono::microseconds period(numberIn("WATCHDOG_USEC"));
+  if (period.count() > 0) watchdog_ = std::clamp(period, kLeastPeriod, kLongestPeriod);
 }
 
 ServiceNotifier::~ServiceNotifier() {
