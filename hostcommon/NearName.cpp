@@ -31,10 +31,10 @@ std::size_t distance(std::string_view one, std::string_view other) {
 }  // namespace
 
 std::string nearName(const std::string& name, const std::vector<std::string>& known) {
-  const auto far = [&name](const std::string& one) { return distance(name, one); };
-  const auto nearest = std::ranges::min_element(known, {}, far);
+  const auto away = [&name](const std::string& one) { return distance(name, one); };
+  const auto nearest = std::ranges::min_element(known, {}, away);
   const bool isNear =
-      nearest != known.end() && far(*nearest) <= std::max<std::size_t>(1, name.size() / 3);
+      nearest != known.end() && away(*nearest) <= std::max<std::size_t>(1, name.size() / 3);
   return isNear ? *nearest : std::string();
 }
 

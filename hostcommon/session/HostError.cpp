@@ -15,10 +15,10 @@ void requireKnown(const std::vector<std::string>& names, const std::vector<std::
                   const std::string& kind) {
   for (const std::string& name : names) {
     if (std::ranges::count(known, name) > 0) continue;
-    const std::string near = nearName(name, known);
+    const std::string similar = nearName(name, known);
     std::string text = "unknown ";
     text.append(kind).append(" '").append(name).append("'; ");
-    if (!near.empty()) text.append("did you mean '").append(near).append("'? ");
+    if (!similar.empty()) text.append("did you mean '").append(similar).append("'? ");
     text.append("known are");
     char mark = ':';
     for (const std::string& one : known) {
