@@ -1,6 +1,7 @@
 #include "writers/host/PluginEnvironment.h"
 
 #include "hostcommon/FileLogger.h"
+#include "hostcommon/OutputFileLogger.h"
 
 namespace pwr {
 
