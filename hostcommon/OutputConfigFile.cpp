@@ -16,6 +16,9 @@
 
 namespace {
 
+/// The parser calls itself for each part of a name, which a longer text could have too many of.
+constexpr std::size_t kMostConfigBytes = 64'000;
+
 struct FeatureEntry {
   std::string name;
   std::deque<std::string> metrics;
@@ -108,7 +111,7 @@ OutputConfig configOf(const toml::table& root) {
   return result;
 }
 
-/// Reads a whole file; false with errno set when that fails.
+/// Reads a file up to what is too much for one; false with errno set when that fails.
 bool readFile(const std::string& path, std::string& text) {
   const std::unique_ptr<FILE, int (*)(FILE*)> file(pwr::platform::openFile(path.c_str(), "rb"),
                                                    std::fclose);
@@ -116,6 +119,7 @@ bool readFile(const std::string& path, std::string& text) {
   char chunk[4096];
   while (const std::size_t count = std::fread(chunk, 1, sizeof chunk, file.get())) {
     text.append(chunk, count);
+    if (text.size() > kMostConfigBytes) return true;
   }
   return std::ferror(file.get()) == 0;
 }
@@ -128,6 +132,10 @@ int loadOutputConfigFile(const std::string& path, std::string& error) {
   std::string text;
   if (!readFile(path, text)) {
     error = path + ": " + platform::errorText(errno);
+    return 1;
+  }
+  if (text.size() > kMostConfigBytes) {
+    error = path + ": this is no configuration file";
     return 1;
   }
   const auto blame = [&](unsigned int line, std::string_view cause) {

@@ -358,6 +358,13 @@ TEST(OutputConfig, FaultsNameTheLine) {
   std::string error;
   EXPECT_EQ(pwr::loadOutputConfigFile("/no/such.toml", error), 1);
   EXPECT_EQ(error, "/no/such.toml: No such file or directory");
+  std::string parts = "a";
+  for (int i = 0; i < 400'000; ++i) parts += ".a";
+  folder.write("deep.toml", parts + " = 1");
+  for (const std::string& file : {folder.path("deep.toml"), std::string("/dev/zero")}) {
+    EXPECT_EQ(pwr::loadOutputConfigFile(file, error), 1);
+    EXPECT_EQ(error, file + ": this is no configuration file");
+  }
 }
 
 TEST(CheckEnv, UnsetEmptyAndZeroAreOff) {

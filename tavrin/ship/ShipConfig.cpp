@@ -24,7 +24,8 @@ namespace tavrin {
 
 namespace {
 
-constexpr off_t kMostConfig = 1'000'000;
+/// The parser calls itself for each part of a name, which a longer text could have too many of.
+constexpr off_t kMostConfig = 64'000;
 constexpr mode_t kOfOthers = S_IRWXG | S_IRWXO;
 
 [[noreturn]] void refuseConfig(const std::string& path, const toml::source_position& place,
