@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdint>
 #include <filesystem>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <system_error>
@@ -155,12 +156,30 @@ void requireFirst(const InputName& file, const Place& place) {
                     file.with(*file.number - 1) + " is not given");
 }
 
+bool haveSameContent(const std::string& one, const std::string& other) {
+  using Bytes = std::istreambuf_iterator<char>;
+  try {
+    ResultFile left(one);
+    ResultFile right(other);
+    return std::equal(Bytes(left.stream()), Bytes(), Bytes(right.stream()), Bytes());
+  } catch (const std::runtime_error&) {
+    return false;
+  }
+}
+
+/// Whether a file is the one before it in another packing: after a crash a packed file may stand
+/// beside what was packed.
+bool repeats(const InputName& before, const InputName& file) {
+  if (withoutPacking(before.name) != withoutPacking(file.name)) return false;
+  if (before.name == file.name) throw ResultError(file.name + " is given twice");
+  if (haveSameContent(before.name, file.name)) return true;
+  throw ResultError(file.name + " is given twice, and " + before.name + " has another content");
+}
+
 void addRuns(const std::vector<InputName>& group, std::vector<RunFiles>& runs) {
   const InputName* before = nullptr;
   for (const InputName& file : group) {
-    if (before != nullptr && before->name == file.name) {
-      throw ResultError(file.name + " is given twice");
-    }
+    if (before != nullptr && repeats(*before, file)) continue;
     const Place place = file.number ? placeOf(file.name) : Place{};
     if (before != nullptr && !place.standsForItself) {
       requireNext(*before, file);

@@ -156,6 +156,25 @@ class Files(ServiceTest):
         os.remove(self.path(paths[2]))
         self.inspect(*names[:2], *names[3:])
 
+    def test_a_crash_may_leave_a_file_packed_and_not(self):
+        self.write("record.toml", CONFIG.replace('compress = "zstd"\n', ""))
+        self.record("-d", "300ms")
+        names = self.out()
+        contents = [read(self.path("out/" + name), "rb") for name in names[:2]]
+        self.write("record.toml", CONFIG)
+        self.record("-d", "50ms")
+        packed = [name + ".zst" for name in names]
+        alone = self.inspect(*packed)
+        for content, status in zip(contents, (0, 1)):
+            with open(self.path("out/" + names[0]), "wb") as file:
+                file.write(content)
+            done = self.run_tavrin("inspect", *("out/" + name for name in [names[0], *packed]),
+                                   status=status)
+            if status == 0:
+                self.assertEqual(re.sub(r".*: sound", "", done.stdout), re.sub(r".*: sound", "", alone))
+            else:
+                self.assertRegex(done.stderr, r"is given twice, and \S+ has another content")
+
     def test_a_damaged_packed_file_is_told(self):
         self.record("-d", "100ms")
         path = self.path("out/" + self.out()[0])
