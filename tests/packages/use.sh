@@ -16,5 +16,5 @@ for page in tavrin tavrin-record tavrin-report; do test -s /usr/share/man/man1/$
 test -s /usr/share/doc/tavrin/formats/timeline.md
 zcat /usr/share/doc/tavrin/changelog.Debian.gz | grep '^tavrin ('
 grep 'not yet licensed' /usr/share/doc/tavrin/copyright
-tavrin record --config /etc/tavrin/record.toml --check
+tavrin record --config /etc/tavrin/record.toml --check -o minutes/run  # only the service may write elsewhere
 grep 'ExecStart=/usr/bin/tavrin record --config /etc/tavrin/record.toml' /lib/systemd/system/tavrin.service
