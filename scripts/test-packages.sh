@@ -25,7 +25,8 @@ check_shared_libraries() {
   mkdir "$folder/debian"
   touch "$folder/debian/control"
   dpkg-deb -R "$packages"/libhostcommon*.deb "$folder/host"
-  (cd "$folder" && dpkg-shlibdeps -O -Shost "$OLDPWD/build/package/bin/tavrin") | grep -o 'libhostcommon[^,]*'
+  dpkg-deb -R "$packages"/tavrin_*.deb "$folder/command"
+  (cd "$folder" && dpkg-shlibdeps -O -Shost command/usr/bin/tavrin) | grep -o 'libhostcommon[^,]*'
   rm -r "$folder"
 }
 

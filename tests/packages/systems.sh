@@ -19,8 +19,8 @@ skip() {
 
 # apt, which knows what there is, but nothing of what this machine has installed.
 apt_of_nothing() {
-  "$@" -o Dir::Cache="$work/apt" -o Dir::State::status="$work/apt/status" \
-    -o Dir::State::extended_states="$work/apt/extended_states"
+  "$@" -o Dir::Cache="$work/apt" -o Dir::Cache::archives="$work/apt/archives" \
+    -o Dir::State::status="$work/apt/status" -o Dir::State::extended_states="$work/apt/extended_states"
 }
 
 # The packages that every system has; debootstrap wants the last one as well, where there is one.
