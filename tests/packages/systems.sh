@@ -89,6 +89,7 @@ get_packages >"$work/get.log" || { apt-get update -qq && get_packages; } >"$work
 make_mirror
 unshare --mount debootstrap --variant=minbase --no-check-gpg "$suite" "$work/bare" "file:$work/mirror" \
   >"$work/debootstrap.log" 2>&1 || skip "debootstrap: $(tail -1 "$work/debootstrap.log")"
+"$in_root" "$work/bare" true || skip "what a system in a folder sees of this machine cannot be mounted"
 echo "deb [trusted=yes] file:/mirror $suite main" >"$work/bare/etc/apt/sources.list"
 echo force-unsafe-io >"$work/bare/etc/dpkg/dpkg.cfg.d/unsafe-io"
 install_in "$work/bare" "$dependencies"
