@@ -66,7 +66,7 @@ const char* kindOf(const pwr::MetricDescription& metric) {
 void listMetrics(const Feature& feature) {
   for (const pwr::MetricDescription* metric : feature.metrics()) {
     const std::string units = metric->quantity == nullptr ? "" : metric->quantity->toUnitsString();
-    std::printf("  %-22s %-15s %-10s %-6s %zu series\n", metric->name.c_str(),
+    std::printf("  %-24s %-15s %-10s %-6s %zu series\n", metric->name.c_str(),
                 metric->featureTag.c_str(), kindOf(*metric), units.empty() ? "-" : units.c_str(),
                 metric->combinations.size());
   }

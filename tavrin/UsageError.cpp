@@ -56,8 +56,8 @@ std::string problem(const CLI::App& app, const CLI::App& command,
 }  // namespace
 
 std::string nameHint(const std::string& name, const std::vector<std::string>& known) {
-  const std::string near = pwr::nearName(name, known);
-  return near.empty() ? near : "; did you mean '" + near + "'?";
+  const std::string similar = pwr::nearName(name, known);
+  return similar.empty() ? similar : "; did you mean '" + similar + "'?";
 }
 
 std::string usageError(const CLI::App& app, const std::vector<std::string>& arguments,
